@@ -1,0 +1,19 @@
+#pragma once
+
+#include "applogicexport.h"
+
+// The editor's way to the per-domain reporters. The statistics controller's tracking helper is
+// the one implementation; it installs itself for its lifetime, and statistics() is null outside
+// it, so callers check before reporting.
+namespace Statistics {
+
+class APPLOGIC_EXPORT IStatistics
+{
+public:
+    virtual ~IStatistics();
+};
+
+APPLOGIC_EXPORT void setStatistics(IStatistics *statistics);
+APPLOGIC_EXPORT IStatistics *statistics();
+
+} // namespace Statistics

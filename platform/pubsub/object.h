@@ -1,0 +1,16 @@
+#pragma once
+
+// The identity of a publishing domain. Each domain owns exactly one, reached through its
+// globalObject(); messages carry it as their sender and subscribers may listen to it alone.
+namespace PubSub {
+
+class Object
+{
+public:
+    Object() = default;
+    Object(const Object &) = delete;
+    Object &operator=(const Object &) = delete;
+    virtual ~Object() = default;
+};
+
+} // namespace PubSub

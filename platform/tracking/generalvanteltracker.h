@@ -1,0 +1,54 @@
+#pragma once
+
+#include "tracking/idatafiller.h"
+#include "tracking/refcounted.h"
+#include "tracking/trackedevent.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Vantel::Tracking {
+
+// The usage tracker: takes named events with text parameters, lets the registered fillers add
+// theirs, stamps time and session and hands the result to its sinks (the durable store, an
+// export file, a test's recorder). Shared by intrusive reference count; used on the main thread.
+class GeneralVantelTracker : public Vantel::RefCounted
+{
+public:
+    static const std::string APP_FIRST_START;
+    static const std::string APP_EVERY_START;
+    static const std::string APP_LAUNCHED;
+    static const std::string APP_EXIT;
+    static const std::string APP_FAILED;
+    static const std::string APP_RESTARTED;
+    static const std::string SID;
+
+    explicit GeneralVantelTracker(std::string sessionId);
+    ~GeneralVantelTracker() override;
+
+    void sendEvent(const std::string &event, const std::map<std::string, std::string> &params);
+    void RegisterFiller(const std::string &event,
+                        const std::shared_ptr<IDataFiller> &filler,
+                        FillerKeyMatchingMethod method);
+
+    void addSink(std::shared_ptr<IEventSink> sink);
+    void removeSink(const std::shared_ptr<IEventSink> &sink);
+    const std::string &sessionId() const noexcept { return m_sessionId; }
+
+private:
+    struct Registration
+    {
+        std::string key;
+        std::shared_ptr<IDataFiller> filler;
+        FillerKeyMatchingMethod method;
+    };
+
+    std::string m_sessionId;
+    std::vector<Registration> m_fillers;
+    std::vector<std::shared_ptr<IEventSink>> m_sinks;
+};
+
+} // namespace Vantel::Tracking

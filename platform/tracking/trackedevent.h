@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace Vantel::Tracking {
+
+// One event as the tracker hands it on: its parameters already include what the fillers added.
+struct TrackedEvent
+{
+    std::string name;
+    std::map<std::string, std::string> params;
+    std::int64_t timeMs = 0; // milliseconds since the Unix epoch
+    std::string session;
+};
+
+// Where sent events go. consume() runs on the sending thread (the main thread), inside
+// sendEvent, so a sink must only hand the event on, never wait for a disk or a network.
+class IEventSink
+{
+public:
+    virtual ~IEventSink() = default;
+    virtual void consume(const TrackedEvent &event) = 0;
+};
+
+} // namespace Vantel::Tracking

@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Installs every Debian package the project builds, tests and runs with.
+# Idempotent: when everything is present it only asks dpkg and returns.
+set -euo pipefail
+
+packages=(
+  # build tools
+  cmake ninja-build ccache pkg-config clang lld libclang-rt-14-dev
+  # Qt 5: Core, Gui, Widgets, Network, Test, Sql-free; offscreen platform plugin ships with qtbase
+  qtbase5-dev qtbase5-dev-tools libqt5network5 libqt5test5
+  # Boost (intrusive_ptr, rational are header-only)
+  libboost-dev
+  # logging
+  libgoogle-glog-dev
+  # media probing
+  libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg
+  # event store
+  libsqlite3-dev sqlite3
+  # tests and benchmarks
+  googletest libgtest-dev libgmock-dev libbenchmark-dev
+  # audio capture backend
+  libasound2-dev
+)
+
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+
+if [ ${#missing[@]} -eq 0 ]; then
+  exit 0
+fi
+
+echo "Installing: ${missing[*]}"
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
