@@ -1,1 +1,159 @@
-int main() { return 0; }
+// editor-shell: constructs the logic layer's controllers once, on the real platform, the way the
+// editor does, and drives them from the command line.
+
+#include "application.h"
+#include "shellcontext.h"
+
+#include "Messages/statistics.h"
+#include "Statistics/controller.h"
+
+#include "pubsub/subscriber.h"
+#include "tracking/generalvanteltracker.h"
+#include "tracking/sessiontracker.h"
+#include "util/profiler.h"
+#include "util/settingspaths.h"
+
+#include <QApplication>
+#include <QDir>
+
+#include <glog/logging.h>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+const QCommandLineOption dataDirOption(QStringLiteral("data-dir"),
+                                       QStringLiteral("Keep all state under DIR."),
+                                       QStringLiteral("DIR"));
+const QCommandLineOption eventsOutOption(QStringLiteral("events-out"),
+                                         QStringLiteral("Write every usage event of this run to FILE as JSON lines."),
+                                         QStringLiteral("FILE"));
+const QCommandLineOption yesOption(QStringLiteral("yes"), QStringLiteral("Answer every question with yes."));
+const QCommandLineOption noOption(QStringLiteral("no"), QStringLiteral("Answer every question with no."));
+const QCommandLineOption verboseOption(QStringLiteral("verbose"), QStringLiteral("Log informational messages to the terminal."));
+
+void addGlobalOptions(QCommandLineParser &parser)
+{
+    parser.addOption(dataDirOption);
+    parser.addOption(eventsOutOption);
+    parser.addOption(yesOption);
+    parser.addOption(noOption);
+    parser.addOption(verboseOption);
+    parser.addHelpOption();
+}
+
+QString usage()
+{
+    QString text = QStringLiteral("Usage: editor-shell [--data-dir DIR] [--events-out FILE] [--yes|--no] COMMAND [ARGS]\n\nCommands:\n");
+    for (const Shell::Command &command : Shell::commands())
+        text += QStringLiteral("  %1\n").arg(QString::fromUtf8(command.synopsis));
+    return text;
+}
+
+void setUpLogging(const char *argv0, bool verbose)
+{
+    FLAGS_logtostderr = false;
+    FLAGS_alsologtostderr = false;
+    FLAGS_stderrthreshold = verbose ? google::GLOG_INFO : google::GLOG_WARNING;
+    FLAGS_colorlogtostderr = false;
+    google::InitGoogleLogging(argv0);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Headless unless the user asked for a display: the shell drives the layer, it draws nothing.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("editor-shell"));
+    QApplication::setOrganizationName(QStringLiteral("editor"));
+
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+
+    QCommandLineParser global;
+    addGlobalOptions(global);
+    global.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
+    global.addPositionalArgument(QStringLiteral("command"), QStringLiteral("What to do."));
+    if (!global.parse(QApplication::arguments())) {
+        err << global.errorText() << "\n" << usage();
+        return 2;
+    }
+    QStringList rest = global.positionalArguments();
+    if (global.isSet(QStringLiteral("help")) && rest.isEmpty()) {
+        out << usage();
+        return 0;
+    }
+    const QString name = rest.isEmpty() ? QStringLiteral("status") : rest.takeFirst();
+    const Shell::Command *command = nullptr;
+    for (const Shell::Command &c : Shell::commands()) {
+        if (name == QLatin1String(c.name))
+            command = &c;
+    }
+    if (!command) {
+        err << "Unknown command: " << name << "\n" << usage();
+        return 2;
+    }
+
+    // The command's own parser also takes the global options, so they may follow the command.
+    QCommandLineParser parser;
+    addGlobalOptions(parser);
+    if (command->declareOptions)
+        command->declareOptions(parser);
+    if (!parser.parse(QStringList{QApplication::arguments().first()} + rest)) {
+        err << parser.errorText() << "\n" << usage();
+        return 2;
+    }
+    if (parser.isSet(QStringLiteral("help"))) {
+        out << "editor-shell " << command->synopsis << "\n\n" << parser.helpText();
+        return 0;
+    }
+    auto globalValue = [&](const QCommandLineOption &option) {
+        return parser.isSet(option) ? parser.value(option) : global.value(option);
+    };
+    auto globalSet = [&](const QCommandLineOption &option) {
+        return parser.isSet(option) || global.isSet(option);
+    };
+
+    setUpLogging(argv[0], globalSet(verboseOption));
+
+    try {
+        Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
+                                                          : Settings::dataFolder());
+    } catch (const std::exception &e) {
+        err << "editor-shell: " << e.what() << "\n";
+        return 1;
+    }
+    FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
+    QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
+
+    std::unique_ptr<Shell::Application> application;
+    try {
+        Shell::Options options;
+        options.eventsOut = globalValue(eventsOutOption);
+        application = std::make_unique<Shell::Application>(options);
+    } catch (const std::exception &e) {
+        err << "editor-shell: " << e.what() << "\n";
+        return 1;
+    }
+
+    Shell::Context context{*application, parser, parser.positionalArguments(), Shell::Answer::Ask, out, err};
+    if (globalSet(yesOption))
+        context.answer = Shell::Answer::Yes;
+    else if (globalSet(noOption))
+        context.answer = Shell::Answer::No;
+
+    int status = 1;
+    try {
+        status = command->run(context);
+    } catch (const std::exception &e) {
+        LOG(ERROR) << name.toStdString() << " failed: " << e.what();
+        err << "editor-shell: " << e.what() << "\n";
+    }
+    return status;
+}

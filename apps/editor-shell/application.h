@@ -1,0 +1,45 @@
+#pragma once
+
+#include "tracking/generalvanteltracker.h"
+
+#include <QString>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include <memory>
+
+namespace Statistics {
+class Controller;
+}
+namespace Vantel::Tracking {
+class ISessionTracker;
+}
+
+namespace Shell {
+
+struct Options
+{
+    QString eventsOut; // empty: no export file
+};
+
+// The editor's start-up and shutdown in one object: the session, the usage tracker with its
+// sinks, and every controller of the layer, constructed once in the editor's order and destroyed
+// in reverse. Commands run between the two.
+class Application
+{
+public:
+    // Throws std::runtime_error when the data folder's stores cannot be opened.
+    explicit Application(const Options &options);
+    ~Application();
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+
+    Vantel::Tracking::GeneralVantelTracker &tracker() const { return *m_tracker; }
+
+private:
+    std::shared_ptr<Vantel::Tracking::ISessionTracker> m_session;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
+    std::unique_ptr<Statistics::Controller> m_statistics;
+};
+
+} // namespace Shell
