@@ -1,0 +1,169 @@
+#include "Messages/statistics.h"
+#include "Statistics/controller.h"
+#include "Statistics/istatistics.h"
+
+#include "fakesessiontracker.h"
+#include "recordingeventsink.h"
+#include "tempdatafolder.h"
+
+#include "pubsub/subscriber.h"
+#include "tracking/sessiontracker.h"
+
+#include <QFile>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+
+using Vantel::Tracking::GeneralVantelTracker;
+
+namespace {
+
+class StatisticsController : public ::testing::Test
+{
+protected:
+    StatisticsController()
+    {
+        tracker->addSink(sink);
+        Vantel::Tracking::setSessionTrackerInstance(sessions);
+    }
+    ~StatisticsController() override { Vantel::Tracking::setSessionTrackerInstance(nullptr); }
+
+    // Makes the data folder look like an installation that was launched before.
+    void markInstalled() { QFile(data.filePath(QStringLiteral("installation"))).open(QIODevice::WriteOnly); }
+
+    TestSupport::TempDataFolder data;
+    boost::intrusive_ptr<GeneralVantelTracker> tracker{new GeneralVantelTracker("sid")};
+    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
+    std::shared_ptr<TestSupport::FakeSessionTracker> sessions =
+        std::make_shared<TestSupport::FakeSessionTracker>();
+};
+
+TEST_F(StatisticsController, first_launch_sends_first_start_with_accelerator_properties)
+{
+    Statistics::Controller controller(tracker);
+    controller.startTracking(true);
+    ASSERT_EQ(sink->names(), std::vector<std::string>{"APP_FIRST_START"});
+    EXPECT_EQ(sink->events[0].params.count("HW_ACCELERATORS"), 1u);
+}
+
+TEST_F(StatisticsController, later_launch_sends_every_start)
+{
+    markInstalled();
+    Statistics::Controller controller(tracker);
+    controller.startTracking(true);
+    EXPECT_EQ(sink->names(), std::vector<std::string>{"APP_EVERY_START"});
+}
+
+TEST_F(StatisticsController, second_start_tracking_does_nothing)
+{
+    Statistics::Controller controller(tracker);
+    controller.startTracking(true);
+    controller.startTracking(true);
+    controller.startTracking(false);
+    ASSERT_EQ(sink->names(), std::vector<std::string>{"APP_FIRST_START"});
+    // One filler registration only: a second one would not duplicate keys, so check it by the
+    // one event that still gets fillers after start.
+    tracker->sendEvent("APP_FAILED", {});
+    EXPECT_EQ(sink->events.back().params.count("HW_ACCELERATORS"), 1u);
+}
+
+TEST_F(StatisticsController, without_fillers_reports_earlier_sessions_and_start_bare)
+{
+    sessions->failed = {{"crashed", Vantel::Tracking::FailureDetails{"SIGSEGV", "*** SIGSEGV"}},
+                        {"killed", std::nullopt}};
+    sessions->restarted = {"restarted"};
+    Statistics::Controller controller(tracker);
+    controller.startTracking(false);
+
+    ASSERT_EQ(sink->names(),
+              (std::vector<std::string>{"APP_FAILED", "APP_FAILED", "APP_RESTARTED", "APP_FIRST_START"}));
+    EXPECT_EQ(sink->events[0].params,
+              (std::map<std::string, std::string>{{"SID", "crashed"},
+                                                  {"FAIL_AREA", "SIGSEGV"},
+                                                  {"FAIL_DEBUG_INFO", "*** SIGSEGV"}}));
+    EXPECT_EQ(sink->events[1].params, (std::map<std::string, std::string>{{"SID", "killed"}}));
+    EXPECT_EQ(sink->events[2].params, (std::map<std::string, std::string>{{"SID", "restarted"}}));
+    EXPECT_TRUE(sink->events[3].params.empty());
+}
+
+TEST_F(StatisticsController, failed_session_report_gets_accelerator_properties)
+{
+    sessions->failed = {{"crashed", std::nullopt}};
+    Statistics::Controller controller(tracker);
+    controller.startTracking(true);
+    ASSERT_NE(sink->last("APP_FAILED"), nullptr);
+    EXPECT_EQ(sink->last("APP_FAILED")->params.count("HW_ACCELERATORS"), 1u);
+}
+
+TEST_F(StatisticsController, destruction_sends_exit_and_clears_the_global_access)
+{
+    {
+        Statistics::Controller controller(tracker);
+        EXPECT_NE(Statistics::statistics(), nullptr);
+    }
+    EXPECT_EQ(Statistics::statistics(), nullptr);
+    EXPECT_EQ(sink->names(), std::vector<std::string>{"APP_EXIT"});
+}
+
+TEST_F(StatisticsController, destruction_while_unwinding_sends_no_exit)
+{
+    try {
+        Statistics::Controller controller(tracker);
+        throw std::runtime_error("crash on its way");
+    } catch (const std::runtime_error &) {
+    }
+    EXPECT_TRUE(sink->events.empty());
+}
+
+TEST_F(StatisticsController, interaction_becomes_event_with_method_and_parameters)
+{
+    Statistics::Controller controller(tracker);
+    Statistics::InteractionNotification n(QStringLiteral("BLADE_ALERT_CLOSED"), QStringLiteral("ENABLE"));
+    n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Übergang"));
+    PubSub::publish(n);
+    ASSERT_EQ(sink->names(), std::vector<std::string>{"BLADE_ALERT_CLOSED"});
+    EXPECT_EQ(sink->events[0].params,
+              (std::map<std::string, std::string>{{"METHOD", "ENABLE"}, {"NAME", "Übergang"}}));
+}
+
+TEST_F(StatisticsController, interaction_without_value_has_no_method)
+{
+    Statistics::Controller controller(tracker);
+    PubSub::publish(Statistics::InteractionNotification(QStringLiteral("BLADE_ALERT_SHOWN"), {}));
+    ASSERT_EQ(sink->events.size(), 1u);
+    EXPECT_TRUE(sink->events[0].params.empty());
+}
+
+TEST_F(StatisticsController, events_before_start_tracking_are_sent)
+{
+    Statistics::Controller controller(tracker);
+    PubSub::publish(Statistics::OsShutdownNotification());
+    EXPECT_EQ(sink->names(), std::vector<std::string>{"OS_SHUTDOWN"});
+}
+
+TEST_F(StatisticsController, launch_report_carries_stage_times_and_first_start_flag)
+{
+    Statistics::Controller controller(tracker);
+    Vantel::Profiler::Result result;
+    result.total = 1234;
+    result.stages[Vantel::Profiler::PROFILER_CAPTURE_CONTROLLER] = 17;
+    result.stages["unrelated_stage"] = 5;
+    PubSub::publish(Statistics::AppLaunchedNotification(result));
+    ASSERT_NE(sink->last("APP_LAUNCHED"), nullptr);
+    EXPECT_EQ(sink->last("APP_LAUNCHED")->params,
+              (std::map<std::string, std::string>{{"CAPTURE_CONTROLLER_CREATE", "17"},
+                                                  {"IS_FIRST_START", "true"},
+                                                  {"STARTUP_TIME_MS", "1234"}}));
+}
+
+TEST_F(StatisticsController, nothing_is_received_after_destruction)
+{
+    { Statistics::Controller controller(tracker); }
+    sink->events.clear();
+    PubSub::publish(Statistics::OsShutdownNotification());
+    EXPECT_TRUE(sink->events.empty());
+}
+
+} // namespace
