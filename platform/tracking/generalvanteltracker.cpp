@@ -22,9 +22,15 @@ GeneralVantelTracker::~GeneralVantelTracker() = default;
 void GeneralVantelTracker::sendEvent(const std::string &event,
                                      const std::map<std::string, std::string> &params)
 {
+    sendEvent(event, std::map<std::string, std::string>(params));
+}
+
+void GeneralVantelTracker::sendEvent(const std::string &event,
+                                     std::map<std::string, std::string> &&params)
+{
     TrackedEvent tracked;
     tracked.name = event;
-    tracked.params = params;
+    tracked.params = std::move(params);
     tracked.session = m_sessionId;
     tracked.timeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
                          std::chrono::system_clock::now().time_since_epoch())
@@ -36,8 +42,12 @@ void GeneralVantelTracker::sendEvent(const std::string &event,
         if (matches)
             r.filler->appendParams(tracked.params);
     }
-    for (const auto &sink : m_sinks)
-        sink->consume(tracked);
+    if (m_sinks.empty())
+        return;
+    // Every sink but the last sees the event; the last one gets it.
+    for (std::size_t i = 0; i + 1 < m_sinks.size(); ++i)
+        m_sinks[i]->consume(static_cast<const TrackedEvent &>(tracked));
+    m_sinks.back()->consume(std::move(tracked));
 }
 
 void GeneralVantelTracker::RegisterFiller(const std::string &event,

@@ -30,6 +30,8 @@ public:
     ~GeneralVantelTracker() override;
 
     void sendEvent(const std::string &event, const std::map<std::string, std::string> &params);
+    // The same, taking the map over instead of copying it.
+    void sendEvent(const std::string &event, std::map<std::string, std::string> &&params);
     void RegisterFiller(const std::string &event,
                         const std::shared_ptr<IDataFiller> &filler,
                         FillerKeyMatchingMethod method);

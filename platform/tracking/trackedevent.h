@@ -22,6 +22,9 @@ class IEventSink
 public:
     virtual ~IEventSink() = default;
     virtual void consume(const TrackedEvent &event) = 0;
+    // The tracker hands its own copy to the last sink; a sink that keeps events overrides this
+    // to take the event without copying it.
+    virtual void consume(TrackedEvent &&event) { consume(static_cast<const TrackedEvent &>(event)); }
 };
 
 } // namespace Vantel::Tracking

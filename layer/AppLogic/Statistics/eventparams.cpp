@@ -30,6 +30,20 @@ std::string real(double value)
     return std::string(buffer, result.ptr);
 }
 
+std::string utf8(const QString &text)
+{
+    const QChar *chars = text.constData();
+    const int size = text.size();
+    std::string ascii(static_cast<std::size_t>(size), '\0');
+    for (int i = 0; i < size; ++i) {
+        const ushort c = chars[i].unicode();
+        if (c >= 0x80)
+            return text.toStdString();
+        ascii[static_cast<std::size_t>(i)] = static_cast<char>(c);
+    }
+    return ascii;
+}
+
 std::string flag(bool value)
 {
     return Vantel::App::Util::Statistics::boolToString(value);

@@ -30,7 +30,9 @@ APPLOGIC_EXPORT std::string flag(bool value);
 inline std::string seconds(MTime t) { return decimal(t.toSec()); }
 // For keys ending "_MS".
 inline std::string millis(MTime t) { return decimal(t.toMSec()); }
-inline std::string utf8(const QString &text) { return text.toStdString(); }
+// UTF-8 text. Keys and most values are short ASCII, which skips Qt's codec and its temporary
+// byte array.
+APPLOGIC_EXPORT std::string utf8(const QString &text);
 
 inline constexpr const char *unknownWord = "UNKNOWN";
 

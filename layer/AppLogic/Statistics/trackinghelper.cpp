@@ -53,9 +53,9 @@ TrackingHelper::~TrackingHelper()
         send(GeneralVantelTracker::APP_EXIT, {});
 }
 
-void TrackingHelper::send(const std::string &event, const Params &params) const
+void TrackingHelper::send(const std::string &event, Params params) const
 {
-    m_tracker->sendEvent(event, params);
+    m_tracker->sendEvent(event, std::move(params));
 }
 
 void TrackingHelper::startTracking(bool registerFillers)
@@ -80,7 +80,7 @@ void TrackingHelper::startTracking(bool registerFillers)
                 params["FAIL_AREA"] = failed.details->area;
                 params["FAIL_DEBUG_INFO"] = failed.details->debugInfo;
             }
-            send(GeneralVantelTracker::APP_FAILED, params);
+            send(GeneralVantelTracker::APP_FAILED, std::move(params));
         }
         for (const auto &id : sessions->restartedSessions())
             send(GeneralVantelTracker::APP_RESTARTED, {{GeneralVantelTracker::SID, id}});
@@ -98,14 +98,14 @@ void TrackingHelper::notify(const InteractionNotification &n)
         params["METHOD"] = utf8(n.value);
     for (auto it = n.parameters.cbegin(); it != n.parameters.cend(); ++it)
         params[utf8(it.key())] = utf8(it.value());
-    send(utf8(n.event), params);
+    send(utf8(n.event), std::move(params));
 }
 
 void TrackingHelper::notify(const AppLaunchedNotification &n)
 {
     Params params = Vantel::App::Util::Statistics::getAppLaunchedCommonParams(n.result, launchSteps());
     params["IS_FIRST_START"] = flag(isFirstLaunch());
-    send(GeneralVantelTracker::APP_LAUNCHED, params);
+    send(GeneralVantelTracker::APP_LAUNCHED, std::move(params));
 }
 
 void TrackingHelper::notify(const OsShutdownNotification &)

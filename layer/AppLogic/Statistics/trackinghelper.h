@@ -29,7 +29,7 @@ public:
     void startTracking(bool registerFillers);
 
     // The one send path: every event of the layer leaves through here.
-    void send(const std::string &event, const Params &params) const;
+    void send(const std::string &event, Params params) const;
 
     void notify(const InteractionNotification &n) override;
     void notify(const AppLaunchedNotification &n) override;
