@@ -1,0 +1,757 @@
+#include "tracking/eventstore.h"
+
+#include "util/settingspaths.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <glog/logging.h>
+#include <pthread.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+namespace Vantel::Tracking {
+
+namespace {
+
+// Marks the file as this store's ("VTLE"), so any other SQLite database found at the path is
+// recognised as foreign rather than written into.
+constexpr int ApplicationId = 0x56544c45;
+constexpr int SchemaVersion = 1;
+
+// AUTOINCREMENT: ids are never reused after pruning, so a reader's cursor stays valid. The time
+// index keeps age pruning and count() off the table pages.
+constexpr const char *CreateSchema = R"(
+BEGIN;
+CREATE TABLE events(
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  name TEXT NOT NULL,
+  params TEXT NOT NULL,
+  time INTEGER NOT NULL,
+  session TEXT NOT NULL);
+CREATE INDEX events_time ON events(time);
+CREATE TABLE meta(key TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
+INSERT INTO meta VALUES('enabled', 1), ('dropped', 0);
+PRAGMA application_id = 1448365125;
+PRAGMA user_version = 1;
+COMMIT;
+)";
+static_assert(ApplicationId == 1448365125, "the schema text spells the id in decimal");
+
+class SqliteError : public std::runtime_error
+{
+public:
+    SqliteError(int code, const std::string &message)
+        : std::runtime_error(message)
+        , m_code(code)
+    {}
+    // The file itself is bad: no retry on it can succeed.
+    bool isDamage() const
+    {
+        const int primary = m_code & 0xff;
+        return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
+    }
+
+private:
+    int m_code;
+};
+
+// A sound SQLite file that belongs to someone else, or to a schema this build does not know.
+class ForeignDatabase : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct DatabaseCloser
+{
+    void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
+};
+using Database = std::unique_ptr<sqlite3, DatabaseCloser>;
+
+[[noreturn]] void fail(sqlite3 *db, int code, const std::string &what)
+{
+    throw SqliteError(code, what + ": " + (db ? sqlite3_errmsg(db) : sqlite3_errstr(code)));
+}
+
+void exec(sqlite3 *db, const char *sql)
+{
+    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+    if (rc != SQLITE_OK)
+        fail(db, rc, sql);
+}
+
+class Statement
+{
+public:
+    Statement() = default;
+    Statement(sqlite3 *db, const char *sql)
+        : m_db(db)
+    {
+        const int rc = sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_stmt, nullptr);
+        if (rc != SQLITE_OK)
+            fail(db, rc, sql);
+    }
+    ~Statement() { sqlite3_finalize(m_stmt); }
+    Statement(Statement &&other) noexcept
+        : m_db(std::exchange(other.m_db, nullptr))
+        , m_stmt(std::exchange(other.m_stmt, nullptr))
+    {}
+    Statement &operator=(Statement &&other) noexcept
+    {
+        std::swap(m_db, other.m_db);
+        std::swap(m_stmt, other.m_stmt);
+        return *this;
+    }
+
+    sqlite3_stmt *get() const { return m_stmt; }
+
+    void bind(int index, qint64 value) { check(sqlite3_bind_int64(m_stmt, index, value)); }
+    // The text must outlive the step that uses it.
+    void bind(int index, const char *text, std::size_t size)
+    {
+        check(sqlite3_bind_text64(m_stmt, index, text, size, SQLITE_STATIC, SQLITE_UTF8));
+    }
+    void bind(int index, const std::string &text) { bind(index, text.data(), text.size()); }
+
+    // True while there is a row to read.
+    bool step()
+    {
+        const int rc = sqlite3_step(m_stmt);
+        if (rc == SQLITE_ROW)
+            return true;
+        if (rc == SQLITE_DONE)
+            return false;
+        sqlite3_reset(m_stmt);
+        fail(m_db, rc, sqlite3_sql(m_stmt));
+    }
+    void run()
+    {
+        while (step()) {
+        }
+        sqlite3_reset(m_stmt);
+    }
+    qint64 single()
+    {
+        const qint64 value = step() ? sqlite3_column_int64(m_stmt, 0) : 0;
+        sqlite3_reset(m_stmt);
+        return value;
+    }
+    void reset() { sqlite3_reset(m_stmt); }
+
+private:
+    void check(int rc)
+    {
+        if (rc != SQLITE_OK)
+            fail(m_db, rc, "bind");
+    }
+
+    sqlite3 *m_db = nullptr;
+    sqlite3_stmt *m_stmt = nullptr;
+};
+
+qint64 queryInt(sqlite3 *db, const char *sql)
+{
+    return Statement(db, sql).single();
+}
+
+std::string columnText(sqlite3_stmt *stmt, int column)
+{
+    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
+    return text ? std::string(text, sqlite3_column_bytes(stmt, column)) : std::string();
+}
+
+qint64 nowMs()
+{
+    return QDateTime::currentMSecsSinceEpoch();
+}
+
+// Makes `db` this store's database: a new file gets the schema, an existing one must already
+// have it. Throws SqliteError (damage or I/O) or ForeignDatabase.
+void prepareSchema(sqlite3 *db)
+{
+    // The first read of the header: a file that is not SQLite at all fails here.
+    const qint64 objects = queryInt(db, "SELECT count(*) FROM sqlite_schema");
+    if (objects == 0) {
+        // Must precede the first table; lets pruning hand pages back to the file system.
+        exec(db, "PRAGMA auto_vacuum = INCREMENTAL");
+    } else {
+        const qint64 applicationId = queryInt(db, "PRAGMA application_id");
+        const qint64 version = queryInt(db, "PRAGMA user_version");
+        if (applicationId != ApplicationId)
+            throw ForeignDatabase("the file is another program's database");
+        if (version != SchemaVersion)
+            throw ForeignDatabase("unknown schema version " + std::to_string(version));
+    }
+
+    Statement mode(db, "PRAGMA journal_mode = WAL");
+    const std::string journal = mode.step() ? columnText(mode.get(), 0) : std::string();
+    mode.reset();
+    if (journal != "wal")
+        throw SqliteError(SQLITE_IOERR, "cannot switch the database to WAL (got \"" + journal + "\")");
+
+    if (objects == 0)
+        exec(db, CreateSchema);
+
+    // Proves the tables are the ones this code reads and writes, and walks the time index once,
+    // which finds a file cut short before any event is written into it.
+    Statement(db, "SELECT id, name, params, time, session FROM events LIMIT 0").run();
+    Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')").single();
+    Statement(db, "SELECT count(*) FROM events").single();
+}
+
+Database openDatabase(const QString &path, int flags)
+{
+    sqlite3 *raw = nullptr;
+    const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &raw, flags, nullptr);
+    Database db(raw);
+    if (rc != SQLITE_OK)
+        fail(raw, rc, "cannot open " + path.toStdString());
+    sqlite3_extended_result_codes(db.get(), 1);
+    // Another instance of the editor may be committing; its transactions are short.
+    sqlite3_busy_timeout(db.get(), 2000);
+    return db;
+}
+
+Database openForWriting(const QString &path)
+{
+    Database db = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
+    if (sqlite3_db_readonly(db.get(), "main") == 1)
+        throw SqliteError(SQLITE_READONLY, "the file " + path.toStdString() + " is read-only");
+    prepareSchema(db.get());
+    // A kill loses nothing committed; only a power cut can take the last commits, and for usage
+    // events that is not worth an fsync per batch.
+    exec(db.get(), "PRAGMA synchronous = NORMAL");
+    exec(db.get(), "PRAGMA journal_size_limit = 4194304");
+    return db;
+}
+
+// Renames the damaged file (and its log) out of the way; keeps them for anyone who wants to look.
+void moveAside(const QString &path, const std::string &reason)
+{
+    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss-zzz"));
+    QString target = path + QStringLiteral(".corrupt-") + stamp;
+    for (int n = 2; QFileInfo::exists(target); ++n)
+        target = path + QStringLiteral(".corrupt-") + stamp + QLatin1Char('-') + QString::number(n);
+    if (!QFile::rename(path, target) && !QFile::remove(path)) {
+        throw std::runtime_error("cannot move the damaged usage event store " + path.toStdString()
+                                 + " aside");
+    }
+    // A log left beside a new file would be replayed into it.
+    const QString wal = path + QStringLiteral("-wal");
+    if (QFileInfo::exists(wal) && !QFile::rename(wal, target + QStringLiteral("-wal")))
+        QFile::remove(wal);
+    QFile::remove(path + QStringLiteral("-shm"));
+    LOG(WARNING) << "usage event store " << path.toStdString() << " is unusable (" << reason
+                 << "); moved it to " << target.toStdString() << " and started a new one";
+}
+
+void setThreadName()
+{
+    pthread_setname_np(pthread_self(), "eventstore");
+}
+
+} // namespace
+
+QByteArray paramsToJson(const std::map<std::string, std::string> &params)
+{
+    QJsonObject object;
+    for (const auto &[key, value] : params)
+        object.insert(QString::fromStdString(key), QString::fromStdString(value));
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+bool paramsFromJson(const QByteArray &json, std::map<std::string, std::string> &params)
+{
+    params.clear();
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(json, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return false;
+    const QJsonObject object = document.object();
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        if (it.value().isString())
+            params[it.key().toStdString()] = it.value().toString().toStdString();
+    }
+    return true;
+}
+
+class EventStore::Impl
+{
+public:
+    Impl(QString path, const Limits &limits);
+    ~Impl();
+
+    void consume(const TrackedEvent &event);
+    void flush();
+    void setEnabled(bool enabled);
+    Database openForReading() const;
+
+    const QString path;
+    const Limits limits;
+    std::atomic<bool> enabled{true};
+    std::atomic<qint64> dropped{0};
+
+private:
+    // Everything below the mutex is shared with the writer.
+    void run();
+    void open();
+    void close();
+    void prepareStatements();
+    void writeBatch(const std::vector<TrackedEvent> &events, std::size_t begin, std::size_t end);
+    qint64 prune(qint64 rows);
+    void persistDropped();
+    void recover(const SqliteError &error);
+    void applyEnabled(bool enabled);
+
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::condition_variable m_settled;
+    std::vector<TrackedEvent> m_queue;
+    std::vector<std::function<void()>> m_tasks;
+    quint64 m_accepted = 0;
+    quint64 m_settledEvents = 0;
+    quint64 m_tasksPosted = 0;
+    quint64 m_tasksDone = 0;
+    int m_flushWaiters = 0;
+    bool m_stopping = false;
+    bool m_overflowReported = false;
+
+    // Writer thread only, once it runs.
+    Database m_db;
+    Statement m_begin, m_commit, m_insert, m_pruneOldest, m_pruneAge, m_setMeta, m_liveBytes,
+        m_vacuum;
+    qint64 m_rows = 0;
+    qint64 m_persistedDropped = 0;
+    std::thread m_thread;
+};
+
+EventStore::Impl::Impl(QString path_, const Limits &limits_)
+    : path(QFileInfo(path_).absoluteFilePath())
+    , limits(limits_)
+{
+    const QString folder = QFileInfo(path).absolutePath();
+    if (!QDir().mkpath(folder)) {
+        throw std::runtime_error("cannot create the folder " + folder.toStdString()
+                                 + " for the usage event store");
+    }
+    open();
+    enabled = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'enabled'") != 0;
+    m_persistedDropped = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'dropped'");
+    dropped = m_persistedDropped;
+    m_thread = std::thread(&Impl::run, this);
+}
+
+EventStore::Impl::~Impl()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_stopping = true;
+    }
+    m_wake.notify_one();
+    m_thread.join();
+}
+
+void EventStore::Impl::open()
+{
+    // Closes whatever was open first, so a damaged file can be renamed.
+    close();
+    try {
+        try {
+            m_db = openForWriting(path);
+        } catch (const SqliteError &e) {
+            if (!e.isDamage())
+                throw;
+            m_db.reset();
+            moveAside(path, e.what());
+            m_db = openForWriting(path);
+        } catch (const ForeignDatabase &e) {
+            m_db.reset();
+            moveAside(path, e.what());
+            m_db = openForWriting(path);
+        }
+        m_rows = queryInt(m_db.get(), "SELECT count(*) FROM events");
+        // The hard ceiling: the file stops growing here whatever happens to pruning, and a batch
+        // that would cross it fails like one on a full disk.
+        const qint64 pageSize = queryInt(m_db.get(), "PRAGMA page_size");
+        const qint64 ceiling = (limits.maxBytes + limits.maxBytes / 4) / pageSize + 1;
+        exec(m_db.get(), ("PRAGMA max_page_count = " + std::to_string(ceiling)).c_str());
+        prepareStatements();
+    } catch (const std::exception &e) {
+        m_db.reset();
+        throw std::runtime_error("cannot open the usage event store " + path.toStdString() + ": "
+                                 + e.what());
+    }
+}
+
+void EventStore::Impl::close()
+{
+    for (Statement *statement : {&m_begin, &m_commit, &m_insert, &m_pruneOldest, &m_pruneAge,
+                                 &m_setMeta, &m_liveBytes, &m_vacuum})
+        *statement = Statement();
+    m_db.reset();
+}
+
+void EventStore::Impl::prepareStatements()
+{
+    sqlite3 *db = m_db.get();
+    m_begin = Statement(db, "BEGIN IMMEDIATE");
+    m_commit = Statement(db, "COMMIT");
+    m_insert = Statement(db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)");
+    m_pruneOldest = Statement(db, "DELETE FROM events WHERE id IN "
+                                  "(SELECT id FROM events ORDER BY id LIMIT ?)");
+    m_pruneAge = Statement(db, "DELETE FROM events WHERE time < ?");
+    m_setMeta = Statement(db, "UPDATE meta SET value = ? WHERE key = ?");
+    m_liveBytes = Statement(db, "SELECT (page_count - freelist_count) * page_size "
+                                "FROM pragma_page_count, pragma_freelist_count, pragma_page_size");
+    m_vacuum = Statement(db, "PRAGMA incremental_vacuum");
+}
+
+void EventStore::Impl::consume(const TrackedEvent &event)
+{
+    if (!enabled.load(std::memory_order_relaxed))
+        return;
+    // Copied before taking the lock, so the writer is held up by a push_back only.
+    TrackedEvent copy(event);
+    bool wakeWriter = false;
+    bool overflow = false;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_queue.size() >= static_cast<std::size_t>(MaxPending)) {
+            overflow = !std::exchange(m_overflowReported, true);
+            dropped.fetch_add(1, std::memory_order_relaxed);
+        } else {
+            m_queue.push_back(std::move(copy));
+            ++m_accepted;
+            // The writer needs a nudge to start its interval and to cut a full batch; in between
+            // it is not disturbed.
+            wakeWriter = m_queue.size() == 1 || m_queue.size() == static_cast<std::size_t>(BatchSize);
+        }
+    }
+    if (wakeWriter)
+        m_wake.notify_one();
+    if (overflow) {
+        LOG(WARNING) << "usage event store " << path.toStdString() << ": the writer is "
+                     << MaxPending << " events behind; dropping new events until it catches up";
+    }
+}
+
+void EventStore::Impl::flush()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const quint64 events = m_accepted;
+    const quint64 tasks = m_tasksPosted;
+    ++m_flushWaiters;
+    m_wake.notify_one();
+    m_settled.wait(lock, [&] { return m_settledEvents >= events && m_tasksDone >= tasks; });
+    --m_flushWaiters;
+}
+
+void EventStore::Impl::setEnabled(bool on)
+{
+    std::string error;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        enabled = on;
+        if (!on) {
+            // Nothing the user switched off may still reach the disk.
+            m_settledEvents += m_queue.size();
+            m_queue.clear();
+        }
+        m_tasks.emplace_back([this, on, &error] {
+            try {
+                applyEnabled(on);
+            } catch (const std::exception &e) {
+                error = e.what();
+            }
+        });
+        ++m_tasksPosted;
+    }
+    flush();
+    if (!error.empty()) {
+        throw std::runtime_error("cannot switch the usage event store " + path.toStdString()
+                                 + (on ? " on: " : " off: ") + error);
+    }
+}
+
+void EventStore::Impl::applyEnabled(bool on)
+{
+    m_begin.run();
+    try {
+        if (!on) {
+            exec(m_db.get(), "DELETE FROM events");
+            m_setMeta.bind(1, qint64(0));
+            m_setMeta.bind(2, std::string("dropped"));
+            m_setMeta.run();
+        }
+        m_setMeta.bind(1, qint64(on ? 1 : 0));
+        m_setMeta.bind(2, std::string("enabled"));
+        m_setMeta.run();
+        m_commit.run();
+    } catch (...) {
+        if (!sqlite3_get_autocommit(m_db.get()))
+            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        throw;
+    }
+    if (!on) {
+        m_rows = 0;
+        m_persistedDropped = 0;
+        dropped = 0;
+        // Deleted rows linger in free pages and in the log until both are rewritten.
+        exec(m_db.get(), "VACUUM");
+        const int rc = sqlite3_wal_checkpoint_v2(m_db.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE,
+                                                 nullptr, nullptr);
+        if (rc != SQLITE_OK)
+            fail(m_db.get(), rc, "checkpoint");
+    }
+}
+
+void EventStore::Impl::run()
+{
+    setThreadName();
+    std::vector<TrackedEvent> batch;
+    std::vector<std::function<void()>> tasks;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    for (;;) {
+        m_wake.wait(lock, [&] { return m_stopping || !m_queue.empty() || !m_tasks.empty(); });
+        // Gather for one interval unless someone is waiting or the batch is already full.
+        const auto deadline = std::chrono::steady_clock::now() + FlushInterval;
+        m_wake.wait_until(lock, deadline, [&] {
+            return m_stopping || m_flushWaiters > 0 || !m_tasks.empty()
+                   || m_queue.size() >= static_cast<std::size_t>(BatchSize);
+        });
+        batch.swap(m_queue);
+        tasks.swap(m_tasks);
+        m_overflowReported = false;
+        lock.unlock();
+
+        for (std::size_t begin = 0; begin < batch.size(); begin += BatchSize)
+            writeBatch(batch, begin, std::min(batch.size(), begin + BatchSize));
+        const std::size_t written = batch.size();
+        // Freed here rather than on the main thread, and the capacity goes back to the queue.
+        batch.clear();
+        for (auto &task : tasks)
+            task();
+        const std::size_t ran = tasks.size();
+        tasks.clear();
+
+        lock.lock();
+        m_settledEvents += written;
+        m_tasksDone += ran;
+        m_settled.notify_all();
+        if (m_stopping && m_queue.empty() && m_tasks.empty())
+            break;
+    }
+}
+
+void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
+                                  std::size_t begin,
+                                  std::size_t end)
+{
+    const qint64 count = static_cast<qint64>(end - begin);
+    try {
+        if (!m_db)
+            throw SqliteError(SQLITE_CANTOPEN, "the database is not open");
+        m_begin.run();
+        for (std::size_t i = begin; i < end; ++i) {
+            const TrackedEvent &event = events[i];
+            const QByteArray params = paramsToJson(event.params);
+            m_insert.bind(1, event.name);
+            m_insert.bind(2, params.constData(), static_cast<std::size_t>(params.size()));
+            m_insert.bind(3, static_cast<qint64>(event.timeMs));
+            m_insert.bind(4, event.session);
+            m_insert.run();
+        }
+        const qint64 rows = m_rows + count;
+        const qint64 pruned = rows - prune(rows);
+        const qint64 total = dropped.load() + pruned;
+        if (total != m_persistedDropped) {
+            m_setMeta.bind(1, total);
+            m_setMeta.bind(2, std::string("dropped"));
+            m_setMeta.run();
+        }
+        m_commit.run();
+        m_rows = rows - pruned;
+        dropped += pruned;
+        m_persistedDropped = total;
+    } catch (const SqliteError &e) {
+        if (m_db && !sqlite3_get_autocommit(m_db.get()))
+            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        dropped += count;
+        LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
+                     << " events: " << e.what();
+        if (e.isDamage() || !m_db)
+            recover(e);
+        persistDropped();
+    }
+}
+
+// Returns the rows left. Oldest first: by id for the count and size caps, by time for age.
+qint64 EventStore::Impl::prune(qint64 rows)
+{
+    const qint64 before = rows;
+    if (rows > limits.maxEvents) {
+        m_pruneOldest.bind(1, rows - limits.maxEvents);
+        m_pruneOldest.run();
+        rows -= sqlite3_changes(m_db.get());
+    }
+    m_pruneAge.bind(1, nowMs() - static_cast<qint64>(limits.maxAge.count()));
+    m_pruneAge.run();
+    rows -= sqlite3_changes(m_db.get());
+
+    // Freed pages only leave the live size once whole pages empty, so cut in slices and look
+    // again rather than guess how many rows make a byte count.
+    while (rows > 0 && m_liveBytes.single() > limits.maxBytes) {
+        m_pruneOldest.bind(1, std::max<qint64>(rows / 20, 1));
+        m_pruneOldest.run();
+        const int removed = sqlite3_changes(m_db.get());
+        if (removed == 0)
+            break;
+        rows -= removed;
+    }
+    if (rows != before)
+        m_vacuum.run();
+    return rows;
+}
+
+// After a failed batch the count must still survive a restart; on a full disk this may fail
+// too, and the next successful batch carries it.
+void EventStore::Impl::persistDropped()
+{
+    if (!m_db)
+        return;
+    const qint64 total = dropped.load();
+    try {
+        m_setMeta.bind(1, total);
+        m_setMeta.bind(2, std::string("dropped"));
+        m_setMeta.run();
+        m_persistedDropped = total;
+    } catch (const SqliteError &) {
+    }
+}
+
+// A file damaged under a running store: set it aside and go on with a fresh one.
+void EventStore::Impl::recover(const SqliteError &error)
+{
+    try {
+        close();
+        if (error.isDamage())
+            moveAside(path, error.what());
+        open();
+        m_persistedDropped = -1;
+        if (!enabled)
+            applyEnabled(false);
+    } catch (const std::exception &e) {
+        // Every later batch finds no database, is dropped and counted, and tries again.
+        LOG(WARNING) << "usage event store " << path.toStdString()
+                     << ": cannot open a new database: " << e.what();
+        m_db.reset();
+    }
+}
+
+Database EventStore::Impl::openForReading() const
+{
+    // Read-write without create, so a reader can attach to the log, never make a file.
+    Database db = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    exec(db.get(), "PRAGMA query_only = 1");
+    return db;
+}
+
+EventStore::EventStore()
+    : EventStore(Settings::trackingDatabasePath())
+{}
+
+EventStore::EventStore(const QString &path, const Limits &limits)
+    : d(std::make_unique<Impl>(path, limits))
+{}
+
+EventStore::~EventStore() = default;
+
+void EventStore::consume(const TrackedEvent &event)
+{
+    d->consume(event);
+}
+
+void EventStore::flush()
+{
+    d->flush();
+}
+
+std::vector<StoredEvent> EventStore::events(qint64 afterId, int limit) const
+{
+    std::vector<StoredEvent> result;
+    try {
+        if (!QFileInfo::exists(d->path))
+            return result;
+        const Database db = d->openForReading();
+        Statement select(db.get(), "SELECT id, name, params, time, session FROM events "
+                                   "WHERE id > ? ORDER BY id LIMIT ?");
+        select.bind(1, afterId);
+        select.bind(2, static_cast<qint64>(limit < 0 ? -1 : limit));
+        while (select.step()) {
+            sqlite3_stmt *row = select.get();
+            StoredEvent event;
+            event.id = sqlite3_column_int64(row, 0);
+            event.name = columnText(row, 1);
+            const auto *params = static_cast<const char *>(sqlite3_column_blob(row, 2));
+            if (!paramsFromJson(QByteArray(params, sqlite3_column_bytes(row, 2)), event.params)) {
+                LOG(WARNING) << "usage event store " << d->path.toStdString() << ": event "
+                             << event.id << " has unreadable parameters";
+            }
+            event.timeMs = sqlite3_column_int64(row, 3);
+            event.session = columnText(row, 4);
+            result.push_back(std::move(event));
+        }
+    } catch (const std::exception &e) {
+        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString()
+                                 + ": " + e.what());
+    }
+    return result;
+}
+
+qint64 EventStore::count() const
+{
+    try {
+        if (!QFileInfo::exists(d->path))
+            return 0;
+        const Database db = d->openForReading();
+        return queryInt(db.get(), "SELECT count(*) FROM events");
+    } catch (const std::exception &e) {
+        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString()
+                                 + ": " + e.what());
+    }
+}
+
+qint64 EventStore::droppedCount() const
+{
+    return d->dropped.load();
+}
+
+void EventStore::setEnabled(bool enabled)
+{
+    d->setEnabled(enabled);
+}
+
+bool EventStore::isEnabled() const
+{
+    return d->enabled.load();
+}
+
+QString EventStore::path() const
+{
+    return d->path;
+}
+
+} // namespace Vantel::Tracking
