@@ -4,6 +4,7 @@
 #include "Statistics/controller.h"
 
 #include "pubsub/subscriber.h"
+#include "tracking/eventstore.h"
 #include "tracking/sessiontracker.h"
 #include "util/profiler.h"
 
@@ -13,19 +14,24 @@ Application::Application(const Options &options)
 {
     Vantel::Profiler::StartupProfiler profiler;
     m_session = Vantel::Tracking::getSessionTrackerInstance();
+    m_store = std::make_shared<Vantel::Tracking::EventStore>();
     m_tracker = new Vantel::Tracking::GeneralVantelTracker(m_session ? m_session->sessionId()
                                                                      : std::string());
+    m_tracker->addSink(m_store);
+    profiler.mark("event_store");
     m_statistics = std::make_unique<Statistics::Controller>(m_tracker);
     profiler.mark("statistics_controller");
 
-    PubSub::publish(Statistics::AppLaunchedNotification(profiler.result()));
+    // Earlier sessions and the start event first; the launch report closes the start-up.
     m_statistics->startTracking(true);
+    PubSub::publish(Statistics::AppLaunchedNotification(profiler.result()));
 }
 
 Application::~Application()
 {
     // The statistics controller sends the exit event; the session ends cleanly after it.
     m_statistics.reset();
+    m_store->flush();
     if (m_session)
         m_session->endSession();
 }

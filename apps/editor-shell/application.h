@@ -12,6 +12,7 @@ namespace Statistics {
 class Controller;
 }
 namespace Vantel::Tracking {
+class EventStore;
 class ISessionTracker;
 }
 
@@ -35,9 +36,11 @@ public:
     Application &operator=(const Application &) = delete;
 
     Vantel::Tracking::GeneralVantelTracker &tracker() const { return *m_tracker; }
+    Vantel::Tracking::EventStore &eventStore() const { return *m_store; }
 
 private:
     std::shared_ptr<Vantel::Tracking::ISessionTracker> m_session;
+    std::shared_ptr<Vantel::Tracking::EventStore> m_store;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     std::unique_ptr<Statistics::Controller> m_statistics;
 };

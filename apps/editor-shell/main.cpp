@@ -4,13 +4,6 @@
 #include "application.h"
 #include "shellcontext.h"
 
-#include "Messages/statistics.h"
-#include "Statistics/controller.h"
-
-#include "pubsub/subscriber.h"
-#include "tracking/generalvanteltracker.h"
-#include "tracking/sessiontracker.h"
-#include "util/profiler.h"
 #include "util/settingspaths.h"
 
 #include <QApplication>
@@ -18,9 +11,8 @@
 
 #include <glog/logging.h>
 
-#include <boost/intrusive_ptr.hpp>
+#include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 
 namespace {
@@ -69,6 +61,14 @@ int main(int argc, char **argv)
     // Headless unless the user asked for a display: the shell drives the layer, it draws nothing.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Qt wants a private runtime folder and complains on every start without one (a bare ssh or CI
+    // session); make the one it would fall back to, quietly.
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
+        const QByteArray runtime = QDir::tempPath().toUtf8() + "/runtime-" + QByteArray::number(getuid());
+        QDir().mkpath(QString::fromUtf8(runtime));
+        QFile::setPermissions(QString::fromUtf8(runtime), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        qputenv("XDG_RUNTIME_DIR", runtime);
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("editor-shell"));
     QApplication::setOrganizationName(QStringLiteral("editor"));

@@ -1,0 +1,155 @@
+// Commands about usage statistics: the stored events, the user's switch, and the run's status.
+
+#include "application.h"
+#include "shellcontext.h"
+
+#include "tracking/eventstore.h"
+#include "tracking/sessiontracker.h"
+#include "util/settingspaths.h"
+
+#include <QDateTime>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+
+#include <atomic>
+#include <csignal>
+#include <limits>
+
+namespace Shell {
+
+namespace {
+
+const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("One JSON object per line."));
+const QCommandLineOption followOption(QStringLiteral("follow"),
+                                      QStringLiteral("Keep printing new events until interrupted."));
+const QCommandLineOption limitOption(QStringLiteral("limit"), QStringLiteral("Only the newest N events."),
+                                     QStringLiteral("N"));
+
+std::atomic<bool> interrupted{false};
+
+void onInterrupt(int)
+{
+    interrupted = true;
+}
+
+QString paramsText(const std::map<std::string, std::string> &params)
+{
+    QStringList parts;
+    for (const auto &[key, value] : params)
+        parts << QString::fromStdString(key) + QLatin1Char('=') + QString::fromStdString(value);
+    return parts.join(QStringLiteral(", "));
+}
+
+void printEvent(QTextStream &out, const Vantel::Tracking::StoredEvent &e, bool json)
+{
+    if (json) {
+        QJsonObject params;
+        for (const auto &[key, value] : e.params)
+            params.insert(QString::fromStdString(key), QString::fromStdString(value));
+        const QJsonObject line{{QStringLiteral("id"), e.id},
+                               {QStringLiteral("event"), QString::fromStdString(e.name)},
+                               {QStringLiteral("params"), params},
+                               {QStringLiteral("time"), e.timeMs},
+                               {QStringLiteral("session"), QString::fromStdString(e.session)}};
+        out << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
+        return;
+    }
+    const QString when = QDateTime::fromMSecsSinceEpoch(e.timeMs).toString(Qt::ISODate);
+    out << QStringLiteral("%1  %2  %3  %4")
+               .arg(e.id, 6)
+               .arg(when)
+               .arg(QString::fromStdString(e.session).left(8))
+               .arg(QString::fromStdString(e.name), -28)
+        << paramsText(e.params) << '\n';
+}
+
+int runEvents(Context &c)
+{
+    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    // This run's own start events are part of the record.
+    store.flush();
+    const bool json = c.parser.isSet(jsonOption);
+    std::size_t limit = std::numeric_limits<std::size_t>::max();
+    if (c.parser.isSet(limitOption)) {
+        bool ok = false;
+        limit = c.parser.value(limitOption).toULongLong(&ok);
+        if (!ok) {
+            c.err << "events: --limit takes a whole number\n";
+            return 2;
+        }
+    }
+    const auto stored = store.events();
+    qint64 after = stored.empty() ? 0 : stored.back().id;
+    for (std::size_t i = stored.size() > limit ? stored.size() - limit : 0; i < stored.size(); ++i)
+        printEvent(c.out, stored[i], json);
+    c.out.flush();
+    if (!c.parser.isSet(followOption))
+        return 0;
+
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+    while (!interrupted) {
+        QThread::msleep(200);
+        for (const auto &e : store.events(after)) {
+            printEvent(c.out, e, json);
+            after = e.id;
+        }
+        c.out.flush();
+    }
+    return 0;
+}
+
+int runStatistics(Context &c)
+{
+    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    if (c.arguments.size() != 1 || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off"))) {
+        c.err << "usage: editor-shell statistics on|off\n";
+        return 2;
+    }
+    const bool on = c.arguments[0] == QLatin1String("on");
+    store.flush();
+    store.setEnabled(on);
+    c.out << (on ? "Usage statistics are on: events are stored on this machine.\n"
+                 : "Usage statistics are off: stored events were deleted and none will be kept.\n");
+    return 0;
+}
+
+int runStatus(Context &c)
+{
+    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    store.flush();
+    const auto session = Vantel::Tracking::getSessionTrackerInstance();
+    c.out << "Data folder:        " << Settings::dataFolder() << '\n'
+          << "Session:            " << QString::fromStdString(session ? session->sessionId() : std::string()) << '\n'
+          << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n'
+          << "Events stored:      " << store.count() << '\n'
+          << "Events dropped:     " << store.droppedCount() << '\n'
+          << "Event store:        " << store.path() << '\n';
+    return 0;
+}
+
+} // namespace
+
+Command eventsCommand()
+{
+    return {"events", "events [--json] [--follow] [--limit N]   the usage events stored on this machine",
+            [](QCommandLineParser &p) {
+                p.addOption(jsonOption);
+                p.addOption(followOption);
+                p.addOption(limitOption);
+            },
+            runEvents};
+}
+
+Command statisticsCommand()
+{
+    return {"statistics", "statistics on|off   turn usage statistics on or off", nullptr, runStatistics};
+}
+
+Command statusCommand()
+{
+    return {"status", "status   the data folder, the session and the event store", nullptr, runStatus};
+}
+
+} // namespace Shell
