@@ -294,7 +294,7 @@ public:
     Impl(QString path, const Limits &limits);
     ~Impl();
 
-    void consume(const TrackedEvent &event);
+    void consume(TrackedEvent &&event);
     void flush();
     void setEnabled(bool enabled);
     Database openForReading() const;
@@ -419,12 +419,8 @@ void EventStore::Impl::prepareStatements()
     m_vacuum = Statement(db, "PRAGMA incremental_vacuum");
 }
 
-void EventStore::Impl::consume(const TrackedEvent &event)
+void EventStore::Impl::consume(TrackedEvent &&event)
 {
-    if (!enabled.load(std::memory_order_relaxed))
-        return;
-    // Copied before taking the lock, so the writer is held up by a push_back only.
-    TrackedEvent copy(event);
     bool wakeWriter = false;
     bool overflow = false;
     {
@@ -433,7 +429,7 @@ void EventStore::Impl::consume(const TrackedEvent &event)
             overflow = !std::exchange(m_overflowReported, true);
             dropped.fetch_add(1, std::memory_order_relaxed);
         } else {
-            m_queue.push_back(std::move(copy));
+            m_queue.push_back(std::move(event));
             ++m_accepted;
             // The writer needs a nudge to start its interval and to cut a full batch; in between
             // it is not disturbed.
@@ -681,7 +677,16 @@ EventStore::~EventStore() = default;
 
 void EventStore::consume(const TrackedEvent &event)
 {
-    d->consume(event);
+    if (!d->enabled.load(std::memory_order_relaxed))
+        return;
+    // Copied before the queue's lock is taken, so the writer is held up by a move only.
+    d->consume(TrackedEvent(event));
+}
+
+void EventStore::consume(TrackedEvent &&event)
+{
+    if (d->enabled.load(std::memory_order_relaxed))
+        d->consume(std::move(event));
 }
 
 void EventStore::flush()

@@ -69,6 +69,8 @@ public:
     EventStore &operator=(const EventStore &) = delete;
 
     void consume(const TrackedEvent &event) override;
+    // Takes the tracker's own copy: the cheapest way in.
+    void consume(TrackedEvent &&event) override;
 
     // Returns once every event consumed before the call is committed or counted as dropped.
     void flush();
