@@ -1,0 +1,66 @@
+#include "timeline/clip.h"
+
+#include "media/mediafile.h"
+
+#include <stdexcept>
+
+namespace Timeline {
+
+IClip::~IClip() = default;
+
+Clip::Clip(ClipKind kind, std::shared_ptr<Media::File> file)
+    : m_kind(kind)
+    , m_file(std::move(file))
+{}
+
+Clip::~Clip() = default;
+
+std::unique_ptr<Clip> Clip::copy() const
+{
+    auto clip = std::make_unique<Clip>(m_kind, m_file);
+    clip->m_position = m_position;
+    clip->m_duration = m_duration;
+    clip->m_sourceIn = m_sourceIn;
+    for (const auto &effect : m_effects)
+        clip->m_effects.push_back(effect->clone());
+    clip->m_speed = m_speed;
+    clip->m_speedCompensated = m_speedCompensated;
+    clip->m_stabilized = m_stabilized;
+    clip->m_animation = m_animation;
+    clip->m_title = m_title;
+    clip->m_resourceId = m_resourceId;
+    clip->m_contentId = m_contentId;
+    return clip;
+}
+
+bool Clip::isImageClip() const noexcept
+{
+    return m_file && m_file->isStillImage();
+}
+
+Effect::Object &Clip::addEffect(std::unique_ptr<Effect::Object> effect)
+{
+    if (!effect)
+        throw std::invalid_argument("a clip cannot carry a null effect");
+    m_effects.push_back(std::move(effect));
+    return *m_effects.back();
+}
+
+void Clip::removeEffect(std::size_t index)
+{
+    if (index >= m_effects.size())
+        throw std::out_of_range("no effect at that index");
+    m_effects.erase(m_effects.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void Clip::setSpeed(double speed, bool compensated)
+{
+    // A speed of zero or less would make the clip endless or run backwards; the editor has no
+    // such clips.
+    if (!(speed > 0.0))
+        throw std::invalid_argument("a clip's speed must be positive");
+    m_speed = speed;
+    m_speedCompensated = compensated;
+}
+
+} // namespace Timeline

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+#include <string_view>
+
+// The base of every effect a clip carries. Effects are values: each kind compares by its
+// parameters, so "is this the default?" is a comparison with a default-constructed one. Owned by
+// their clip (unique_ptr); copied with clone(). Main thread only, like the rest of the model.
+namespace Effect {
+
+// The kinds of effect the model knows. The identifier text is what the usage statistics and the
+// project file write, so it never changes once released.
+enum class Id : int {
+    AudioEqualizer,
+    ChromaKey,
+    Mask,
+    Crop,
+    ManualEnhance,
+    AudioReverb,
+    AudioCompressor,
+    AudioNoiseGate,
+    AudioMonoChannel,
+    BackgroundRemove,
+    Lut,
+};
+inline constexpr int idCount = static_cast<int>(Id::Lut) + 1;
+
+// "AudioEqualizer", "ChromaKey", ...; the empty view for a value outside the enumeration.
+std::string_view idText(Id id) noexcept;
+// The inverse of idText; false when the text names no kind.
+bool idFromText(std::string_view text, Id *id) noexcept;
+
+class Object
+{
+public:
+    virtual ~Object();
+
+    virtual Id id() const noexcept = 0;
+    virtual std::unique_ptr<Object> clone() const = 0;
+
+    // What the user sees in the effect list. Kinds without a name of their own show their
+    // identifier text; colour tables and colour presets carry the name of their table or preset.
+    virtual QString name() const;
+    // The identity of the table or preset an effect was made from; empty for plain effects.
+    const QString &uniqueId() const noexcept { return m_uniqueId; }
+    void setUniqueId(QString id) { m_uniqueId = std::move(id); }
+
+    bool operator==(const Object &other) const
+    {
+        return id() == other.id() && m_uniqueId == other.m_uniqueId && equalParameters(other);
+    }
+    bool operator!=(const Object &other) const { return !(*this == other); }
+
+protected:
+    Object() = default;
+    Object(const Object &) = default;
+    Object &operator=(const Object &) = default;
+
+    // Called only with an object of the same kind.
+    virtual bool equalParameters(const Object &other) const = 0;
+
+private:
+    QString m_uniqueId;
+};
+
+// The shared plumbing of the concrete kinds: identity, cloning and parameter comparison through
+// the kind's own operator== on its parameter block.
+template<class Derived, Id kind>
+class Kind : public Object
+{
+public:
+    static constexpr Id staticId = kind;
+
+    Id id() const noexcept final { return kind; }
+    std::unique_ptr<Object> clone() const final
+    {
+        return std::make_unique<Derived>(static_cast<const Derived &>(*this));
+    }
+
+protected:
+    bool equalParameters(const Object &other) const final
+    {
+        return static_cast<const Derived &>(*this).parameters()
+               == static_cast<const Derived &>(other).parameters();
+    }
+};
+
+// The concrete type behind an effect when it is of kind E; null otherwise.
+template<class E>
+const E *as(const Object &effect) noexcept
+{
+    return effect.id() == E::staticId ? static_cast<const E *>(&effect) : nullptr;
+}
+
+} // namespace Effect

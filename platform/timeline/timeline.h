@@ -1,0 +1,99 @@
+#pragma once
+
+#include "timeline/clip.h"
+#include "timeline/track.h"
+#include "timeline/transition.h"
+
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+namespace Media {
+class File;
+}
+
+// The edit: tracks of clips and the transitions between them. The project owns one timeline;
+// analysis, statistics and the shell see it through ITimeline and change it through Model.
+// Main thread only.
+namespace Timeline {
+
+class ITimeline
+{
+public:
+    virtual ~ITimeline();
+
+    virtual int trackCount() const noexcept = 0;
+    virtual const ITrack &track(int index) const = 0;
+    int trackCount(TrackType type) const noexcept;
+
+    virtual std::size_t transitionCount() const noexcept = 0;
+    virtual const Transition::Object &transition(std::size_t index) const = 0;
+
+    // Where the last clip of any track ends.
+    virtual MTime duration() const noexcept = 0;
+    // True when a video track has empty time before its first clip or between two clips.
+    virtual bool hasGaps() const noexcept = 0;
+    virtual const IClip *findClip(ClipId id) const noexcept = 0;
+};
+
+class Model final : public ITimeline
+{
+public:
+    // Image files, and files whose length analysis did not find, get this length on the timeline.
+    static constexpr MTime defaultStillDuration = MTime::fromMSec(5000);
+
+    Model();
+    ~Model() override;
+    Model(const Model &) = delete;
+    Model &operator=(const Model &) = delete;
+
+    int trackCount() const noexcept override { return static_cast<int>(m_tracks.size()); }
+    const Track &track(int index) const override;
+    Track &track(int index);
+    std::size_t transitionCount() const noexcept override { return m_transitions.size(); }
+    const Transition::Object &transition(std::size_t index) const override;
+    MTime duration() const noexcept override;
+    bool hasGaps() const noexcept override;
+    const Clip *findClip(ClipId id) const noexcept override;
+    Clip *findClip(ClipId id) noexcept;
+
+    Track &addTrack(TrackType type);
+    // Throws std::out_of_range for an index past the end.
+    Track &insertTrack(int index, TrackType type);
+    // Removes the track with its clips and their transitions.
+    void removeTrack(int index);
+
+    // Puts a piece of `file` on a track the way a drop does: a drop inside a clip lands where
+    // that clip ends, and the clips after the drop move right just as far as the new clip needs.
+    // The clip's kind follows the track (picture tracks take clips, sound tracks sound). Throws
+    // std::out_of_range for a bad track, std::invalid_argument for a null file, a negative
+    // position or a title track.
+    Clip &insertClip(int trackIndex, MTime position, std::shared_ptr<Media::File> file);
+    // Puts a clip exactly where its position says. Throws std::invalid_argument when it would
+    // overlap a clip of that track, has a negative position or no length.
+    Clip &placeClip(int trackIndex, std::unique_ptr<Clip> clip);
+    // Removes the clip and every transition that touches it. Returns false for an unknown id.
+    bool removeClip(ClipId id);
+
+    // Links a transition to its clips (either may be 0 at a track's open end, not both); both
+    // must be on one track. Throws std::invalid_argument otherwise.
+    Transition::Object &addTransition(std::unique_ptr<Transition::Object> transition,
+                                      ClipId left,
+                                      ClipId right);
+    void removeTransition(std::size_t index);
+
+    // The track a clip of this timeline is on; -1 when the id is unknown.
+    int trackOf(ClipId id) const noexcept;
+
+private:
+    Track &checkedTrack(int index) const;
+    Clip &adopt(Track &track, std::unique_ptr<Clip> clip);
+    void dropTransitionsOf(const IClip *clip);
+
+    std::vector<std::unique_ptr<Track>> m_tracks;
+    std::vector<std::unique_ptr<Transition::Object>> m_transitions;
+    std::unordered_map<ClipId, Clip *> m_clipsById;
+    ClipId m_nextId = 1;
+};
+
+} // namespace Timeline
