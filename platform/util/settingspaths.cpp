@@ -58,6 +58,13 @@ QString downloadableResourcesPath() { return under(QStringLiteral("resources"));
 QString webConfigCachePath() { return under(QStringLiteral("cache/webconfig.json")); }
 QString recordingsPath() { return under(QStringLiteral("recordings")); }
 
+QString projectFileExtension() { return QStringLiteral("edproj"); }
+
+bool isProjectFilePath(const QString &path)
+{
+    return QFileInfo(path).suffix().compare(projectFileExtension(), Qt::CaseInsensitive) == 0;
+}
+
 QString defaultWebConfigPath()
 {
     return QDir(bundledResourcesPath()).filePath(QStringLiteral("webconfig/default.json"));

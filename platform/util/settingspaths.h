@@ -24,6 +24,11 @@ QString defaultWebConfigPath();
 QString webConfigCachePath();
 QString recordingsPath();
 
+// Project files are told by their extension alone (".edproj", any case), so a drop of many
+// paths can be sorted without opening each one.
+QString projectFileExtension();
+bool isProjectFilePath(const QString &path);
+
 // Files and lists the project ships (sample lists, the product configuration).
 QString bundledResourcesPath();
 
