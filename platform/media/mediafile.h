@@ -4,6 +4,7 @@
 
 #include <QSize>
 #include <QString>
+#include <QStringList>
 
 #include <boost/rational.hpp>
 
@@ -33,6 +34,7 @@ struct VideoTrack
     QSize frameSize;
     bool stillImage = false;
     ColorSpace colorSpace;
+    int bitDepth = 0; // bits per component of the decoded picture; 0 when unknown
 };
 
 struct AudioTrack
@@ -54,7 +56,10 @@ public:
     {}
 
     bool isOpened() const noexcept { return state == State::Opened; }
+    bool isFailed() const noexcept { return state == State::Failed; }
     bool isStillImage() const noexcept { return videoTracks.size() == 1 && videoTracks.front().stillImage; }
+    bool hasVideo() const noexcept { return !videoTracks.empty(); }
+    bool hasAudio() const noexcept { return !audioTracks.empty(); }
 
     QString path;
     State state = State::NotAnalysed;
@@ -65,6 +70,9 @@ public:
     bool hdr = false; // a video track uses the PQ or HLG transfer
     std::vector<VideoTrack> videoTracks;
     std::vector<AudioTrack> audioTracks;
+    // Identifiers of streams this build cannot decode, in stream order. Such streams are not
+    // tracks: the editor could not show or play them, but the user may want to know what they were.
+    QStringList unsupportedCodecs;
 };
 
 using FilePtr = std::shared_ptr<File>;

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+// The editor's modal questions and messages. Whoever shows them (a terminal, a window, a test's
+// script) is installed once by the application; code that asks does not know which. Main thread.
+namespace Dialog {
+
+class IDialogs
+{
+public:
+    virtual ~IDialogs();
+    // A question with two buttons; true for the first. Empty button texts mean the defaults.
+    virtual bool question(const QString &title,
+                          const QString &text,
+                          const QString &yesText,
+                          const QString &noText) = 0;
+    // Information the user must see; `details` may hold a long list shown on request.
+    virtual void message(const QString &title, const QString &text, const QString &details) = 0;
+};
+
+// Installs the implementation; null leaves the editor without dialogs (see alertAction).
+void setDialogs(std::shared_ptr<IDialogs> dialogs);
+std::shared_ptr<IDialogs> dialogs();
+
+// Asks through the installed dialogs. Without any, the answer is false: declining is the choice
+// that changes nothing, and a run with no way to ask must not act on a guess.
+bool alertAction(const QString &title,
+                 const QString &text,
+                 const QString &yesText = {},
+                 const QString &noText = {});
+// Shows through the installed dialogs; without any, the message goes to the log.
+void showMessage(const QString &title, const QString &text, const QString &details = {});
+
+} // namespace Dialog

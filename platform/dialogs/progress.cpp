@@ -1,0 +1,67 @@
+#include "dialogs/progress.h"
+
+namespace Report {
+
+namespace {
+std::shared_ptr<IProgressFactory> &installed()
+{
+    static std::shared_ptr<IProgressFactory> factory;
+    return factory;
+}
+} // namespace
+
+IProgress::~IProgress() = default;
+IProgressListener::~IProgressListener() = default;
+IProgressFactory::~IProgressFactory() = default;
+
+void setProgressFactory(std::shared_ptr<IProgressFactory> factory)
+{
+    installed() = std::move(factory);
+}
+
+std::shared_ptr<IProgressFactory> progressFactory()
+{
+    return installed();
+}
+
+ProgressReporter::ProgressReporter() = default;
+ProgressReporter::~ProgressReporter() = default;
+
+void ProgressReporter::showProgress(const QString &label, const QString &cancelText, int maximum, const QString &text)
+{
+    m_progress.reset();
+    if (const std::shared_ptr<IProgressFactory> factory = installed()) {
+        m_progress = factory->create(label, cancelText, maximum, this);
+        if (m_progress)
+            m_progress->setText(text);
+    }
+}
+
+void ProgressReporter::setProgressValue(int value)
+{
+    if (!m_progress)
+        return;
+    m_progress->setValue(value);
+    QString text;
+    updateLabelText(text);
+    m_progress->setText(text);
+}
+
+void ProgressReporter::removeProgress()
+{
+    m_progress.reset();
+}
+
+void ProgressReporter::updateLabelText(QString &)
+{}
+
+void ProgressReporter::reporterCancelled(IProgress &)
+{}
+
+void ProgressReporter::progressCancelled(IProgress &progress)
+{
+    if (&progress == m_progress.get())
+        reporterCancelled(progress);
+}
+
+} // namespace Report

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+// The editor's progress dialogs. A ProgressReporter owns at most one progress at a time; how it
+// looks (a terminal bar, a window, a test's recorder) is decided by the installed factory.
+// Main thread.
+namespace Report {
+
+class IProgress
+{
+public:
+    virtual ~IProgress();
+    virtual void setMaximum(int maximum) = 0;
+    virtual void setValue(int value) = 0;
+    virtual void setText(const QString &text) = 0;
+    virtual int value() const = 0;
+    virtual int maximum() const = 0;
+};
+
+// Told when the user pressed the progress's cancel button.
+class IProgressListener
+{
+public:
+    virtual ~IProgressListener();
+    virtual void progressCancelled(IProgress &progress) = 0;
+};
+
+class IProgressFactory
+{
+public:
+    virtual ~IProgressFactory();
+    // The listener outlives the progress; the factory must not call it after the progress died.
+    virtual std::unique_ptr<IProgress> create(const QString &label,
+                                              const QString &cancelText,
+                                              int maximum,
+                                              IProgressListener *listener) = 0;
+};
+
+// Null shows no progress at all, which is what a run without a terminal or window wants.
+void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
+std::shared_ptr<IProgressFactory> progressFactory();
+
+class ProgressReporter : private IProgressListener
+{
+public:
+    ProgressReporter(const ProgressReporter &) = delete;
+    ProgressReporter &operator=(const ProgressReporter &) = delete;
+
+protected:
+    ProgressReporter();
+    ~ProgressReporter() override;
+
+    // Creates the progress (replacing one already shown) with `text` as its first text.
+    void showProgress(const QString &label, const QString &cancelText, int maximum, const QString &text);
+    bool isProgressShown() const noexcept { return m_progress != nullptr; }
+    IProgress *progress() const noexcept { return m_progress.get(); }
+    // Sets the value, then asks updateLabelText for the text that goes with it.
+    void setProgressValue(int value);
+    void removeProgress();
+
+    // The text shown under the label; called on every value change.
+    virtual void updateLabelText(QString &text);
+    // The user pressed cancel. The progress stays until the reporter removes it.
+    virtual void reporterCancelled(IProgress &progress);
+
+private:
+    void progressCancelled(IProgress &progress) final;
+
+    std::unique_ptr<IProgress> m_progress;
+};
+
+} // namespace Report

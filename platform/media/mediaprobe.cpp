@@ -1,0 +1,304 @@
+#include "media/mediaprobe.h"
+
+#include "media/codecnames.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+
+#include <glog/logging.h>
+
+#include <cstdio>
+#include <mutex>
+
+namespace Media {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("MediaProbe", text);
+}
+
+// The decoder library writes its complaints about broken files to stderr by default; a folder of
+// odd files would bury the terminal. They go to the log instead, where a developer finds them.
+void routeLibraryLogOnce()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        av_log_set_callback([](void *avcl, int level, const char *fmt, va_list args) {
+            if (level > AV_LOG_WARNING || !VLOG_IS_ON(1))
+                return;
+            char line[1024];
+            int printPrefix = 1;
+            av_log_format_line2(avcl, level, fmt, args, line, sizeof line, &printPrefix);
+            VLOG(1) << "libav: " << line;
+        });
+    });
+}
+
+struct Interrupt
+{
+    Clock::time_point deadline;
+    const std::atomic<bool> *cancelled = nullptr;
+    bool timedOut = false;
+    bool wasCancelled = false;
+};
+
+// Called by the library before every read and between analysis steps. A true answer makes the
+// running call return AVERROR_EXIT, which is how a stuck probe is abandoned without a thread kill.
+int interruptCallback(void *opaque)
+{
+    auto *state = static_cast<Interrupt *>(opaque);
+    if (state->cancelled && state->cancelled->load(std::memory_order_relaxed)) {
+        state->wasCancelled = true;
+        return 1;
+    }
+    if (Clock::now() >= state->deadline) {
+        state->timedOut = true;
+        return 1;
+    }
+    return 0;
+}
+
+struct FormatContext
+{
+    AVFormatContext *ctx = nullptr;
+    ~FormatContext()
+    {
+        if (ctx)
+            avformat_close_input(&ctx);
+    }
+};
+
+struct StreamOptions
+{
+    std::vector<AVDictionary *> dicts;
+    ~StreamOptions()
+    {
+        for (AVDictionary *&d : dicts)
+            av_dict_free(&d);
+    }
+};
+
+QString libraryError(int code)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+QString openFailure(int code, const Interrupt &interrupt)
+{
+    if (interrupt.wasCancelled)
+        return tr("The analysis was cancelled.");
+    if (interrupt.timedOut)
+        return tr("The analysis took too long and was stopped.");
+    if (code == AVERROR(ENOENT))
+        return tr("The file does not exist.");
+    if (code == AVERROR(EACCES) || code == AVERROR(EPERM))
+        return tr("The file cannot be read: permission denied.");
+    if (code == AVERROR_INVALIDDATA)
+        return tr("The file is damaged or not in a media format.");
+    return tr("The file cannot be read: %1.").arg(libraryError(code));
+}
+
+MTime fromStreamTime(std::int64_t value, AVRational timeBase)
+{
+    return MTime::fromMSec(av_rescale_q(value, timeBase, AVRational{1, 1000}));
+}
+
+MTime durationOf(const AVFormatContext *ctx)
+{
+    if (ctx->duration != AV_NOPTS_VALUE && ctx->duration > 0)
+        return MTime::fromMSec(ctx->duration / 1000);
+    // Some containers only know their streams' lengths.
+    MTime longest;
+    for (unsigned i = 0; i < ctx->nb_streams; ++i) {
+        const AVStream *st = ctx->streams[i];
+        if (st->duration != AV_NOPTS_VALUE && st->duration > 0)
+            longest = std::max(longest, fromStreamTime(st->duration, st->time_base));
+    }
+    return longest;
+}
+
+// Image demuxers hold one picture per file: the jpeg_pipe, png_pipe, ... family and image2.
+bool isImageDemuxer(const AVInputFormat *format)
+{
+    const QLatin1String name(format->name);
+    return name == QLatin1String("image2") || name.endsWith(QLatin1String("_pipe"));
+}
+
+boost::rational<int> rationalOf(AVRational r)
+{
+    if (r.num <= 0 || r.den <= 0)
+        return {0, 1};
+    return {r.num, r.den};
+}
+
+bool isHdrTransfer(AVColorTransferCharacteristic trc)
+{
+    return trc == AVCOL_TRC_SMPTE2084 || trc == AVCOL_TRC_ARIB_STD_B67;
+}
+
+void fillTracks(File &file, const AVFormatContext *ctx)
+{
+    const bool image = isImageDemuxer(ctx->iformat);
+    int videoWithoutRate = -1;
+    int audioWithoutRate = -1;
+    std::int64_t knownRates = 0;
+    int avStreams = 0;
+
+    for (unsigned i = 0; i < ctx->nb_streams; ++i) {
+        AVStream *st = ctx->streams[i];
+        const AVCodecParameters *par = st->codecpar;
+        if (par->codec_type != AVMEDIA_TYPE_VIDEO && par->codec_type != AVMEDIA_TYPE_AUDIO)
+            continue; // subtitles, data and attachments are not the editor's business
+        // Cover art of music files is a picture stream, but not a video anybody edits.
+        if (st->disposition & AV_DISPOSITION_ATTACHED_PIC)
+            continue;
+        const QString codecId = CodecConfig::codecIdentifier(par->codec_id);
+        const AVCodec *decoder = avcodec_find_decoder(par->codec_id);
+        if (!decoder) {
+            file.unsupportedCodecs.push_back(codecId);
+            continue;
+        }
+        ++avStreams;
+        knownRates += par->bit_rate;
+        if (par->codec_type == AVMEDIA_TYPE_VIDEO) {
+            // A video stream whose frame size stayed unknown cannot be shown; the rest of the
+            // file may still be usable.
+            if (par->width <= 0 || par->height <= 0)
+                continue;
+            VideoTrack track;
+            track.codecId = codecId;
+            track.codecName = QString::fromLatin1(decoder->name);
+            track.bitRate = par->bit_rate;
+            track.frameSize = QSize(par->width, par->height);
+            track.stillImage = image;
+            track.frameRate = image ? boost::rational<int>(0, 1)
+                                    : rationalOf(av_guess_frame_rate(const_cast<AVFormatContext *>(ctx), st, nullptr));
+            track.colorSpace.primaries = static_cast<std::uint32_t>(par->color_primaries);
+            track.colorSpace.transfer = static_cast<std::uint32_t>(par->color_trc);
+            track.colorSpace.matrix = static_cast<std::uint32_t>(par->color_space);
+            if (const AVPixFmtDescriptor *pix = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(par->format)))
+                track.bitDepth = pix->comp[0].depth;
+            file.hdr = file.hdr || isHdrTransfer(par->color_trc);
+            if (track.bitRate == 0)
+                videoWithoutRate = static_cast<int>(file.videoTracks.size());
+            file.videoTracks.push_back(track);
+        } else {
+            if (par->sample_rate <= 0)
+                continue;
+            AudioTrack track;
+            track.codecId = codecId;
+            track.codecName = QString::fromLatin1(decoder->name);
+            track.bitRate = par->bit_rate;
+            track.sampleRate = par->sample_rate;
+            track.channels = par->ch_layout.nb_channels;
+            if (track.bitRate == 0)
+                audioWithoutRate = static_cast<int>(file.audioTracks.size());
+            file.audioTracks.push_back(track);
+        }
+    }
+
+    // Containers such as Matroska keep no per-stream bit rate, only the whole file's. When one
+    // stream alone lacks its rate, the container's rate minus the others' is that stream's.
+    const bool oneMissing = (videoWithoutRate >= 0) != (audioWithoutRate >= 0);
+    if (oneMissing && ctx->bit_rate > knownRates && avStreams > 0) {
+        const std::int64_t rest = ctx->bit_rate - knownRates;
+        if (videoWithoutRate >= 0 && file.videoTracks.size() + file.audioTracks.size() == static_cast<std::size_t>(avStreams))
+            file.videoTracks[videoWithoutRate].bitRate = rest;
+        else if (audioWithoutRate >= 0 && file.videoTracks.size() + file.audioTracks.size() == static_cast<std::size_t>(avStreams))
+            file.audioTracks[audioWithoutRate].bitRate = rest;
+    }
+}
+
+} // namespace
+
+File probe(const QString &path, const ProbeLimits &limits)
+{
+    routeLibraryLogOnce();
+    File file(path);
+    auto fail = [&file](const QString &reason) {
+        file.state = File::State::Failed;
+        file.error = reason;
+        return file;
+    };
+
+    // Checked before the library sees the path: a folder or a pipe would make it block or read
+    // something that is not a file at all.
+    const QFileInfo info(path);
+    if (!info.exists())
+        return fail(tr("The file does not exist."));
+    if (info.isDir())
+        return fail(tr("This is a folder, not a media file."));
+    if (!info.isFile())
+        return fail(tr("This is not a regular file."));
+    file.size = info.size();
+    if (file.size == 0)
+        return fail(tr("The file is empty."));
+
+    Interrupt interrupt;
+    interrupt.deadline = Clock::now() + limits.timeout;
+    interrupt.cancelled = limits.cancelled;
+
+    FormatContext format;
+    format.ctx = avformat_alloc_context();
+    if (!format.ctx)
+        return fail(tr("Out of memory."));
+    format.ctx->interrupt_callback = AVIOInterruptCB{&interruptCallback, &interrupt};
+
+    AVDictionary *openOptions = nullptr;
+    // Only the file itself is read: a playlist or reference file inside it must not make the
+    // probe open network addresses or other protocols.
+    av_dict_set(&openOptions, "protocol_whitelist", "file", 0);
+    // Names such as "take%03d.png" are a file, not a numbered sequence.
+    av_dict_set(&openOptions, "pattern_type", "none", 0);
+    // "file:" keeps a name like "http:clip.mp4" or "concat:a|b" from being taken for an address.
+    const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
+    int rc = avformat_open_input(&format.ctx, url.constData(), nullptr, &openOptions);
+    av_dict_free(&openOptions);
+    if (rc < 0) {
+        format.ctx = nullptr; // the library freed it
+        return fail(openFailure(rc, interrupt));
+    }
+    // A guess from the name alone (random bytes called ".mp3") is not worth trusting; real media
+    // are recognised by their content.
+    if (format.ctx->probe_score <= AVPROBE_SCORE_RETRY)
+        return fail(tr("The file's content is not in a media format this editor reads."));
+
+    {
+        // One decoder thread per stream while probing: the pictures decoded here are few, and a
+        // thread pool per stream would cost more than the decoding.
+        StreamOptions streamOptions;
+        streamOptions.dicts.assign(format.ctx->nb_streams, nullptr);
+        for (AVDictionary *&d : streamOptions.dicts)
+            av_dict_set(&d, "threads", "1", 0);
+        rc = avformat_find_stream_info(format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
+    }
+    if (rc < 0 || interrupt.timedOut || interrupt.wasCancelled)
+        return fail(openFailure(rc < 0 ? rc : AVERROR_EXIT, interrupt));
+
+    file.format = QString::fromLatin1(format.ctx->iformat->name);
+    fillTracks(file, format.ctx);
+    if (file.videoTracks.empty() && file.audioTracks.empty()) {
+        if (!file.unsupportedCodecs.isEmpty())
+            return fail(tr("No stream of this file can be decoded (%1).").arg(file.unsupportedCodecs.join(QLatin1String(", "))));
+        return fail(tr("The file holds no audio or video."));
+    }
+    // A picture has no length of its own; the timeline gives it one.
+    file.duration = file.isStillImage() ? MTime() : durationOf(format.ctx);
+    file.state = File::State::Opened;
+    return file;
+}
+
+} // namespace Media
