@@ -149,14 +149,16 @@ bool isHdrTransfer(AVColorTransferCharacteristic trc)
     return trc == AVCOL_TRC_SMPTE2084 || trc == AVCOL_TRC_ARIB_STD_B67;
 }
 
-void fillTracks(File &file, const AVFormatContext *ctx)
+// Where each track came from, for the bit-rate estimate below.
+struct TrackSource
+{
+    std::int64_t *bitRate;
+    int stream;
+};
+
+void fillTracks(File &file, const AVFormatContext *ctx, std::vector<int> &videoStreams, std::vector<int> &audioStreams)
 {
     const bool image = isImageDemuxer(ctx->iformat);
-    int videoWithoutRate = -1;
-    int audioWithoutRate = -1;
-    std::int64_t knownRates = 0;
-    int avStreams = 0;
-
     for (unsigned i = 0; i < ctx->nb_streams; ++i) {
         AVStream *st = ctx->streams[i];
         const AVCodecParameters *par = st->codecpar;
@@ -171,8 +173,6 @@ void fillTracks(File &file, const AVFormatContext *ctx)
             file.unsupportedCodecs.push_back(codecId);
             continue;
         }
-        ++avStreams;
-        knownRates += par->bit_rate;
         if (par->codec_type == AVMEDIA_TYPE_VIDEO) {
             // A video stream whose frame size stayed unknown cannot be shown; the rest of the
             // file may still be usable.
@@ -184,17 +184,16 @@ void fillTracks(File &file, const AVFormatContext *ctx)
             track.bitRate = par->bit_rate;
             track.frameSize = QSize(par->width, par->height);
             track.stillImage = image;
-            track.frameRate = image ? boost::rational<int>(0, 1)
-                                    : rationalOf(av_guess_frame_rate(const_cast<AVFormatContext *>(ctx), st, nullptr));
+            if (!image)
+                track.frameRate = rationalOf(av_guess_frame_rate(const_cast<AVFormatContext *>(ctx), st, nullptr));
             track.colorSpace.primaries = static_cast<std::uint32_t>(par->color_primaries);
             track.colorSpace.transfer = static_cast<std::uint32_t>(par->color_trc);
             track.colorSpace.matrix = static_cast<std::uint32_t>(par->color_space);
             if (const AVPixFmtDescriptor *pix = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(par->format)))
                 track.bitDepth = pix->comp[0].depth;
             file.hdr = file.hdr || isHdrTransfer(par->color_trc);
-            if (track.bitRate == 0)
-                videoWithoutRate = static_cast<int>(file.videoTracks.size());
             file.videoTracks.push_back(track);
+            videoStreams.push_back(static_cast<int>(i));
         } else {
             if (par->sample_rate <= 0)
                 continue;
@@ -204,21 +203,90 @@ void fillTracks(File &file, const AVFormatContext *ctx)
             track.bitRate = par->bit_rate;
             track.sampleRate = par->sample_rate;
             track.channels = par->ch_layout.nb_channels;
-            if (track.bitRate == 0)
-                audioWithoutRate = static_cast<int>(file.audioTracks.size());
             file.audioTracks.push_back(track);
+            audioStreams.push_back(static_cast<int>(i));
         }
     }
+}
 
-    // Containers such as Matroska keep no per-stream bit rate, only the whole file's. When one
-    // stream alone lacks its rate, the container's rate minus the others' is that stream's.
-    const bool oneMissing = (videoWithoutRate >= 0) != (audioWithoutRate >= 0);
-    if (oneMissing && ctx->bit_rate > knownRates && avStreams > 0) {
-        const std::int64_t rest = ctx->bit_rate - knownRates;
-        if (videoWithoutRate >= 0 && file.videoTracks.size() + file.audioTracks.size() == static_cast<std::size_t>(avStreams))
-            file.videoTracks[videoWithoutRate].bitRate = rest;
-        else if (audioWithoutRate >= 0 && file.videoTracks.size() + file.audioTracks.size() == static_cast<std::size_t>(avStreams))
-            file.audioTracks[audioWithoutRate].bitRate = rest;
+// Containers such as Matroska keep no per-stream bit rate. In that order: the statistics tag a
+// muxer may have left ("BPS"), the container's rate when only one track lacks its own, and
+// otherwise the packets themselves, counted over the first seconds of the file.
+void completeBitRates(File &file, AVFormatContext *ctx, const std::vector<int> &videoStreams, const std::vector<int> &audioStreams)
+{
+    std::vector<TrackSource> missing;
+    std::int64_t known = 0;
+    auto collect = [&](std::int64_t &rate, int stream) {
+        if (rate <= 0) {
+            const AVDictionaryEntry *bps = av_dict_get(ctx->streams[stream]->metadata, "BPS", nullptr, 0);
+            if (bps)
+                rate = std::max<std::int64_t>(0, QByteArray(bps->value).toLongLong());
+        }
+        if (rate > 0)
+            known += rate;
+        else
+            missing.push_back({&rate, stream});
+    };
+    for (std::size_t i = 0; i < file.videoTracks.size(); ++i)
+        collect(file.videoTracks[i].bitRate, videoStreams[i]);
+    for (std::size_t i = 0; i < file.audioTracks.size(); ++i)
+        collect(file.audioTracks[i].bitRate, audioStreams[i]);
+    if (missing.empty())
+        return;
+    if (missing.size() == 1 && ctx->bit_rate > known && ctx->nb_streams == videoStreams.size() + audioStreams.size()) {
+        *missing.front().bitRate = ctx->bit_rate - known;
+        return;
+    }
+    if (file.isStillImage())
+        return;
+
+    // Packets already read by the analysis come back first, so this starts at the beginning.
+    constexpr int packetLimit = 3000;
+    constexpr std::int64_t spanLimitMs = 5000;
+    struct Count
+    {
+        std::int64_t bytes = 0;
+        std::int64_t firstMs = AV_NOPTS_VALUE;
+        std::int64_t lastMs = AV_NOPTS_VALUE;
+    };
+    std::vector<Count> counts(ctx->nb_streams);
+    AVPacket *packet = av_packet_alloc();
+    if (!packet)
+        return;
+    bool atEnd = false;
+    for (int n = 0; n < packetLimit; ++n) {
+        if (av_read_frame(ctx, packet) < 0) {
+            atEnd = true;
+            break;
+        }
+        const AVStream *st = ctx->streams[packet->stream_index];
+        Count &c = counts[packet->stream_index];
+        c.bytes += packet->size;
+        const std::int64_t ts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+        if (ts != AV_NOPTS_VALUE) {
+            const std::int64_t ms = av_rescale_q(ts + std::max<std::int64_t>(0, packet->duration), st->time_base, AVRational{1, 1000});
+            if (c.firstMs == AV_NOPTS_VALUE)
+                c.firstMs = av_rescale_q(ts, st->time_base, AVRational{1, 1000});
+            c.lastMs = std::max(c.lastMs == AV_NOPTS_VALUE ? ms : c.lastMs, ms);
+        }
+        av_packet_unref(packet);
+        bool enough = true;
+        for (const TrackSource &m : missing) {
+            const Count &mc = counts[m.stream];
+            enough = enough && mc.firstMs != AV_NOPTS_VALUE && mc.lastMs - mc.firstMs >= spanLimitMs;
+        }
+        if (enough)
+            break;
+    }
+    av_packet_free(&packet);
+    for (const TrackSource &m : missing) {
+        const Count &c = counts[m.stream];
+        std::int64_t spanMs = c.firstMs != AV_NOPTS_VALUE ? c.lastMs - c.firstMs : 0;
+        // Read to the end: the file's own length is the better measure of the time covered.
+        if (atEnd && file.duration.toMSec() > 0)
+            spanMs = std::max(spanMs, file.duration.toMSec());
+        if (spanMs > 0)
+            *m.bitRate = c.bytes * 8 * 1000 / spanMs;
     }
 }
 
@@ -289,7 +357,9 @@ File probe(const QString &path, const ProbeLimits &limits)
         return fail(openFailure(rc < 0 ? rc : AVERROR_EXIT, interrupt));
 
     file.format = QString::fromLatin1(format.ctx->iformat->name);
-    fillTracks(file, format.ctx);
+    std::vector<int> videoStreams;
+    std::vector<int> audioStreams;
+    fillTracks(file, format.ctx, videoStreams, audioStreams);
     if (file.videoTracks.empty() && file.audioTracks.empty()) {
         if (!file.unsupportedCodecs.isEmpty())
             return fail(tr("No stream of this file can be decoded (%1).").arg(file.unsupportedCodecs.join(QLatin1String(", "))));
@@ -297,6 +367,9 @@ File probe(const QString &path, const ProbeLimits &limits)
     }
     // A picture has no length of its own; the timeline gives it one.
     file.duration = file.isStillImage() ? MTime() : durationOf(format.ctx);
+    completeBitRates(file, format.ctx, videoStreams, audioStreams);
+    if (interrupt.timedOut || interrupt.wasCancelled)
+        return fail(openFailure(AVERROR_EXIT, interrupt));
     file.state = File::State::Opened;
     return file;
 }

@@ -1,0 +1,275 @@
+#include "media/codecconfig.h"
+#include "media/mediaprobe.h"
+
+#include "mediasamples.h"
+#include "util/format.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <linux/capability.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <random>
+
+namespace {
+
+using Media::File;
+
+struct Expected
+{
+    const char *name;
+    const char *format;
+    const char *videoCodec; // "" for no video track
+    const char *audioCodec; // "" for no audio track
+    bool still;
+    bool hdr;
+    std::uint32_t transfer; // of the video track
+};
+
+void PrintTo(const Expected &e, std::ostream *os)
+{
+    *os << e.name;
+}
+
+class ProbeOfRealMedia : public ::testing::TestWithParam<Expected>
+{};
+
+TEST_P(ProbeOfRealMedia, reads_container_tracks_and_properties)
+{
+    const Expected &e = GetParam();
+    const File file = Media::probe(TestSupport::sharedSamples().path(QLatin1String(e.name)));
+
+    ASSERT_TRUE(file.isOpened()) << file.error.toStdString();
+    EXPECT_TRUE(file.error.isEmpty());
+    EXPECT_EQ(file.format, QLatin1String(e.format));
+    EXPECT_EQ(file.size, QFileInfo(file.path).size());
+    EXPECT_TRUE(file.unsupportedCodecs.isEmpty());
+    EXPECT_EQ(file.hdr, e.hdr);
+    EXPECT_EQ(file.isStillImage(), e.still);
+
+    ASSERT_EQ(file.videoTracks.size(), *e.videoCodec ? 1u : 0u);
+    if (*e.videoCodec) {
+        const Media::VideoTrack &v = file.videoTracks.front();
+        EXPECT_EQ(v.codecId, QLatin1String(e.videoCodec));
+        EXPECT_EQ(v.frameSize, QSize(64, 48));
+        EXPECT_EQ(v.colorSpace.transfer, e.transfer);
+        if (e.still) {
+            EXPECT_EQ(Format::videoFrameRate(v.frameRate), QLatin1String("0"));
+        } else {
+            EXPECT_EQ(Format::videoFrameRate(v.frameRate), QLatin1String("25"));
+            EXPECT_GT(v.bitRate, 0) << "the container's rate stands in for a missing stream rate";
+        }
+    }
+    ASSERT_EQ(file.audioTracks.size(), *e.audioCodec ? 1u : 0u);
+    if (*e.audioCodec) {
+        const Media::AudioTrack &a = file.audioTracks.front();
+        EXPECT_EQ(a.codecId, QLatin1String(e.audioCodec));
+        EXPECT_GT(a.sampleRate, 0);
+        EXPECT_EQ(a.channels, 1);
+        EXPECT_GT(a.bitRate, 0);
+    }
+    if (e.still) {
+        EXPECT_TRUE(file.duration.isNull()) << "a picture gets its length from the timeline";
+    } else {
+        // One second of pattern and tone; containers round to their own time base.
+        EXPECT_GE(file.duration.toMSec(), 900);
+        EXPECT_LE(file.duration.toMSec(), 1100);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Samples,
+    ProbeOfRealMedia,
+    ::testing::Values(
+        Expected{"h264_aac.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "CODEC_ID_AAC", false, false, 2},
+        Expected{"hevc.mkv", "matroska,webm", "CODEC_ID_HEVC", "CODEC_ID_OPUS", false, false, 2},
+        Expected{"vp9_opus.webm", "matroska,webm", "CODEC_ID_VP9", "CODEC_ID_OPUS", false, false, 2},
+        Expected{"mpeg4_pcm.mov", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_MPEG4", "CODEC_ID_PCM_S16LE", false, false, 2},
+        Expected{"video_only.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, false, 2},
+        Expected{"tone.mp3", "mp3", "", "CODEC_ID_MP3", false, false, 2},
+        Expected{"tone.wav", "wav", "", "CODEC_ID_PCM_S16LE", false, false, 2},
+        Expected{"tone.flac", "flac", "", "CODEC_ID_FLAC", false, false, 2},
+        Expected{"still.png", "png_pipe", "CODEC_ID_PNG", "", true, false, 2},
+        Expected{"still.jpg", "jpeg_pipe", "CODEC_ID_MJPEG", "", true, false, 2},
+        Expected{"pq10.mkv", "matroska,webm", "CODEC_ID_HEVC", "", false, true, 16},
+        Expected{"hlg.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, true, 18}),
+    [](const auto &info) {
+        QString name = QLatin1String(info.param.name);
+        return name.replace(QLatin1Char('.'), QLatin1Char('_')).toStdString();
+    });
+
+TEST(Probe, ten_bit_pq_video_keeps_its_depth_and_bt2020_colours)
+{
+    const File file = Media::probe(TestSupport::sharedSamples().path(QStringLiteral("pq10.mkv")));
+    ASSERT_TRUE(file.isOpened());
+    const Media::VideoTrack &v = file.videoTracks.front();
+    EXPECT_EQ(v.bitDepth, 10);
+    EXPECT_EQ(v.colorSpace.primaries, 9u);
+    EXPECT_EQ(v.colorSpace.matrix, 9u);
+}
+
+// Files a user may drop that are not media, or not any more.
+class BadInput : public ::testing::Test
+{
+protected:
+    QString write(const QString &name, const QByteArray &bytes)
+    {
+        QFile f(dir.filePath(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        return f.fileName();
+    }
+    QByteArray sampleBytes(const char *name)
+    {
+        QFile f(TestSupport::sharedSamples().path(QLatin1String(name)));
+        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
+        return f.readAll();
+    }
+    static QByteArray randomBytes(int size, unsigned seed)
+    {
+        std::mt19937 gen(seed);
+        QByteArray bytes(size, Qt::Uninitialized);
+        for (char &c : bytes)
+            c = static_cast<char>(gen() & 0xff);
+        return bytes;
+    }
+
+    QTemporaryDir dir;
+};
+
+TEST_F(BadInput, every_kind_fails_with_a_reason_for_people)
+{
+    struct Case
+    {
+        const char *what;
+        QString path;
+    };
+    const QByteArray mp4 = sampleBytes("h264_aac.mp4");
+    QDir(dir.path()).mkdir(QStringLiteral("folder.mp4"));
+    const QString fifo = dir.filePath(QStringLiteral("pipe.mp4"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+
+    const std::vector<Case> cases = {
+        {"zero bytes", write(QStringLiteral("empty.mp4"), {})},
+        {"an mp4 cut before its index", write(QStringLiteral("cut.mp4"), mp4.left(mp4.size() / 3))},
+        {"random bytes called mp4", write(QStringLiteral("noise.mp4"), randomBytes(64 * 1024, 1))},
+        {"random bytes called mp3", write(QStringLiteral("noise.mp3"), randomBytes(64 * 1024, 2))},
+        {"random bytes called wav", write(QStringLiteral("noise.wav"), randomBytes(64 * 1024, 3))},
+        {"random bytes called png", write(QStringLiteral("noise.png"), randomBytes(4 * 1024, 4))},
+        {"text called mov", write(QStringLiteral("notes.mov"), QByteArray("shopping list\nmilk\n").repeated(50))},
+        {"a folder", dir.filePath(QStringLiteral("folder.mp4"))},
+        {"a missing path", dir.filePath(QStringLiteral("gone.mp4"))},
+        {"a path through a file", write(QStringLiteral("plain.mp4"), mp4) + QStringLiteral("/inner.mp4")},
+        {"a named pipe", fifo},
+    };
+    for (const Case &c : cases) {
+        const File file = Media::probe(c.path);
+        EXPECT_TRUE(file.isFailed()) << c.what;
+        EXPECT_FALSE(file.error.isEmpty()) << c.what;
+        EXPECT_EQ(file.path, c.path) << c.what;
+        EXPECT_TRUE(file.videoTracks.empty() && file.audioTracks.empty()) << c.what;
+    }
+}
+
+TEST_F(BadInput, a_matroska_file_cut_in_half_still_opens_with_what_is_there)
+{
+    const QByteArray mkv = sampleBytes("hevc.mkv");
+    const File file = Media::probe(write(QStringLiteral("half.mkv"), mkv.left(mkv.size() / 2)));
+    ASSERT_TRUE(file.isOpened()) << file.error.toStdString();
+    EXPECT_EQ(file.videoTracks.front().codecId, QLatin1String("CODEC_ID_HEVC"));
+}
+
+TEST_F(BadInput, a_probe_past_its_deadline_is_abandoned_and_fails)
+{
+    Media::ProbeLimits limits;
+    limits.timeout = std::chrono::milliseconds(0);
+    const File file = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    EXPECT_TRUE(file.isFailed());
+    EXPECT_TRUE(file.error.contains(QLatin1String("too long"))) << file.error.toStdString();
+}
+
+TEST_F(BadInput, a_cancelled_probe_fails)
+{
+    const std::atomic<bool> cancelled{true};
+    Media::ProbeLimits limits;
+    limits.cancelled = &cancelled;
+    const File file = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    EXPECT_TRUE(file.isFailed());
+    EXPECT_TRUE(file.error.contains(QLatin1String("cancelled"))) << file.error.toStdString();
+}
+
+TEST_F(BadInput, names_with_spaces_non_ascii_and_address_like_prefixes_open)
+{
+    const QByteArray mp4 = sampleBytes("h264_aac.mp4");
+    for (const QString &name : {QStringLiteral("summer holiday 2024.mp4"), QStringLiteral("été à Zürich – 東京.mp4"),
+                                QStringLiteral("http:clip.mp4"), QStringLiteral("concat:a|b.mp4"),
+                                QStringLiteral("take%03d.mp4"), QStringLiteral("#1?.mp4")}) {
+        const File file = Media::probe(write(name, mp4));
+        EXPECT_TRUE(file.isOpened()) << name.toStdString() << ": " << file.error.toStdString();
+    }
+}
+
+// Root reads any file whatever its mode bits, because of two capabilities. Giving them up on
+// this thread for the duration makes the mode bits count again, as they do for every user.
+class WithoutFileAccessOverride
+{
+public:
+    WithoutFileAccessOverride()
+    {
+        if (::syscall(SYS_capget, &m_header, m_saved) != 0)
+            return;
+        __user_cap_data_struct reduced[2] = {m_saved[0], m_saved[1]};
+        reduced[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
+        m_active = ::syscall(SYS_capset, &m_header, reduced) == 0;
+    }
+    ~WithoutFileAccessOverride()
+    {
+        if (m_active)
+            ::syscall(SYS_capset, &m_header, m_saved);
+    }
+    bool active() const { return m_active; }
+
+private:
+    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct m_saved[2] = {};
+    bool m_active = false;
+};
+
+TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
+{
+    const QString path = write(QStringLiteral("locked.mp4"), sampleBytes("h264_aac.mp4"));
+    ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::Permissions()));
+    WithoutFileAccessOverride guard;
+    if (::geteuid() == 0 && !guard.active())
+        GTEST_SKIP() << "running as root without the right to give up file access override";
+    const File file = Media::probe(path);
+    EXPECT_TRUE(file.isFailed());
+    EXPECT_TRUE(file.error.contains(QLatin1String("permission denied"))) << file.error.toStdString();
+}
+
+TEST(CodecConfig, classifies_identifiers_by_kind)
+{
+    using namespace Media::CodecConfig;
+    struct Row
+    {
+        const char *id;
+        bool video;
+        bool audio;
+    };
+    for (const Row &r : {Row{"CODEC_ID_H264", true, false}, Row{"CODEC_ID_HEVC", true, false},
+                         Row{CODEC_ID_MJPEG, true, false}, Row{"CODEC_ID_VP9", true, false},
+                         Row{"CODEC_ID_AAC", false, true}, Row{"CODEC_ID_PCM_S16LE", false, true},
+                         Row{"CODEC_ID_SUBRIP", false, false}, Row{"CODEC_ID_NOT_A_CODEC", false, false},
+                         Row{"", false, false}, Row{"h264", false, false}}) {
+        EXPECT_EQ(IsVideoCodec(QLatin1String(r.id)), r.video) << r.id;
+        EXPECT_EQ(IsAudioCodec(QLatin1String(r.id)), r.audio) << r.id;
+    }
+}
+
+} // namespace

@@ -1,0 +1,115 @@
+#include "mediasamples.h"
+
+#include <QDir>
+#include <QProcess>
+
+#include <stdexcept>
+
+namespace TestSupport {
+
+namespace {
+
+QStringList videoInput(const char *size = "64x48", const char *rate = "25")
+{
+    return {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("testsrc=size=%1:rate=%2:duration=1").arg(QLatin1String(size), QLatin1String(rate))};
+}
+
+QStringList audioInput()
+{
+    return {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("sine=frequency=440:sample_rate=44100:duration=1")};
+}
+
+QStringList split(const char *args)
+{
+    return QString::fromLatin1(args).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+}
+
+} // namespace
+
+const std::vector<MediaSamples::Kind> &MediaSamples::kinds()
+{
+    static const std::vector<Kind> all = {
+        {"h264_aac.mp4", split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac -b:a 64k"), true, true},
+        {"hevc.mkv", split("-c:v libx265 -preset ultrafast -x265-params log-level=none -c:a libopus -b:a 32k"), true, true},
+        {"vp9_opus.webm", split("-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -b:v 100k -c:a libopus -b:a 32k"), true, true},
+        {"mpeg4_pcm.mov", split("-c:v mpeg4 -q:v 10 -c:a pcm_s16le"), true, true},
+        {"video_only.mp4", split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -an"), true, false},
+        {"tone.mp3", split("-c:a libmp3lame -b:a 64k"), false, true},
+        {"tone.wav", split("-c:a pcm_s16le"), false, true},
+        {"tone.flac", split("-c:a flac"), false, true},
+        {"still.png", split("-frames:v 1"), true, false},
+        {"still.jpg", split("-frames:v 1 -q:v 5"), true, false},
+        {"pq10.mkv",
+         split("-c:v libx265 -preset ultrafast -pix_fmt yuv420p10le -x265-params "
+               "log-level=none:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc "
+               "-color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc -an"),
+         true, false},
+        {"hlg.mp4",
+         split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p10le -color_primaries bt2020 "
+               "-color_trc arib-std-b67 -colorspace bt2020nc -an"),
+         true, false},
+    };
+    return all;
+}
+
+void MediaSamples::runFfmpeg(const QStringList &arguments)
+{
+    QProcess ffmpeg;
+    ffmpeg.setProcessChannelMode(QProcess::MergedChannels);
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 QStringList{QStringLiteral("-y"), QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"),
+                             QStringLiteral("error")}
+                     + arguments);
+    if (!ffmpeg.waitForFinished(120000) || ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0) {
+        throw std::runtime_error("ffmpeg " + arguments.join(QLatin1Char(' ')).toStdString() + " failed: "
+                                 + ffmpeg.readAll().toStdString() + ffmpeg.errorString().toStdString());
+    }
+}
+
+void MediaSamples::make(const QString &name, const QString &path)
+{
+    for (const Kind &kind : kinds()) {
+        if (name != QLatin1String(kind.name))
+            continue;
+        QStringList args;
+        if (kind.video)
+            args += videoInput();
+        if (kind.audio)
+            args += audioInput();
+        args += kind.encoding;
+        args += path;
+        runFfmpeg(args);
+        return;
+    }
+    throw std::runtime_error("no media sample named " + name.toStdString());
+}
+
+MediaSamples::MediaSamples()
+{
+    QStringList names;
+    for (const Kind &kind : kinds())
+        names << QLatin1String(kind.name);
+    for (const QString &name : names)
+        make(name, path(name));
+}
+
+MediaSamples::MediaSamples(const QStringList &names)
+{
+    for (const QString &name : names)
+        make(name, path(name));
+}
+
+QString MediaSamples::path(const QString &name) const
+{
+    return m_dir.filePath(name);
+}
+
+const MediaSamples &sharedSamples()
+{
+    static const MediaSamples samples;
+    return samples;
+}
+
+} // namespace TestSupport

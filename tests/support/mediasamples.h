@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+#include <vector>
+
+namespace TestSupport {
+
+// Real media files made on the spot with the ffmpeg command-line tool, so suites and benchmarks
+// read what a user would drop and the repository holds no binaries. Each kind is a second or
+// less of a test pattern and a tone, a few kilobytes.
+class MediaSamples
+{
+public:
+    struct Kind
+    {
+        const char *name;     // file name, e.g. "h264_aac.mp4"
+        QStringList encoding; // ffmpeg arguments after the inputs
+        bool video;
+        bool audio;
+    };
+
+    // Every kind the suites know, in a fixed order.
+    static const std::vector<Kind> &kinds();
+
+    // Makes the files in a fresh temporary folder. Throws std::runtime_error when ffmpeg fails.
+    MediaSamples();
+    explicit MediaSamples(const QStringList &names);
+
+    QString path(const QString &name) const;
+    QString folder() const { return m_dir.path(); }
+
+    // Writes one kind to `path`. Throws std::runtime_error when ffmpeg fails.
+    static void make(const QString &name, const QString &path);
+    // Runs ffmpeg with `arguments` (after "-y -hide_banner -loglevel error").
+    static void runFfmpeg(const QStringList &arguments);
+
+private:
+    QTemporaryDir m_dir;
+};
+
+// The samples of one test program, made once on first use.
+const MediaSamples &sharedSamples();
+
+} // namespace TestSupport
