@@ -1,0 +1,145 @@
+#include "filestorage/localfilestorage.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Vantel::App::FileStorageKind;
+using Vantel::App::LocalFileStorage;
+
+std::filesystem::path fsPath(const QString &path)
+{
+    return std::filesystem::u8path(path.toStdString());
+}
+
+class Observer : public Vantel::App::IFileStorageControllerObserver
+{
+public:
+    explicit Observer(LocalFileStorage &storage)
+        : storage(storage)
+    {}
+    void fileStorageStateChanged() override { seen.push_back(storage.isAvailable()); }
+    LocalFileStorage &storage;
+    std::vector<bool> seen;
+};
+
+class LocalFileStorageTest : public ::testing::Test
+{
+protected:
+    QString index() const { return dir.filePath(QStringLiteral("storage/index.json")); }
+    QString media(const QString &name, const QByteArray &bytes = "data")
+    {
+        QFile f(dir.filePath(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        return f.fileName();
+    }
+    QTemporaryDir dir;
+};
+
+TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
+{
+    const QString clip = media(QStringLiteral("été clip 1.mp4"), "12345");
+    const QString project = media(QStringLiteral("my film.edproj"));
+    const QString absent = dir.filePath(QStringLiteral("not here.wav"));
+    {
+        LocalFileStorage storage(index());
+        EXPECT_TRUE(storage.isAvailable());
+        EXPECT_EQ(storage.addFiles({fsPath(clip), fsPath(absent)}, FileStorageKind::Media).size(), 2u);
+        EXPECT_EQ(storage.addFiles({fsPath(project)}, FileStorageKind::Project).size(), 1u);
+    }
+    LocalFileStorage reopened(index());
+    const auto files = reopened.files();
+    ASSERT_EQ(files.size(), 3u);
+    std::map<QString, Vantel::App::StoredFile> byPath;
+    for (const auto &f : files)
+        byPath[f.path] = f;
+    EXPECT_EQ(byPath[clip].kind, FileStorageKind::Media);
+    EXPECT_EQ(byPath[clip].size, 5);
+    EXPECT_EQ(byPath[absent].size, -1);
+    EXPECT_EQ(byPath[project].kind, FileStorageKind::Project);
+    EXPECT_TRUE(byPath[project].firstAdded.isValid());
+}
+
+TEST_F(LocalFileStorageTest, a_file_given_again_is_updated_not_repeated)
+{
+    const QString clip = media(QStringLiteral("a.mp4"));
+    LocalFileStorage storage(index());
+    storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
+    const auto entries = storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
+    ASSERT_EQ(storage.files().size(), 1u);
+    EXPECT_EQ(storage.files().front().timesAdded, 2);
+    EXPECT_EQ(entries.size(), 1u);
+    EXPECT_EQ(storage.heldEntries(), 2u) << "each registration is an entry of its own";
+}
+
+TEST_F(LocalFileStorageTest, released_entries_are_no_longer_held_but_files_stay_known)
+{
+    LocalFileStorage storage(index());
+    const auto entries = storage.addFiles({fsPath(media(QStringLiteral("a.mp4"))), fsPath(media(QStringLiteral("b.mp4")))},
+                                          FileStorageKind::Media);
+    for (auto id : entries)
+        storage.releaseEntry(id);
+    storage.releaseEntry(9999);
+    EXPECT_EQ(storage.heldEntries(), 0u);
+    EXPECT_EQ(storage.files().size(), 2u);
+}
+
+TEST_F(LocalFileStorageTest, a_damaged_index_is_set_aside_and_a_new_one_started)
+{
+    for (const QByteArray &damage : {QByteArray("{\"version\": 1, \"files\": [ {"), QByteArray("[1,2,3]"),
+                                     QByteArray("{\"version\": 99}"), QByteArray("\xff\xfe garbage")}) {
+        QDir().mkpath(QFileInfo(index()).absolutePath());
+        QFile f(index());
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(damage);
+        f.close();
+
+        LocalFileStorage storage(index());
+        EXPECT_TRUE(storage.files().empty());
+        EXPECT_TRUE(QFile::exists(index() + QStringLiteral(".damaged")));
+        EXPECT_EQ(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).size(), 1u);
+        EXPECT_EQ(LocalFileStorage(index()).files().size(), 1u);
+        QFile::remove(index());
+    }
+}
+
+TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observers)
+{
+    LocalFileStorage storage(index());
+    Observer observer(storage);
+    storage.addObserver(&observer);
+    const QString folder = QFileInfo(index()).absolutePath();
+
+    // A file where the folder was: nothing can be written there any more.
+    ASSERT_TRUE(QDir(folder).removeRecursively());
+    QFile blocker(folder);
+    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+    blocker.close();
+    storage.refresh();
+    EXPECT_FALSE(storage.isAvailable());
+    EXPECT_TRUE(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).empty());
+
+    ASSERT_TRUE(QFile::remove(folder));
+    EXPECT_EQ(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).size(), 1u)
+        << "the folder is made again when files arrive";
+    EXPECT_TRUE(storage.isAvailable());
+    EXPECT_EQ(observer.seen, (std::vector<bool>{false, true}));
+
+    storage.removeObserver(&observer);
+    storage.refresh();
+    EXPECT_EQ(observer.seen.size(), 2u);
+}
+
+TEST_F(LocalFileStorageTest, the_factory_keeps_the_index_in_the_given_place)
+{
+    auto storage = Vantel::App::FileStorageFactory::CreateController(index());
+    storage->addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media);
+    EXPECT_TRUE(QFile::exists(index()));
+}
+
+} // namespace
