@@ -14,6 +14,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cstring>
 #include <atomic>
 #include <condition_variable>
 #include <functional>
@@ -30,6 +31,9 @@ namespace {
 // recognised as foreign rather than written into.
 constexpr int ApplicationId = 0x56544c45;
 constexpr int SchemaVersion = 1;
+// Bytes a row costs beyond its texts (record header, integers, the time index entry): enough to
+// estimate what a batch needs.
+constexpr qint64 RowOverhead = 48;
 
 // AUTOINCREMENT: ids are never reused after pruning, so a reader's cursor stays valid. The time
 // index keeps age pruning and count() off the table pages.
@@ -63,6 +67,7 @@ public:
         const int primary = m_code & 0xff;
         return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
     }
+    bool isFull() const { return (m_code & 0xff) == SQLITE_FULL; }
 
 private:
     int m_code;
@@ -184,10 +189,7 @@ void prepareSchema(sqlite3 *db)
 {
     // The first read of the header: a file that is not SQLite at all fails here.
     const qint64 objects = queryInt(db, "SELECT count(*) FROM sqlite_schema");
-    if (objects == 0) {
-        // Must precede the first table; lets pruning hand pages back to the file system.
-        exec(db, "PRAGMA auto_vacuum = INCREMENTAL");
-    } else {
+    if (objects != 0) {
         const qint64 applicationId = queryInt(db, "PRAGMA application_id");
         const qint64 version = queryInt(db, "PRAGMA user_version");
         if (applicationId != ApplicationId)
@@ -311,7 +313,12 @@ private:
     void close();
     void prepareStatements();
     void writeBatch(const std::vector<TrackedEvent> &events, std::size_t begin, std::size_t end);
+    void insertBatch(const std::vector<TrackedEvent> &events, std::size_t begin);
+    void rollback();
+    void setMeta(const char *key, qint64 value);
     qint64 prune(qint64 rows);
+    qint64 pruneToSize(qint64 rows, qint64 liveBytes);
+    bool makeRoom(qint64 bytes);
     void persistDropped();
     void recover(const SqliteError &error);
     void applyEnabled(bool enabled);
@@ -331,8 +338,8 @@ private:
 
     // Writer thread only, once it runs.
     Database m_db;
-    Statement m_begin, m_commit, m_insert, m_pruneOldest, m_pruneAge, m_setMeta, m_liveBytes,
-        m_vacuum;
+    Statement m_begin, m_commit, m_insert, m_pruneOldest, m_pruneAge, m_setMeta, m_liveBytes;
+    std::vector<QByteArray> m_params;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
     std::thread m_thread;
@@ -399,7 +406,7 @@ void EventStore::Impl::open()
 void EventStore::Impl::close()
 {
     for (Statement *statement : {&m_begin, &m_commit, &m_insert, &m_pruneOldest, &m_pruneAge,
-                                 &m_setMeta, &m_liveBytes, &m_vacuum})
+                                 &m_setMeta, &m_liveBytes})
         *statement = Statement();
     m_db.reset();
 }
@@ -416,7 +423,6 @@ void EventStore::Impl::prepareStatements()
     m_setMeta = Statement(db, "UPDATE meta SET value = ? WHERE key = ?");
     m_liveBytes = Statement(db, "SELECT (page_count - freelist_count) * page_size "
                                 "FROM pragma_page_count, pragma_freelist_count, pragma_page_size");
-    m_vacuum = Statement(db, "PRAGMA incremental_vacuum");
 }
 
 void EventStore::Impl::consume(TrackedEvent &&event)
@@ -484,21 +490,18 @@ void EventStore::Impl::setEnabled(bool on)
 
 void EventStore::Impl::applyEnabled(bool on)
 {
+    if (!m_db)
+        throw std::runtime_error("the database is not open");
     m_begin.run();
     try {
         if (!on) {
             exec(m_db.get(), "DELETE FROM events");
-            m_setMeta.bind(1, qint64(0));
-            m_setMeta.bind(2, std::string("dropped"));
-            m_setMeta.run();
+            setMeta("dropped", 0);
         }
-        m_setMeta.bind(1, qint64(on ? 1 : 0));
-        m_setMeta.bind(2, std::string("enabled"));
-        m_setMeta.run();
+        setMeta("enabled", on ? 1 : 0);
         m_commit.run();
     } catch (...) {
-        if (!sqlite3_get_autocommit(m_db.get()))
-            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+        rollback();
         throw;
     }
     if (!on) {
@@ -557,47 +560,74 @@ void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
                                   std::size_t end)
 {
     const qint64 count = static_cast<qint64>(end - begin);
-    try {
-        if (!m_db)
-            throw SqliteError(SQLITE_CANTOPEN, "the database is not open");
-        m_begin.run();
-        for (std::size_t i = begin; i < end; ++i) {
-            const TrackedEvent &event = events[i];
-            const QByteArray params = paramsToJson(event.params);
-            m_insert.bind(1, event.name);
-            m_insert.bind(2, params.constData(), static_cast<std::size_t>(params.size()));
-            m_insert.bind(3, static_cast<qint64>(event.timeMs));
-            m_insert.bind(4, event.session);
-            m_insert.run();
-        }
-        const qint64 rows = m_rows + count;
-        const qint64 pruned = rows - prune(rows);
-        const qint64 total = dropped.load() + pruned;
-        if (total != m_persistedDropped) {
-            m_setMeta.bind(1, total);
-            m_setMeta.bind(2, std::string("dropped"));
-            m_setMeta.run();
-        }
-        m_commit.run();
-        m_rows = rows - pruned;
-        dropped += pruned;
-        m_persistedDropped = total;
-    } catch (const SqliteError &e) {
-        if (m_db && !sqlite3_get_autocommit(m_db.get()))
-            sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
-        dropped += count;
-        LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
-                     << " events: " << e.what();
-        if (e.isDamage() || !m_db)
-            recover(e);
-        persistDropped();
+    // Serialised before the transaction, so the write lock is held for the inserts only.
+    m_params.clear();
+    qint64 bytes = 0;
+    for (std::size_t i = begin; i < end; ++i) {
+        m_params.push_back(paramsToJson(events[i].params));
+        bytes += m_params.back().size() + static_cast<qint64>(events[i].name.size())
+                 + static_cast<qint64>(events[i].session.size()) + RowOverhead;
     }
+    for (int attempt = 0;; ++attempt) {
+        try {
+            if (!m_db)
+                throw SqliteError(SQLITE_CANTOPEN, "the database is not open");
+            insertBatch(events, begin);
+            return;
+        } catch (const SqliteError &e) {
+            rollback();
+            // A full file, or disk, that still holds old events has room once they go.
+            if (attempt == 0 && e.isFull() && makeRoom(bytes))
+                continue;
+            dropped += count;
+            LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
+                         << " events: " << e.what();
+            if (e.isDamage() || !m_db)
+                recover(e);
+            persistDropped();
+            return;
+        }
+    }
+}
+
+void EventStore::Impl::insertBatch(const std::vector<TrackedEvent> &events, std::size_t begin)
+{
+    m_begin.run();
+    for (std::size_t i = 0; i < m_params.size(); ++i) {
+        const TrackedEvent &event = events[begin + i];
+        m_insert.bind(1, event.name);
+        m_insert.bind(2, m_params[i].constData(), static_cast<std::size_t>(m_params[i].size()));
+        m_insert.bind(3, static_cast<qint64>(event.timeMs));
+        m_insert.bind(4, event.session);
+        m_insert.run();
+    }
+    const qint64 rows = m_rows + static_cast<qint64>(m_params.size());
+    const qint64 pruned = rows - prune(rows);
+    const qint64 total = dropped.load() + pruned;
+    if (total != m_persistedDropped)
+        setMeta("dropped", total);
+    m_commit.run();
+    m_rows = rows - pruned;
+    dropped += pruned;
+    m_persistedDropped = total;
+}
+
+void EventStore::Impl::rollback()
+{
+    if (m_db && !sqlite3_get_autocommit(m_db.get()))
+        sqlite3_exec(m_db.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+void EventStore::Impl::setMeta(const char *key, qint64 value)
+{
+    m_setMeta.bind(1, value);
+    m_setMeta.bind(2, key, std::strlen(key));
+    m_setMeta.run();
 }
 
 // Returns the rows left. Oldest first: by id for the count and size caps, by time for age.
 qint64 EventStore::Impl::prune(qint64 rows)
 {
-    const qint64 before = rows;
     if (rows > limits.maxEvents) {
         m_pruneOldest.bind(1, rows - limits.maxEvents);
         m_pruneOldest.run();
@@ -606,10 +636,15 @@ qint64 EventStore::Impl::prune(qint64 rows)
     m_pruneAge.bind(1, nowMs() - static_cast<qint64>(limits.maxAge.count()));
     m_pruneAge.run();
     rows -= sqlite3_changes(m_db.get());
+    // Freed pages stay in the file for the next batches, which keeps it at its ceiling at most.
+    return pruneToSize(rows, limits.maxBytes);
+}
 
-    // Freed pages only leave the live size once whole pages empty, so cut in slices and look
-    // again rather than guess how many rows make a byte count.
-    while (rows > 0 && m_liveBytes.single() > limits.maxBytes) {
+qint64 EventStore::Impl::pruneToSize(qint64 rows, qint64 liveBytes)
+{
+    // Space only comes free as whole pages empty, so cut in slices and look again rather than
+    // guess how many rows make a byte count.
+    while (rows > 0 && m_liveBytes.single() > liveBytes) {
         m_pruneOldest.bind(1, std::max<qint64>(rows / 20, 1));
         m_pruneOldest.run();
         const int removed = sqlite3_changes(m_db.get());
@@ -617,9 +652,30 @@ qint64 EventStore::Impl::prune(qint64 rows)
             break;
         rows -= removed;
     }
-    if (rows != before)
-        m_vacuum.run();
     return rows;
+}
+
+// Deletes the oldest events until `bytes` more fit below the cap and below what the file holds
+// now (a full disk lets it grow no further). True when it freed anything.
+bool EventStore::Impl::makeRoom(qint64 bytes)
+{
+    if (!m_db || m_rows == 0)
+        return false;
+    try {
+        m_begin.run();
+        const qint64 target = std::min(m_liveBytes.single(), limits.maxBytes) - bytes;
+        const qint64 removed = m_rows - pruneToSize(m_rows, target);
+        const qint64 total = dropped.load() + removed;
+        setMeta("dropped", total);
+        m_commit.run();
+        m_rows -= removed;
+        dropped += removed;
+        m_persistedDropped = total;
+        return removed > 0;
+    } catch (const SqliteError &) {
+        rollback();
+        return false;
+    }
 }
 
 // After a failed batch the count must still survive a restart; on a full disk this may fail
@@ -630,9 +686,7 @@ void EventStore::Impl::persistDropped()
         return;
     const qint64 total = dropped.load();
     try {
-        m_setMeta.bind(1, total);
-        m_setMeta.bind(2, std::string("dropped"));
-        m_setMeta.run();
+        setMeta("dropped", total);
         m_persistedDropped = total;
     } catch (const SqliteError &) {
     }

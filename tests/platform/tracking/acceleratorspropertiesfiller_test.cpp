@@ -1,0 +1,122 @@
+#include "tracking/acceleratorspropertiesfiller.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using Vantel::Tracking::Fillers::AcceleratorsPropertiesFiller;
+using ::testing::Contains;
+using ::testing::Key;
+using ::testing::Not;
+
+namespace {
+
+// A /sys of our own: class/drm/<node>/device/{vendor,device} and the driver link.
+class FakeSysfs
+{
+public:
+    std::string root() const { return m_dir.path().toStdString(); }
+
+    void addNode(const QString &node, const QByteArray &vendor, const QByteArray &device,
+                 const QString &driver = {})
+    {
+        const QString deviceDir = m_dir.filePath(QStringLiteral("devices/") + node);
+        QDir().mkpath(deviceDir);
+        write(deviceDir + QStringLiteral("/vendor"), vendor + '\n');
+        write(deviceDir + QStringLiteral("/device"), device + '\n');
+        if (!driver.isEmpty()) {
+            const QString driverDir = m_dir.filePath(QStringLiteral("bus/pci/drivers/") + driver);
+            QDir().mkpath(driverDir);
+            QFile::link(driverDir, deviceDir + QStringLiteral("/driver"));
+        }
+        const QString nodeDir = m_dir.filePath(QStringLiteral("class/drm/") + node);
+        QDir().mkpath(nodeDir);
+        QFile::link(deviceDir, nodeDir + QStringLiteral("/device"));
+    }
+
+private:
+    static void write(const QString &path, const QByteArray &bytes)
+    {
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly))
+            file.write(bytes);
+    }
+
+    QTemporaryDir m_dir;
+};
+
+std::map<std::string, std::string> fill(const FakeSysfs &sys)
+{
+    AcceleratorsPropertiesFiller filler(sys.root());
+    std::map<std::string, std::string> params;
+    filler.appendParams(params);
+    return params;
+}
+
+} // namespace
+
+TEST(AcceleratorsPropertiesFiller, a_machine_without_render_nodes_says_none)
+{
+    FakeSysfs sys;
+    const auto params = fill(sys);
+    EXPECT_EQ(params.at("HW_ACCELERATORS"), "none");
+    EXPECT_EQ(params.at("HW_ACCELERATORS_COUNT"), "0");
+}
+
+TEST(AcceleratorsPropertiesFiller, each_render_node_gives_vendor_device_and_driver_in_node_order)
+{
+    FakeSysfs sys;
+    sys.addNode(QStringLiteral("renderD129"), "0x1002", "0x73bf", QStringLiteral("amdgpu"));
+    sys.addNode(QStringLiteral("renderD128"), "0x8086", "0x9a49", QStringLiteral("i915"));
+    const auto params = fill(sys);
+
+    EXPECT_EQ(params.at("HW_ACCELERATORS"), "INTEL,AMD");
+    EXPECT_EQ(params.at("HW_ACCELERATORS_COUNT"), "2");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_0_VENDOR"), "INTEL");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_0_DEVICE"), "0x9a49");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_0_DRIVER"), "i915");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_1_VENDOR"), "AMD");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_1_DRIVER"), "amdgpu");
+}
+
+TEST(AcceleratorsPropertiesFiller, card_nodes_are_not_counted)
+{
+    FakeSysfs sys;
+    sys.addNode(QStringLiteral("card0"), "0x10de", "0x2204", QStringLiteral("nvidia"));
+    sys.addNode(QStringLiteral("renderD128"), "0x10de", "0x2204", QStringLiteral("nvidia"));
+    const auto params = fill(sys);
+    EXPECT_EQ(params.at("HW_ACCELERATORS"), "NVIDIA");
+    EXPECT_EQ(params.at("HW_ACCELERATORS_COUNT"), "1");
+}
+
+TEST(AcceleratorsPropertiesFiller, an_unknown_vendor_is_reported_by_its_id_and_a_missing_driver_as_unknown)
+{
+    FakeSysfs sys;
+    sys.addNode(QStringLiteral("renderD128"), "0x1af4", "0x1050");
+    const auto params = fill(sys);
+    EXPECT_EQ(params.at("HW_ACCELERATOR_0_VENDOR"), "0x1af4");
+    EXPECT_EQ(params.at("HW_ACCELERATOR_0_DRIVER"), "UNKNOWN");
+}
+
+TEST(AcceleratorsPropertiesFiller, the_machine_is_read_once_at_construction)
+{
+    FakeSysfs sys;
+    AcceleratorsPropertiesFiller filler(sys.root());
+    sys.addNode(QStringLiteral("renderD128"), "0x8086", "0x9a49", QStringLiteral("i915"));
+    std::map<std::string, std::string> params;
+    filler.appendParams(params);
+    EXPECT_EQ(params.at("HW_ACCELERATORS"), "none");
+    EXPECT_THAT(params, Not(Contains(Key("HW_ACCELERATOR_0_VENDOR"))));
+}
+
+TEST(AcceleratorsPropertiesFiller, the_senders_other_params_are_kept)
+{
+    FakeSysfs sys;
+    AcceleratorsPropertiesFiller filler(sys.root());
+    std::map<std::string, std::string> params{{"SID", "abc"}};
+    filler.appendParams(params);
+    EXPECT_EQ(params.at("SID"), "abc");
+}

@@ -1,0 +1,451 @@
+#include "tracking/eventstore.h"
+
+#include "logcapture.h"
+#include "tracking/generalvanteltracker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <boost/intrusive_ptr.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+using namespace Vantel::Tracking;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+namespace {
+
+qint64 nowMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+TrackedEvent makeEvent(const std::string &name,
+                       std::map<std::string, std::string> params = {},
+                       qint64 timeMs = nowMs())
+{
+    TrackedEvent event;
+    event.name = name;
+    event.params = std::move(params);
+    event.timeMs = timeMs;
+    event.session = "session-1";
+    return event;
+}
+
+std::vector<std::string> names(const std::vector<StoredEvent> &events)
+{
+    std::vector<std::string> result;
+    for (const StoredEvent &e : events)
+        result.push_back(e.name);
+    return result;
+}
+
+// Runs SQL on a database file with a connection of the test's own.
+void execSql(const QString &path, const std::string &sql)
+{
+    sqlite3 *db = nullptr;
+    ASSERT_EQ(sqlite3_open(QFile::encodeName(path).constData(), &db), SQLITE_OK);
+    char *error = nullptr;
+    const int rc = sqlite3_exec(db, sql.c_str(), nullptr, nullptr, &error);
+    const std::string message = error ? error : "";
+    sqlite3_free(error);
+    sqlite3_close(db);
+    ASSERT_EQ(rc, SQLITE_OK) << message;
+}
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeAll(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    ASSERT_EQ(file.write(bytes), bytes.size());
+}
+
+class EventStoreTest : public ::testing::Test
+{
+protected:
+    QString dbPath() const { return m_dir.filePath(QStringLiteral("usage/events.sqlite")); }
+    QStringList setAside() const
+    {
+        return QDir(m_dir.filePath(QStringLiteral("usage")))
+            .entryList({QStringLiteral("events.sqlite.corrupt-*")}, QDir::Files);
+    }
+
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+// Writing and reading back
+
+TEST_F(EventStoreTest, flushed_events_read_back_in_order_with_params_time_and_session)
+{
+    const qint64 sentAt = nowMs();
+    EventStore store(dbPath());
+    store.consume(makeEvent("FIRST", {{"A", "1"}, {"B", "two words"}}, sentAt - 5));
+    store.consume(makeEvent("SECOND", {}, sentAt));
+    store.flush();
+
+    const std::vector<StoredEvent> events = store.events();
+    ASSERT_THAT(events, SizeIs(2));
+    EXPECT_EQ(events[0].name, "FIRST");
+    EXPECT_EQ(events[0].params, (std::map<std::string, std::string>{{"A", "1"}, {"B", "two words"}}));
+    EXPECT_EQ(events[0].timeMs, sentAt - 5);
+    EXPECT_EQ(events[0].session, "session-1");
+    EXPECT_EQ(events[1].name, "SECOND");
+    EXPECT_THAT(events[1].params, IsEmpty());
+    EXPECT_LT(events[0].id, events[1].id);
+}
+
+TEST_F(EventStoreTest, destruction_writes_everything_still_queued)
+{
+    {
+        EventStore store(dbPath());
+        for (int i = 0; i < 5000; ++i)
+            store.consume(makeEvent("E" + std::to_string(i)));
+    }
+    EventStore reopened(dbPath());
+    EXPECT_EQ(reopened.count(), 5000);
+    EXPECT_EQ(reopened.events(0, -1).back().name, "E4999");
+}
+
+TEST_F(EventStoreTest, reading_after_an_id_continues_where_the_reader_stopped)
+{
+    EventStore store(dbPath());
+    for (const char *name : {"A", "B", "C", "D", "E"})
+        store.consume(makeEvent(name));
+    store.flush();
+
+    const std::vector<StoredEvent> firstPage = store.events(0, 2);
+    ASSERT_THAT(names(firstPage), ElementsAre("A", "B"));
+    EXPECT_THAT(names(store.events(firstPage.back().id, 2)), ElementsAre("C", "D"));
+    EXPECT_THAT(names(store.events(firstPage.back().id)), ElementsAre("C", "D", "E"));
+}
+
+TEST_F(EventStoreTest, events_sent_through_the_tracker_are_stored_with_its_session)
+{
+    auto store = std::make_shared<EventStore>(dbPath());
+    boost::intrusive_ptr<GeneralVantelTracker> tracker(new GeneralVantelTracker("run-42"));
+    tracker->addSink(store);
+    tracker->sendEvent("PROJECT_SAVED", {{"CLIPS", "3"}});
+    store->flush();
+
+    const std::vector<StoredEvent> events = store->events();
+    ASSERT_THAT(events, SizeIs(1));
+    EXPECT_EQ(events[0].name, "PROJECT_SAVED");
+    EXPECT_EQ(events[0].params.at("CLIPS"), "3");
+    EXPECT_EQ(events[0].session, "run-42");
+}
+
+TEST_F(EventStoreTest, parameters_keep_quotes_newlines_and_non_ascii_text)
+{
+    const std::map<std::string, std::string> params = {
+        {"QUOTE", "say \"hi\"\\"}, {"LINES", "a\nb\tc"}, {"TEXT", "Grüße, 東京"}, {"EMPTY", ""}};
+    EventStore store(dbPath());
+    store.consume(makeEvent("E", params));
+    store.flush();
+    EXPECT_EQ(store.events().at(0).params, params);
+}
+
+// The user's switch
+
+TEST_F(EventStoreTest, switched_off_it_deletes_what_was_stored_and_stores_nothing_new)
+{
+    EventStore store(dbPath());
+    store.consume(makeEvent("BEFORE"));
+    store.flush();
+
+    store.setEnabled(false);
+    store.consume(makeEvent("WHILE_OFF"));
+    store.flush();
+
+    EXPECT_FALSE(store.isEnabled());
+    EXPECT_EQ(store.count(), 0);
+}
+
+TEST_F(EventStoreTest, switched_off_no_trace_of_the_events_is_left_in_its_files)
+{
+    const QByteArray marker = "private-marker-7f3a";
+    {
+        EventStore store(dbPath());
+        for (int i = 0; i < 2000; ++i)
+            store.consume(makeEvent("E", {{"NOTE", marker.toStdString()}}));
+        store.flush();
+        store.setEnabled(false);
+        for (const QString &file : {dbPath(), QString(dbPath() + QStringLiteral("-wal"))})
+            EXPECT_FALSE(readAll(file).contains(marker)) << file.toStdString();
+    }
+    EXPECT_FALSE(readAll(dbPath()).contains(marker));
+    EXPECT_LT(QFileInfo(dbPath()).size(), 64 * 1024);
+}
+
+TEST_F(EventStoreTest, the_switch_is_honoured_by_a_later_run)
+{
+    {
+        EventStore store(dbPath());
+        store.setEnabled(false);
+    }
+    EventStore later(dbPath());
+    later.consume(makeEvent("E"));
+    later.flush();
+    EXPECT_FALSE(later.isEnabled());
+    EXPECT_EQ(later.count(), 0);
+}
+
+TEST_F(EventStoreTest, switched_on_again_it_stores_from_then_on)
+{
+    EventStore store(dbPath());
+    store.setEnabled(false);
+    store.consume(makeEvent("OFF"));
+    store.setEnabled(true);
+    store.consume(makeEvent("ON"));
+    store.flush();
+    EXPECT_TRUE(store.isEnabled());
+    EXPECT_THAT(names(store.events()), ElementsAre("ON"));
+}
+
+// Caps
+
+TEST_F(EventStoreTest, count_cap_drops_the_oldest_and_counts_them_across_runs)
+{
+    EventStoreLimits limits;
+    limits.maxEvents = 10;
+    {
+        EventStore store(dbPath(), limits);
+        for (int i = 0; i < 25; ++i)
+            store.consume(makeEvent("E" + std::to_string(i)));
+        store.flush();
+        EXPECT_THAT(names(store.events()), ElementsAre("E15", "E16", "E17", "E18", "E19", "E20",
+                                                       "E21", "E22", "E23", "E24"));
+    }
+    EventStore later(dbPath(), limits);
+    EXPECT_EQ(later.droppedCount(), 15);
+}
+
+TEST_F(EventStoreTest, age_cap_drops_events_older_than_the_limit)
+{
+    EventStoreLimits limits;
+    limits.maxAge = std::chrono::hours(1);
+    EventStore store(dbPath(), limits);
+    store.consume(makeEvent("OLD", {}, nowMs() - 2 * 3600 * 1000));
+    store.consume(makeEvent("RECENT"));
+    store.flush();
+    EXPECT_THAT(names(store.events()), ElementsAre("RECENT"));
+    EXPECT_EQ(store.droppedCount(), 1);
+}
+
+TEST_F(EventStoreTest, size_cap_keeps_the_newest_events_within_the_file_limit)
+{
+    EventStoreLimits limits;
+    limits.maxBytes = 1 << 20;
+    const int sent = 10000;
+    {
+        EventStore store(dbPath(), limits);
+        for (int i = 0; i < sent; ++i)
+            store.consume(makeEvent("E" + std::to_string(i), {{"PAD", std::string(300, 'p')}}));
+        store.flush();
+
+        const std::vector<StoredEvent> kept = store.events();
+        ASSERT_THAT(kept, Not(IsEmpty()));
+        EXPECT_EQ(kept.back().name, "E" + std::to_string(sent - 1));
+        EXPECT_NE(kept.front().name, "E0");
+        EXPECT_EQ(static_cast<qint64>(kept.size()) + store.droppedCount(), sent);
+    }
+    EXPECT_LE(QFileInfo(dbPath()).size(), limits.maxBytes + limits.maxBytes / 4);
+}
+
+// Faults
+
+TEST_F(EventStoreTest, a_batch_that_does_not_fit_is_dropped_with_a_warning_and_the_store_goes_on)
+{
+    TestSupport::LogCapture log;
+    EventStoreLimits limits;
+    limits.maxBytes = 1 << 20;
+    EventStore store(dbPath(), limits);
+
+    store.consume(makeEvent("HUGE", {{"BLOB", std::string(2 << 20, 'x')}}));
+    store.flush();
+    store.consume(makeEvent("SMALL"));
+    store.flush();
+
+    EXPECT_THAT(names(store.events()), ElementsAre("SMALL"));
+    EXPECT_EQ(store.droppedCount(), 1);
+    EXPECT_THAT(log.matching({"dropped 1 events", dbPath().toStdString()}), SizeIs(1));
+}
+
+TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of_the_new_batch)
+{
+    EventStoreLimits limits;
+    limits.maxBytes = 1 << 20;
+    EventStore store(dbPath(), limits);
+    for (int i = 0; i < 900; ++i)
+        store.consume(makeEvent("OLD", {{"PAD", std::string(1000, 'o')}}));
+    store.flush();
+
+    // Larger than the room left above the cap: only fits once older events go.
+    for (int i = 0; i < 400; ++i)
+        store.consume(makeEvent("NEW", {{"PAD", std::string(1000, 'n')}}));
+    store.flush();
+
+    const std::vector<std::string> kept = names(store.events());
+    EXPECT_EQ(std::count(kept.begin(), kept.end(), "NEW"), 400);
+    EXPECT_EQ(static_cast<qint64>(kept.size()) + store.droppedCount(), 1300);
+}
+
+namespace {
+
+struct DamagedFile
+{
+    const char *name;
+    // Turns the store's path into the damaged or foreign file.
+    void (*make)(const QString &path);
+};
+
+void PrintTo(const DamagedFile &file, std::ostream *os)
+{
+    *os << file.name;
+}
+
+void fillStore(const QString &path)
+{
+    EventStore store(path);
+    for (int i = 0; i < 3000; ++i)
+        store.consume(makeEvent("E", {{"PAD", std::string(200, 'p')}}));
+}
+
+const DamagedFile damagedFiles[] = {
+    {"not_sqlite", [](const QString &path) { writeAll(path, QByteArray(5000, 'z')); }},
+    {"cut_short",
+     [](const QString &path) {
+         fillStore(path);
+         QFile file(path);
+         ASSERT_TRUE(file.resize(file.size() / 3));
+     }},
+    {"cut_inside_the_header",
+     [](const QString &path) {
+         fillStore(path);
+         QFile file(path);
+         ASSERT_TRUE(file.resize(40));
+     }},
+    {"another_programs_database",
+     [](const QString &path) { execSql(path, "CREATE TABLE songs(title TEXT); INSERT INTO songs VALUES('x');"); }},
+    {"same_table_names_but_another_program",
+     [](const QString &path) {
+         execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);");
+     }},
+    {"newer_schema",
+     [](const QString &path) {
+         fillStore(path);
+         execSql(path, "PRAGMA user_version = 7;");
+     }},
+};
+
+class EventStoreDamagedFile : public EventStoreTest, public ::testing::WithParamInterface<DamagedFile>
+{};
+
+} // namespace
+
+TEST_P(EventStoreDamagedFile, is_moved_aside_with_a_warning_and_a_fresh_store_works)
+{
+    QDir().mkpath(QFileInfo(dbPath()).absolutePath());
+    GetParam().make(dbPath());
+    const QByteArray original = readAll(dbPath());
+
+    TestSupport::LogCapture log;
+    EventStore store(dbPath());
+    store.consume(makeEvent("AFTER"));
+    store.flush();
+
+    EXPECT_THAT(names(store.events()), ElementsAre("AFTER"));
+    ASSERT_THAT(setAside(), SizeIs(1));
+    const QString kept = QFileInfo(dbPath()).absoluteDir().filePath(setAside().front());
+    EXPECT_EQ(readAll(kept), original);
+    EXPECT_THAT(log.matching({dbPath().toStdString(), kept.toStdString()}), SizeIs(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(EventStore,
+                         EventStoreDamagedFile,
+                         ::testing::ValuesIn(damagedFiles),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(EventStoreTest, a_folder_that_cannot_be_created_is_refused_with_one_clear_error)
+{
+    writeAll(m_dir.filePath(QStringLiteral("usage")), "a file where the folder should be");
+    try {
+        EventStore store(dbPath());
+        FAIL() << "the store opened";
+    } catch (const std::runtime_error &e) {
+        EXPECT_THAT(e.what(), HasSubstr(m_dir.filePath(QStringLiteral("usage")).toStdString()));
+    }
+}
+
+TEST_F(EventStoreTest, a_read_only_folder_is_refused_with_one_clear_error)
+{
+    if (::geteuid() == 0)
+        GTEST_SKIP() << "permissions do not bind the superuser";
+    const QString folder = m_dir.filePath(QStringLiteral("usage"));
+    QDir().mkpath(folder);
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner);
+    EXPECT_THROW(EventStore store(dbPath()), std::runtime_error);
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+TEST_F(EventStoreTest, events_flushed_before_the_process_is_killed_survive_the_kill)
+{
+    const int flushed = 20000;
+    QProcess child;
+    child.start(QStringLiteral(TRACKING_CHILD),
+                {QStringLiteral("store"), dbPath(), QString::number(flushed)});
+    ASSERT_TRUE(child.waitForStarted());
+    while (!child.canReadLine())
+        ASSERT_TRUE(child.waitForReadyRead(60000)) << "the child never flushed";
+    ASSERT_EQ(child.readLine().trimmed(), "flushed " + QByteArray::number(flushed));
+    child.kill();
+    ASSERT_TRUE(child.waitForFinished());
+
+    EventStore store(dbPath());
+    const std::vector<StoredEvent> events = store.events(0, flushed);
+    ASSERT_THAT(events, SizeIs(flushed));
+    for (int i = 0; i < flushed; ++i)
+        ASSERT_EQ(events[i].params.at("I"), std::to_string(i));
+    EXPECT_THAT(setAside(), IsEmpty());
+}
+
+// The stored form of parameters
+
+TEST(StoredParams, text_that_is_not_a_json_object_is_refused)
+{
+    for (const QByteArray &text : {QByteArray(), QByteArray("[]"), QByteArray("{\"A\":"),
+                                   QByteArray("\"A\""), QByteArray("\xff\xfe")}) {
+        std::map<std::string, std::string> params{{"LEFT", "OVER"}};
+        EXPECT_FALSE(paramsFromJson(text, params)) << text.toStdString();
+        EXPECT_THAT(params, IsEmpty());
+    }
+}
+
+TEST(StoredParams, values_that_are_not_strings_are_skipped)
+{
+    std::map<std::string, std::string> params;
+    ASSERT_TRUE(paramsFromJson(R"({"A":"1","B":2,"C":null,"D":{"E":"F"}})", params));
+    EXPECT_EQ(params, (std::map<std::string, std::string>{{"A", "1"}}));
+}

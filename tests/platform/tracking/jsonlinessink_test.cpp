@@ -1,0 +1,95 @@
+#include "tracking/jsonlinessink.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace Vantel::Tracking;
+using ::testing::ElementsAre;
+
+namespace {
+
+TrackedEvent makeEvent(const std::string &name, std::map<std::string, std::string> params)
+{
+    TrackedEvent event;
+    event.name = name;
+    event.params = std::move(params);
+    event.timeMs = 1;
+    event.session = "s";
+    return event;
+}
+
+QList<QByteArray> linesOf(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QList<QByteArray> lines = file.readAll().split('\n');
+    if (!lines.isEmpty() && lines.back().isEmpty())
+        lines.removeLast();
+    return lines;
+}
+
+class JsonLinesSinkTest : public ::testing::Test
+{
+protected:
+    QString path() const { return m_dir.filePath(QStringLiteral("events.jsonl")); }
+    QTemporaryDir m_dir;
+};
+
+} // namespace
+
+TEST_F(JsonLinesSinkTest, a_line_holds_the_event_name_and_its_params_only)
+{
+    EXPECT_EQ(eventToJsonLine(makeEvent("PROJECT_SAVED", {{"CLIPS", "3"}, {"AUDIO", "true"}})),
+              R"({"event":"PROJECT_SAVED","params":{"AUDIO":"true","CLIPS":"3"}})"
+              "\n");
+}
+
+TEST_F(JsonLinesSinkTest, each_event_is_on_disk_as_soon_as_it_is_consumed)
+{
+    JsonLinesSink sink(path());
+    sink.consume(makeEvent("FIRST", {}));
+    EXPECT_EQ(linesOf(path()).size(), 1);
+    sink.consume(makeEvent("SECOND", {{"A", "1"}}));
+
+    const QList<QByteArray> lines = linesOf(path());
+    ASSERT_EQ(lines.size(), 2);
+    EXPECT_EQ(QJsonDocument::fromJson(lines[1]).object().value(QStringLiteral("event")).toString(),
+              QStringLiteral("SECOND"));
+}
+
+TEST_F(JsonLinesSinkTest, awkward_text_stays_on_one_line_and_reads_back_unchanged)
+{
+    const std::string awkward = "line one\nline \"two\"\t\\ Grüße";
+    JsonLinesSink sink(path());
+    sink.consume(makeEvent("E", {{"TEXT", awkward}}));
+
+    const QList<QByteArray> lines = linesOf(path());
+    ASSERT_EQ(lines.size(), 1);
+    const QJsonObject params =
+        QJsonDocument::fromJson(lines[0]).object().value(QStringLiteral("params")).toObject();
+    EXPECT_EQ(params.value(QStringLiteral("TEXT")).toString().toStdString(), awkward);
+}
+
+TEST_F(JsonLinesSinkTest, an_existing_file_is_started_afresh)
+{
+    {
+        QFile old(path());
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("left over from another run\n");
+    }
+    JsonLinesSink sink(path());
+    sink.consume(makeEvent("E", {}));
+    EXPECT_THAT(linesOf(path()), ElementsAre(QByteArray(R"({"event":"E","params":{}})")));
+}
+
+TEST_F(JsonLinesSinkTest, a_file_that_cannot_be_opened_is_refused)
+{
+    EXPECT_THROW(JsonLinesSink sink(m_dir.filePath(QStringLiteral("missing/folder/events.jsonl"))),
+                 std::runtime_error);
+}

@@ -1,0 +1,75 @@
+// A second process for the tracking suites: things a test cannot do to itself (crash, be killed
+// outright, stay alive beside it). Reports progress on stdout, one line per step, so the test
+// waits on lines and never on time.
+#include "tracking/eventstore.h"
+#include "tracking/filesessiontracker.h"
+
+#include <QDateTime>
+#include <QString>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+using namespace Vantel::Tracking;
+
+namespace {
+
+void say(const std::string &line)
+{
+    std::cout << line << std::endl;
+}
+
+TrackedEvent numbered(long long i)
+{
+    TrackedEvent event;
+    event.name = "CHILD_EVENT";
+    event.params = {{"I", std::to_string(i)}, {"TEXT", std::string(64, 'x')}};
+    event.timeMs = QDateTime::currentMSecsSinceEpoch();
+    event.session = "child";
+    return event;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (argc < 3) {
+        std::cerr << "usage: trackingchild crash|hold SESSIONS_FOLDER | store DATABASE COUNT\n";
+        return 2;
+    }
+    const std::string mode = argv[1];
+    const QString path = QString::fromLocal8Bit(argv[2]);
+
+    if (mode == "crash") {
+        FileSessionTracker tracker(path, FileSessionTracker::CrashHandler::Install);
+        say(tracker.sessionId());
+        std::raise(SIGSEGV);
+        return 0;
+    }
+    if (mode == "hold") {
+        FileSessionTracker tracker(path);
+        say(tracker.sessionId());
+        // Alive until the test closes our input.
+        std::string line;
+        std::getline(std::cin, line);
+        tracker.endSession();
+        return 0;
+    }
+    if (mode == "store" && argc >= 4) {
+        const long long count = std::stoll(argv[3]);
+        EventStore store(path);
+        long long i = 0;
+        for (; i < count; ++i)
+            store.consume(numbered(i));
+        store.flush();
+        say("flushed " + std::to_string(count));
+        // Busy until killed, so the kill lands on a writer with work in hand.
+        for (;; ++i)
+            store.consume(numbered(i));
+    }
+    std::cerr << "unknown mode " << mode << "\n";
+    return 2;
+}
