@@ -20,4 +20,25 @@ public:
     bool enable;
 };
 
+// The stabilizer is about to analyse a file with these settings.
+class APPLOGIC_EXPORT FileStabilizeRequest : public Message::Types::Request<Stabilization::Object>
+{
+public:
+    enum class Zoom : int { Disabled, Static, Adaptive };
+
+    FileStabilizeRequest(int accuracy, int shakiness, int stepSize, int smoothing, Zoom optimalZoom)
+        : Request(globalObject())
+        , accuracy(accuracy)
+        , shakiness(shakiness)
+        , stepSize(stepSize)
+        , smoothing(smoothing)
+        , optimalZoom(optimalZoom)
+    {}
+    int accuracy;
+    int shakiness;
+    int stepSize;
+    int smoothing;
+    Zoom optimalZoom;
+};
+
 } // namespace Stabilization

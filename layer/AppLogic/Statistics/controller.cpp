@@ -1,14 +1,23 @@
 #include "Statistics/controller.h"
 
+#include "Statistics/settingshelper.h"
+#include "Statistics/stabilizehelper.h"
 #include "Statistics/trackinghelper.h"
 
 namespace Statistics {
 
 Controller::Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker)
     : m_tracking(std::make_unique<TrackingHelper>(this, tracker))
+    , m_settings(std::make_unique<SettingsHelper>(this))
+    , m_stabilize(std::make_unique<StabilizeHelper>(this))
 {}
 
-Controller::~Controller() = default;
+Controller::~Controller()
+{
+    m_tracking.reset();
+    m_settings.reset();
+    m_stabilize.reset();
+}
 
 void Controller::startTracking(bool registerFillers)
 {
@@ -18,6 +27,16 @@ void Controller::startTracking(bool registerFillers)
 TrackingHelper *Controller::tracking() const
 {
     return m_tracking.get();
+}
+
+SettingsHelper *Controller::settings() const
+{
+    return m_settings.get();
+}
+
+StabilizeHelper *Controller::stabilize() const
+{
+    return m_stabilize.get();
 }
 
 } // namespace Statistics

@@ -11,6 +11,8 @@
 namespace Statistics {
 
 class TrackingHelper;
+class SettingsHelper;
+class StabilizeHelper;
 
 // Owner of the usage-statistics machinery. The shell makes one with the tracker at start-up,
 // calls startTracking once start-up is far enough and destroys it at shutdown. Main thread only.
@@ -25,10 +27,19 @@ public:
     void startTracking(bool registerFillers);
 
 private:
-    TrackingHelper *tracking() const;
+    // The helpers send through the tracking helper's one send path.
+    friend class SettingsHelper;
+    friend class StabilizeHelper;
 
-    // Destroyed in field order: the tracking helper sends the exit event while the others live.
+    TrackingHelper *tracking() const;
+    SettingsHelper *settings() const;
+    StabilizeHelper *stabilize() const;
+
+    // Destroyed in field order (the destructor sees to it): the tracking helper sends the exit
+    // event while the others live.
     std::unique_ptr<TrackingHelper> m_tracking;
+    std::unique_ptr<SettingsHelper> m_settings;
+    std::unique_ptr<StabilizeHelper> m_stabilize;
 };
 
 } // namespace Statistics

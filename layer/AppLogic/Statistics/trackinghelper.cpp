@@ -38,8 +38,11 @@ TrackingHelper::TrackingHelper(Controller *controller,
     : m_controller(controller)
     , m_tracker(std::move(tracker))
 {
-    // Statistics notifications come from the statistics publisher alone.
+    // Generic interactions come from the statistics publisher alone; every other notification
+    // is taken from whoever publishes it.
     subscribe(Statistics::globalObject());
+    subscribeAllTypes();
+    unsubscribeAll(typeid(InteractionNotification));
     setStatistics(this);
 }
 
@@ -112,5 +115,54 @@ void TrackingHelper::notify(const OsShutdownNotification &)
 {
     send("OS_SHUTDOWN", {});
 }
+
+void TrackingHelper::send(const Events &events) const
+{
+    for (const Event &event : events)
+        send(event.name, event.params);
+}
+
+void TrackingHelper::notify(const FileAddedInFilmMakerNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FilmMakerThemeStatusChanged &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FilmMakerImportPageDone &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FilmMakerThemePageDone &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FilmMakerAudioPageDone &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FilmMakerFinished &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const TutorialShowed &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const TutorialClosed &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const TutorialSkipOnboardingSuggested &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const OnboardingTutorialsAchieved &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ChromaKey> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Mask> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Crop> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioReverb> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const IntelMediaTemporaryDisabled &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const AnimationPresetApplied &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const PanZoomPresetApplied &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const PipPresetApplied &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const GuideButtonClickedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const GuideLinkClickedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const AspectRatioChanged &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const ClipsChangedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const PlayerEventNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const DeleteFailedFilesEventNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const VideoUploadStartedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const VideoUploadFinishedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const VideoUploadFailureNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const UploadedVideoUrlReceived &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const PortableProjectSavedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const ProjectOpenedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const ProjectSavedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const AdjustProjectAspectSuggestedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const ProcessingEffectNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const AiDenoiseCancellingDelayNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const AudioNoiseSuppressAppliedNotification &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const CodecsFailed &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const InputMethodChanged &n) { send(eventsOf(n)); }
 
 } // namespace Statistics

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Messages/statistics.h"
+#include "Statistics/statisticsevents.h"
 #include "Statistics/eventparams.h"
 #include "Statistics/istatistics.h"
 
@@ -19,7 +20,51 @@ class Controller;
 // reporters, which share its tracker. Installs itself as the global IStatistics while it lives.
 class TrackingHelper final
     : public IStatistics
-    , public PubSub::Subscriber<InteractionNotification, AppLaunchedNotification, OsShutdownNotification>
+    , public PubSub::Subscriber<InteractionNotification,
+                                FileAddedInFilmMakerNotification,
+                                FilmMakerThemeStatusChanged,
+                                FilmMakerImportPageDone,
+                                FilmMakerThemePageDone,
+                                FilmMakerAudioPageDone,
+                                FilmMakerFinished,
+                                TutorialShowed,
+                                TutorialClosed,
+                                TutorialSkipOnboardingSuggested,
+                                OnboardingTutorialsAchieved,
+                                Effect::AppliedNotification<Effect::AudioEqualizer>,
+                                Effect::AppliedNotification<Effect::ChromaKey>,
+                                Effect::AppliedNotification<Effect::Mask>,
+                                Effect::AppliedNotification<Effect::Crop>,
+                                Effect::AppliedNotification<Effect::ManualEnhance>,
+                                Effect::AppliedNotification<Effect::AudioReverb>,
+                                Effect::AppliedNotification<Effect::AudioCompressor>,
+                                Effect::AppliedNotification<Effect::AudioNoiseGate>,
+                                Effect::AppliedNotification<Effect::AudioMonoChannel>,
+                                IntelMediaTemporaryDisabled,
+                                AnimationPresetApplied,
+                                PanZoomPresetApplied,
+                                PipPresetApplied,
+                                GuideButtonClickedNotification,
+                                GuideLinkClickedNotification,
+                                AspectRatioChanged,
+                                ClipsChangedNotification,
+                                PlayerEventNotification,
+                                DeleteFailedFilesEventNotification,
+                                VideoUploadStartedNotification,
+                                VideoUploadFinishedNotification,
+                                VideoUploadFailureNotification,
+                                UploadedVideoUrlReceived,
+                                PortableProjectSavedNotification,
+                                ProjectOpenedNotification,
+                                ProjectSavedNotification,
+                                AdjustProjectAspectSuggestedNotification,
+                                AppLaunchedNotification,
+                                OsShutdownNotification,
+                                ProcessingEffectNotification,
+                                AiDenoiseCancellingDelayNotification,
+                                AudioNoiseSuppressAppliedNotification,
+                                CodecsFailed,
+                                InputMethodChanged>
 {
 public:
     TrackingHelper(Controller *controller,
@@ -35,7 +80,53 @@ public:
     void notify(const AppLaunchedNotification &n) override;
     void notify(const OsShutdownNotification &n) override;
 
+    // Each of these sends what eventsOf() makes of the notification.
+    void notify(const FileAddedInFilmMakerNotification &n) override;
+    void notify(const FilmMakerThemeStatusChanged &n) override;
+    void notify(const FilmMakerImportPageDone &n) override;
+    void notify(const FilmMakerThemePageDone &n) override;
+    void notify(const FilmMakerAudioPageDone &n) override;
+    void notify(const FilmMakerFinished &n) override;
+    void notify(const TutorialShowed &n) override;
+    void notify(const TutorialClosed &n) override;
+    void notify(const TutorialSkipOnboardingSuggested &n) override;
+    void notify(const OnboardingTutorialsAchieved &n) override;
+    void notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::ChromaKey> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::Mask> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::Crop> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::AudioReverb> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n) override;
+    void notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n) override;
+    void notify(const IntelMediaTemporaryDisabled &n) override;
+    void notify(const AnimationPresetApplied &n) override;
+    void notify(const PanZoomPresetApplied &n) override;
+    void notify(const PipPresetApplied &n) override;
+    void notify(const GuideButtonClickedNotification &n) override;
+    void notify(const GuideLinkClickedNotification &n) override;
+    void notify(const AspectRatioChanged &n) override;
+    void notify(const ClipsChangedNotification &n) override;
+    void notify(const PlayerEventNotification &n) override;
+    void notify(const DeleteFailedFilesEventNotification &n) override;
+    void notify(const VideoUploadStartedNotification &n) override;
+    void notify(const VideoUploadFinishedNotification &n) override;
+    void notify(const VideoUploadFailureNotification &n) override;
+    void notify(const UploadedVideoUrlReceived &n) override;
+    void notify(const PortableProjectSavedNotification &n) override;
+    void notify(const ProjectOpenedNotification &n) override;
+    void notify(const ProjectSavedNotification &n) override;
+    void notify(const AdjustProjectAspectSuggestedNotification &n) override;
+    void notify(const ProcessingEffectNotification &n) override;
+    void notify(const AiDenoiseCancellingDelayNotification &n) override;
+    void notify(const AudioNoiseSuppressAppliedNotification &n) override;
+    void notify(const CodecsFailed &n) override;
+    void notify(const InputMethodChanged &n) override;
+
 private:
+    void send(const Events &events) const;
+
     Controller *m_controller;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     bool m_started = false;
