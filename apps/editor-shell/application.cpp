@@ -5,7 +5,8 @@
 
 #include "pubsub/subscriber.h"
 #include "tracking/eventstore.h"
-#include "tracking/sessiontracker.h"
+#include "tracking/filesessiontracker.h"
+#include "tracking/jsonlinessink.h"
 #include "util/profiler.h"
 
 namespace Shell {
@@ -13,11 +14,13 @@ namespace Shell {
 Application::Application(const Options &options)
 {
     Vantel::Profiler::StartupProfiler profiler;
-    m_session = Vantel::Tracking::getSessionTrackerInstance();
+    m_session = std::make_shared<Vantel::Tracking::FileSessionTracker>();
+    Vantel::Tracking::setSessionTrackerInstance(m_session);
     m_store = std::make_shared<Vantel::Tracking::EventStore>();
-    m_tracker = new Vantel::Tracking::GeneralVantelTracker(m_session ? m_session->sessionId()
-                                                                     : std::string());
+    m_tracker = new Vantel::Tracking::GeneralVantelTracker(m_session->sessionId());
     m_tracker->addSink(m_store);
+    if (!options.eventsOut.isEmpty())
+        m_tracker->addSink(std::make_shared<Vantel::Tracking::JsonLinesSink>(options.eventsOut));
     profiler.mark("event_store");
     m_statistics = std::make_unique<Statistics::Controller>(m_tracker);
     profiler.mark("statistics_controller");
@@ -32,8 +35,8 @@ Application::~Application()
     // The statistics controller sends the exit event; the session ends cleanly after it.
     m_statistics.reset();
     m_store->flush();
-    if (m_session)
-        m_session->endSession();
+    m_session->endSession();
+    Vantel::Tracking::setSessionTrackerInstance(nullptr);
 }
 
 } // namespace Shell
