@@ -7,10 +7,16 @@
 // it, so callers check before reporting.
 namespace Statistics {
 
+class IFastTrackStatistics;
+class IFilesStatistics;
+
 class APPLOGIC_EXPORT IStatistics
 {
 public:
     virtual ~IStatistics();
+
+    virtual IFilesStatistics *filesStatistics() = 0;
+    virtual IFastTrackStatistics *fastTrackStatistics() = 0;
 };
 
 APPLOGIC_EXPORT void setStatistics(IStatistics *statistics);

@@ -37,6 +37,8 @@ TrackingHelper::TrackingHelper(Controller *controller,
                                boost::intrusive_ptr<GeneralVantelTracker> tracker)
     : m_controller(controller)
     , m_tracker(std::move(tracker))
+    , m_files(m_tracker)
+    , m_fastTrack(m_tracker)
 {
     // Generic interactions come from the statistics publisher alone; every other notification
     // is taken from whoever publishes it.

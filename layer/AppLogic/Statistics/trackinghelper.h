@@ -3,6 +3,8 @@
 #include "Messages/statistics.h"
 #include "Statistics/statisticsevents.h"
 #include "Statistics/eventparams.h"
+#include "Statistics/fasttrackstatistics.h"
+#include "Statistics/filesstatistics.h"
 #include "Statistics/istatistics.h"
 
 #include "pubsub/subscriber.h"
@@ -124,12 +126,19 @@ public:
     void notify(const CodecsFailed &n) override;
     void notify(const InputMethodChanged &n) override;
 
+    IFilesStatistics *filesStatistics() override { return &m_files; }
+    IFastTrackStatistics *fastTrackStatistics() override { return &m_fastTrack; }
+
 private:
     void send(const Events &events) const;
 
     Controller *m_controller;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     bool m_started = false;
+
+    // The per-domain reporters, made in this order, each sharing the tracker.
+    FilesStatistics m_files;
+    FastTrackStatistics m_fastTrack;
 };
 
 } // namespace Statistics
