@@ -1,5 +1,7 @@
 #include "tracking/eventstore.h"
 
+#include "tracking/jsontext.h"
+
 #include "util/settingspaths.h"
 
 #include <QDateTime>
@@ -269,10 +271,9 @@ void setThreadName()
 
 QByteArray paramsToJson(const std::map<std::string, std::string> &params)
 {
-    QJsonObject object;
-    for (const auto &[key, value] : params)
-        object.insert(QString::fromStdString(key), QString::fromStdString(value));
-    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+    std::string text;
+    appendJsonObject(text, params);
+    return QByteArray(text.data(), static_cast<int>(text.size()));
 }
 
 bool paramsFromJson(const QByteArray &json, std::map<std::string, std::string> &params)
@@ -339,7 +340,8 @@ private:
     // Writer thread only, once it runs.
     Database m_db;
     Statement m_begin, m_commit, m_insert, m_pruneOldest, m_pruneAge, m_setMeta, m_liveBytes;
-    std::vector<QByteArray> m_params;
+    std::string m_paramsText;
+    std::vector<std::size_t> m_paramsEnds;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
     std::thread m_thread;
@@ -560,14 +562,17 @@ void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
                                   std::size_t end)
 {
     const qint64 count = static_cast<qint64>(end - begin);
-    // Serialised before the transaction, so the write lock is held for the inserts only.
-    m_params.clear();
+    // Serialised before the transaction, so the write lock is held for the inserts only; into
+    // one buffer, reused from batch to batch.
+    m_paramsText.clear();
+    m_paramsEnds.clear();
     qint64 bytes = 0;
     for (std::size_t i = begin; i < end; ++i) {
-        m_params.push_back(paramsToJson(events[i].params));
-        bytes += m_params.back().size() + static_cast<qint64>(events[i].name.size())
-                 + static_cast<qint64>(events[i].session.size()) + RowOverhead;
+        appendJsonObject(m_paramsText, events[i].params);
+        m_paramsEnds.push_back(m_paramsText.size());
+        bytes += static_cast<qint64>(events[i].name.size() + events[i].session.size()) + RowOverhead;
     }
+    bytes += static_cast<qint64>(m_paramsText.size());
     for (int attempt = 0;; ++attempt) {
         try {
             if (!m_db)
@@ -593,15 +598,17 @@ void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
 void EventStore::Impl::insertBatch(const std::vector<TrackedEvent> &events, std::size_t begin)
 {
     m_begin.run();
-    for (std::size_t i = 0; i < m_params.size(); ++i) {
+    std::size_t start = 0;
+    for (std::size_t i = 0; i < m_paramsEnds.size(); ++i) {
         const TrackedEvent &event = events[begin + i];
         m_insert.bind(1, event.name);
-        m_insert.bind(2, m_params[i].constData(), static_cast<std::size_t>(m_params[i].size()));
+        m_insert.bind(2, m_paramsText.data() + start, m_paramsEnds[i] - start);
         m_insert.bind(3, static_cast<qint64>(event.timeMs));
         m_insert.bind(4, event.session);
         m_insert.run();
+        start = m_paramsEnds[i];
     }
-    const qint64 rows = m_rows + static_cast<qint64>(m_params.size());
+    const qint64 rows = m_rows + static_cast<qint64>(m_paramsEnds.size());
     const qint64 pruned = rows - prune(rows);
     const qint64 total = dropped.load() + pruned;
     if (total != m_persistedDropped)

@@ -1,7 +1,6 @@
 #include "tracking/jsonlinessink.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
+#include "tracking/jsontext.h"
 
 #include <glog/logging.h>
 
@@ -11,13 +10,12 @@ namespace Vantel::Tracking {
 
 QByteArray eventToJsonLine(const TrackedEvent &event)
 {
-    QJsonObject params;
-    for (const auto &[key, value] : event.params)
-        params.insert(QString::fromStdString(key), QString::fromStdString(value));
-    QJsonObject line;
-    line.insert(QStringLiteral("event"), QString::fromStdString(event.name));
-    line.insert(QStringLiteral("params"), params);
-    return QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
+    std::string line = "{\"event\":";
+    appendJsonString(line, event.name);
+    line += ",\"params\":";
+    appendJsonObject(line, event.params);
+    line += "}\n";
+    return QByteArray(line.data(), static_cast<int>(line.size()));
 }
 
 JsonLinesSink::JsonLinesSink(const QString &path)
