@@ -1,0 +1,33 @@
+#pragma once
+
+#include "applogicexport.h"
+
+#include "Messages/fileadder.h"
+
+#include "pubsub/subscriber.h"
+
+#include <memory>
+
+// The single entry point through which files reach the editor. Sorts each AddMediaFiles request
+// into media, project and package paths, asks the user where a request mixes them, opens a lone
+// project, hands media to the file analysis with one task handler per destination, reports the
+// added files to the statistics, and ends every request with one AddMediaFilesResult.
+// The application makes one; main thread.
+namespace FileAdder {
+
+class APPLOGIC_EXPORT Controller final : public PubSub::Subscriber<AddMediaFiles>
+{
+public:
+    Controller();
+    ~Controller() override;
+    Controller(const Controller &) = delete;
+    Controller &operator=(const Controller &) = delete;
+
+    void notify(const AddMediaFiles &request) override;
+
+private:
+    class Impl;
+    const std::unique_ptr<Impl> d;
+};
+
+} // namespace FileAdder

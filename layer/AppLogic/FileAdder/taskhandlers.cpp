@@ -1,0 +1,108 @@
+#include "FileAdder/taskhandlers.h"
+
+#include "Messages/projectrequests.h"
+#include "Statistics/filesstatistics.h"
+#include "Statistics/istatistics.h"
+
+#include "pubsub/subscriber.h"
+#include "timeline/timeline.h"
+#include "timeline/transition.h"
+
+#include <glog/logging.h>
+
+#include <stdexcept>
+
+namespace FileAdder {
+
+AbstractAnalyzeTaskHandler::~AbstractAnalyzeTaskHandler() = default;
+
+TimelineClipTaskHandler::TimelineClipTaskHandler(const Contexts &contexts)
+    : m_context(*contexts.timeline)
+{}
+
+void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
+                                                       const FileAnalyzer::MediaFiles &failed)
+{
+    Timeline::Model *timeline = m_context.timeline;
+    if (!timeline)
+        return;
+    MTime position = m_context.position;
+    for (const Media::FilePtr &file : opened) {
+        try {
+            position = timeline->insertClip(m_context.track, position, file).end();
+        } catch (const std::exception &e) {
+            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << m_context.track
+                       << ": " << e.what();
+        }
+    }
+
+    // Every analysed file is reported, the opened ones and the failed ones alike, and the
+    // report itself asks the timeline how many clips are made from the file: only a file on its
+    // first use there is told. An opened file just placed is on its first use, so it reports
+    // "FILE_OPENED" once; placing the same file again later makes a second use and stays quiet.
+    // A failed file is never placed, so it reports "FILE_FAILED" only when one clip of it is
+    // already on the timeline (a project whose media broke, brought in again); a failed file that
+    // never reached the timeline is told to the user by the analysis, not to the statistics.
+    Statistics::IStatistics *statistics = Statistics::statistics();
+    if (!statistics)
+        return;
+    for (const FileAnalyzer::MediaFiles *files : {&opened, &failed}) {
+        for (const Media::FilePtr &file : *files)
+            statistics->filesStatistics()->fileAnalyzed(*file, *timeline);
+    }
+}
+
+UserCollectionTaskHandler::UserCollectionTaskHandler(bool flag)
+    : m_flag(flag)
+{}
+
+void UserCollectionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
+                                                         const FileAnalyzer::MediaFiles &)
+{
+    PubSub::publish(Project::FileAddRequest(opened, m_flag));
+}
+
+TransitionTaskHandler::TransitionTaskHandler(const TransitionContext &context)
+    : m_context(context)
+{}
+
+namespace {
+
+Transition::ResourceType resourceTypeOf(const Media::File &file)
+{
+    if (file.isStillImage())
+        return Transition::ResourceType::Image;
+    return file.hasVideo() ? Transition::ResourceType::Video : Transition::ResourceType::Audio;
+}
+
+// A shader transition draws its picture itself and takes no media; the others take pictures,
+// video and sound.
+bool accepts(const Transition::Object &transition, Transition::ResourceType type)
+{
+    if (transition.id() == Transition::Id::ShaderISF)
+        return type == Transition::ResourceType::Shader;
+    return type != Transition::ResourceType::Shader;
+}
+
+} // namespace
+
+void TransitionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
+                                                     const FileAnalyzer::MediaFiles &)
+{
+    Transition::Object *transition = m_context.transition;
+    if (!transition)
+        return;
+    // The new media are put together on a copy; the transition itself changes in one step, so a
+    // resource the filter refuses never shows on it, not even for a moment.
+    const std::unique_ptr<Transition::Object> copy = transition->copy();
+    std::vector<Transition::Resource> resources;
+    for (const Media::FilePtr &file : opened) {
+        const Transition::ResourceType type = resourceTypeOf(*file);
+        if (accepts(*copy, type))
+            resources.push_back(Transition::Resource{type, file, QString()});
+    }
+    copy->setResources(std::move(resources));
+    transition->setResources(copy->resources());
+}
+
+} // namespace FileAdder

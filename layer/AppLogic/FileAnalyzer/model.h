@@ -1,0 +1,46 @@
+#pragma once
+
+#include "FileAnalyzer/object.h"
+
+#include "pubsub/subscriber.h"
+
+#include <vector>
+
+namespace FileAnalyzer {
+
+class View;
+
+// The domain of analysis objects: takes the Add, Change and Remove requests from any sender,
+// tells every view, keeps the objects, and reports what it did (Added, Changed, Removed). One per
+// process, made on first use on the main thread.
+class APPLOGIC_EXPORT Model final
+    : public PubSub::Subscriber<AddRequest, ChangeRequest, RemoveRequest>
+{
+public:
+    static Model &instance();
+
+    // In the order they were added.
+    const std::vector<ObjectPtr> &objects() const noexcept { return m_objects; }
+    ObjectPtr find(std::uint64_t id) const;
+    ObjectPtr find(const Object *object) const;
+
+    void notify(const AddRequest &m) override;
+    void notify(const ChangeRequest &m) override;
+    void notify(const RemoveRequest &m) override;
+
+private:
+    friend class View;
+    Model();
+    ~Model() override;
+
+    void attach(View *view);
+    void detach(View *view);
+    // The views as they are now; one that goes away during a call is skipped for the rest.
+    template<class Call>
+    void forEachView(Call call);
+
+    std::vector<ObjectPtr> m_objects;
+    std::vector<View *> m_views;
+};
+
+} // namespace FileAnalyzer

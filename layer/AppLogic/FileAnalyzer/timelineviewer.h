@@ -1,0 +1,33 @@
+#pragma once
+
+#include "media/fileopenhandler.h"
+
+namespace Timeline {
+class ITimeline;
+class IClip;
+} // namespace Timeline
+
+namespace FileAnalyzer {
+
+// Knows the timeline the analysis places files on and decides about the clips of files that
+// failed: whether the user may be offered their removal, and the removal itself. Main thread.
+class TimelineViewer
+{
+public:
+    void setTimeline(Timeline::ITimeline *timeline) { m_timeline = timeline; }
+    Timeline::ITimeline *timeline() const noexcept { return m_timeline; }
+
+    // True when a timeline is set and one of its clips is made from a file that failed.
+    bool allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &product) const;
+    // After the failed-files dialog: with the user's consent, takes every clip of a failed file
+    // off the timeline. Reports the dialog's outcome to the statistics either way. Returns the
+    // number of clips removed.
+    int handleFailedFiles(const FileOpenHandler::AnalyzedProduct &product, bool removeClips);
+
+private:
+    bool isFailedClip(const Timeline::IClip &clip, const FileOpenHandler::AnalyzedProduct &product) const;
+
+    Timeline::ITimeline *m_timeline = nullptr;
+};
+
+} // namespace FileAnalyzer
