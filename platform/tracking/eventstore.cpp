@@ -214,8 +214,17 @@ void prepareSchema(sqlite3 *db)
 
     // Proves the tables are the ones this code reads and writes. (A file cut short is found
     // earlier: SQLite compares the page count in the header with the file's length.)
-    Statement(db, "SELECT id, name, params, time, session FROM events LIMIT 0").run();
-    Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')").single();
+    qint64 settings = 0;
+    try {
+        Statement(db, "SELECT id, name, params, time, session FROM events LIMIT 0").run();
+        settings = Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')").single();
+    } catch (const SqliteError &e) {
+        if (e.isDamage())
+            throw;
+        throw ForeignDatabase(std::string("its tables differ: ") + e.what());
+    }
+    if (settings != 2)
+        throw ForeignDatabase("its settings are missing");
 }
 
 Database openDatabase(const QString &path, int flags)

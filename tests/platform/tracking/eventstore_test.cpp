@@ -353,6 +353,11 @@ const DamagedFile damagedFiles[] = {
      [](const QString &path) {
          execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);");
      }},
+    {"our_mark_but_tables_missing",
+     [](const QString &path) {
+         fillStore(path);
+         execSql(path, "DROP TABLE meta;");
+     }},
     {"newer_schema",
      [](const QString &path) {
          fillStore(path);
