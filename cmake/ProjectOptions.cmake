@@ -15,6 +15,13 @@ if(EDITOR_SANITIZE)
   target_link_options(editor_options INTERFACE -fsanitize=${EDITOR_SANITIZE})
 endif()
 
+# Programs (never libraries) add this, so a sanitizer build knows the leaks that are not ours.
+function(editor_sanitizer_defaults target)
+  if(EDITOR_SANITIZE)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/lsan_suppressions.cpp)
+  endif()
+endfunction()
+
 # Each platform folder is one object library; platform/CMakeLists.txt gathers them into the static
 # library `Platform`. The layer links that archive whole and re-exports it, so every singleton
 # (dispatcher, tracker, paths) exists once in the process although the shell and the layer both
