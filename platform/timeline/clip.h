@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace Media {
@@ -127,10 +128,10 @@ public:
     void setSourceIn(MTime in) { m_sourceIn = in; }
 
     Effect::Object &addEffect(std::unique_ptr<Effect::Object> effect);
-    template<class E>
+    template<class E, class = std::enable_if_t<std::is_base_of_v<Effect::Object, E>>>
     E &addEffect(E effect)
     {
-        return static_cast<E &>(addEffect(std::make_unique<E>(std::move(effect))));
+        return static_cast<E &>(addEffect(std::unique_ptr<Effect::Object>(std::make_unique<E>(std::move(effect)))));
     }
     void removeEffect(std::size_t index);
 

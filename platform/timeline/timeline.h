@@ -47,6 +47,7 @@ public:
     Model(const Model &) = delete;
     Model &operator=(const Model &) = delete;
 
+    using ITimeline::trackCount;
     int trackCount() const noexcept override { return static_cast<int>(m_tracks.size()); }
     const Track &track(int index) const override;
     Track &track(int index);

@@ -1,0 +1,302 @@
+#include "media/mediafile.h"
+#include "project/projectfile.h"
+#include "timeline/audioeffects.h"
+#include "timeline/videoeffects.h"
+#include "util/settingspaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace {
+
+using namespace Project;
+
+std::shared_ptr<Media::File> mediaFile(const QString &path, bool still = false, bool sound = false)
+{
+    auto file = std::make_shared<Media::File>(path);
+    file->state = Media::File::State::Opened;
+    file->duration = MTime::fromMSec(still ? 0 : 8000);
+    file->size = 4096;
+    Media::VideoTrack picture;
+    picture.frameSize = QSize(1280, 720);
+    picture.stillImage = still;
+    picture.codecName = QStringLiteral("h264");
+    file->videoTracks.push_back(picture);
+    if (sound) {
+        Media::AudioTrack audio;
+        audio.channels = 2;
+        audio.sampleRate = 48000;
+        file->audioTracks.push_back(audio);
+    }
+    return file;
+}
+
+// A project that uses every part of the model and every effect kind with changed parameters.
+std::unique_ptr<Object> richProject(const QString &folder)
+{
+    auto project = Object::createNew();
+    project->setId(4242);
+    project->setResolution(QSize(1080, 1920));
+    project->timeline().addTrack(Timeline::TrackType::Title);
+    project->timeline().addTrack(Timeline::TrackType::Overlay);
+    const auto clipFile = mediaFile(folder + QStringLiteral("/clip.mp4"), false, true);
+    const auto stillFile = mediaFile(folder + QStringLiteral("/still.png"), true);
+    const auto spare = mediaFile(folder + QStringLiteral("/spare.mov"));
+
+    Timeline::Model &timeline = project->timeline();
+    Timeline::Clip &first = timeline.insertClip(0, MTime(), clipFile);
+    first.setSpeed(1.5, true);
+    first.setStabilized(true);
+    first.setAnimation({QStringLiteral("zoom-in"), {MTime::fromMSec(0), MTime::fromMSec(900)}});
+    first.setResourceId(QStringLiteral("store:item:7"));
+    first.addEffect(Effect::AudioEqualizer{}).preset = Effect::AudioEqualizer::Saved;
+    first.addEffect(Effect::AudioReverb{}).dryWetBalance = 0.55;
+    first.addEffect(Effect::AudioCompressor{}).attack = MTime::fromMSec(7);
+    first.addEffect(Effect::AudioNoiseGate{}).range = -12.5;
+    first.addEffect(Effect::AudioMonoChannel{}).source = Effect::AudioMonoChannel::Right;
+    first.addEffect(Effect::ChromaKey{}).keyColor = qRgba(1, 2, 3, 4);
+    auto &mask = first.addEffect(Effect::Mask{});
+    mask.edgeMode = Effect::Mask::Blur;
+    mask.highlights.push_back({Effect::MaskShape::Circle, QRectF(0.1, 0.2, 0.3, 0.4), 0.5, 0.25, 0, true});
+    mask.conceals.push_back({Effect::MaskShape::Rectangle, QRectF(0, 0, 1, 1), 1.0, 0, 40, false});
+
+    Timeline::Clip &second = timeline.insertClip(0, MTime(), stillFile);
+    second.addEffect(Effect::Crop{}).top = 0.125;
+    auto &colour = second.addEffect(Effect::ManualEnhance{});
+    colour.setValue(Effect::ManualEnhance::Hue, -30);
+    colour.setName(QStringLiteral("Warm"));
+    colour.setUniqueId(QStringLiteral("preset-warm"));
+    second.addEffect(Effect::BackgroundRemove{}).qualityMode = Effect::BackgroundRemove::Draft;
+    auto &lut = second.addEffect(Effect::Lut{});
+    lut.setName(QStringLiteral("Film"));
+    lut.setUniqueId(QStringLiteral("lut-film"));
+    lut.path = folder + QStringLiteral("/film.cube");
+
+    auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
+    title->setDuration(MTime::fromMSec(2500));
+    title->setTitleItem(Timeline::TitleItem{Timeline::TitleItem::Callout, QStringLiteral("Hello ünïcode"), QStringLiteral("bubble")});
+    timeline.placeClip(2, std::move(title));
+    auto fx = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Clip);
+    fx->setDuration(MTime::fromMSec(100));
+    fx->setContentId(QStringLiteral("special-fx"));
+    timeline.placeClip(3, std::move(fx));
+
+    auto transition = std::make_unique<Transition::Object>(Transition::Id::Slide, MTime::fromMSec(750));
+    transition->addResource({Transition::ResourceType::Audio, clipFile, QStringLiteral("whoosh")});
+    timeline.addTransition(std::move(transition), second.id(), first.id());
+    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Fade), 0, second.id());
+
+    project->userFiles().add(spare);
+    project->userFiles().add(clipFile);
+    project->effectLibrary().loadedLuts.insert(QStringLiteral("lut-film"));
+    project->effectLibrary().colorPresets.insert(QStringLiteral("preset-warm"), true);
+    return project;
+}
+
+void expectSameClip(const Timeline::IClip &a, const Timeline::IClip &b)
+{
+    EXPECT_EQ(a.kind(), b.kind());
+    EXPECT_EQ(a.type(), b.type());
+    EXPECT_EQ(a.position(), b.position());
+    EXPECT_EQ(a.duration(), b.duration());
+    EXPECT_EQ(a.speed(), b.speed());
+    EXPECT_EQ(a.isSpeedCompensated(), b.isSpeedCompensated());
+    EXPECT_EQ(a.isStabilized(), b.isStabilized());
+    EXPECT_EQ(a.animation(), b.animation());
+    EXPECT_EQ(a.titleItem(), b.titleItem());
+    EXPECT_EQ(a.resourceId(), b.resourceId());
+    EXPECT_EQ(a.contentId(), b.contentId());
+    EXPECT_EQ(a.isImageClip(), b.isImageClip());
+    EXPECT_EQ(static_cast<bool>(a.file()), static_cast<bool>(b.file()));
+    if (a.file() && b.file())
+        EXPECT_EQ(a.file()->path, b.file()->path);
+    ASSERT_EQ(a.effects().size(), b.effects().size());
+    for (std::size_t i = 0; i < a.effects().size(); ++i) {
+        EXPECT_TRUE(*a.effects()[i] == *b.effects()[i]) << Effect::idText(a.effects()[i]->id());
+        EXPECT_EQ(a.effects()[i]->name(), b.effects()[i]->name());
+    }
+}
+
+TEST(ProjectFile, a_written_project_reads_back_the_same)
+{
+    const auto original = richProject(QStringLiteral("/media"));
+    const auto copy = readProjectFile(writeProjectFile(*original));
+
+    EXPECT_EQ(copy->id(), 4242);
+    EXPECT_EQ(copy->resolution(), QSize(1080, 1920));
+    EXPECT_EQ(copy->effectLibrary(), original->effectLibrary());
+    const Timeline::Model &a = original->timeline();
+    const Timeline::Model &b = copy->timeline();
+    ASSERT_EQ(a.trackCount(), b.trackCount());
+    for (int t = 0; t < a.trackCount(); ++t) {
+        EXPECT_EQ(a.track(t).type(), b.track(t).type());
+        ASSERT_EQ(a.track(t).clipCount(), b.track(t).clipCount());
+        for (std::size_t c = 0; c < a.track(t).clipCount(); ++c)
+            expectSameClip(a.track(t).clip(c), b.track(t).clip(c));
+    }
+    ASSERT_EQ(b.transitionCount(), 2u);
+    EXPECT_EQ(b.transition(0).id(), Transition::Id::Slide);
+    EXPECT_EQ(b.transition(0).duration().toMSec(), 750);
+    EXPECT_EQ(b.transition(0).leftClip(), &b.track(0).clip(0));
+    EXPECT_EQ(b.transition(0).rightClip(), &b.track(0).clip(1));
+    EXPECT_TRUE(b.transition(0).hasAudioResources());
+    EXPECT_EQ(b.transition(1).leftClip(), nullptr);
+
+    // One file stays one object wherever it is used, so counts by file stay right.
+    EXPECT_EQ(b.transition(0).resources()[0].file, b.track(0).clip(1).file());
+    ASSERT_EQ(copy->userFiles().count(), 2u);
+    EXPECT_EQ(copy->userFiles().files()[1], b.track(0).clip(1).file());
+    EXPECT_EQ(copy->mediaFiles().size(), 3u);
+}
+
+TEST(ProjectFile, the_extension_tells_a_project_file)
+{
+    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("/a/b/holiday.edproj")));
+    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("HOLIDAY.EDPROJ")));
+    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("holiday.edproj.mp4")));
+    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("edproj")));
+}
+
+struct DamagedFile
+{
+    const char *name;
+    const char *content;
+    const char *reason; // a part of the message the user gets
+};
+
+class DamagedProjectFile : public ::testing::TestWithParam<DamagedFile>
+{};
+
+TEST_P(DamagedProjectFile, is_refused_with_a_reason)
+{
+    try {
+        readProjectFile(QByteArray(GetParam().content));
+        FAIL() << "read a damaged file";
+    } catch (const FileError &e) {
+        EXPECT_NE(std::string(e.what()).find(GetParam().reason), std::string::npos) << e.what();
+    }
+}
+
+#define HEADER R"("format": "editor-project", "version": 1)"
+
+INSTANTIATE_TEST_SUITE_P(
+    ProjectFile,
+    DamagedProjectFile,
+    ::testing::Values(
+        DamagedFile{"empty", "", "the file is empty"},
+        DamagedFile{"not_json", "\x89PNG\r\n", "not a project file"},
+        DamagedFile{"truncated", "{" HEADER ", \"tracks\": [", "not a project file"},
+        DamagedFile{"array_at_top", "[1, 2]", "no top-level object"},
+        DamagedFile{"foreign_json", R"({"name": "package", "version": "1.0"})", "not a project file"},
+        DamagedFile{"newer_version", R"({"format": "editor-project", "version": 2})", "version 2 is not supported"},
+        DamagedFile{"unknown_track", "{" HEADER R"(, "tracks": [{"type": "hologram"}]})", "tracks[0].type: \"hologram\""},
+        DamagedFile{"negative_position",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "positionMs": -5, "durationMs": 1}]}]})",
+                    "tracks[0].clips[0].positionMs"},
+        DamagedFile{"huge_duration",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 1e300}]}]})",
+                    "tracks[0].clips[0].durationMs"},
+        DamagedFile{"zero_length",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip"}]}]})",
+                    "must last longer than zero"},
+        DamagedFile{"overlap",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10},
+                        {"kind": "clip", "positionMs": 5, "durationMs": 10}]}]})",
+                    "overlaps"},
+        DamagedFile{"bad_speed",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "speed": 0}]}]})",
+                    "speed"},
+        DamagedFile{"missing_media",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "media": 3}]}]})",
+                    "names media 3"},
+        DamagedFile{"unknown_effect",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+                        "effects": [{"type": "Sepia"}]}]}]})",
+                    "\"Sepia\" is not an effect"},
+        DamagedFile{"effect_parameter_of_wrong_type",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+                        "effects": [{"type": "Crop", "left": "wide"}]}]}]})",
+                    "effects[0].left: must be a number"},
+        DamagedFile{"equalizer_bands",
+                    "{" HEADER R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
+                        "effects": [{"type": "AudioEqualizer", "gains": [1, 2]}]}]}]})",
+                    "must hold 10 numbers"},
+        DamagedFile{"duplicate_media", "{" HEADER R"(, "media": [{"path": "a"}, {"path": "a"}]})", "listed twice"},
+        DamagedFile{"media_without_path", "{" HEADER R"(, "media": [{"durationMs": 5}]})", "media[0].path"},
+        DamagedFile{"dangling_transition",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10}]}],
+                        "transitions": [{"type": "Dissolve", "left": 1, "right": 9}]})",
+                    "names clip 9"},
+        DamagedFile{"duplicate_clip_id",
+                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10},
+                        {"id": 1, "kind": "clip", "positionMs": 10, "durationMs": 10}]}]})",
+                    "used twice"},
+        DamagedFile{"collection_out_of_range", "{" HEADER R"(, "collection": [0]})", "collection[0]"}),
+    [](const auto &info) { return std::string(info.param.name); });
+
+class ProjectOnDisk : public ::testing::Test
+{
+protected:
+    QString path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
+    void touch(const char *name) const { QFile(path(name)).open(QIODevice::WriteOnly); }
+
+    QTemporaryDir folder;
+};
+
+TEST_F(ProjectOnDisk, missing_media_are_counted_as_lost_and_marked_failed)
+{
+    touch("clip.mp4");
+    auto project = richProject(folder.path());
+    save(*project, path("p.edproj"));
+    EXPECT_EQ(project->path(), path("p.edproj"));
+
+    const OpenResult opened = open(path("p.edproj"));
+    EXPECT_EQ(opened.lostFiles, 2); // still.png and spare.mov were never made
+    for (const auto &file : opened.project->mediaFiles()) {
+        const bool present = file->path.endsWith(QLatin1String("clip.mp4"));
+        EXPECT_EQ(file->state, present ? Media::File::State::Opened : Media::File::State::Failed) << file->path.toStdString();
+    }
+}
+
+TEST_F(ProjectOnDisk, a_portable_project_moves_with_its_folder)
+{
+    QDir(folder.path()).mkpath(QStringLiteral("a/media"));
+    touch("a/media/clip.mp4");
+    touch("a/media/still.png");
+    touch("a/media/spare.mov");
+    auto project = richProject(path("a/media"));
+    project->setPortable(true);
+    save(*project, path("a/p.edproj"));
+    ASSERT_TRUE(QDir(folder.path()).rename(QStringLiteral("a"), QStringLiteral("b")));
+
+    const OpenResult opened = open(path("b/p.edproj"));
+    EXPECT_EQ(opened.lostFiles, 0);
+    EXPECT_TRUE(opened.project->isPortable());
+    EXPECT_EQ(opened.project->timeline().track(0).clip(1).file()->path, path("b/media/clip.mp4"));
+}
+
+TEST_F(ProjectOnDisk, a_failed_save_keeps_the_project_where_it_was)
+{
+    auto project = Object::createNew();
+    save(*project, path("p.edproj"));
+    EXPECT_THROW(save(*project, path("no/such/folder/p.edproj")), FileError);
+    EXPECT_EQ(project->path(), path("p.edproj"));
+}
+
+TEST_F(ProjectOnDisk, opening_a_missing_file_names_it)
+{
+    try {
+        open(path("nothing.edproj"));
+        FAIL();
+    } catch (const FileError &e) {
+        EXPECT_NE(std::string(e.what()).find("nothing.edproj"), std::string::npos);
+    }
+}
+
+} // namespace
