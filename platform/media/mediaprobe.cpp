@@ -305,8 +305,13 @@ File probe(const QString &path, const ProbeLimits &limits)
     // Checked before the library sees the path: a folder or a pipe would make it block or read
     // something that is not a file at all.
     const QFileInfo info(path);
-    if (!info.exists())
+    if (!info.exists()) {
+        // Names that are not valid UTF-8 reach the editor with their bad bytes replaced, so the
+        // file they name cannot be found by that name.
+        if (path.contains(QChar::ReplacementCharacter))
+            return fail(tr("The file's name is not valid UTF-8, so the file cannot be opened. Rename it and add it again."));
         return fail(tr("The file does not exist."));
+    }
     if (info.isDir())
         return fail(tr("This is a folder, not a media file."));
     if (!info.isFile())

@@ -26,6 +26,16 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
     Timeline::Model *timeline = m_context.timeline;
     if (!timeline)
         return;
+    // Every analysed file is reported, the opened ones and the failed ones alike, and the report
+    // itself asks the timeline how many clips are made from the file: only a file on its first
+    // use there is told. An opened file is reported right after it is placed, so it tells
+    // "FILE_OPENED" once, even when one request brings the same file several times, and a file
+    // brought again later stays quiet. A failed file is never placed: it tells "FILE_FAILED" only
+    // while one clip of it stands on the timeline already (a placed file that broke since and was
+    // brought in again); a failed file that never reached the timeline is told to the user by the
+    // analysis, not to the statistics.
+    Statistics::IStatistics *statistics = Statistics::statistics();
+    Statistics::IFilesStatistics *files = statistics ? statistics->filesStatistics() : nullptr;
     MTime position = m_context.position;
     for (const Media::FilePtr &file : opened) {
         try {
@@ -34,21 +44,12 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
             LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << m_context.track
                        << ": " << e.what();
         }
+        if (files)
+            files->fileAnalyzed(*file, *timeline);
     }
-
-    // Every analysed file is reported, the opened ones and the failed ones alike, and the
-    // report itself asks the timeline how many clips are made from the file: only a file on its
-    // first use there is told. An opened file just placed is on its first use, so it reports
-    // "FILE_OPENED" once; placing the same file again later makes a second use and stays quiet.
-    // A failed file is never placed, so it reports "FILE_FAILED" only when one clip of it is
-    // already on the timeline (a project whose media broke, brought in again); a failed file that
-    // never reached the timeline is told to the user by the analysis, not to the statistics.
-    Statistics::IStatistics *statistics = Statistics::statistics();
-    if (!statistics)
-        return;
-    for (const FileAnalyzer::MediaFiles *files : {&opened, &failed}) {
-        for (const Media::FilePtr &file : *files)
-            statistics->filesStatistics()->fileAnalyzed(*file, *timeline);
+    if (files) {
+        for (const Media::FilePtr &file : failed)
+            files->fileAnalyzed(*file, *timeline);
     }
 }
 

@@ -1,0 +1,421 @@
+#include "intakeharness.h"
+#include "mediasamples.h"
+
+#include "timeline/transition.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using FileAdder::AddedResult;
+using FileAdder::Asrc;
+using FileAnalyzer::Object;
+
+class FileAdderTest : public ::testing::Test
+{
+protected:
+    QString sample(const char *name) { return TestSupport::sharedSamples().path(QLatin1String(name)); }
+    QString write(const QString &name, const QByteArray &bytes = "x")
+    {
+        QFile f(dir.filePath(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(bytes);
+        return f.fileName();
+    }
+    const FileAdder::AddMediaFilesResult &onlyResult()
+    {
+        EXPECT_EQ(h.recorder.results.size(), 1u);
+        return h.recorder.results.back();
+    }
+
+    QTemporaryDir dir;
+    TestSupport::IntakeHarness h;
+};
+
+TEST_F(FileAdderTest, an_empty_request_ends_with_one_empty_result)
+{
+    h.add({}, Asrc::ImportButton, h.timelineContext());
+    EXPECT_EQ(onlyResult().result, AddedResult::Done);
+    EXPECT_TRUE(onlyResult().files.isEmpty());
+    EXPECT_TRUE(FileAnalyzer::Model::instance().objects().empty());
+}
+
+TEST_F(FileAdderTest, one_project_alone_is_opened)
+{
+    h.add({QStringLiteral("/films/summer.edproj")}, Asrc::MainMenu, h.timelineContext());
+    EXPECT_EQ(h.recorder.openedProjects, QStringList{QStringLiteral("/films/summer.edproj")});
+    EXPECT_EQ(onlyResult().result, AddedResult::Done);
+    EXPECT_TRUE(onlyResult().files.isEmpty());
+    EXPECT_EQ(h.dialogs->shown.size(), 0u);
+}
+
+TEST_F(FileAdderTest, two_projects_alone_open_none_and_say_so)
+{
+    for (bool answer : {true, false}) {
+        h.recorder.results.clear();
+        h.dialogs->shown.clear();
+        h.dialogs->answers = {answer};
+        h.add({QStringLiteral("/a.edproj"), QStringLiteral("/b.EDPROJ")}, Asrc::ImportButton, {});
+        ASSERT_EQ(h.dialogs->shown.size(), 1u);
+        EXPECT_EQ(h.dialogs->shown[0].title, QLatin1String("Open Project"));
+        EXPECT_EQ(h.dialogs->shown[0].text, QLatin1String("You can only open one project at a time."));
+        EXPECT_EQ(onlyResult().result, answer ? AddedResult::Declined : AddedResult::Done);
+        EXPECT_TRUE(onlyResult().files.isEmpty());
+    }
+    EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
+}
+
+TEST_F(FileAdderTest, a_project_with_media_asks_and_on_consent_adds_the_media_only)
+{
+    h.dialogs->answers = {true};
+    const QString clip = sample("tone.wav");
+    h.add({QStringLiteral("/films/summer.edproj"), clip}, Asrc::ImportButton, h.timelineContext());
+    ASSERT_EQ(h.dialogs->questionCount(), 1);
+    EXPECT_EQ(h.dialogs->shown[0].text,
+              QLatin1String("Only media files will be opened. If you want to open the project, select it individually."));
+    EXPECT_EQ(onlyResult().result, AddedResult::Done);
+    EXPECT_EQ(onlyResult().files, QStringList{clip});
+    EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{clip});
+}
+
+TEST_F(FileAdderTest, a_project_with_media_declined_adds_nothing)
+{
+    h.dialogs->answers = {false};
+    h.add({QStringLiteral("/films/summer.edproj"), sample("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    EXPECT_EQ(onlyResult().result, AddedResult::Declined);
+    EXPECT_TRUE(onlyResult().files.isEmpty());
+    EXPECT_TRUE(FileAnalyzer::Model::instance().objects().empty());
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
+}
+
+TEST_F(FileAdderTest, unsupported_extensions_reach_no_list)
+{
+    h.add({QStringLiteral("/x/notes.txt"), QStringLiteral("/x/film.edproj.bak"), QStringLiteral("/x/noextension"),
+           QStringLiteral("/x/subtitles.srt"), QStringLiteral("/x/folder/")},
+          Asrc::ImportButton, h.timelineContext());
+    EXPECT_EQ(onlyResult().result, AddedResult::Done);
+    EXPECT_TRUE(onlyResult().files.isEmpty());
+    EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
+    EXPECT_TRUE(h.recorder.packages.isEmpty());
+    EXPECT_EQ(h.dialogs->shown.size(), 0u);
+}
+
+TEST_F(FileAdderTest, packages_go_to_the_installer_and_not_into_the_result)
+{
+    const QString clip = sample("tone.flac");
+    h.add({QStringLiteral("/dl/Titles.edpack"), clip}, Asrc::ImportButton, h.timelineContext());
+    EXPECT_EQ(h.recorder.packages, QStringList{QStringLiteral("/dl/Titles.edpack")});
+    EXPECT_EQ(onlyResult().files, QStringList{clip});
+    EXPECT_EQ(h.dialogs->shown.size(), 0u) << "a package is no project: nothing to ask";
+    ASSERT_TRUE(h.waitIdle());
+}
+
+TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_nor_reported)
+{
+    h.add({sample("tone.mp3")}, Asrc::ImportButton, {});
+    ASSERT_EQ(FileAnalyzer::Model::instance().objects().size(), 1u);
+    EXPECT_EQ(FileAnalyzer::Model::instance().objects().front()->mask(), 0);
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 0);
+    EXPECT_TRUE(h.timelinePaths().empty());
+    EXPECT_EQ(onlyResult().files.size(), 1);
+}
+
+struct MethodCase
+{
+    int source;
+    bool timeline;
+    bool collection;
+    bool transition;
+    const char *method; // nullptr: a logo, reported as LOGO_FILE_ADDED
+};
+
+class AddingMethods : public FileAdderTest, public ::testing::WithParamInterface<MethodCase>
+{};
+
+TEST_P(AddingMethods, each_source_reports_its_adding_method)
+{
+    const MethodCase &c = GetParam();
+    FileAdder::Contexts contexts;
+    if (c.timeline)
+        contexts = h.timelineContext();
+    if (c.collection)
+        contexts.collection = FileAdder::CollectionContext{};
+    Transition::Object transition(Transition::Id::Dissolve);
+    if (c.transition)
+        contexts.transition = FileAdder::TransitionContext{&transition};
+    const QStringList files{sample("tone.wav"), sample("still.png")};
+    h.add(files, static_cast<Asrc>(c.source), contexts);
+    if (c.method) {
+        ASSERT_EQ(h.eventCount("FILE_ADDED"), 2);
+        EXPECT_EQ(h.sink->events[0].params.at("ADDING_METHOD"), c.method);
+        EXPECT_EQ(h.sink->events[0].params.at("FILES_COUNT"), "2");
+        EXPECT_EQ(h.sink->events[1].params.at("FILE_EXTENSION"), "png");
+    } else {
+        EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
+        EXPECT_EQ(h.eventCount("LOGO_FILE_ADDED"), 2);
+    }
+    ASSERT_TRUE(h.waitIdle());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sources,
+    AddingMethods,
+    ::testing::Values(MethodCase{0, true, false, false, "import_button"},
+                      MethodCase{1, false, true, false, "collection_button"},
+                      MethodCase{2, false, true, false, "collection_context_menu"},
+                      MethodCase{3, true, false, false, "plus_btn_files"},
+                      MethodCase{4, true, false, false, "plus_btn_music"},
+                      MethodCase{5, true, true, false, "main_import_button"},
+                      MethodCase{6, true, false, false, "main_menu"},
+                      MethodCase{7, true, false, false, "timeline_import_button"},
+                      MethodCase{8, false, true, false, "import_folders"},
+                      MethodCase{9, true, false, false, "drag_and_drop_timeline"},
+                      MethodCase{9, false, true, false, "drag_and_drop_collection"},
+                      MethodCase{9, true, true, false, "drag_and_drop_timeline_collection"},
+                      MethodCase{11, false, false, true, "drag_and_drop_timeline_collection"},
+                      MethodCase{11, true, false, false, "drag_and_drop_timeline"},
+                      MethodCase{10, true, false, false, "drag_and_drop_collection_to_timeline"},
+                      MethodCase{12, true, false, false, "intro_clip_drag_and_drop"},
+                      MethodCase{13, true, false, false, "intro_clip_drag_and_drop"},
+                      MethodCase{14, false, true, false, "audio_rec"},
+                      MethodCase{15, false, true, false, nullptr},
+                      MethodCase{16, false, true, false, "external"},
+                      MethodCase{17, true, false, false, nullptr},
+                      MethodCase{18, false, false, true, "transition_settings"},
+                      MethodCase{19, true, false, false, "drag_and_drop_collection"},
+                      MethodCase{-3, true, false, false, "drag_and_drop_collection"}),
+    [](const auto &info) {
+        const MethodCase &c = info.param;
+        return "source_" + std::to_string(c.source < 0 ? 1000 - c.source : c.source) + (c.timeline ? "_timeline" : "")
+               + (c.collection ? "_collection" : "") + (c.transition ? "_transition" : "");
+    });
+
+struct FlagCase
+{
+    int source;
+    bool timeline;
+    bool transition;
+    bool flag;
+};
+
+class CollectionFlag : public FileAdderTest, public ::testing::WithParamInterface<FlagCase>
+{};
+
+TEST_P(CollectionFlag, the_collection_is_told_whether_the_files_came_for_it)
+{
+    const FlagCase &c = GetParam();
+    FileAdder::Contexts contexts;
+    if (c.timeline)
+        contexts = h.timelineContext();
+    contexts.collection = FileAdder::CollectionContext{};
+    Transition::Object transition(Transition::Id::Fade);
+    if (c.transition)
+        contexts.transition = FileAdder::TransitionContext{&transition};
+    h.add({sample("tone.wav")}, static_cast<Asrc>(c.source), contexts);
+    ASSERT_TRUE(h.waitIdle());
+    ASSERT_EQ(h.recorder.collectionRequests.size(), 1u);
+    EXPECT_EQ(h.recorder.collectionRequests[0].flag, c.flag);
+    ASSERT_EQ(h.recorder.collectionRequests[0].files.size(), 1u);
+    EXPECT_TRUE(h.recorder.collectionRequests[0].files[0]->isOpened());
+    EXPECT_EQ(h.recorder.collectionRequests[0].sender(), nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources,
+                         CollectionFlag,
+                         ::testing::Values(FlagCase{0, true, false, false}, FlagCase{15, true, false, true},
+                                           FlagCase{16, true, false, true}, FlagCase{17, true, false, false},
+                                           FlagCase{1, false, false, true}, FlagCase{18, false, true, false},
+                                           FlagCase{16, false, true, true}, FlagCase{15, true, true, true}));
+
+TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_do_not)
+{
+    h.dialogs->fallback = false;
+    const QString broken = write(QStringLiteral("broken.mp4"), QByteArray(4096, 'z'));
+    const QStringList files{sample("h264_aac.mp4"), broken, sample("still.jpg"), sample("tone.mp3"),
+                            dir.filePath(QStringLiteral("missing.mov"))};
+    h.add(files, Asrc::TimelineImportButton, h.timelineContext(0, MTime::fromMSec(2000)));
+    EXPECT_EQ(onlyResult().files, files);
+    ASSERT_TRUE(h.waitIdle());
+
+    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>{files[0], files[2], files[3]}));
+    const Timeline::ITrack &track = h.project->timeline().track(0);
+    EXPECT_EQ(track.clip(0).position(), MTime::fromMSec(2000));
+    EXPECT_EQ(track.clip(1).position(), track.clip(0).end()) << "one after another";
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 5);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 3);
+    EXPECT_EQ(h.eventCount("FILE_FAILED"), 0) << "failed files never reached the timeline";
+    // The user hears about both failures, in one dialog.
+    ASSERT_GE(h.dialogs->shown.size(), 1u);
+    EXPECT_TRUE(h.dialogs->shown[0].details.contains(QLatin1String("broken.mp4")));
+    EXPECT_TRUE(h.dialogs->shown[0].details.contains(QLatin1String("missing.mov")));
+    EXPECT_EQ(h.dialogs->questionCount(), 0) << "no clip of a failed file to offer for removal";
+    // Every media path went to the storage as media.
+    EXPECT_EQ(h.storageService->files().size(), 5u);
+}
+
+TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_time)
+{
+    for (int round = 0; round < 2; ++round) {
+        h.add({sample("tone.flac")}, Asrc::ImportButton, h.timelineContext());
+        ASSERT_TRUE(h.waitIdle());
+    }
+    EXPECT_EQ(h.timelinePaths().size(), 2u);
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 2);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
+}
+
+struct BrokenCase
+{
+    bool remove;
+    std::size_t clipsLeft;
+    int failedEvents; // its one clip still on the timeline makes the broken file a first use
+};
+
+class BrokenSinceAdded : public FileAdderTest, public ::testing::WithParamInterface<BrokenCase>
+{};
+
+TEST_P(BrokenSinceAdded, its_clips_are_offered_for_removal)
+{
+    const BrokenCase &r = GetParam();
+    QFile good(sample("h264_aac.mp4"));
+    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
+    const QString clip = write(QStringLiteral("interview.mp4"), good.readAll());
+    h.add({clip}, Asrc::ImportButton, h.timelineContext());
+    ASSERT_TRUE(h.waitIdle());
+    ASSERT_EQ(h.timelinePaths().size(), 1u);
+
+    // The copy on disk is damaged; bringing the file in again finds it broken.
+    write(QStringLiteral("interview.mp4"), "damaged");
+    h.dialogs->answers = {r.remove};
+    h.add({clip}, Asrc::ImportButton, h.timelineContext(0, MTime::fromMSec(60000)));
+    ASSERT_TRUE(h.waitIdle());
+
+    EXPECT_EQ(h.dialogs->questionCount(), 1);
+    EXPECT_EQ(h.timelinePaths().size(), r.clipsLeft);
+    EXPECT_EQ(h.eventCount("FILE_FAILED"), r.failedEvents);
+    const auto *dialog = h.sink->last("FAILED_FILES_DIALOG_SHOWN");
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(dialog->params.at("DELETION_CLIPS_ALLOWED"), "true");
+    EXPECT_EQ(dialog->params.at("CLIPS_DELETED"), r.remove ? "true" : "false");
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers,
+                         BrokenSinceAdded,
+                         ::testing::Values(BrokenCase{false, 1, 1}, BrokenCase{true, 0, 0}),
+                         [](const auto &info) { return info.param.remove ? "remove" : "keep"; });
+
+TEST_F(FileAdderTest, names_with_spaces_non_ascii_and_bad_bytes_each_end_as_opened_or_failed)
+{
+    QFile source(sample("tone.wav"));
+    ASSERT_TRUE(source.open(QIODevice::ReadOnly));
+    const QByteArray wav = source.readAll();
+    const QString spaced = write(QStringLiteral("my voice over.wav"), wav);
+    const QString accented = write(QStringLiteral("voix off – été 東京.wav"), wav);
+    // A name that is not UTF-8 at all: the toolkit cannot name it faithfully.
+    const QByteArray raw = QFile::encodeName(dir.path()) + "/caf\xe9 \xff.wav";
+    const int fd = ::open(raw.constData(), O_CREAT | O_WRONLY, 0644);
+    ASSERT_GE(fd, 0);
+    ASSERT_EQ(::write(fd, wav.constData(), static_cast<size_t>(wav.size())), wav.size());
+    ::close(fd);
+    const QString badBytes = QFile::decodeName(raw);
+
+    h.add({spaced, accented, badBytes}, Asrc::ImportFolders, h.timelineContext(1));
+    ASSERT_EQ(onlyResult().files.size(), 3);
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.timelinePaths(1), (std::vector<QString>{spaced, accented}));
+    ASSERT_GE(h.dialogs->shown.size(), 1u);
+    EXPECT_TRUE(h.dialogs->shown[0].details.contains(QLatin1String("UTF-8"))) << h.dialogs->shown[0].details.toStdString();
+    ::unlink(raw.constData());
+}
+
+TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_accounted_for)
+{
+    QStringList files;
+    for (int i = 0; i < 10000; ++i) {
+        if (i % 1000 == 0)
+            files << sample(i % 2000 == 0 ? "tone.wav" : "still.png");
+        else
+            files << dir.filePath(QStringLiteral("gone/take %1.mp4").arg(i));
+    }
+    h.add(files, Asrc::ImportFolders, h.timelineContext());
+    ASSERT_EQ(onlyResult().files.size(), 10000);
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.timelinePaths().size(), 10u);
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 10000);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 2) << "the same two files five times each: first use only";
+    // The analysis told of every file: the progress went all the way.
+    ASSERT_EQ(h.progress->records.size(), 1u);
+    EXPECT_EQ(h.progress->records[0].maximum, 10000);
+    EXPECT_EQ(h.progress->records[0].texts.back(), QLatin1String("Analysing file 10000 of 10000. Please Wait."));
+    EXPECT_FALSE(h.progress->records[0].open);
+    ASSERT_GE(h.dialogs->shown.size(), 1u);
+    EXPECT_TRUE(h.dialogs->shown[0].text.contains(QLatin1String("9990")));
+}
+
+TEST_F(FileAdderTest, requests_are_analysed_one_after_another)
+{
+    h.add({sample("tone.wav"), sample("tone.flac")}, Asrc::ImportButton, h.timelineContext());
+    h.add({sample("still.png")}, Asrc::ImportButton, h.timelineContext(0, MTime::fromMSec(100000)));
+    const auto &objects = FileAnalyzer::Model::instance().objects();
+    ASSERT_EQ(objects.size(), 2u);
+    EXPECT_EQ(objects[0]->status(), Object::Status::Analysing);
+    EXPECT_EQ(objects[1]->status(), Object::Status::Queued);
+    const std::uint64_t second = objects[1]->id();
+    ASSERT_TRUE(h.waitIdle());
+    // The second started only after the first finished.
+    std::vector<Object::Status> order;
+    bool firstFinished = false;
+    for (const auto &[id, status] : h.recorder.statuses) {
+        if (id != second && status == Object::Status::Finished)
+            firstFinished = true;
+        if (id == second && status == Object::Status::Analysing)
+            EXPECT_TRUE(firstFinished);
+    }
+    EXPECT_EQ(h.timelinePaths().size(), 3u);
+}
+
+TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
+{
+    QStringList many;
+    for (int i = 0; i < 40; ++i)
+        many << sample(i % 2 ? "hevc.mkv" : "vp9_opus.webm");
+    h.add(many, Asrc::ImportButton, h.timelineContext());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return h.progress->current != nullptr; }));
+    ASSERT_TRUE(h.progress->pressCancel());
+    h.add({sample("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{sample("tone.wav")});
+    EXPECT_EQ(h.recorder.results.size(), 2u);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
+}
+
+TEST_F(FileAdderTest, transitions_take_the_media_they_accept)
+{
+    Transition::Object dissolve(Transition::Id::Dissolve);
+    Transition::Object shader(Transition::Id::ShaderISF);
+    for (Transition::Object *t : {&dissolve, &shader}) {
+        FileAdder::Contexts contexts;
+        contexts.transition = FileAdder::TransitionContext{t};
+        h.add({sample("still.png"), sample("tone.wav"), sample("video_only.mp4")}, Asrc::TransitionSettings, contexts);
+        ASSERT_TRUE(h.waitIdle());
+    }
+    ASSERT_EQ(dissolve.resources().size(), 3u);
+    EXPECT_EQ(dissolve.resources()[0].type, Transition::ResourceType::Image);
+    EXPECT_EQ(dissolve.resources()[1].type, Transition::ResourceType::Audio);
+    EXPECT_EQ(dissolve.resources()[2].type, Transition::ResourceType::Video);
+    EXPECT_TRUE(shader.resources().empty());
+    EXPECT_TRUE(h.timelinePaths().empty());
+}
+
+} // namespace
