@@ -3,6 +3,8 @@
 #include "Messages/statistics.h"
 #include "Statistics/controller.h"
 
+#include "appsettings/applicationsettingsmanager.h"
+#include "project/project.h"
 #include "pubsub/subscriber.h"
 #include "tracking/eventstore.h"
 #include "tracking/filesessiontracker.h"
@@ -22,6 +24,9 @@ Application::Application(const Options &options)
     if (!options.eventsOut.isEmpty())
         m_tracker->addSink(std::make_shared<Vantel::Tracking::JsonLinesSink>(options.eventsOut));
     profiler.mark("event_store");
+    m_settings = std::make_unique<Vantel::App::ApplicationSettingsManager>();
+    Vantel::App::setApplicationSettingsManager(m_settings.get());
+    m_project = Project::Object::createNew();
     m_statistics = std::make_unique<Statistics::Controller>(m_tracker);
     profiler.mark("statistics_controller");
 
@@ -34,9 +39,16 @@ Application::~Application()
 {
     // The statistics controller sends the exit event; the session ends cleanly after it.
     m_statistics.reset();
+    Vantel::App::setApplicationSettingsManager(nullptr);
     m_store->flush();
     m_session->endSession();
     Vantel::Tracking::setSessionTrackerInstance(nullptr);
+}
+
+void Application::setProject(std::unique_ptr<Project::Object> project)
+{
+    if (project)
+        m_project = std::move(project);
 }
 
 } // namespace Shell

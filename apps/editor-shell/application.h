@@ -8,8 +8,14 @@
 
 #include <memory>
 
+namespace Project {
+class Object;
+}
 namespace Statistics {
 class Controller;
+}
+namespace Vantel::App {
+class ApplicationSettingsManager;
 }
 namespace Vantel::Tracking {
 class EventStore;
@@ -37,12 +43,18 @@ public:
 
     Vantel::Tracking::GeneralVantelTracker &tracker() const { return *m_tracker; }
     Vantel::Tracking::EventStore &eventStore() const { return *m_store; }
+    Vantel::App::ApplicationSettingsManager &settings() const { return *m_settings; }
+    // The open project; a new, unsaved one until a command opens another.
+    Project::Object &project() const { return *m_project; }
+    void setProject(std::unique_ptr<Project::Object> project);
 
 private:
     std::shared_ptr<Vantel::Tracking::ISessionTracker> m_session;
     std::shared_ptr<Vantel::Tracking::EventStore> m_store;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
+    std::unique_ptr<Vantel::App::ApplicationSettingsManager> m_settings; // observed by the statistics
     std::unique_ptr<Statistics::Controller> m_statistics;
+    std::unique_ptr<Project::Object> m_project;
 };
 
 } // namespace Shell

@@ -3,6 +3,8 @@
 namespace Shell {
 
 Command eventsCommand();
+Command prefsCommand();
+Command projectCommand();
 Command statisticsCommand();
 Command statusCommand();
 
@@ -12,6 +14,8 @@ const std::vector<Command> &commands()
         statusCommand(),
         eventsCommand(),
         statisticsCommand(),
+        projectCommand(),
+        prefsCommand(),
     };
     return all;
 }
