@@ -1,0 +1,243 @@
+#include "FileAnalyzer/controller.h"
+#include "FileAnalyzer/model.h"
+
+#include "eventwait.h"
+#include "fakedialogs.h"
+#include "fakeprogress.h"
+#include "mediasamples.h"
+#include "recordingeventsink.h"
+
+#include "Statistics/controller.h"
+#include "dialogs/dialog.h"
+#include "dialogs/progress.h"
+#include "timeline/timeline.h"
+#include "tracking/generalvanteltracker.h"
+
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using FileAnalyzer::Object;
+using FileAnalyzer::ObjectPtr;
+using Status = Object::Status;
+
+// Every status an object was given, in order.
+class Statuses : public FileAnalyzer::View
+{
+public:
+    void statusChanged(const Object *object, Status status) override { seen.push_back({object->id(), status}); }
+    std::vector<Status> of(const ObjectPtr &o) const
+    {
+        std::vector<Status> r;
+        for (const auto &[id, s] : seen) {
+            if (id == o->id())
+                r.push_back(s);
+        }
+        return r;
+    }
+    std::vector<std::pair<std::uint64_t, Status>> seen;
+};
+
+class AnalyzerTest : public ::testing::Test
+{
+protected:
+    AnalyzerTest()
+    {
+        tracker->addSink(sink);
+        Dialog::setDialogs(dialogs);
+        Report::setProgressFactory(progress);
+        timeline.addTrack(Timeline::TrackType::Video);
+        FileAnalyzer::setTimeline(&timeline);
+    }
+    ~AnalyzerTest() override
+    {
+        const auto left = FileAnalyzer::Model::instance().objects();
+        for (const auto &o : left)
+            FileAnalyzer::requestRemove(o);
+        Dialog::setDialogs(nullptr);
+        Report::setProgressFactory(nullptr);
+    }
+
+    ObjectPtr request(const QStringList &files, int mask = Object::TimelineOrTransition)
+    {
+        auto o = std::make_shared<Object>();
+        o->setFiles(files);
+        o->setMask(mask);
+        FileAnalyzer::requestAdd(o);
+        return o;
+    }
+    bool waitFor(const ObjectPtr &o, Status status)
+    {
+        return TestSupport::waitUntil([&] { return o->status() == status; });
+    }
+    QString sample(const char *name) { return TestSupport::sharedSamples().path(QLatin1String(name)); }
+    QString missing(const char *name) { return dir.filePath(QLatin1String(name)); }
+
+    QTemporaryDir dir;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{new Vantel::Tracking::GeneralVantelTracker("a")};
+    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
+    Statistics::Controller statistics{tracker};
+    std::shared_ptr<TestSupport::FakeDialogs> dialogs = std::make_shared<TestSupport::FakeDialogs>();
+    std::shared_ptr<TestSupport::FakeProgressFactory> progress = std::make_shared<TestSupport::FakeProgressFactory>();
+    Timeline::Model timeline;
+    Statuses statuses;
+    FileAnalyzer::Controller controller;
+};
+
+TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
+{
+    const ObjectPtr o = request({sample("tone.wav"), missing("gone.mp4"), sample("still.png")});
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    ASSERT_EQ(o->mediaFiles().size(), 3u);
+    ASSERT_EQ(o->opened().size(), 2u);
+    ASSERT_EQ(o->failed().size(), 1u);
+    EXPECT_EQ(o->failed()[0]->path, missing("gone.mp4"));
+    EXPECT_EQ(statuses.of(o), (std::vector<Status>{Status::Analysing, Status::Finished}));
+}
+
+TEST_F(AnalyzerTest, a_one_file_request_shows_no_progress)
+{
+    const ObjectPtr o = request({sample("tone.flac")});
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    EXPECT_TRUE(progress->records.empty());
+}
+
+TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
+{
+    const ObjectPtr o = request({sample("tone.wav"), sample("tone.flac"), sample("tone.mp3"), sample("still.jpg")});
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    ASSERT_EQ(progress->records.size(), 1u);
+    const auto &r = progress->records[0];
+    EXPECT_EQ(r.label, QLatin1String("Analysing files"));
+    EXPECT_EQ(r.cancelText, QLatin1String("Cancel"));
+    EXPECT_EQ(r.maximum, 4);
+    ASSERT_FALSE(r.texts.empty());
+    EXPECT_EQ(r.texts.front(), QString()) << "the first text is empty";
+    EXPECT_EQ(r.values.back(), 4);
+    EXPECT_EQ(r.texts.back(), QLatin1String("Analysing file 4 of 4. Please Wait."));
+    for (std::size_t i = 1; i < r.texts.size(); ++i)
+        EXPECT_EQ(r.texts[i], QStringLiteral("Analysing file %1 of 4. Please Wait.").arg(r.values[i - 1]));
+    EXPECT_FALSE(r.open);
+}
+
+TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
+{
+    const ObjectPtr first = request({sample("hevc.mkv"), sample("vp9_opus.webm")});
+    const ObjectPtr second = request({sample("tone.wav")});
+    EXPECT_EQ(first->status(), Status::Analysing);
+    EXPECT_EQ(second->status(), Status::Queued);
+    ASSERT_TRUE(waitFor(second, Status::Finished));
+    ASSERT_GE(statuses.seen.size(), 4u);
+    EXPECT_EQ(statuses.seen[1], std::make_pair(first->id(), Status::Finished));
+    EXPECT_EQ(statuses.seen[2], std::make_pair(second->id(), Status::Analysing));
+}
+
+TEST_F(AnalyzerTest, a_request_without_files_never_finishes_and_holds_the_queue_until_removed)
+{
+    const ObjectPtr empty = request({});
+    const ObjectPtr next = request({sample("tone.wav")});
+    EXPECT_EQ(empty->status(), Status::Analysing);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(next->status(), Status::Queued);
+    FileAnalyzer::requestRemove(empty);
+    ASSERT_TRUE(waitFor(next, Status::Finished));
+}
+
+TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
+{
+    QStringList many;
+    for (int i = 0; i < 30; ++i)
+        many << sample(i % 2 ? "hevc.mkv" : "h264_aac.mp4");
+    const ObjectPtr o = request(many);
+    const ObjectPtr next = request({sample("tone.wav")});
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return progress->current != nullptr; }));
+    EXPECT_TRUE(progress->pressCancel());
+    EXPECT_FALSE(progress->pressCancel()) << "the progress closed with the first press";
+    EXPECT_EQ(o->status(), Status::Cancelled);
+    ASSERT_TRUE(waitFor(next, Status::Finished));
+    EXPECT_EQ(statuses.of(o), (std::vector<Status>{Status::Analysing, Status::Cancelled}));
+    EXPECT_TRUE(o->opened().empty()) << "nothing is handed on from a cancelled request";
+}
+
+struct MaskCase
+{
+    int firstMask;
+    int secondMask;
+    bool secondTold; // the second request's failure is shown
+};
+
+class FailureDialogs : public AnalyzerTest, public ::testing::WithParamInterface<MaskCase>
+{};
+
+TEST_P(FailureDialogs, follow_the_destination_of_the_previous_request)
+{
+    const ObjectPtr first = request({missing("a.mp4")}, GetParam().firstMask);
+    ASSERT_TRUE(waitFor(first, Status::Finished));
+    FileAnalyzer::requestRemove(first);
+    const std::size_t shownBefore = dialogs->shown.size();
+    EXPECT_EQ(shownBefore, 1u);
+    const ObjectPtr second = request({missing("b.mp4")}, GetParam().secondMask);
+    ASSERT_TRUE(waitFor(second, Status::Finished));
+    EXPECT_EQ(dialogs->shown.size() - shownBefore, GetParam().secondTold ? 1u : 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks,
+                         FailureDialogs,
+                         ::testing::Values(MaskCase{3, 1, false}, MaskCase{3, 2, true}, MaskCase{1, 1, true},
+                                           MaskCase{2, 1, true}, MaskCase{3, 3, true}));
+
+struct DeletionCase
+{
+    int mask;
+    bool clipOnTimeline;
+    bool asked;
+};
+
+class ClipDeletion : public AnalyzerTest, public ::testing::WithParamInterface<DeletionCase>
+{};
+
+TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_files)
+{
+    const DeletionCase &c = GetParam();
+    if (c.clipOnTimeline)
+        timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
+    dialogs->answers = {true};
+    const ObjectPtr o = request({missing("old.mp4"), sample("tone.wav")}, c.mask);
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    EXPECT_EQ(dialogs->questionCount(), c.asked ? 1 : 0);
+    EXPECT_EQ(timeline.track(0).clipCount(), c.clipOnTimeline && !c.asked ? 1u : 0u);
+    const auto *event = sink->last("FAILED_FILES_DIALOG_SHOWN");
+    const bool timelineRequest = c.mask == 1 || c.mask == 4;
+    ASSERT_EQ(event != nullptr, timelineRequest);
+    if (event)
+        EXPECT_EQ(event->params.at("DELETION_CLIPS_ALLOWED"), c.asked ? "true" : "false");
+}
+
+INSTANTIATE_TEST_SUITE_P(Masks,
+                         ClipDeletion,
+                         ::testing::Values(DeletionCase{1, true, true}, DeletionCase{4, true, true},
+                                           DeletionCase{2, true, false}, DeletionCase{3, true, false},
+                                           DeletionCase{1, false, false}));
+
+TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
+{
+    timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
+    FileAnalyzer::setTimeline(nullptr);
+    const ObjectPtr o = request({missing("old.mp4")});
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    EXPECT_EQ(dialogs->questionCount(), 0);
+    EXPECT_EQ(timeline.track(0).clipCount(), 1u);
+}
+
+TEST_F(AnalyzerTest, hdr_files_are_told_after_the_failures)
+{
+    const ObjectPtr o = request({sample("pq10.mkv"), missing("x.mov")});
+    ASSERT_TRUE(waitFor(o, Status::Finished));
+    ASSERT_EQ(dialogs->shown.size(), 2u);
+    EXPECT_TRUE(dialogs->shown[0].details.contains(QLatin1String("x.mov")));
+    EXPECT_TRUE(dialogs->shown[1].title.contains(QLatin1String("HDR")));
+}
+
+} // namespace
