@@ -201,6 +201,10 @@ void prepareSchema(sqlite3 *db)
             throw ForeignDatabase("the file is another program's database");
         if (version != SchemaVersion)
             throw ForeignDatabase("unknown schema version " + std::to_string(version));
+    } else {
+        // Takes effect only before the first table. Half the log writes of 4 KiB pages, for
+        // rows of a few hundred bytes.
+        exec(db, "PRAGMA page_size = 8192");
     }
 
     Statement mode(db, "PRAGMA journal_mode = WAL");
@@ -407,7 +411,7 @@ void EventStore::Impl::open()
         // The hard ceiling: the file stops growing here whatever happens to pruning, and a batch
         // that would cross it fails like one on a full disk.
         const qint64 pageSize = queryInt(m_db.get(), "PRAGMA page_size");
-        const qint64 ceiling = (limits.maxBytes + limits.maxBytes / 4) / pageSize + 1;
+        const qint64 ceiling = std::max<qint64>((limits.maxBytes + limits.maxBytes / 4) / pageSize, 8);
         exec(m_db.get(), ("PRAGMA max_page_count = " + std::to_string(ceiling)).c_str());
         prepareStatements();
     } catch (const std::exception &e) {
