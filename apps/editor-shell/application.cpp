@@ -1,6 +1,9 @@
 #include "application.h"
 
 #include "Messages/statistics.h"
+#include "FileAdder/controller.h"
+#include "FileAnalyzer/controller.h"
+#include "FileStorage/controller.h"
 #include "Statistics/controller.h"
 
 #include "appsettings/applicationsettingsmanager.h"
@@ -29,6 +32,11 @@ Application::Application(const Options &options)
     m_project = Project::Object::createNew();
     m_statistics = std::make_unique<Statistics::Controller>(m_tracker);
     profiler.mark("statistics_controller");
+    m_fileAnalyzer = std::make_unique<FileAnalyzer::Controller>();
+    m_fileAdder = std::make_unique<FileAdder::Controller>();
+    m_fileStorage = std::make_unique<FileStorage::Controller>();
+    FileAnalyzer::setTimeline(&m_project->timeline());
+    profiler.mark("media_intake");
 
     // Earlier sessions and the start event first; the launch report closes the start-up.
     m_statistics->startTracking(true);
@@ -37,6 +45,10 @@ Application::Application(const Options &options)
 
 Application::~Application()
 {
+    m_fileStorage.reset();
+    m_fileAdder.reset();
+    FileAnalyzer::setTimeline(nullptr);
+    m_fileAnalyzer.reset();
     // The statistics controller sends the exit event; the session ends cleanly after it.
     m_statistics.reset();
     Vantel::App::setApplicationSettingsManager(nullptr);
@@ -49,6 +61,7 @@ void Application::setProject(std::unique_ptr<Project::Object> project)
 {
     if (project)
         m_project = std::move(project);
+    FileAnalyzer::setTimeline(&m_project->timeline());
 }
 
 } // namespace Shell

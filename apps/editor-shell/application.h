@@ -8,6 +8,15 @@
 
 #include <memory>
 
+namespace FileAdder {
+class Controller;
+}
+namespace FileAnalyzer {
+class Controller;
+}
+namespace FileStorage {
+class Controller;
+}
 namespace Project {
 class Object;
 }
@@ -54,6 +63,10 @@ private:
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     std::unique_ptr<Vantel::App::ApplicationSettingsManager> m_settings; // observed by the statistics
     std::unique_ptr<Statistics::Controller> m_statistics;
+    // Media intake: analysis first, so the adder's requests find it, storage last.
+    std::unique_ptr<FileAnalyzer::Controller> m_fileAnalyzer;
+    std::unique_ptr<FileAdder::Controller> m_fileAdder;
+    std::unique_ptr<FileStorage::Controller> m_fileStorage;
     std::unique_ptr<Project::Object> m_project;
 };
 

@@ -3,6 +3,7 @@
 namespace Shell {
 
 Command eventsCommand();
+Command importCommand();
 Command prefsCommand();
 Command projectCommand();
 Command statisticsCommand();
@@ -15,6 +16,7 @@ const std::vector<Command> &commands()
         eventsCommand(),
         statisticsCommand(),
         projectCommand(),
+        importCommand(),
         prefsCommand(),
     };
     return all;

@@ -171,6 +171,6 @@ bool FileOpenHandler::showFailedFilesDialog(const AnalyzedProduct &product)
 void FileOpenHandler::showHDRFilesAddedDialog()
 {
     Dialog::showMessage(tr("HDR video added"),
-                        tr("Some of the added files are HDR video. They are shown with their colours mapped "
-                           "to the standard range; the exported video keeps the standard range as well."));
+                        tr("Some of the added files are HDR video (PQ or HLG). On a screen without HDR their "
+                           "colours look flatter in the preview than they are."));
 }

@@ -1,0 +1,457 @@
+// `import`: publishes the add request for files and folders, shows the analysis progress, answers
+// the layer's questions on the terminal (or from --yes / --no) and prints what reached the
+// timeline or the collection, what failed and why, and the result.
+
+#include "importcommand.h"
+
+#include "application.h"
+
+#include "FileAnalyzer/model.h"
+#include "Messages/command.h"
+#include "Messages/fileadder.h"
+#include "Messages/packageinstall.h"
+#include "Messages/project.h"
+#include "Messages/projectrequests.h"
+
+#include "dialogs/dialog.h"
+#include "dialogs/progress.h"
+#include "dialogs/terminaldialogs.h"
+#include "dialogs/terminalprogress.h"
+#include "media/fileutil.h"
+#include "media/mediafile.h"
+#include "project/project.h"
+#include "project/projectfile.h"
+#include "pubsub/subscriber.h"
+#include "timeline/timeline.h"
+#include "timeline/transition.h"
+#include "util/format.h"
+#include "util/fs.h"
+#include "util/settingspaths.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Shell {
+
+namespace {
+
+const QCommandLineOption projectOption(QStringLiteral("project"),
+                                       QStringLiteral("Open PROJECT first and save it afterwards."),
+                                       QStringLiteral("PROJECT"));
+const QCommandLineOption toOption(QStringLiteral("to"),
+                                  QStringLiteral("Where the files go: timeline (default), collection or transition."),
+                                  QStringLiteral("WHERE"), QStringLiteral("timeline"));
+const QCommandLineOption sourceOption(QStringLiteral("source"),
+                                      QStringLiteral("The add source number (0-18); default 8 (import folders) when a folder is "
+                                                     "given, else 0 (import button)."),
+                                      QStringLiteral("N"));
+const QCommandLineOption trackOption(QStringLiteral("track"),
+                                     QStringLiteral("Timeline track to place on; default the first video track."),
+                                     QStringLiteral("N"));
+const QCommandLineOption atOption(QStringLiteral("at"),
+                                  QStringLiteral("Timeline position in seconds; default the end of the track."),
+                                  QStringLiteral("SECONDS"));
+
+// Folders are walked with the system's own directory reading: the toolkit's leaves out names
+// that are not valid UTF-8, and such a file must be reported as failed, not silently missed.
+void walk(const QByteArray &folder, QStringList &out, int depth)
+{
+    DIR *dir = ::opendir(folder.constData());
+    if (!dir) {
+        LOG(WARNING) << "Cannot read the folder " << folder.constData();
+        return;
+    }
+    std::vector<QByteArray> names;
+    while (const dirent *entry = ::readdir(dir)) {
+        if (entry->d_name[0] != '.')
+            names.emplace_back(entry->d_name);
+    }
+    ::closedir(dir);
+    std::sort(names.begin(), names.end());
+    for (const QByteArray &name : names) {
+        const QByteArray path = folder + '/' + name;
+        struct stat st = {};
+        if (::lstat(path.constData(), &st) != 0)
+            continue;
+        if (S_ISDIR(st.st_mode)) {
+            // Symbolic links to folders are not followed: a loop would never end.
+            if (depth < 32)
+                walk(path, out, depth + 1);
+            continue;
+        }
+        out << QFile::decodeName(path);
+    }
+}
+
+struct Paths
+{
+    QStringList files;
+    int folders = 0;
+};
+
+Paths expand(const QStringList &arguments)
+{
+    Paths paths;
+    for (const QString &argument : arguments) {
+        const QFileInfo info(argument);
+        if (info.isDir()) {
+            ++paths.folders;
+            walk(QFile::encodeName(QDir::cleanPath(info.absoluteFilePath())), paths.files, 0);
+        } else {
+            paths.files << (info.isRelative() ? QDir::cleanPath(info.absoluteFilePath()) : argument);
+        }
+    }
+    return paths;
+}
+
+// Everything the layer says during one import.
+class ImportWatch
+    : public PubSub::Subscriber<FileAdder::AddMediaFilesResult,
+                                ::Command::OpenProject,
+                                ::Command::InstallPackageRequest,
+                                Project::FileAddRequest,
+                                FileAnalyzer::Added,
+                                FileAnalyzer::Removed>
+{
+public:
+    explicit ImportWatch(Project::Object &project)
+        : project(project)
+    {
+        subscribeAllTypes();
+    }
+
+    void notify(const FileAdder::AddMediaFilesResult &m) override { results.push_back(m); }
+    void notify(const ::Command::OpenProject &m) override { projectToOpen = m.path; }
+    void notify(const ::Command::InstallPackageRequest &m) override { packages << m.path; }
+    void notify(const Project::FileAddRequest &m) override
+    {
+        // The shell's project takes the files into its collection, as the editor's does.
+        collectionAdded += static_cast<int>(project.userFiles().add(m.files));
+        collectionOffered += static_cast<int>(m.files.size());
+    }
+    void notify(const FileAnalyzer::Added &m) override
+    {
+        if (m.object)
+            objects.push_back(m.object);
+    }
+    void notify(const FileAnalyzer::Removed &m) override
+    {
+        ++removed;
+        if (loop && removed >= static_cast<int>(objects.size()))
+            loop->quit();
+    }
+
+    bool allRemoved() const { return removed >= static_cast<int>(objects.size()); }
+
+    Project::Object &project;
+    std::vector<FileAdder::AddMediaFilesResult> results;
+    QString projectToOpen;
+    QStringList packages;
+    int collectionAdded = 0;
+    int collectionOffered = 0;
+    std::vector<FileAnalyzer::ObjectPtr> objects;
+    int removed = 0;
+    QEventLoop *loop = nullptr;
+};
+
+QString codecName(const QString &codecId)
+{
+    QString name = codecId;
+    name.remove(QLatin1String("CODEC_ID_"));
+    return name;
+}
+
+// One line about a file for people: what is in it.
+QString describe(const Media::File &file)
+{
+    QStringList parts;
+    for (const Media::VideoTrack &v : file.videoTracks) {
+        QString text = QStringLiteral("%1 %2").arg(codecName(v.codecId), Format::videoResolution(v.frameSize));
+        if (v.stillImage)
+            text += QStringLiteral(" picture");
+        else
+            text += QStringLiteral(" %1 fps").arg(Format::videoFrameRate(v.frameRate));
+        if (v.bitDepth > 8)
+            text += QStringLiteral(" %1-bit").arg(v.bitDepth);
+        parts << text;
+    }
+    if (file.hdr)
+        parts << QStringLiteral("HDR");
+    for (const Media::AudioTrack &a : file.audioTracks)
+        parts << QStringLiteral("%1 %2 kHz %3 ch").arg(codecName(a.codecId)).arg(a.sampleRate / 1000.0).arg(a.channels);
+    if (!file.unsupportedCodecs.isEmpty())
+        parts << QStringLiteral("without %1").arg(file.unsupportedCodecs.join(QLatin1String(", ")));
+    parts << Format::fileSize(file.size);
+    return parts.join(QLatin1String(", "));
+}
+
+QString name(const QString &path)
+{
+    return QFileInfo(path).fileName();
+}
+
+int firstVideoTrack(Timeline::Model &timeline)
+{
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        if (timeline.track(t).type() == Timeline::TrackType::Video)
+            return t;
+    }
+    timeline.addTrack(Timeline::TrackType::Video);
+    return timeline.trackCount() - 1;
+}
+
+bool openProject(Context &context, const QString &path)
+{
+    QElapsedTimer timer;
+    timer.start();
+    Statistics::ProjectOpenedNotification opened;
+    try {
+        Project::OpenResult result = Project::open(path);
+        opened.success = true;
+        opened.lostFiles = result.lostFiles;
+        opened.portable = result.project->isPortable();
+        opened.projectId = result.project->id();
+        opened.readDuration = MTime::fromMSec(timer.elapsed());
+        context.app.setProject(std::move(result.project));
+        opened.project = &context.app.project();
+        PubSub::publish(opened);
+        context.out << "Opened project " << path << '\n';
+        return true;
+    } catch (const Project::FileError &e) {
+        opened.errorReason = QString::fromStdString(e.what());
+        opened.readDuration = MTime::fromMSec(timer.elapsed());
+        PubSub::publish(opened);
+        context.err << "editor-shell: " << e.what() << '\n';
+        return false;
+    }
+}
+
+bool saveProject(Context &context, const QString &path)
+{
+    Project::Object &project = context.app.project();
+    QElapsedTimer timer;
+    timer.start();
+    Statistics::ProjectSavedNotification saved;
+    saved.project = &project;
+    try {
+        Project::save(project, path);
+        saved.success = true;
+    } catch (const Project::FileError &e) {
+        context.err << "editor-shell: " << e.what() << '\n';
+    }
+    saved.saveDuration = MTime::fromMSec(timer.elapsed());
+    PubSub::publish(saved);
+    if (!saved.success)
+        return false;
+    // The saved project is handed to the file storage like every save of the editor.
+    PubSub::publish(Project::SaveRequest(path));
+    context.out << "Saved project " << path << '\n';
+    return true;
+}
+
+void printPlaced(Context &context, const Timeline::Model &timeline, int track, const FileAnalyzer::MediaFiles &opened)
+{
+    const Timeline::Track &t = timeline.track(track);
+    int placed = 0;
+    for (const auto &clip : t.clips()) {
+        if (std::find(opened.begin(), opened.end(), clip->file()) != opened.end())
+            ++placed;
+    }
+    context.out << "On the timeline, track " << track << ": " << placed << " new clip" << (placed == 1 ? "" : "s") << '\n';
+    for (const auto &clip : t.clips()) {
+        if (std::find(opened.begin(), opened.end(), clip->file()) == opened.end())
+            continue;
+        context.out << "  " << clip->position().toClockString() << "  +" << clip->duration().toClockString() << "  "
+                    << name(clip->file()->path) << "  (" << describe(*clip->file()) << ")\n";
+    }
+}
+
+int run(Context &context)
+{
+    if (context.arguments.isEmpty()) {
+        context.err << "Usage: editor-shell import FILE... [--project PROJECT] [--to timeline|collection|transition] "
+                       "[--source N] [--track N] [--at SECONDS] [--yes|--no]\n";
+        return 2;
+    }
+    const QString to = context.parser.value(toOption);
+    if (to != QLatin1String("timeline") && to != QLatin1String("collection") && to != QLatin1String("transition")) {
+        context.err << "editor-shell: --to takes timeline, collection or transition, not " << to << '\n';
+        return 2;
+    }
+
+    const QString projectPath = context.parser.value(projectOption);
+    if (!projectPath.isEmpty()) {
+        if (!Settings::isProjectFilePath(projectPath)) {
+            context.err << "editor-shell: " << projectPath << " does not end in ." << Settings::projectFileExtension() << '\n';
+            return 2;
+        }
+        // A project that does not exist yet is made: importing into a new project is how one starts.
+        if (QFileInfo::exists(projectPath)) {
+            if (!openProject(context, projectPath))
+                return 1;
+        } else {
+            context.app.setProject(Project::Object::createNew());
+            context.out << "New project " << projectPath << '\n';
+        }
+    }
+
+    const Paths paths = expand(context.arguments);
+    bool sourceOk = true;
+    const int source = context.parser.isSet(sourceOption) ? context.parser.value(sourceOption).toInt(&sourceOk)
+                                                          : (paths.folders > 0 ? 8 : 0);
+    if (!sourceOk || source < 0 || source > 18) {
+        context.err << "editor-shell: --source takes a number from 0 to 18\n";
+        return 2;
+    }
+
+    // The layer asks on this terminal, or takes the answer given on the command line; its
+    // progress is drawn on the error stream, so the report on the output stays clean.
+    Dialog::setDialogs(std::make_shared<Dialog::TerminalDialogs>(
+        context.answer == Answer::Yes ? Dialog::TerminalDialogs::Answer::Yes
+        : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
+                                       : Dialog::TerminalDialogs::Answer::Ask,
+        stdin, stdout));
+    Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
+
+    Project::Object &project = context.app.project();
+    FileAdder::Contexts contexts;
+    int track = -1;
+    Transition::Object transition(Transition::Id::Dissolve);
+    if (to == QLatin1String("timeline")) {
+        Timeline::Model &timeline = project.timeline();
+        track = context.parser.isSet(trackOption) ? context.parser.value(trackOption).toInt() : firstVideoTrack(timeline);
+        if (track < 0 || track >= timeline.trackCount()) {
+            context.err << "editor-shell: the project has no track " << track << '\n';
+            return 2;
+        }
+        const MTime at = context.parser.isSet(atOption) ? MTime::fromSec(context.parser.value(atOption).toDouble())
+                                                        : timeline.track(track).end();
+        contexts.timeline = FileAdder::TimelineContext{&timeline, track, at};
+        context.out << "Importing " << paths.files.size() << " file" << (paths.files.size() == 1 ? "" : "s")
+                    << " to the timeline, track " << track << " from " << at.toClockString() << '\n';
+    } else if (to == QLatin1String("collection")) {
+        contexts.collection = FileAdder::CollectionContext{};
+        context.out << "Importing " << paths.files.size() << " files to the collection\n";
+    } else {
+        contexts.transition = FileAdder::TransitionContext{&transition};
+        context.out << "Importing " << paths.files.size() << " files into a new dissolve transition\n";
+    }
+    context.out.flush();
+
+    ImportWatch watch(project);
+    QElapsedTimer clock;
+    clock.start();
+    PubSub::publish(FileAdder::AddMediaFiles(paths.files, static_cast<FileAdder::Asrc>(source), contexts));
+    if (!watch.allRemoved()) {
+        QEventLoop loop;
+        watch.loop = &loop;
+        loop.exec();
+        watch.loop = nullptr;
+    }
+    const double seconds = std::max<qint64>(1, clock.elapsed()) / 1000.0;
+    Dialog::setDialogs(nullptr);
+    Report::setProgressFactory(nullptr);
+
+    // What the request did with each path.
+    const FileAdder::AddMediaFilesResult result =
+        watch.results.empty() ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {}) : watch.results.back();
+    QStringList skipped;
+    for (const QString &path : paths.files) {
+        if (!result.files.contains(path) && !watch.packages.contains(path) && path != watch.projectToOpen
+            && !Settings::isProjectFilePath(path))
+            skipped << path;
+    }
+
+    int openedCount = 0;
+    int failedCount = 0;
+    bool cancelled = false;
+    for (const FileAnalyzer::ObjectPtr &object : watch.objects) {
+        cancelled = cancelled || object->status() == FileAnalyzer::Object::Status::Cancelled;
+        openedCount += static_cast<int>(object->opened().size());
+        failedCount += static_cast<int>(object->failed().size());
+        if (track >= 0 && !object->opened().empty())
+            printPlaced(context, project.timeline(), track, object->opened());
+        if (to == QLatin1String("collection")) {
+            context.out << "In the collection: " << watch.collectionAdded << " new of " << watch.collectionOffered
+                        << " opened (" << project.userFiles().count() << " in all)\n";
+            for (const Media::FilePtr &file : object->opened())
+                context.out << "  " << name(file->path) << "  (" << describe(*file) << ")\n";
+        }
+        if (!object->failed().empty()) {
+            context.out << "Failed: " << object->failed().size() << '\n';
+            for (const Media::FilePtr &file : object->failed())
+                context.out << "  " << name(file->path) << ": " << file->error << '\n';
+        }
+    }
+    if (to == QLatin1String("transition")) {
+        context.out << "The transition took " << transition.resources().size() << " media file"
+                    << (transition.resources().size() == 1 ? "" : "s") << '\n';
+        for (const Transition::Resource &r : transition.resources())
+            context.out << "  " << name(r.file->path) << "  (" << describe(*r.file) << ")\n";
+    }
+    if (!watch.packages.isEmpty()) {
+        context.out << "Handed to the package installer: " << watch.packages.size() << '\n';
+        for (const QString &p : watch.packages)
+            context.out << "  " << name(p) << '\n';
+    }
+    if (!skipped.isEmpty()) {
+        context.out << "Not media, left out: " << skipped.size() << '\n';
+        for (int i = 0; i < skipped.size() && i < 20; ++i)
+            context.out << "  " << name(skipped[i]) << '\n';
+        if (skipped.size() > 20)
+            context.out << "  ... and " << skipped.size() - 20 << " more\n";
+    }
+
+    int status = 0;
+    if (!watch.projectToOpen.isEmpty()) {
+        if (!openProject(context, watch.projectToOpen))
+            status = 1;
+    }
+    if (result.result == FileAdder::AddedResult::Declined) {
+        context.out << "Result: declined, nothing was added.\n";
+        status = 1;
+    } else if (cancelled) {
+        context.out << "Result: cancelled, nothing was placed.\n";
+        status = 1;
+    } else {
+        context.out << "Result: done. " << result.files.size() << " media file" << (result.files.size() == 1 ? "" : "s")
+                    << " passed on: " << openedCount << " opened, " << failedCount << " failed, in "
+                    << QString::number(seconds, 'f', 2) << " s ("
+                    << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
+        if (!result.files.isEmpty())
+            context.out << "File storage: " << Settings::fileStoragePath() << '\n';
+    }
+    if (!projectPath.isEmpty() && !saveProject(context, projectPath))
+        status = 1;
+    return status;
+}
+
+} // namespace
+
+Command importCommand()
+{
+    return {"import",
+            "import FILE|FOLDER... [--project PROJECT] [--to timeline|collection|transition] [--source N] "
+            "[--track N] [--at SECONDS]  add files as the editor's import does",
+            [](QCommandLineParser &parser) {
+                parser.addOption(projectOption);
+                parser.addOption(toOption);
+                parser.addOption(sourceOption);
+                parser.addOption(trackOption);
+                parser.addOption(atOption);
+            },
+            run};
+}
+
+} // namespace Shell
