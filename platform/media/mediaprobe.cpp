@@ -336,6 +336,11 @@ File probe(const QString &path, const ProbeLimits &limits)
     av_dict_set(&openOptions, "protocol_whitelist", "file", 0);
     // Names such as "take%03d.png" are a file, not a numbered sequence.
     av_dict_set(&openOptions, "pattern_type", "none", 0);
+    // A stream whose codec the container leaves open is guessed from its first packets; every
+    // PCM stream of a WAV file is re-checked that way for hidden compressed audio, which by
+    // default takes 32 packets and more time than the rest of the probe together. The WAV reader
+    // has looked for such audio at the start of the data already; eight packets confirm it.
+    av_dict_set(&openOptions, "max_probe_packets", "8", 0);
     // "file:" keeps a name like "http:clip.mp4" or "concat:a|b" from being taken for an address.
     const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
     int rc = avformat_open_input(&format.ctx, url.constData(), nullptr, &openOptions);
