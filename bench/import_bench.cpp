@@ -1,0 +1,198 @@
+// A thousand files imported end to end, from the add request to every file placed on the
+// timeline and reported, beside a bare parallel probe of the same files in the same program: the
+// difference is what the layer costs on top of reading the media.
+
+#include "FileAdder/controller.h"
+#include "FileAnalyzer/controller.h"
+#include "FileAnalyzer/model.h"
+#include "FileStorage/controller.h"
+#include "Messages/fileadder.h"
+#include "Statistics/controller.h"
+
+#include "mediasamples.h"
+
+#include "dialogs/dialog.h"
+#include "dialogs/progress.h"
+#include "dialogs/terminalprogress.h"
+#include "filestorage/localfilestorage.h"
+#include "media/mediaprobe.h"
+#include "project/project.h"
+#include "pubsub/subscriber.h"
+#include "tracking/generalvanteltracker.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QThreadPool>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <map>
+
+namespace {
+
+constexpr int fileCount = 1000;
+
+// A thousand real files: a hundred copies of each of ten kinds, each under its own name.
+struct Library
+{
+    Library()
+    {
+        const QStringList kinds{QStringLiteral("h264_aac.mp4"), QStringLiteral("hevc.mkv"), QStringLiteral("vp9_opus.webm"),
+                                QStringLiteral("mpeg4_pcm.mov"), QStringLiteral("tone.mp3"), QStringLiteral("tone.wav"),
+                                QStringLiteral("tone.flac"), QStringLiteral("still.png"), QStringLiteral("still.jpg"),
+                                QStringLiteral("pq10.mkv")};
+        const TestSupport::MediaSamples samples(kinds);
+        for (int i = 0; i < fileCount; ++i) {
+            const QString kind = kinds[i % kinds.size()];
+            const QString path = dir.filePath(QStringLiteral("%1 %2").arg(i, 4, 10, QLatin1Char('0')).arg(kind));
+            QFile::copy(samples.path(kind), path);
+            paths << path;
+        }
+    }
+    QTemporaryDir dir;
+    QStringList paths;
+};
+
+const Library &library()
+{
+    static const Library l;
+    return l;
+}
+
+std::map<std::string, double> &times()
+{
+    static std::map<std::string, double> t;
+    return t;
+}
+
+void BM_BareParallelProbe(benchmark::State &state)
+{
+    const QStringList &paths = library().paths;
+    QThreadPool pool;
+    pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
+    for (auto _ : state) {
+        std::atomic<int> opened{0};
+        for (const QString &path : paths) {
+            pool.start(QRunnable::create([path, &opened] {
+                if (Media::probe(path).isOpened())
+                    opened.fetch_add(1);
+            }));
+        }
+        pool.waitForDone();
+        if (opened.load() != fileCount)
+            state.SkipWithError("a file did not open");
+    }
+    state.SetItemsProcessed(state.iterations() * fileCount);
+    state.counters["files_per_s"] = benchmark::Counter(static_cast<double>(state.iterations() * fileCount),
+                                                       benchmark::Counter::kIsRate);
+}
+
+class QuietDialogs final : public Dialog::IDialogs
+{
+public:
+    bool question(const QString &, const QString &, const QString &, const QString &) override { return false; }
+    void message(const QString &, const QString &, const QString &) override {}
+};
+
+class CountingSink final : public Vantel::Tracking::IEventSink
+{
+public:
+    void consume(const Vantel::Tracking::TrackedEvent &event) override { ++counts[event.name]; }
+    std::map<std::string, int> counts;
+};
+
+// Waits for the request's analysis object to be let go: by then every file is placed and told.
+class Done : public PubSub::Subscriber<FileAnalyzer::Removed>
+{
+public:
+    Done() { subscribeAllTypes(); }
+    void notify(const FileAnalyzer::Removed &) override { loop.quit(); }
+    QEventLoop loop;
+};
+
+void BM_ImportThroughLayer(benchmark::State &state)
+{
+    const QStringList &paths = library().paths;
+    QTemporaryDir data;
+    std::FILE *devnull = std::fopen("/dev/null", "w");
+    Dialog::setDialogs(std::make_shared<QuietDialogs>());
+    Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(new Vantel::Tracking::GeneralVantelTracker("bench"));
+    auto sink = std::make_shared<CountingSink>();
+    tracker->addSink(sink);
+    {
+        Statistics::Controller statistics(tracker);
+        FileAnalyzer::Controller analyzer;
+        FileAdder::Controller adder;
+        FileStorage::Controller storage(
+            std::make_unique<Vantel::App::LocalFileStorage>(data.filePath(QStringLiteral("storage/index.json"))));
+        Done done;
+        for (auto _ : state) {
+            state.PauseTiming();
+            auto project = Project::Object::createNew();
+            FileAnalyzer::setTimeline(&project->timeline());
+            FileAdder::Contexts contexts;
+            contexts.timeline = FileAdder::TimelineContext{&project->timeline(), 0, MTime()};
+            sink->counts.clear();
+            state.ResumeTiming();
+
+            PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
+            done.loop.exec();
+
+            state.PauseTiming();
+            if (project->timeline().track(0).clipCount() != static_cast<std::size_t>(fileCount)
+                || sink->counts["FILE_ADDED"] != fileCount || sink->counts["FILE_OPENED"] != fileCount)
+                state.SkipWithError("not every file was placed and reported");
+            FileAnalyzer::setTimeline(nullptr);
+            project.reset();
+            state.ResumeTiming();
+        }
+    }
+    Dialog::setDialogs(nullptr);
+    Report::setProgressFactory(nullptr);
+    std::fclose(devnull);
+    state.SetItemsProcessed(state.iterations() * fileCount);
+    state.counters["files_per_s"] = benchmark::Counter(static_cast<double>(state.iterations() * fileCount),
+                                                       benchmark::Counter::kIsRate);
+}
+
+BENCHMARK(BM_BareParallelProbe)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_ImportThroughLayer)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+
+class TimeReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run> &runs) override
+    {
+        for (const Run &run : runs) {
+            if (!run.error_occurred)
+                times()[run.run_name.function_name] = run.GetAdjustedRealTime();
+        }
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    library(); // made before any timing
+    TimeReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    const double bare = times()["BM_BareParallelProbe"];
+    const double layer = times()["BM_ImportThroughLayer"];
+    if (bare > 0 && layer > 0) {
+        std::printf("\n%d files: bare parallel probe %.0f ms (%.0f files/s), import through the layer %.0f ms "
+                    "(%.0f files/s)\nlayer overhead: %+.1f%%\n",
+                    fileCount, bare, fileCount * 1000.0 / bare, layer, fileCount * 1000.0 / layer,
+                    (layer / bare - 1.0) * 100.0);
+    }
+    benchmark::Shutdown();
+    return 0;
+}
