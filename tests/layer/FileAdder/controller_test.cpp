@@ -374,13 +374,13 @@ TEST_F(FileAdderTest, requests_are_analysed_one_after_another)
     const std::uint64_t second = objects[1]->id();
     ASSERT_TRUE(h.waitIdle());
     // The second started only after the first finished.
-    std::vector<Object::Status> order;
     bool firstFinished = false;
     for (const auto &[id, status] : h.recorder.statuses) {
         if (id != second && status == Object::Status::Finished)
             firstFinished = true;
-        if (id == second && status == Object::Status::Analysing)
+        if (id == second && status == Object::Status::Analysing) {
             EXPECT_TRUE(firstFinished);
+        }
     }
     EXPECT_EQ(h.timelinePaths().size(), 3u);
 }

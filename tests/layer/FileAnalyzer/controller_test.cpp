@@ -211,8 +211,9 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
     const auto *event = sink->last("FAILED_FILES_DIALOG_SHOWN");
     const bool timelineRequest = c.mask == 1 || c.mask == 4;
     ASSERT_EQ(event != nullptr, timelineRequest);
-    if (event)
+    if (event) {
         EXPECT_EQ(event->params.at("DELETION_CLIPS_ALLOWED"), c.asked ? "true" : "false");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks,
