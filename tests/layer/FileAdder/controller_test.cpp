@@ -375,13 +375,16 @@ TEST_F(FileAdderTest, requests_are_analysed_one_after_another)
     ASSERT_TRUE(h.waitIdle());
     // The second started only after the first finished.
     bool firstFinished = false;
+    bool secondStarted = false;
     for (const auto &[id, status] : h.recorder.statuses) {
         if (id != second && status == Object::Status::Finished)
             firstFinished = true;
         if (id == second && status == Object::Status::Analysing) {
+            secondStarted = true;
             EXPECT_TRUE(firstFinished);
         }
     }
+    EXPECT_TRUE(secondStarted);
     EXPECT_EQ(h.timelinePaths().size(), 3u);
 }
 
