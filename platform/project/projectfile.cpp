@@ -403,7 +403,7 @@ std::unique_ptr<Effect::Object> readEffect(const Node &n)
     }
     case Id::ChromaKey: {
         auto e = std::make_unique<ChromaKey>();
-        e->keyColor = static_cast<QRgb>(n.integer("keyColor", e->keyColor, 0, 0xFFFFFFFFLL));
+        e->keyColor = static_cast<std::uint32_t>(n.integer("keyColor", e->keyColor, 0, 0xFFFFFFFFLL));
         e->tolerance = n.int32("tolerance", e->tolerance);
         e->noise = n.int32("noise", e->noise);
         e->edges = n.int32("edges", e->edges);

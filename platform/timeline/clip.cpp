@@ -10,6 +10,9 @@ IClip::~IClip() = default;
 
 Clip::Clip(ClipKind kind, std::shared_ptr<Media::File> file)
     : m_kind(kind)
+    // Whether a clip shows a still picture is settled when it is made from its file: the editor
+    // treats image clips differently from then on (their length is free, they have no sound).
+    , m_image(file && file->isStillImage())
     , m_file(std::move(file))
 {}
 
@@ -22,7 +25,7 @@ std::unique_ptr<Clip> Clip::copy() const
     clip->m_duration = m_duration;
     clip->m_sourceIn = m_sourceIn;
     for (const auto &effect : m_effects)
-        clip->m_effects.push_back(effect->clone());
+        clip->m_effects.emplace_back(effect->clone());
     clip->m_speed = m_speed;
     clip->m_speedCompensated = m_speedCompensated;
     clip->m_stabilized = m_stabilized;
@@ -33,16 +36,11 @@ std::unique_ptr<Clip> Clip::copy() const
     return clip;
 }
 
-bool Clip::isImageClip() const noexcept
-{
-    return m_file && m_file->isStillImage();
-}
-
 Effect::Object &Clip::addEffect(std::unique_ptr<Effect::Object> effect)
 {
     if (!effect)
         throw std::invalid_argument("a clip cannot carry a null effect");
-    m_effects.push_back(std::move(effect));
+    m_effects.emplace_back(std::move(effect));
     return *m_effects.back();
 }
 

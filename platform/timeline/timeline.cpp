@@ -137,13 +137,17 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
     const MTime length = file->isStillImage() || file->duration <= MTime() ? defaultStillDuration
                                                                             : file->duration;
     auto &clips = track.m_clips;
-    // A drop inside a clip never splits it: the new clip follows it.
-    for (const auto &clip : clips) {
-        if (clip->position() < position && position < clip->end())
-            position = clip->end();
+    auto startsAt = [&](MTime t) {
+        return std::lower_bound(clips.begin(), clips.end(), t,
+                                [](const std::unique_ptr<Clip> &c, MTime at) { return c->position() < at; });
+    };
+    // A drop inside a clip never splits it: the new clip follows it. Clips do not overlap, so
+    // only the one starting last before the drop can hold it.
+    auto next = startsAt(position);
+    if (next != clips.begin() && (*std::prev(next))->end() > position) {
+        position = (*std::prev(next))->end();
+        next = startsAt(position);
     }
-    const auto next = std::find_if(clips.begin(), clips.end(),
-                                   [&](const std::unique_ptr<Clip> &c) { return c->position() >= position; });
     if (next != clips.end()) {
         const MTime needed = position + length - (*next)->position();
         if (needed > MTime()) {
@@ -227,8 +231,7 @@ int Model::trackOf(ClipId id) const noexcept
     if (!clip)
         return -1;
     for (std::size_t i = 0; i < m_tracks.size(); ++i) {
-        const auto &clips = m_tracks[i]->clips();
-        if (std::any_of(clips.begin(), clips.end(), [clip](const auto &c) { return c.get() == clip; }))
+        if (m_tracks[i].get() == clip->m_track)
             return static_cast<int>(i);
     }
     return -1;

@@ -36,6 +36,7 @@ Clip &Track::add(std::unique_ptr<Clip> clip)
                                          return t < c->position();
                                      });
     clip->m_type = m_type;
+    clip->m_track = this;
     return **m_clips.insert(at, std::move(clip));
 }
 
@@ -48,6 +49,7 @@ std::unique_ptr<Clip> Track::take(const IClip *clip)
     std::unique_ptr<Clip> taken = std::move(*it);
     m_clips.erase(it);
     taken->m_type = ClipType::None;
+    taken->m_track = nullptr;
     return taken;
 }
 

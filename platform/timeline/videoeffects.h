@@ -3,10 +3,10 @@
 #include "timeline/effect.h"
 
 #include <QRectF>
-#include <QRgb>
 #include <QString>
 
 #include <array>
+#include <cstdint>
 #include <tuple>
 #include <vector>
 
@@ -17,7 +17,7 @@ namespace Effect {
 class ChromaKey final : public Kind<ChromaKey, Id::ChromaKey>
 {
 public:
-    QRgb keyColor = qRgb(0, 255, 0);
+    std::uint32_t keyColor = 0xff00ff00; // ARGB, as QRgb
     int tolerance = 30; // percent
     int noise = 10;
     int edges = 10;
@@ -87,6 +87,8 @@ public:
 
     QString name() const override;
     void setName(QString name) { m_name = std::move(name); }
+    // The preset's name as set; empty for an effect made by hand.
+    const QString &ownName() const noexcept { return m_name; }
 
     auto parameters() const { return std::tie(values, m_name); }
 
@@ -114,6 +116,8 @@ public:
 
     QString name() const override;
     void setName(QString name) { m_name = std::move(name); }
+    // The table's name as set; empty when it has none of its own.
+    const QString &ownName() const noexcept { return m_name; }
 
     auto parameters() const { return std::tie(path, intensity, m_name); }
 

@@ -3,9 +3,9 @@
 #include "applogicexport.h"
 
 #include "Statistics/eventparams.h"
+#include "Statistics/pointerset.h"
 
 #include <QHash>
-#include <QPair>
 #include <QSet>
 #include <QString>
 
@@ -14,7 +14,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "timeline/effect.h"
@@ -81,9 +80,9 @@ public:
     std::size_t photoCount() const noexcept { return m_photo.size(); }
 
 private:
-    std::unordered_set<const Media::File *> m_video;
-    std::unordered_set<const Media::File *> m_audio;
-    std::unordered_set<const Media::File *> m_photo;
+    PointerSet m_video;
+    PointerSet m_audio;
+    PointerSet m_photo;
 };
 
 // How often each effect is used, by report name: the identifier for plain effects, with
@@ -96,20 +95,17 @@ public:
 
     void pick(const Timeline::IClip &clip) override;
 
-    // Report name -> uses. Built on request: the walk itself only bumps integers, so a
-    // timeline of a hundred thousand clips costs no string work per effect.
+    // Report name -> uses. Built on request: the walk itself only bumps integers and notes the
+    // effects whose name depends on their settings; those are looked into here, in one pass
+    // that fetches objects ahead of use, so a long timeline does not wait on memory per effect.
     std::map<std::string, std::uint64_t> counts() const;
     std::uint64_t total() const noexcept { return m_total; }
 
 private:
-    enum Suffix : int { NoSuffix, Loaded, Saved, Preset };
-
     QSet<QString> m_loadedLuts;
     QHash<QString, bool> m_colorPresets;
     std::array<std::uint64_t, Effect::idCount> m_byId{};
-    std::uint64_t m_backgroundQuick = 0;
-    std::uint64_t m_backgroundPrecise = 0;
-    QHash<QPair<QString, int>, std::uint64_t> m_named; // (name, suffix) of tables and presets
+    std::vector<const Effect::Object *> m_lookInto; // background removals, tables, colour presets
     std::uint64_t m_total = 0;
 };
 

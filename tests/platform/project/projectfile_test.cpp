@@ -60,7 +60,7 @@ std::unique_ptr<Object> richProject(const QString &folder)
     first.addEffect(Effect::AudioCompressor{}).attack = MTime::fromMSec(7);
     first.addEffect(Effect::AudioNoiseGate{}).range = -12.5;
     first.addEffect(Effect::AudioMonoChannel{}).source = Effect::AudioMonoChannel::Right;
-    first.addEffect(Effect::ChromaKey{}).keyColor = qRgba(1, 2, 3, 4);
+    first.addEffect(Effect::ChromaKey{}).keyColor = 0x04010203;
     auto &mask = first.addEffect(Effect::Mask{});
     mask.edgeMode = Effect::Mask::Blur;
     mask.highlights.push_back({Effect::MaskShape::Circle, QRectF(0.1, 0.2, 0.3, 0.4), 0.5, 0.25, 0, true});

@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         ChangedParameter{"gate_range", with<AudioNoiseGate>([](auto &e) { e.range = -10; })},
         ChangedParameter{"mono_source", with<AudioMonoChannel>([](auto &e) { e.source = AudioMonoChannel::Left; })},
         ChangedParameter{"chroma_noise", with<ChromaKey>([](auto &e) { e.noise = 11; })},
-        ChangedParameter{"chroma_color", with<ChromaKey>([](auto &e) { e.keyColor = qRgb(0, 0, 255); })},
+        ChangedParameter{"chroma_color", with<ChromaKey>([](auto &e) { e.keyColor = 0xff0000ff; })},
         ChangedParameter{"mask_shape_added", with<Mask>([](auto &e) { e.conceals.emplace_back(); })},
         ChangedParameter{"mask_edge", with<Mask>([](auto &e) { e.edgeMode = Mask::Blur; })},
         ChangedParameter{"crop_side", with<Crop>([](auto &e) { e.bottom = 0.1; })},
