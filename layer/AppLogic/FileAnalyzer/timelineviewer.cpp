@@ -5,31 +5,40 @@
 #include "pubsub/subscriber.h"
 #include "timeline/timeline.h"
 
+#include <QSet>
+
 #include <vector>
 
 namespace FileAnalyzer {
 
-bool TimelineViewer::isFailedClip(const Timeline::IClip &clip, const FileOpenHandler::AnalyzedProduct &product) const
+namespace {
+
+// By path: a clip placed earlier holds its own record of the same file.
+QSet<QString> failedPaths(const FileOpenHandler::AnalyzedProduct &product)
 {
-    const auto &file = clip.file();
-    if (!file)
-        return false;
-    // By path: a clip placed earlier holds its own record of the same file.
-    for (const Media::FilePtr &failed : product.failedFiles) {
-        if (failed == file || failed->path == file->path)
-            return true;
-    }
-    return false;
+    QSet<QString> paths;
+    paths.reserve(static_cast<int>(product.failedFiles.size()));
+    for (const Media::FilePtr &failed : product.failedFiles)
+        paths.insert(failed->path);
+    return paths;
 }
+
+bool isFailedClip(const Timeline::IClip &clip, const QSet<QString> &failed)
+{
+    return clip.file() && failed.contains(clip.file()->path);
+}
+
+} // namespace
 
 bool TimelineViewer::allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &product) const
 {
     if (!m_timeline || product.failedFiles.empty())
         return false;
+    const QSet<QString> failed = failedPaths(product);
     for (int t = 0; t < m_timeline->trackCount(); ++t) {
         const Timeline::ITrack &track = m_timeline->track(t);
         for (std::size_t c = 0; c < track.clipCount(); ++c) {
-            if (isFailedClip(track.clip(c), product))
+            if (isFailedClip(track.clip(c), failed))
                 return true;
         }
     }
@@ -44,11 +53,12 @@ int TimelineViewer::handleFailedFiles(const FileOpenHandler::AnalyzedProduct &pr
     // is left as it is.
     auto *model = dynamic_cast<Timeline::Model *>(m_timeline);
     if (allowed && removeClips && model) {
+        const QSet<QString> failed = failedPaths(product);
         std::vector<Timeline::ClipId> doomed;
         for (int t = 0; t < model->trackCount(); ++t) {
             const Timeline::ITrack &track = model->track(t);
             for (std::size_t c = 0; c < track.clipCount(); ++c) {
-                if (isFailedClip(track.clip(c), product))
+                if (isFailedClip(track.clip(c), failed))
                     doomed.push_back(track.clip(c).id());
             }
         }

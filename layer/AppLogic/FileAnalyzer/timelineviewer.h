@@ -25,8 +25,6 @@ public:
     int handleFailedFiles(const FileOpenHandler::AnalyzedProduct &product, bool removeClips);
 
 private:
-    bool isFailedClip(const Timeline::IClip &clip, const FileOpenHandler::AnalyzedProduct &product) const;
-
     Timeline::ITimeline *m_timeline = nullptr;
 };
 
