@@ -21,6 +21,7 @@
 #include "tracking/generalvanteltracker.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QTemporaryDir>
@@ -69,26 +70,43 @@ std::map<std::string, double> &times()
     return t;
 }
 
-void BM_BareParallelProbe(benchmark::State &state)
+double &pairedOverhead()
 {
-    const QStringList &paths = library().paths;
+    static double overhead = 0;
+    return overhead;
+}
+
+// Probes every file on a pool as wide as the machine, as the analysis does, and nothing else.
+// Returns how many opened.
+int bareParallelProbe(const QStringList &paths)
+{
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
-    for (auto _ : state) {
-        std::atomic<int> opened{0};
-        for (const QString &path : paths) {
-            pool.start(QRunnable::create([path, &opened] {
-                if (Media::probe(path).isOpened())
-                    opened.fetch_add(1);
-            }));
-        }
-        pool.waitForDone();
-        if (opened.load() != fileCount)
-            state.SkipWithError("a file did not open");
+    std::atomic<int> opened{0};
+    for (const QString &path : paths) {
+        pool.start(QRunnable::create([path, &opened] {
+            if (Media::probe(path).isOpened())
+                opened.fetch_add(1);
+        }));
     }
+    pool.waitForDone();
+    return opened.load();
+}
+
+void setRate(benchmark::State &state)
+{
     state.SetItemsProcessed(state.iterations() * fileCount);
     state.counters["files_per_s"] = benchmark::Counter(static_cast<double>(state.iterations() * fileCount),
                                                        benchmark::Counter::kIsRate);
+}
+
+void BM_BareParallelProbe(benchmark::State &state)
+{
+    for (auto _ : state) {
+        if (bareParallelProbe(library().paths) != fileCount)
+            state.SkipWithError("a file did not open");
+    }
+    setRate(state);
 }
 
 class QuietDialogs final : public Dialog::IDialogs
@@ -114,54 +132,100 @@ public:
     QEventLoop loop;
 };
 
+// The intake as the application builds it, with the terminal progress writing to nowhere.
+class Intake
+{
+public:
+    Intake()
+        : devnull(std::fopen("/dev/null", "w"))
+    {
+        Dialog::setDialogs(std::make_shared<QuietDialogs>());
+        Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
+        tracker->addSink(sink);
+        statistics = std::make_unique<Statistics::Controller>(tracker);
+        analyzer = std::make_unique<FileAnalyzer::Controller>();
+        adder = std::make_unique<FileAdder::Controller>();
+        storage = std::make_unique<FileStorage::Controller>(
+            std::make_unique<Vantel::App::LocalFileStorage>(data.filePath(QStringLiteral("storage/index.json"))));
+    }
+    ~Intake()
+    {
+        storage.reset();
+        adder.reset();
+        analyzer.reset();
+        statistics.reset();
+        Dialog::setDialogs(nullptr);
+        Report::setProgressFactory(nullptr);
+        std::fclose(devnull);
+    }
+
+    // Imports the files onto a fresh timeline; true when every one was placed and reported.
+    bool import(const QStringList &paths)
+    {
+        auto project = Project::Object::createNew();
+        FileAnalyzer::setTimeline(&project->timeline());
+        FileAdder::Contexts contexts;
+        contexts.timeline = FileAdder::TimelineContext{&project->timeline(), 0, MTime()};
+        sink->counts.clear();
+        PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
+        done.loop.exec();
+        const bool complete = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
+                              && sink->counts["FILE_ADDED"] == paths.size() && sink->counts["FILE_OPENED"] == paths.size();
+        FileAnalyzer::setTimeline(nullptr);
+        return complete;
+    }
+
+private:
+    QTemporaryDir data;
+    std::FILE *devnull;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{
+        new Vantel::Tracking::GeneralVantelTracker("bench")};
+    std::shared_ptr<CountingSink> sink = std::make_shared<CountingSink>();
+    std::unique_ptr<Statistics::Controller> statistics;
+    std::unique_ptr<FileAnalyzer::Controller> analyzer;
+    std::unique_ptr<FileAdder::Controller> adder;
+    std::unique_ptr<FileStorage::Controller> storage;
+    Done done;
+};
+
 void BM_ImportThroughLayer(benchmark::State &state)
 {
-    const QStringList &paths = library().paths;
-    QTemporaryDir data;
-    std::FILE *devnull = std::fopen("/dev/null", "w");
-    Dialog::setDialogs(std::make_shared<QuietDialogs>());
-    Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(new Vantel::Tracking::GeneralVantelTracker("bench"));
-    auto sink = std::make_shared<CountingSink>();
-    tracker->addSink(sink);
-    {
-        Statistics::Controller statistics(tracker);
-        FileAnalyzer::Controller analyzer;
-        FileAdder::Controller adder;
-        FileStorage::Controller storage(
-            std::make_unique<Vantel::App::LocalFileStorage>(data.filePath(QStringLiteral("storage/index.json"))));
-        Done done;
-        for (auto _ : state) {
-            state.PauseTiming();
-            auto project = Project::Object::createNew();
-            FileAnalyzer::setTimeline(&project->timeline());
-            FileAdder::Contexts contexts;
-            contexts.timeline = FileAdder::TimelineContext{&project->timeline(), 0, MTime()};
-            sink->counts.clear();
-            state.ResumeTiming();
-
-            PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
-            done.loop.exec();
-
-            state.PauseTiming();
-            if (project->timeline().track(0).clipCount() != static_cast<std::size_t>(fileCount)
-                || sink->counts["FILE_ADDED"] != fileCount || sink->counts["FILE_OPENED"] != fileCount)
-                state.SkipWithError("not every file was placed and reported");
-            FileAnalyzer::setTimeline(nullptr);
-            project.reset();
-            state.ResumeTiming();
-        }
+    Intake intake;
+    for (auto _ : state) {
+        if (!intake.import(library().paths))
+            state.SkipWithError("not every file was placed and reported");
     }
-    Dialog::setDialogs(nullptr);
-    Report::setProgressFactory(nullptr);
-    std::fclose(devnull);
-    state.SetItemsProcessed(state.iterations() * fileCount);
-    state.counters["files_per_s"] = benchmark::Counter(static_cast<double>(state.iterations() * fileCount),
-                                                       benchmark::Counter::kIsRate);
+    setRate(state);
+}
+
+// Both, one right after the other in every round, so a load that comes and goes on the machine
+// weighs on both alike; the time reported is the layer's, the counter the overhead over the bare
+// probe summed over all rounds.
+void BM_ImportBesideBareProbe(benchmark::State &state)
+{
+    Intake intake;
+    double bareSeconds = 0;
+    double layerSeconds = 0;
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        if (bareParallelProbe(library().paths) != fileCount)
+            state.SkipWithError("a file did not open");
+        bareSeconds += clock.nsecsElapsed() / 1e9;
+        clock.restart();
+        if (!intake.import(library().paths))
+            state.SkipWithError("not every file was placed and reported");
+        const double layer = clock.nsecsElapsed() / 1e9;
+        layerSeconds += layer;
+        state.SetIterationTime(layer);
+    }
+    state.counters["overhead_pct"] = bareSeconds > 0 ? (layerSeconds / bareSeconds - 1.0) * 100.0 : 0.0;
+    setRate(state);
 }
 
 BENCHMARK(BM_BareParallelProbe)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
 BENCHMARK(BM_ImportThroughLayer)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
+BENCHMARK(BM_ImportBesideBareProbe)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(10);
 
 class TimeReporter : public benchmark::ConsoleReporter
 {
@@ -169,8 +233,12 @@ public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
         for (const Run &run : runs) {
-            if (!run.error_occurred)
-                times()[run.run_name.function_name] = run.GetAdjustedRealTime();
+            if (run.error_occurred)
+                continue;
+            times()[run.run_name.function_name] = run.GetAdjustedRealTime();
+            const auto overhead = run.counters.find("overhead_pct");
+            if (overhead != run.counters.end())
+                pairedOverhead() = overhead->second.value;
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -193,6 +261,8 @@ int main(int argc, char **argv)
                     fileCount, bare, fileCount * 1000.0 / bare, layer, fileCount * 1000.0 / layer,
                     (layer / bare - 1.0) * 100.0);
     }
+    if (times().count("BM_ImportBesideBareProbe"))
+        std::printf("layer overhead, rounds side by side: %+.1f%%\n", pairedOverhead());
     benchmark::Shutdown();
     return 0;
 }
