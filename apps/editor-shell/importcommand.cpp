@@ -59,6 +59,8 @@ const QCommandLineOption sourceOption(QStringLiteral("source"),
 const QCommandLineOption trackOption(QStringLiteral("track"),
                                      QStringLiteral("Timeline track to place on; default the first video track."),
                                      QStringLiteral("N"));
+const QCommandLineOption allOption(QStringLiteral("all"),
+                                   QStringLiteral("List every file in the report, not the first ones of each list."));
 const QCommandLineOption atOption(QStringLiteral("at"),
                                   QStringLiteral("Timeline position in seconds; default the end of the track."),
                                   QStringLiteral("SECONDS"));
@@ -177,7 +179,10 @@ QString describe(const Media::File &file)
 {
     QStringList parts;
     for (const Media::VideoTrack &v : file.videoTracks) {
-        QString text = QStringLiteral("%1 %2").arg(codecName(v.codecId), Format::videoResolution(v.frameSize));
+        // A still JPEG is MJPEG to the decoder, but a JPEG to everybody else.
+        const QString codec = v.stillImage && v.codecId == QLatin1String("CODEC_ID_MJPEG") ? QStringLiteral("JPEG")
+                                                                                          : codecName(v.codecId);
+        QString text = QStringLiteral("%1 %2").arg(codec, Format::videoResolution(v.frameSize));
         if (v.stillImage)
             text += QStringLiteral(" picture");
         else
@@ -199,6 +204,22 @@ QString describe(const Media::File &file)
 QString name(const QString &path)
 {
     return QFileInfo(path).fileName();
+}
+
+// A folder of thousands makes lists nobody reads; the report shows the first lines of each and
+// counts the rest, unless asked for all.
+constexpr int listedLines = 30;
+
+void printLines(Context &context, const QStringList &lines)
+{
+    const bool all = context.parser.isSet(allOption);
+    for (int i = 0; i < lines.size(); ++i) {
+        if (!all && i == listedLines) {
+            context.out << "  ... and " << lines.size() - listedLines << " more (--all lists them)\n";
+            return;
+        }
+        context.out << "  " << lines[i] << '\n';
+    }
 }
 
 int firstVideoTrack(Timeline::Model &timeline)
@@ -262,19 +283,17 @@ bool saveProject(Context &context, const QString &path)
 
 void printPlaced(Context &context, const Timeline::Model &timeline, int track, const FileAnalyzer::MediaFiles &opened)
 {
-    const Timeline::Track &t = timeline.track(track);
-    int placed = 0;
-    for (const auto &clip : t.clips()) {
-        if (std::find(opened.begin(), opened.end(), clip->file()) != opened.end())
-            ++placed;
-    }
-    context.out << "On the timeline, track " << track << ": " << placed << " new clip" << (placed == 1 ? "" : "s") << '\n';
-    for (const auto &clip : t.clips()) {
+    QStringList lines;
+    for (const auto &clip : timeline.track(track).clips()) {
         if (std::find(opened.begin(), opened.end(), clip->file()) == opened.end())
             continue;
-        context.out << "  " << clip->position().toClockString() << "  +" << clip->duration().toClockString() << "  "
-                    << name(clip->file()->path) << "  (" << describe(*clip->file()) << ")\n";
+        lines << QStringLiteral("%1  +%2  %3  (%4)")
+                     .arg(clip->position().toClockString(), clip->duration().toClockString(), name(clip->file()->path),
+                          describe(*clip->file()));
     }
+    context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip" << (lines.size() == 1 ? "" : "s")
+                << '\n';
+    printLines(context, lines);
 }
 
 int run(Context &context)
@@ -385,13 +404,17 @@ int run(Context &context)
         if (to == QLatin1String("collection")) {
             context.out << "In the collection: " << watch.collectionAdded << " new of " << watch.collectionOffered
                         << " opened (" << project.userFiles().count() << " in all)\n";
+            QStringList lines;
             for (const Media::FilePtr &file : object->opened())
-                context.out << "  " << name(file->path) << "  (" << describe(*file) << ")\n";
+                lines << QStringLiteral("%1  (%2)").arg(name(file->path), describe(*file));
+            printLines(context, lines);
         }
         if (!object->failed().empty()) {
             context.out << "Failed: " << object->failed().size() << '\n';
+            QStringList lines;
             for (const Media::FilePtr &file : object->failed())
-                context.out << "  " << name(file->path) << ": " << file->error << '\n';
+                lines << name(file->path) + QStringLiteral(": ") + file->error;
+            printLines(context, lines);
         }
     }
     if (to == QLatin1String("transition")) {
@@ -402,15 +425,17 @@ int run(Context &context)
     }
     if (!watch.packages.isEmpty()) {
         context.out << "Handed to the package installer: " << watch.packages.size() << '\n';
+        QStringList lines;
         for (const QString &p : watch.packages)
-            context.out << "  " << name(p) << '\n';
+            lines << name(p);
+        printLines(context, lines);
     }
     if (!skipped.isEmpty()) {
         context.out << "Not media, left out: " << skipped.size() << '\n';
-        for (int i = 0; i < skipped.size() && i < 20; ++i)
-            context.out << "  " << name(skipped[i]) << '\n';
-        if (skipped.size() > 20)
-            context.out << "  ... and " << skipped.size() - 20 << " more\n";
+        QStringList lines;
+        for (const QString &p : skipped)
+            lines << name(p);
+        printLines(context, lines);
     }
 
     int status = 0;
@@ -443,13 +468,14 @@ Command importCommand()
 {
     return {"import",
             "import FILE|FOLDER... [--project PROJECT] [--to timeline|collection|transition] [--source N] "
-            "[--track N] [--at SECONDS]  add files as the editor's import does",
+            "[--track N] [--at SECONDS] [--all]  add files as the editor's import does",
             [](QCommandLineParser &parser) {
                 parser.addOption(projectOption);
                 parser.addOption(toOption);
                 parser.addOption(sourceOption);
                 parser.addOption(trackOption);
                 parser.addOption(atOption);
+                parser.addOption(allOption);
             },
             run};
 }
