@@ -606,10 +606,40 @@ QJsonObject writeClip(const Timeline::IClip &clip, const std::unordered_map<cons
     return o;
 }
 
+// Where the top-level value ends (one past its closing brace or bracket), or -1 when it does
+// not end. Only braces, brackets and strings are followed; the parser judges the rest.
+int endOfTopLevelValue(const QByteArray &bytes)
+{
+    int depth = 0;
+    bool inString = false;
+    for (int i = 0; i < bytes.size(); ++i) {
+        const char c = bytes.at(i);
+        if (inString) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '{' || c == '[') {
+            ++depth;
+        } else if (c == '}' || c == ']') {
+            if (--depth == 0)
+                return i + 1;
+        }
+    }
+    return -1;
+}
+
 QJsonDocument parseDocument(const QByteArray &bytes)
 {
     if (bytes.trimmed().isEmpty())
         fail({}, QStringLiteral("the file is empty"));
+    // Qt's parser leaks what it built when a complete document is followed by more text, so
+    // that case is caught here first.
+    const int end = endOfTopLevelValue(bytes);
+    if (end > 0 && !bytes.mid(end).trimmed().isEmpty())
+        fail({}, QStringLiteral("not a project file (more text after the document at byte %1)").arg(end));
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError)

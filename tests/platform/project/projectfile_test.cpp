@@ -193,6 +193,7 @@ INSTANTIATE_TEST_SUITE_P(
         DamagedFile{"not_json", "\x89PNG\r\n", "not a project file"},
         DamagedFile{"truncated", "{" HEADER ", \"tracks\": [", "not a project file"},
         DamagedFile{"array_at_top", "[1, 2]", "no top-level object"},
+        DamagedFile{"text_after_the_document", "{" HEADER "}\n{\"x\": \"}\"}", "more text after the document at byte 42"},
         DamagedFile{"foreign_json", R"({"name": "package", "version": "1.0"})", "not a project file"},
         DamagedFile{"newer_version", R"({"format": "editor-project", "version": 2})", "version 2 is not supported"},
         DamagedFile{"unknown_track", "{" HEADER R"(, "tracks": [{"type": "hologram"}]})", "tracks[0].type: \"hologram\""},
