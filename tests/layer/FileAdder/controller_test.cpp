@@ -4,12 +4,14 @@
 #include "timeline/transition.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -262,6 +264,34 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_d
     EXPECT_EQ(h.dialogs->questionCount(), 0) << "no clip of a failed file to offer for removal";
     // Every media path went to the storage as media.
     EXPECT_EQ(h.storageService->files().size(), 5u);
+}
+
+TEST_F(FileAdderTest, files_that_are_not_media_inside_end_as_failed_and_nothing_waits_on_them)
+{
+    QFile good(sample("h264_aac.mp4"));
+    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
+    const QByteArray mp4 = good.readAll();
+    QByteArray noise(64 * 1024, Qt::Uninitialized);
+    for (int i = 0; i < noise.size(); ++i)
+        noise[i] = static_cast<char>((i * 7919 + 13) % 251);
+    QDir(dir.path()).mkdir(QStringLiteral("a folder.mov"));
+    const QString fifo = dir.filePath(QStringLiteral("pipe.mp4"));
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const QStringList files{write(QStringLiteral("empty.mp4"), {}),
+                            write(QStringLiteral("cut.mp4"), mp4.left(mp4.size() / 3)),
+                            write(QStringLiteral("noise.mkv"), noise),
+                            dir.filePath(QStringLiteral("a folder.mov")),
+                            dir.filePath(QStringLiteral("missing.mp3")),
+                            fifo};
+    h.add(files, Asrc::ImportButton, h.timelineContext());
+    ASSERT_EQ(onlyResult().files, files);
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_TRUE(h.timelinePaths().empty());
+    ASSERT_EQ(h.recorder.statuses.back().second, Object::Status::Finished);
+    ASSERT_EQ(h.dialogs->shown.size(), 1u);
+    for (const QString &path : files)
+        EXPECT_TRUE(h.dialogs->shown[0].details.contains(QFileInfo(path).fileName())) << path.toStdString();
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 0);
 }
 
 TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_time)
