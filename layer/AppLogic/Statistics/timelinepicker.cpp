@@ -22,9 +22,11 @@ void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
         const Timeline::ITrack &track = timeline.track(t);
         for (std::size_t c = 0, clips = track.clipCount(); c < clips; ++c) {
             if (c + ahead < clips) {
-                const char *next = reinterpret_cast<const char *>(&track.clip(c + ahead));
-                __builtin_prefetch(next);
-                __builtin_prefetch(next + 64);
+                // Addresses as integers: a prefetch never faults, and the second line may lie
+                // past a small clip object, where pointer arithmetic may not go.
+                const auto next = reinterpret_cast<std::uintptr_t>(&track.clip(c + ahead));
+                __builtin_prefetch(reinterpret_cast<const void *>(next));
+                __builtin_prefetch(reinterpret_cast<const void *>(next + 64));
             }
             const Timeline::IClip &clip = track.clip(c);
             for (const auto &picker : pickers)
