@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # The main job: builds editor-shell and drives the layer end to end on the bundled defaults, in a
-# data folder of its own (build/demo-data), then shows the usage events the run stored.
+# data folder of its own (build/demo-data), then shows the usage events stored there. Without
+# arguments it imports the bundled sample media into a demo project; with arguments it runs them
+# as a shell command line instead.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -8,5 +10,9 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build --target editor-shell
 shell=build/apps/editor-shell/editor-shell
 data=build/demo-data
+if [ $# -eq 0 ]; then
+  # The bundled sample media (one of them broken on purpose) onto a new project's timeline.
+  set -- --yes import resources/samples --project "$data/demo.edproj"
+fi
 "$shell" --data-dir "$data" "$@"
-"$shell" --data-dir "$data" events
+"$shell" --data-dir "$data" events --limit 40
