@@ -146,15 +146,17 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
                 ++byId[static_cast<int>(Effect::Id::BackgroundRemove)];
             continue;
         }
+        // The name as stored, by reference: a copy would write to every name's shared block.
+        const auto *lut = Effect::as<Effect::Lut>(effect);
+        const QString &ownName = lut ? lut->ownName() : static_cast<const Effect::ManualEnhance &>(effect).ownName();
         std::vector<NamedUse> &uses = named[effect.uniqueId()];
-        const QString name = effect.name();
         const auto use = std::find_if(uses.begin(), uses.end(), [&](const NamedUse &u) {
-            return u.kind == effect.id() && u.name == name;
+            return u.kind == effect.id() && u.name == ownName;
         });
         if (use != uses.end())
             ++use->count;
         else
-            uses.push_back({effect.id(), name, 1});
+            uses.push_back({effect.id(), ownName, 1});
     }
 
     std::map<std::string, std::uint64_t> counts;
@@ -177,7 +179,9 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
                 const auto preset = m_colorPresets.constFind(id);
                 suffix = preset == m_colorPresets.constEnd() ? "" : *preset ? "_saved" : "_preset";
             }
-            counts[utf8(use.name) + suffix] += use.count;
+            // A table or preset without a name of its own is reported by its kind.
+            const std::string name = use.name.isEmpty() ? std::string(Effect::idText(use.kind)) : utf8(use.name);
+            counts[name + suffix] += use.count;
         }
     }
     return counts;
