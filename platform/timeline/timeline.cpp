@@ -177,6 +177,24 @@ Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
     return adopt(track, std::move(clip));
 }
 
+int Model::fileUses(const Media::File &file) const
+{
+    int uses = m_failedUses.value(file.path);
+    for (const auto &track : m_tracks) {
+        for (std::size_t c = 0; c < track->clipCount(); ++c) {
+            const auto &clipFile = track->clip(c).file();
+            if (clipFile && (clipFile.get() == &file || clipFile->path == file.path))
+                ++uses;
+        }
+    }
+    return uses;
+}
+
+void Model::noteFailedFile(const Media::File &file)
+{
+    ++m_failedUses[file.path];
+}
+
 bool Model::removeClip(ClipId id)
 {
     const int index = trackOf(id);

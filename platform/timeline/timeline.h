@@ -4,6 +4,9 @@
 #include "timeline/track.h"
 #include "timeline/transition.h"
 
+#include <QHash>
+#include <QString>
+
 #include <memory>
 #include <unordered_map>
 #include <vector>
@@ -34,6 +37,11 @@ public:
     // True when a video track has empty time before its first clip or between two clips.
     virtual bool hasGaps() const noexcept = 0;
     virtual const IClip *findClip(ClipId id) const noexcept = 0;
+
+    // How often the file (by path) was brought to this timeline: every clip made from it, and
+    // every time it came and failed analysis. A file's analysis is reported on its first use
+    // only, so a failed file counts as much as a placed one.
+    virtual int fileUses(const Media::File &file) const = 0;
 };
 
 class Model final : public ITimeline
@@ -57,6 +65,9 @@ public:
     bool hasGaps() const noexcept override;
     const Clip *findClip(ClipId id) const noexcept override;
     Clip *findClip(ClipId id) noexcept;
+    int fileUses(const Media::File &file) const override;
+    // The file was brought to the timeline but could not be placed because analysis failed.
+    void noteFailedFile(const Media::File &file);
 
     Track &addTrack(TrackType type);
     // Throws std::out_of_range for an index past the end.
@@ -94,6 +105,7 @@ private:
     std::vector<std::unique_ptr<Track>> m_tracks;
     std::vector<std::unique_ptr<Transition::Object>> m_transitions;
     std::unordered_map<ClipId, Clip *> m_clipsById;
+    QHash<QString, int> m_failedUses;
     ClipId m_nextId = 1;
 };
 

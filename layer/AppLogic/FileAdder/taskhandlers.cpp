@@ -26,14 +26,10 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
     Timeline::Model *timeline = m_context.timeline;
     if (!timeline)
         return;
-    // Every analysed file is reported, the opened ones and the failed ones alike, and the report
-    // itself asks the timeline how many clips are made from the file: only a file on its first
-    // use there is told. An opened file is reported right after it is placed, so it tells
-    // "FILE_OPENED" once, even when one request brings the same file several times, and a file
-    // brought again later stays quiet. A failed file is never placed: it tells "FILE_FAILED" only
-    // while one clip of it stands on the timeline already (a placed file that broke since and was
-    // brought in again); a failed file that never reached the timeline is told to the user by the
-    // analysis, not to the statistics.
+    // Every analysed file is reported once it has reached the timeline: an opened file right
+    // after it is placed, a failed one after the timeline noted that it came. The report asks
+    // the timeline how often the file came there and speaks on the first time only, so a file
+    // brought twice in one request, or again later, tells its outcome once.
     Statistics::IStatistics *statistics = Statistics::statistics();
     Statistics::IFilesStatistics *files = statistics ? statistics->filesStatistics() : nullptr;
     MTime position = m_context.position;
@@ -47,8 +43,9 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
         if (files)
             files->fileAnalyzed(*file, *timeline);
     }
-    if (files) {
-        for (const Media::FilePtr &file : failed)
+    for (const Media::FilePtr &file : failed) {
+        timeline->noteFailedFile(*file);
+        if (files)
             files->fileAnalyzed(*file, *timeline);
     }
 }

@@ -97,20 +97,6 @@ QString audioCodecText(const Media::File &file)
     return codecText(file.audioTracks, file, &Media::CodecConfig::IsAudioCodec);
 }
 
-int clipsMadeFrom(const Timeline::ITimeline &timeline, const Media::File &file)
-{
-    int count = 0;
-    for (int t = 0; t < timeline.trackCount(); ++t) {
-        const Timeline::ITrack &track = timeline.track(t);
-        for (std::size_t c = 0; c < track.clipCount(); ++c) {
-            const auto &clipFile = track.clip(c).file();
-            if (clipFile && (clipFile.get() == &file || clipFile->path == file.path))
-                ++count;
-        }
-    }
-    return count;
-}
-
 IFilesStatistics::~IFilesStatistics() = default;
 
 FilesStatistics::FilesStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
@@ -129,7 +115,8 @@ void FilesStatistics::fileAdded(const QString &path, AddingMethod method, int fi
 
 void FilesStatistics::fileAnalyzed(const Media::File &file, const Timeline::ITimeline &timeline)
 {
-    if (clipsMadeFrom(timeline, file) != 1)
+    // The analysis outcome is told on the file's first use on this timeline, never again.
+    if (timeline.fileUses(file) != 1)
         return;
     if (file.isFailed())
         fileFailed(file);

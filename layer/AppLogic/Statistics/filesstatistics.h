@@ -65,10 +65,6 @@ APPLOGIC_EXPORT const char *unsupportedCodecInfoDialogActionText(UnsupportedCode
 // picture is reported as "CODEC_ID_JPEG".
 APPLOGIC_EXPORT QString videoCodecText(const Media::File &file);
 APPLOGIC_EXPORT QString audioCodecText(const Media::File &file);
-// How many clips of the timeline are made from the file (by path). The analysis outcome of a
-// file is reported only while this is exactly 1: on its first use, never again for later ones.
-APPLOGIC_EXPORT int clipsMadeFrom(const Timeline::ITimeline &timeline, const Media::File &file);
-
 class APPLOGIC_EXPORT IFilesStatistics
 {
 public:

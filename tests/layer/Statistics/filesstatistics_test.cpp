@@ -176,7 +176,7 @@ TEST_F(Reporters, the_outcome_is_told_only_on_the_first_use_on_the_timeline)
     for (int uses : {0, 1, 2, 3}) {
         sink->events.clear();
         const auto timeline = timelineUsing(file, uses);
-        EXPECT_EQ(Statistics::clipsMadeFrom(*timeline, *file), uses);
+        EXPECT_EQ(timeline->fileUses(*file), uses);
         files.fileAnalyzed(*file, *timeline);
         EXPECT_EQ(sink->events.size(), uses == 1 ? 1u : 0u) << uses << " uses";
     }

@@ -177,6 +177,21 @@ TEST_F(TimelineModel, removing_a_track_forgets_its_clips)
     EXPECT_EQ(timeline.trackCount(TrackType::Audio), 1);
 }
 
+TEST_F(TimelineModel, file_uses_count_clips_by_path_and_failed_arrivals)
+{
+    const auto file = video("/media/a.mp4", 1000);
+    EXPECT_EQ(timeline.fileUses(*file), 0);
+    const Clip &first = timeline.insertClip(0, MTime(), file);
+    // Another analysis of the same path is another object; it is still the same file.
+    timeline.insertClip(1, MTime(), video("/media/a.mp4", 1000));
+    EXPECT_EQ(timeline.fileUses(*file), 2);
+    timeline.noteFailedFile(*video("/media/a.mp4", 0));
+    EXPECT_EQ(timeline.fileUses(*file), 3);
+    timeline.removeClip(first.id());
+    EXPECT_EQ(timeline.fileUses(*file), 2);
+    EXPECT_EQ(timeline.fileUses(*video("/media/b.mp4", 1000)), 0);
+}
+
 TEST(TransitionSound, comes_from_audio_resources_or_video_files_with_sound)
 {
     Transition::Object transition(Transition::Id::ShaderISF);
