@@ -8,9 +8,11 @@
 #include "Statistics/eventparams.h"
 
 #include "pubsub/subscriber.h"
+#include "tracking/eventstore.h"
 #include "tracking/generalvanteltracker.h"
 
 #include <QString>
+#include <QTemporaryDir>
 
 #include <benchmark/benchmark.h>
 
@@ -37,12 +39,8 @@ public:
     std::vector<Vantel::Tracking::TrackedEvent> kept;
 };
 
-void BM_InteractionToTracker(benchmark::State &state)
+Statistics::InteractionNotification fiveParameterInteraction()
 {
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(
-        new Vantel::Tracking::GeneralVantelTracker("bench"));
-    tracker->addSink(std::make_shared<HandOffSink>());
-    Statistics::Controller controller(tracker);
     Statistics::InteractionNotification n(QStringLiteral("TRANSITION_SETTINGS_CHANGED"),
                                           QStringLiteral("context_menu"));
     n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Cross fade"));
@@ -50,8 +48,32 @@ void BM_InteractionToTracker(benchmark::State &state)
     n.parameters.insert(QStringLiteral("ALL_CLIPS"), QStringLiteral("false"));
     n.parameters.insert(QStringLiteral("TRACK"), QStringLiteral("2"));
     n.parameters.insert(QStringLiteral("SOURCE"), QStringLiteral("collection"));
+    return n;
+}
+
+void publishInteractions(benchmark::State &state, std::shared_ptr<Vantel::Tracking::IEventSink> sink)
+{
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(
+        new Vantel::Tracking::GeneralVantelTracker("4a1c2e9f-5b7d-4e38-9c61-0d2f8a7b3e15"));
+    tracker->addSink(std::move(sink));
+    Statistics::Controller controller(tracker);
+    const Statistics::InteractionNotification n = fiveParameterInteraction();
     for (auto _ : state)
         PubSub::publish(n);
+}
+
+void BM_InteractionToTracker(benchmark::State &state)
+{
+    publishInteractions(state, std::make_shared<HandOffSink>());
+}
+
+// The same into the real store: what the editor's thread pays for a durable event.
+void BM_InteractionToEventStore(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    auto store = std::make_shared<Vantel::Tracking::EventStore>(dir.filePath(QStringLiteral("events.sqlite")));
+    publishInteractions(state, store);
+    store->flush();
 }
 
 void BM_EventMapToChars(benchmark::State &state)
@@ -97,6 +119,7 @@ void BM_EventMapQStringArg(benchmark::State &state)
 } // namespace
 
 BENCHMARK(BM_InteractionToTracker);
+BENCHMARK(BM_InteractionToEventStore);
 BENCHMARK(BM_EventMapToChars);
 BENCHMARK(BM_EventMapQStringArg);
 BENCHMARK_MAIN();

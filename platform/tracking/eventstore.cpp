@@ -22,6 +22,7 @@
 #include <functional>
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -306,13 +307,66 @@ bool paramsFromJson(const QByteArray &json, std::map<std::string, std::string> &
     return true;
 }
 
+namespace {
+
+// Events waiting for the writer, already in their stored form: every text of every event in one
+// buffer. The sending thread encodes its event and appends it; the writer takes the whole
+// buffer. So the hand-off costs no allocation per event, and nothing allocated on one thread is
+// freed on the other (which glibc makes the allocating thread pay for).
+struct PendingEvents
+{
+    struct Row
+    {
+        std::size_t begin;
+        std::uint32_t nameSize;
+        std::uint32_t paramsSize;
+        std::uint32_t sessionSize;
+        qint64 timeMs;
+
+        std::string_view name(const std::string &text) const { return {text.data() + begin, nameSize}; }
+        std::string_view params(const std::string &text) const
+        {
+            return {text.data() + begin + nameSize, paramsSize};
+        }
+        std::string_view session(const std::string &text) const
+        {
+            return {text.data() + begin + nameSize + paramsSize, sessionSize};
+        }
+    };
+
+    std::string text;
+    std::vector<Row> rows;
+
+    std::size_t size() const noexcept { return rows.size(); }
+    bool empty() const noexcept { return rows.empty(); }
+    void clear() noexcept
+    {
+        text.clear();
+        rows.clear();
+    }
+    void swap(PendingEvents &other) noexcept
+    {
+        text.swap(other.text);
+        rows.swap(other.rows);
+    }
+    void append(const TrackedEvent &event, std::string_view params)
+    {
+        rows.push_back(Row{text.size(), static_cast<std::uint32_t>(event.name.size()),
+                           static_cast<std::uint32_t>(params.size()),
+                           static_cast<std::uint32_t>(event.session.size()), event.timeMs});
+        text.append(event.name).append(params).append(event.session);
+    }
+};
+
+} // namespace
+
 class EventStore::Impl
 {
 public:
     Impl(QString path, const Limits &limits);
     ~Impl();
 
-    void consume(TrackedEvent &&event);
+    void consume(const TrackedEvent &event);
     void flush();
     void setEnabled(bool enabled);
     Database openForReading() const;
@@ -328,8 +382,8 @@ private:
     void open();
     void close();
     void prepareStatements();
-    void writeBatch(const std::vector<TrackedEvent> &events, std::size_t begin, std::size_t end);
-    void insertBatch(const std::vector<TrackedEvent> &events, std::size_t begin);
+    void writeBatch(const PendingEvents &events, std::size_t begin, std::size_t end);
+    void insertBatch(const PendingEvents &events, std::size_t begin, std::size_t end);
     void rollback();
     void setMeta(const char *key, qint64 value);
     qint64 prune(qint64 rows);
@@ -342,7 +396,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_wake;
     std::condition_variable m_settled;
-    std::vector<TrackedEvent> m_queue;
+    PendingEvents m_queue;
     std::vector<std::function<void()>> m_tasks;
     quint64 m_accepted = 0;
     quint64 m_settledEvents = 0;
@@ -356,8 +410,6 @@ private:
     Database m_db;
     Statement m_begin, m_commit, m_insert, m_insertMany, m_pruneOldest, m_pruneAge, m_setMeta,
         m_liveBytes;
-    std::string m_paramsText;
-    std::vector<std::size_t> m_paramsEnds;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
     std::thread m_thread;
@@ -454,8 +506,14 @@ void EventStore::Impl::prepareStatements()
                                 "FROM pragma_page_count, pragma_freelist_count, pragma_page_size");
 }
 
-void EventStore::Impl::consume(TrackedEvent &&event)
+void EventStore::Impl::consume(const TrackedEvent &event)
 {
+    // Encoded before the lock is taken, into this thread's own buffer, so the writer is held up
+    // by a copy of bytes only.
+    thread_local std::string params;
+    params.clear();
+    appendJsonObject(params, event.params);
+
     bool wakeWriter = false;
     bool overflow = false;
     {
@@ -464,7 +522,7 @@ void EventStore::Impl::consume(TrackedEvent &&event)
             overflow = !std::exchange(m_overflowReported, true);
             dropped.fetch_add(1, std::memory_order_relaxed);
         } else {
-            m_queue.push_back(std::move(event));
+            m_queue.append(event, params);
             ++m_accepted;
             // The writer needs a nudge to start its interval and to cut a full batch; in between
             // it is not disturbed.
@@ -549,7 +607,7 @@ void EventStore::Impl::applyEnabled(bool on)
 void EventStore::Impl::run()
 {
     setThreadName();
-    std::vector<TrackedEvent> batch;
+    PendingEvents batch;
     std::vector<std::function<void()>> tasks;
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
@@ -568,7 +626,7 @@ void EventStore::Impl::run()
         for (std::size_t begin = 0; begin < batch.size(); begin += BatchSize)
             writeBatch(batch, begin, std::min(batch.size(), begin + BatchSize));
         const std::size_t written = batch.size();
-        // Freed here rather than on the main thread, and the capacity goes back to the queue.
+        // Kept with its capacity: the next swap hands it back to the queue.
         batch.clear();
         for (auto &task : tasks)
             task();
@@ -584,27 +642,19 @@ void EventStore::Impl::run()
     }
 }
 
-void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
-                                  std::size_t begin,
-                                  std::size_t end)
+void EventStore::Impl::writeBatch(const PendingEvents &events, std::size_t begin, std::size_t end)
 {
     const qint64 count = static_cast<qint64>(end - begin);
-    // Serialised before the transaction, so the write lock is held for the inserts only; into
-    // one buffer, reused from batch to batch.
-    m_paramsText.clear();
-    m_paramsEnds.clear();
     qint64 bytes = 0;
     for (std::size_t i = begin; i < end; ++i) {
-        appendJsonObject(m_paramsText, events[i].params);
-        m_paramsEnds.push_back(m_paramsText.size());
-        bytes += static_cast<qint64>(events[i].name.size() + events[i].session.size()) + RowOverhead;
+        const PendingEvents::Row &row = events.rows[i];
+        bytes += static_cast<qint64>(row.nameSize) + row.paramsSize + row.sessionSize + RowOverhead;
     }
-    bytes += static_cast<qint64>(m_paramsText.size());
     for (int attempt = 0;; ++attempt) {
         try {
             if (!m_db)
                 throw SqliteError(SQLITE_CANTOPEN, "the database is not open");
-            insertBatch(events, begin);
+            insertBatch(events, begin, end);
             return;
         } catch (const SqliteError &e) {
             rollback();
@@ -622,30 +672,31 @@ void EventStore::Impl::writeBatch(const std::vector<TrackedEvent> &events,
     }
 }
 
-void EventStore::Impl::insertBatch(const std::vector<TrackedEvent> &events, std::size_t begin)
+void EventStore::Impl::insertBatch(const PendingEvents &events, std::size_t begin, std::size_t end)
 {
     m_begin.run();
-    const std::size_t count = m_paramsEnds.size();
-    std::size_t i = 0;
+    std::size_t i = begin;
     const auto bindRow = [&](Statement &statement, int row) {
-        const TrackedEvent &event = events[begin + i];
-        const std::size_t start = i == 0 ? 0 : m_paramsEnds[i - 1];
-        statement.bind(row * 4 + 1, event.name);
-        statement.bind(row * 4 + 2, m_paramsText.data() + start, m_paramsEnds[i] - start);
+        const PendingEvents::Row &event = events.rows[i];
+        const std::string_view name = event.name(events.text);
+        const std::string_view params = event.params(events.text);
+        const std::string_view session = event.session(events.text);
+        statement.bind(row * 4 + 1, name.data(), name.size());
+        statement.bind(row * 4 + 2, params.data(), params.size());
         statement.bind(row * 4 + 3, static_cast<qint64>(event.timeMs));
-        statement.bind(row * 4 + 4, event.session);
+        statement.bind(row * 4 + 4, session.data(), session.size());
         ++i;
     };
-    while (count - i >= static_cast<std::size_t>(RowsPerInsert)) {
+    while (end - i >= static_cast<std::size_t>(RowsPerInsert)) {
         for (int row = 0; row < RowsPerInsert; ++row)
             bindRow(m_insertMany, row);
         m_insertMany.run();
     }
-    while (i < count) {
+    while (i < end) {
         bindRow(m_insert, 0);
         m_insert.run();
     }
-    const qint64 rows = m_rows + static_cast<qint64>(m_paramsEnds.size());
+    const qint64 rows = m_rows + static_cast<qint64>(end - begin);
     const qint64 pruned = rows - prune(rows);
     const qint64 total = dropped.load() + pruned;
     if (total != m_persistedDropped)
@@ -775,16 +826,8 @@ EventStore::~EventStore() = default;
 
 void EventStore::consume(const TrackedEvent &event)
 {
-    if (!d->enabled.load(std::memory_order_relaxed))
-        return;
-    // Copied before the queue's lock is taken, so the writer is held up by a move only.
-    d->consume(TrackedEvent(event));
-}
-
-void EventStore::consume(TrackedEvent &&event)
-{
     if (d->enabled.load(std::memory_order_relaxed))
-        d->consume(std::move(event));
+        d->consume(event);
 }
 
 void EventStore::flush()

@@ -39,8 +39,9 @@ struct StoredEvent
 };
 
 // The durable home of every usage event: one SQLite database (WAL) that the shell can read back.
-// consume() runs on the main thread and only queues a copy; a writer thread owned by the store
-// commits the queue in batches, so the main thread never waits for the disk. Everything accepted
+// consume() runs on the main thread and only appends the event's stored form to a queue; a
+// writer thread owned by the store commits the queue in batches, so the main thread never waits
+// for the disk. Everything accepted
 // is on disk after flush() or destruction; a process killed outright loses at most the events of
 // the last ~50 ms. Readers (events(), count()) use their own connection and may run on any thread.
 class EventStore : public IEventSink
@@ -68,9 +69,9 @@ public:
     EventStore(const EventStore &) = delete;
     EventStore &operator=(const EventStore &) = delete;
 
+    // Encodes the event into the queue's buffer; the caller keeps (and frees) its own copy.
+    using IEventSink::consume;
     void consume(const TrackedEvent &event) override;
-    // Takes the tracker's own copy: the cheapest way in.
-    void consume(TrackedEvent &&event) override;
 
     // Returns once every event consumed before the call is committed or counted as dropped.
     void flush();
