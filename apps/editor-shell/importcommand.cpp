@@ -5,6 +5,7 @@
 #include "importcommand.h"
 
 #include "application.h"
+#include "projectactions.h"
 
 #include "FileAnalyzer/model.h"
 #include "Messages/command.h"
@@ -232,55 +233,6 @@ int firstVideoTrack(Timeline::Model &timeline)
     return timeline.trackCount() - 1;
 }
 
-bool openProject(Context &context, const QString &path)
-{
-    QElapsedTimer timer;
-    timer.start();
-    Statistics::ProjectOpenedNotification opened;
-    try {
-        Project::OpenResult result = Project::open(path);
-        opened.success = true;
-        opened.lostFiles = result.lostFiles;
-        opened.portable = result.project->isPortable();
-        opened.projectId = result.project->id();
-        opened.readDuration = MTime::fromMSec(timer.elapsed());
-        context.app.setProject(std::move(result.project));
-        opened.project = &context.app.project();
-        PubSub::publish(opened);
-        context.out << "Opened project " << path << '\n';
-        return true;
-    } catch (const Project::FileError &e) {
-        opened.errorReason = QString::fromStdString(e.what());
-        opened.readDuration = MTime::fromMSec(timer.elapsed());
-        PubSub::publish(opened);
-        context.err << "editor-shell: " << e.what() << '\n';
-        return false;
-    }
-}
-
-bool saveProject(Context &context, const QString &path)
-{
-    Project::Object &project = context.app.project();
-    QElapsedTimer timer;
-    timer.start();
-    Statistics::ProjectSavedNotification saved;
-    saved.project = &project;
-    try {
-        Project::save(project, path);
-        saved.success = true;
-    } catch (const Project::FileError &e) {
-        context.err << "editor-shell: " << e.what() << '\n';
-    }
-    saved.saveDuration = MTime::fromMSec(timer.elapsed());
-    PubSub::publish(saved);
-    if (!saved.success)
-        return false;
-    // The saved project is handed to the file storage like every save of the editor.
-    PubSub::publish(Project::SaveRequest(path));
-    context.out << "Saved project " << path << '\n';
-    return true;
-}
-
 void printPlaced(Context &context, const Timeline::Model &timeline, int track, const FileAnalyzer::MediaFiles &opened)
 {
     QStringList lines;
@@ -317,7 +269,7 @@ int run(Context &context)
         }
         // A project that does not exist yet is made: importing into a new project is how one starts.
         if (QFileInfo::exists(projectPath)) {
-            if (!openProject(context, projectPath))
+            if (!openProject(context, projectPath, false))
                 return 1;
         } else {
             context.app.setProject(Project::Object::createNew());
@@ -440,7 +392,7 @@ int run(Context &context)
 
     int status = 0;
     if (!watch.projectToOpen.isEmpty()) {
-        if (!openProject(context, watch.projectToOpen))
+        if (!openProject(context, watch.projectToOpen, false))
             status = 1;
     }
     if (result.result == FileAdder::AddedResult::Declined) {

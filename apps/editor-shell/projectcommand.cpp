@@ -2,20 +2,11 @@
 // reports the editor sends ("PROJECT_OPENED", "PROJECT_SAVED").
 
 #include "application.h"
+#include "projectactions.h"
 #include "shellcontext.h"
 
-#include "Messages/project.h"
-
-#include "media/mediafile.h"
-#include "project/projectfile.h"
-#include "pubsub/subscriber.h"
-#include "timeline/effect.h"
+#include "project/project.h"
 #include "util/settingspaths.h"
-
-#include <QElapsedTimer>
-#include <QFileInfo>
-
-#include <glog/logging.h>
 
 namespace Shell {
 
@@ -24,156 +15,6 @@ namespace {
 const QCommandLineOption asOption(QStringLiteral("as"), QStringLiteral("Save under FILE instead."), QStringLiteral("FILE"));
 const QCommandLineOption portableOption(QStringLiteral("portable"),
                                         QStringLiteral("Save with media paths relative to the project file."));
-
-MTime elapsed(const QElapsedTimer &timer)
-{
-    return MTime::fromMSec(timer.elapsed());
-}
-
-QString trackTypeName(Timeline::TrackType type)
-{
-    switch (type) {
-    case Timeline::TrackType::Video: return QStringLiteral("video");
-    case Timeline::TrackType::Audio: return QStringLiteral("audio");
-    case Timeline::TrackType::Title: return QStringLiteral("title");
-    case Timeline::TrackType::Overlay: return QStringLiteral("overlay");
-    default: return QStringLiteral("?");
-    }
-}
-
-QString clipKindName(Timeline::ClipKind kind)
-{
-    switch (kind) {
-    case Timeline::ClipKind::Clip: return QStringLiteral("clip");
-    case Timeline::ClipKind::Intro: return QStringLiteral("intro");
-    case Timeline::ClipKind::Title: return QStringLiteral("title");
-    case Timeline::ClipKind::Audio: return QStringLiteral("audio");
-    case Timeline::ClipKind::IntroAudio: return QStringLiteral("intro audio");
-    }
-    return QStringLiteral("?");
-}
-
-QString effectText(const Effect::Object &effect)
-{
-    const std::string_view id = Effect::idText(effect.id());
-    const QString text = QString::fromLatin1(id.data(), static_cast<int>(id.size()));
-    return effect.name() == text ? text : QStringLiteral("%1 \"%2\"").arg(text, effect.name());
-}
-
-QString clipText(const Timeline::IClip &clip)
-{
-    QString what;
-    if (clip.file())
-        what = clip.file()->path + (clip.file()->state == Media::File::State::Failed ? QStringLiteral(" (missing)") : QString());
-    else if (clip.titleItem())
-        what = QStringLiteral("\"%1\"").arg(clip.titleItem()->text);
-    else if (!clip.contentId().isEmpty())
-        what = clip.contentId();
-    QString text = QStringLiteral("  clip %1  %2 +%3  %4  %5")
-                       .arg(clip.id())
-                       .arg(clip.position().toClockString(), clip.duration().toClockString(), clipKindName(clip.kind()), what);
-    if (clip.speed() != 1.0)
-        text += QStringLiteral("  speed %1%2").arg(clip.speed()).arg(clip.isSpeedCompensated() ? QStringLiteral(" (pitch kept)") : QString());
-    if (clip.isStabilized())
-        text += QStringLiteral("  stabilized");
-    if (!clip.effects().empty()) {
-        QStringList effects;
-        for (const auto &effect : clip.effects())
-            effects << effectText(*effect);
-        text += QStringLiteral("  effects: ") + effects.join(QStringLiteral(", "));
-    }
-    return text;
-}
-
-void printProject(QTextStream &out, const Project::Object &project, int lostFiles)
-{
-    const Timeline::Model &timeline = project.timeline();
-    out << "Project " << project.id() << "  " << project.resolution().width() << 'x' << project.resolution().height()
-        << (project.isPortable() ? "  portable" : "") << "  " << project.path() << '\n';
-    out << "Duration " << timeline.duration().toClockString() << '\n';
-    for (int t = 0; t < timeline.trackCount(); ++t) {
-        const Timeline::Track &track = timeline.track(t);
-        out << "Track " << t << ' ' << trackTypeName(track.type()) << ": " << track.clipCount() << " clips\n";
-        for (const auto &clip : track.clips())
-            out << clipText(*clip) << '\n';
-    }
-    out << "Transitions: " << timeline.transitionCount() << '\n';
-    for (std::size_t i = 0; i < timeline.transitionCount(); ++i) {
-        const Transition::Object &transition = timeline.transition(i);
-        const std::string_view id = Transition::idText(transition.id());
-        auto side = [](const Timeline::IClip *clip) {
-            return clip ? QStringLiteral("clip %1").arg(clip->id()) : QStringLiteral("the open end");
-        };
-        out << "  " << QString::fromLatin1(id.data(), static_cast<int>(id.size())) << ' '
-            << transition.duration().toClockString() << "  from " << side(transition.leftClip()) << " to "
-            << side(transition.rightClip()) << (transition.hasAudioResources() ? "  with sound" : "") << '\n';
-    }
-    out << "Collection: " << project.userFiles().count() << " files\n";
-    for (const auto &file : project.userFiles().files())
-        out << "  " << file->path << '\n';
-    if (lostFiles)
-        out << "Missing media files: " << lostFiles << '\n';
-}
-
-void publishSaved(const Project::Object *project, bool success, MTime duration)
-{
-    Statistics::ProjectSavedNotification saved;
-    saved.project = project;
-    saved.success = success;
-    saved.saveDuration = duration;
-    PubSub::publish(saved);
-}
-
-// Opens `path` and reports the attempt; the application's project changes only on success.
-bool openProject(Context &context, const QString &path, bool print)
-{
-    QElapsedTimer timer;
-    timer.start();
-    Statistics::ProjectOpenedNotification opened;
-    try {
-        Project::OpenResult result = Project::open(path);
-        opened.success = true;
-        opened.lostFiles = result.lostFiles;
-        opened.portable = result.project->isPortable();
-        opened.projectId = result.project->id();
-        opened.readDuration = elapsed(timer);
-        context.app.setProject(std::move(result.project));
-        opened.project = &context.app.project();
-        if (print)
-            printProject(context.out, context.app.project(), opened.lostFiles);
-        PubSub::publish(opened);
-        return true;
-    } catch (const Project::FileError &e) {
-        opened.errorReason = QString::fromStdString(e.what());
-        opened.readDuration = elapsed(timer);
-        PubSub::publish(opened);
-        LOG(WARNING) << e.what();
-        context.err << "editor-shell: " << e.what() << '\n';
-        return false;
-    }
-}
-
-bool saveProject(Context &context, const QString &path, bool portable)
-{
-    Project::Object &project = context.app.project();
-    if (portable)
-        project.setPortable(true);
-    QElapsedTimer timer;
-    timer.start();
-    try {
-        Project::save(project, path);
-    } catch (const Project::FileError &e) {
-        publishSaved(&project, false, elapsed(timer));
-        LOG(ERROR) << e.what();
-        context.err << "editor-shell: " << e.what() << '\n';
-        return false;
-    }
-    publishSaved(&project, true, elapsed(timer));
-    if (project.isPortable())
-        PubSub::publish(Statistics::PortableProjectSavedNotification(project.id()));
-    context.out << "Saved " << project.path() << '\n';
-    return true;
-}
 
 bool checkProjectPath(Context &context, const QString &path)
 {

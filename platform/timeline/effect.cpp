@@ -1,4 +1,5 @@
 #include "timeline/effect.h"
+#include "timeline/idtexts.h"
 
 #include <array>
 
@@ -22,19 +23,12 @@ constexpr std::array<std::string_view, idCount> idTexts = {
 
 std::string_view idText(Id id) noexcept
 {
-    const auto index = static_cast<int>(id);
-    return index >= 0 && index < idCount ? idTexts[index] : std::string_view();
+    return Timeline::Detail::idText(idTexts, id);
 }
 
 bool idFromText(std::string_view text, Id *id) noexcept
 {
-    for (int i = 0; i < idCount; ++i) {
-        if (idTexts[i] == text) {
-            *id = static_cast<Id>(i);
-            return true;
-        }
-    }
-    return false;
+    return Timeline::Detail::idFromText(idTexts, text, id);
 }
 
 Object::~Object() = default;
