@@ -4,257 +4,113 @@
 
 #include "trackedevents.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
 using namespace StatisticsTest;
-using Effect::AppliedNotification;
-
-using EffectEvents = TrackedEvents;
-
-TEST_F(EffectEvents, an_untouched_compressor_reports_its_defaults)
-{
-    const auto event = publishOne(AppliedNotification<Effect::AudioCompressor>({}, 3));
-    EXPECT_EQ(event.name, "COMPRESSOR_APPLIED");
-    EXPECT_EQ(event.params, (Params{{"CLIPS_IN_SELECTION", "3"},
-                                    {"PARAM_THRESHOLD", "-20"},
-                                    {"PARAM_RATIO", "4"},
-                                    {"PARAM_ATTACK", "20"},
-                                    {"PARAM_RELEASE", "250"},
-                                    {"PARAM_GAIN_OUT", "0"},
-                                    {"PARAM_BLEND", "1"},
-                                    {"DEFAULT_PARAMS", "true"}}));
-}
-
-TEST_F(EffectEvents, a_changed_noise_gate_is_not_default)
-{
-    Effect::AudioNoiseGate gate;
-    gate.threshold = -33.25;
-    gate.attack = MTime::fromMSec(15);
-    const auto event = publishOne(AppliedNotification<Effect::AudioNoiseGate>(gate, 1));
-    EXPECT_EQ(event.name, "NOISE_GATE_APPLIED");
-    EXPECT_EQ(event.params, (Params{{"CLIPS_IN_SELECTION", "1"},
-                                    {"PARAM_THRESHOLD", "-33.25"},
-                                    {"PARAM_RANGE", "-60"},
-                                    {"PARAM_ATTACK", "15"},
-                                    {"PARAM_RELEASE", "100"},
-                                    {"DEFAULT_PARAMS", "false"}}));
-}
-
-struct ReverbBalance
-{
-    double balance;
-    const char *reported;
-};
-
-class ReverbEvents : public TrackedEvents, public ::testing::WithParamInterface<ReverbBalance>
-{};
-
-TEST_P(ReverbEvents, the_balance_is_a_rounded_percentage)
-{
-    Effect::AudioReverb reverb;
-    reverb.dryWetBalance = GetParam().balance;
-    const auto event = publishOne(AppliedNotification<Effect::AudioReverb>(reverb, 2));
-    EXPECT_EQ(event.name, "REVERB_APPLIED");
-    EXPECT_EQ(event.params.at("DRY_WET_BALANCE"), GetParam().reported);
-    EXPECT_EQ(event.params.at("DURATION"), "1500");
-    EXPECT_EQ(event.params.at("DELAY"), "20");
-    EXPECT_EQ(event.params.at("FREQUENCY"), "5000");
-    EXPECT_EQ(event.params.at("DEFAULT_PARAMS"), GetParam().balance == 0.3 ? "true" : "false");
-}
-
-INSTANTIATE_TEST_SUITE_P(HalvesAwayFromZero,
-                         ReverbEvents,
-                         ::testing::Values(ReverbBalance{0.3, "30"},
-                                           ReverbBalance{0.125, "13"},
-                                           ReverbBalance{0.994, "99"},
-                                           ReverbBalance{-0.125, "-13"},
-                                           ReverbBalance{1.0, "100"}));
-
-struct PresetWord
-{
-    int preset;
-    const char *word;
-};
-
-class EqualizerPresets : public TrackedEvents, public ::testing::WithParamInterface<PresetWord>
-{};
-
-TEST_P(EqualizerPresets, are_reported_by_name)
-{
-    Effect::AudioEqualizer equalizer;
-    equalizer.preset = GetParam().preset;
-    const auto event = publishOne(AppliedNotification<Effect::AudioEqualizer>(equalizer, 4));
-    EXPECT_EQ(event.name, "EQUALIZER_APPLIED");
-    EXPECT_EQ(event.params, (Params{{"PRESET_ID", GetParam().word}, {"CLIPS_IN_SELECTION", "4"}}));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    EveryPreset,
-    EqualizerPresets,
-    ::testing::Values(PresetWord{0, "Custom"}, PresetWord{1, "Flat"}, PresetWord{2, "VoiceEnhance"},
-                      PresetWord{3, "MusicEnhance"}, PresetWord{4, "Loudness"}, PresetWord{5, "HumReduction"},
-                      PresetWord{6, "BassBoost"}, PresetWord{7, "BassReduce"}, PresetWord{8, "TrebleBoost"},
-                      PresetWord{9, "TrebleReduce"}, PresetWord{10, "Acoustic"}, PresetWord{11, "Classical"},
-                      PresetWord{12, "Dance"}, PresetWord{13, "Deep"}, PresetWord{14, "Electronic"},
-                      PresetWord{15, "Hip-hop"}, PresetWord{16, "Jazz"}, PresetWord{17, "Latin"},
-                      PresetWord{18, "Lounge"}, PresetWord{19, "Piano"}, PresetWord{20, "Pop"}, PresetWord{21, "RNB"},
-                      PresetWord{22, "Rock"}, PresetWord{23, "SmallSpeakers"}, PresetWord{24, "Saved"},
-                      PresetWord{25, "UNKNOWN"}, PresetWord{-1, "UNKNOWN"}));
-
-TEST_F(EffectEvents, chroma_key_crop_and_mono_carry_their_own_parameters)
-{
-    Effect::ChromaKey key;
-    key.tolerance = 42;
-    EXPECT_EQ(publishOne(AppliedNotification<Effect::ChromaKey>(key, 9)).params,
-              (Params{{"PARAM_TOLERANCE", "42"}, {"PARAM_NOISE", "10"}, {"PARAM_EDGES", "10"}, {"PARAM_OPACITY", "100"}}));
-
-    const auto crop = publishOne(AppliedNotification<Effect::Crop>({}, 5));
-    EXPECT_EQ(crop.name, "CROP_APPLIED");
-    EXPECT_EQ(crop.params, (Params{{"CLIPS_IN_SELECTION", "5"}}));
-
-    const auto mono = publishOne(AppliedNotification<Effect::AudioMonoChannel>({}, 5));
-    EXPECT_EQ(mono.name, "AUDIO_MONO_CHANNEL_APPLIED");
-    EXPECT_TRUE(mono.params.empty());
-}
-
-struct ToolsCase
-{
-    const char *name;
-    std::vector<std::pair<Effect::ManualEnhance::Tool, double>> changes;
-    const char *used;
-};
-
-class ManualColourTools : public TrackedEvents, public ::testing::WithParamInterface<ToolsCase>
-{};
-
-TEST_P(ManualColourTools, lists_only_changed_tools_in_table_order)
-{
-    Effect::ManualEnhance colour;
-    for (const auto &[tool, value] : GetParam().changes)
-        colour.setValue(tool, value);
-    const auto event = publishOne(AppliedNotification<Effect::ManualEnhance>(colour, 2));
-    EXPECT_EQ(event.name, "MANUAL_COLOR_ADJUSTMENTS_APPLIED");
-    EXPECT_EQ(event.params, (Params{{"CLIPS_IN_SELECTION", "2"}, {"TOOLS_USED", GetParam().used}}));
-}
-
+using namespace Statistics;
 using Tool = Effect::ManualEnhance::Tool;
-INSTANTIATE_TEST_SUITE_P(
-    ToolsUsed,
-    ManualColourTools,
-    ::testing::Values(ToolsCase{"none", {}, ""},
-                      ToolsCase{"changed_back", {{Tool::Hue, 5}, {Tool::Hue, 0}}, ""},
-                      ToolsCase{"out_of_order", {{Tool::Tint, 1}, {Tool::Brightness, -1}, {Tool::Gamma, 1.2}},
-                                "Brightness,Gamma,Tint"},
-                      ToolsCase{"gamma_at_one_is_untouched", {{Tool::Gamma, 1.0}, {Tool::Shadows, 0.5}}, "Shadows"},
-                      ToolsCase{"all",
-                                {{Tool::Brightness, 1}, {Tool::Contrast, 1}, {Tool::Saturation, 1}, {Tool::Highlights, 1},
-                                 {Tool::Gamma, 2}, {Tool::Shadows, 1}, {Tool::Hue, 1}, {Tool::Temperature, 1}, {Tool::Tint, 1}},
-                                "Brightness,Contrast,Saturation,Highlights,Gamma,Shadows,Hue,Temperature,Tint"}),
-    [](const auto &info) { return std::string(info.param.name); });
 
-TEST_F(EffectEvents, a_mask_reports_its_last_highlight_then_its_last_conceal)
+template<class E, class Change>
+std::function<void()> applied(std::uint64_t clips, Change change)
 {
-    Effect::Mask mask;
-    mask.edgeMode = Effect::Mask::Blur;
-    mask.highlights.push_back({Effect::MaskShape::Rectangle, {}, 0.1, 0.1, 0, false});
-    mask.highlights.push_back({Effect::MaskShape::Circle, {}, 0.75, 0.5, 0, true});
-    mask.conceals.push_back({Effect::MaskShape::Rectangle, {}, 1.0, 0.0, 35.5, false});
-
-    const auto events = publish(AppliedNotification<Effect::Mask>(mask, 1));
-    ASSERT_EQ(events.size(), 2u);
-    EXPECT_EQ(events[0].name, "HIGHLIGHT_APPLIED");
-    EXPECT_EQ(events[0].params, (Params{{"PARAM_MASK", "circle"},
-                                        {"PARAM_MODE", "blur"},
-                                        {"PARAM_OPACITY", "0.75"},
-                                        {"PARAM_SMOOTH_BORDER", "0.5"},
-                                        {"PARAM_OUTLINE", "true"}}));
-    EXPECT_EQ(events[1].name, "CONCEAL_APPLIED");
-    EXPECT_EQ(events[1].params, (Params{{"PARAM_MASK", "rectangle"},
-                                        {"PARAM_MODE", "blur"},
-                                        {"PARAM_OPACITY", "1"},
-                                        {"PARAM_SMOOTH_BORDER", "0"},
-                                        {"PARAM_PIXELATION_PERCENT", "35.5"},
-                                        {"PARAM_OUTLINE", "false"}}));
+    E effect;
+    change(effect);
+    return sending(Effect::AppliedNotification<E>(effect, clips));
 }
 
-TEST_F(EffectEvents, a_mask_of_one_family_or_none_reports_that_much)
+template<class E>
+std::function<void()> applied(std::uint64_t clips)
 {
-    Effect::Mask mask;
-    EXPECT_TRUE(publish(AppliedNotification<Effect::Mask>(mask, 1)).empty());
-
-    mask.conceals.emplace_back();
-    mask.conceals.back().shape = 7; // a shape this build does not know
-    mask.edgeMode = 9;
-    const auto event = publishOne(AppliedNotification<Effect::Mask>(mask, 1));
-    EXPECT_EQ(event.name, "CONCEAL_APPLIED");
-    EXPECT_EQ(event.params.at("PARAM_MASK"), "");
-    EXPECT_EQ(event.params.at("PARAM_MODE"), "");
+    return applied<E>(clips, [](E &) {});
 }
 
-TEST_F(EffectEvents, presets_report_the_text_they_carry)
+// The balance is sent as a percentage rounded half away from zero; only 0.3 is the default.
+EventCase reverb(const char *name, double balance, const char *percent)
 {
-    EXPECT_EQ(publishOne(Statistics::AnimationPresetApplied(QStringLiteral("zoom-ïn"))).params,
-              (Params{{"PRESET_ID", "zoom-ïn"}}));
-    const auto panZoom = publishOne(Statistics::PanZoomPresetApplied(QStringLiteral("pan-left")));
-    EXPECT_EQ(panZoom.name, "PAN_AND_ZOOM_ADDED");
-    EXPECT_EQ(panZoom.params, (Params{{"PRESET_ID", "pan-left"}}));
-    const auto pip = publishOne(Statistics::PipPresetApplied(QStringLiteral("corner")));
-    EXPECT_EQ(pip.name, "PIP_MODE_CHANGED");
-    EXPECT_EQ(pip.params, (Params{{"MODE", "corner"}}));
+    return {name, applied<Effect::AudioReverb>(2, [=](auto &r) { r.dryWetBalance = balance; }),
+            {{"REVERB_APPLIED", {{"CLIPS_IN_SELECTION", "2"}, {"DURATION", "1500"}, {"DELAY", "20"},
+                                 {"DRY_WET_BALANCE", percent}, {"FREQUENCY", "5000"},
+                                 {"DEFAULT_PARAMS", balance == 0.3 ? "true" : "false"}}}}};
 }
 
-TEST_F(EffectEvents, processing_reports_whole_seconds_and_its_time_only_when_known)
+// Background removal of a 61.999 s source; the processing time is only sent when known.
+EventCase backgroundRemoval(const char *name, std::optional<std::int64_t> processingMs, const char *seconds)
 {
-    Statistics::ProcessingEffectNotification processing(QStringLiteral("BACKGROUND_REMOVAL_PROCESSED"),
-                                                        QStringLiteral("precise"));
-    processing.sourceDuration = MTime::fromMSec(61999);
-    processing.segmentDuration = MTime::fromMSec(999);
-    processing.reuse = true;
-    auto event = publishOne(processing);
-    EXPECT_EQ(event.name, "BACKGROUND_REMOVAL_PROCESSED");
-    EXPECT_EQ(event.params, (Params{{"METHOD", "precise"},
-                                    {"SOURCE_DURATION_S", "61"},
-                                    {"SEGMENT_DURATION_S", "0"},
-                                    {"REUSE", "true"}}));
-
-    processing.processingTime = MTime::fromMSec(4500);
-    EXPECT_EQ(publishOne(processing).params.at("PROCESSING_TIME_S"), "4");
-
-    const auto denoise = publishOne(Statistics::AudioNoiseSuppressAppliedNotification(QStringLiteral("ai"), MTime::fromMSec(3000)));
-    EXPECT_EQ(denoise.name, "NOISE_REMOVAL_APPLIED");
-    EXPECT_EQ(denoise.params, (Params{{"METHOD", "ai"}, {"SOURCE_DURATION_S", "3"}}));
-
-    const auto delay = publishOne(Statistics::AiDenoiseCancellingDelayNotification(MTime::fromMSec(12345)));
-    EXPECT_EQ(delay.name, "AI_DENOISE_CANCELLING_DELAY");
-    EXPECT_EQ(delay.params, (Params{{"DELAY_S", "12"}}));
+    ProcessingEffectNotification n(QStringLiteral("BACKGROUND_REMOVAL_PROCESSED"), QStringLiteral("precise"));
+    n.sourceDuration = MTime::fromMSec(61999);
+    n.segmentDuration = MTime::fromMSec(999);
+    n.reuse = true;
+    Params params{{"METHOD", "precise"}, {"SOURCE_DURATION_S", "61"}, {"SEGMENT_DURATION_S", "0"}, {"REUSE", "true"}};
+    if (processingMs) {
+        n.processingTime = MTime::fromMSec(*processingMs);
+        params["PROCESSING_TIME_S"] = seconds;
+    }
+    return {name, sending(n), {{"BACKGROUND_REMOVAL_PROCESSED", params}}};
 }
 
-struct ZoomWord
-{
-    int zoom;
-    const char *word;
+const EventCase effectCases[] = {
+    {"an_untouched_compressor_reports_its_defaults", applied<Effect::AudioCompressor>(3),
+     {{"COMPRESSOR_APPLIED", {{"CLIPS_IN_SELECTION", "3"}, {"PARAM_THRESHOLD", "-20"}, {"PARAM_RATIO", "4"},
+                              {"PARAM_ATTACK", "20"}, {"PARAM_RELEASE", "250"}, {"PARAM_GAIN_OUT", "0"},
+                              {"PARAM_BLEND", "1"}, {"DEFAULT_PARAMS", "true"}}}}},
+    {"a_changed_noise_gate_is_not_default",
+     applied<Effect::AudioNoiseGate>(1, [](auto &g) { g.threshold = -33.25;
+                                                              g.attack = MTime::fromMSec(15); }),
+     {{"NOISE_GATE_APPLIED", {{"CLIPS_IN_SELECTION", "1"}, {"PARAM_THRESHOLD", "-33.25"}, {"PARAM_RANGE", "-60"},
+                              {"PARAM_ATTACK", "15"}, {"PARAM_RELEASE", "100"}, {"DEFAULT_PARAMS", "false"}}}}},
+    reverb("reverb_default_balance", 0.3, "30"),
+    reverb("reverb_balance_rounds_half_up", 0.125, "13"),
+    reverb("reverb_balance_rounds_down", 0.994, "99"),
+    reverb("reverb_negative_balance_rounds_half_down", -0.125, "-13"),
+    reverb("reverb_full_balance", 1.0, "100"),
+    {"the_25th_equalizer_preset_is_saved", applied<Effect::AudioEqualizer>(4, [](auto &e) { e.preset = 24; }),
+     {{"EQUALIZER_APPLIED", {{"PRESET_ID", "Saved"}, {"CLIPS_IN_SELECTION", "4"}}}}},
+    {"an_equalizer_preset_past_the_list_is_unknown", applied<Effect::AudioEqualizer>(1, [](auto &e) { e.preset = 25; }),
+     {{"EQUALIZER_APPLIED", {{"PRESET_ID", "UNKNOWN"}, {"CLIPS_IN_SELECTION", "1"}}}}},
+    {"chroma_key", applied<Effect::ChromaKey>(9, [](auto &k) { k.tolerance = 42; }),
+     {{"CHROMAKEY_APPLIED", {{"PARAM_TOLERANCE", "42"}, {"PARAM_NOISE", "10"}, {"PARAM_EDGES", "10"}, {"PARAM_OPACITY", "100"}}}}},
+    {"crop", applied<Effect::Crop>(5), {{"CROP_APPLIED", {{"CLIPS_IN_SELECTION", "5"}}}}},
+    {"mono_channel_has_no_parameters", applied<Effect::AudioMonoChannel>(5), {{"AUDIO_MONO_CHANNEL_APPLIED", {}}}},
+    {"manual_colour_lists_the_changed_tools_in_table_order",
+     applied<Effect::ManualEnhance>(2, [](auto &c) { c.setValue(Tool::Tint, 1);
+                                                             c.setValue(Tool::Brightness, -1); }),
+     {{"MANUAL_COLOR_ADJUSTMENTS_APPLIED", {{"CLIPS_IN_SELECTION", "2"}, {"TOOLS_USED", "Brightness,Tint"}}}}},
+    {"a_mask_reports_its_last_highlight_then_its_last_conceal",
+     applied<Effect::Mask>(1,
+                           [](auto &m) {
+                               m.edgeMode = Effect::Mask::Blur;
+                               m.highlights.push_back({Effect::MaskShape::Rectangle, {}, 0.1, 0.1, 0, false});
+                               m.highlights.push_back({Effect::MaskShape::Circle, {}, 0.75, 0.5, 0, true});
+                               m.conceals.push_back({Effect::MaskShape::Rectangle, {}, 1.0, 0.0, 35.5, false});
+                           }),
+     {{"HIGHLIGHT_APPLIED", {{"PARAM_MASK", "circle"}, {"PARAM_MODE", "blur"}, {"PARAM_OPACITY", "0.75"},
+                             {"PARAM_SMOOTH_BORDER", "0.5"}, {"PARAM_OUTLINE", "true"}}},
+      {"CONCEAL_APPLIED", {{"PARAM_MASK", "rectangle"}, {"PARAM_MODE", "blur"}, {"PARAM_OPACITY", "1"},
+                           {"PARAM_SMOOTH_BORDER", "0"}, {"PARAM_PIXELATION_PERCENT", "35.5"}, {"PARAM_OUTLINE", "false"}}}}},
+    {"a_mask_without_shapes_reports_nothing", applied<Effect::Mask>(1), {}},
+    {"a_mask_shape_and_mode_this_build_does_not_know_are_empty",
+     applied<Effect::Mask>(1, [](auto &m) { m.edgeMode = 9;
+                                           m.conceals.emplace_back();
+                                           m.conceals.back().shape = 7; }),
+     {{"CONCEAL_APPLIED", {{"PARAM_MASK", ""}, {"PARAM_MODE", ""}, {"PARAM_OPACITY", "1"}, {"PARAM_SMOOTH_BORDER", "0"},
+                           {"PARAM_PIXELATION_PERCENT", "0"}, {"PARAM_OUTLINE", "false"}}}}},
+    {"animation_preset", sending(AnimationPresetApplied(QStringLiteral("zoom-ïn"))),
+     {{"ANIMATION_PRESET_APPLIED", {{"PRESET_ID", "zoom-ïn"}}}}},
+    {"pan_and_zoom_preset", sending(PanZoomPresetApplied(QStringLiteral("pan-left"))),
+     {{"PAN_AND_ZOOM_ADDED", {{"PRESET_ID", "pan-left"}}}}},
+    {"picture_in_picture_preset", sending(PipPresetApplied(QStringLiteral("corner"))),
+     {{"PIP_MODE_CHANGED", {{"MODE", "corner"}}}}},
+    backgroundRemoval("processing_reports_whole_seconds", std::nullopt, nullptr),
+    backgroundRemoval("processing_reports_its_time_when_known", 4500, "4"),
+    {"noise_removal", sending(AudioNoiseSuppressAppliedNotification(QStringLiteral("ai"), MTime::fromMSec(3000))),
+     {{"NOISE_REMOVAL_APPLIED", {{"METHOD", "ai"}, {"SOURCE_DURATION_S", "3"}}}}},
+    {"denoise_cancelling_delay", sending(AiDenoiseCancellingDelayNotification(MTime::fromMSec(12345))),
+     {{"AI_DENOISE_CANCELLING_DELAY", {{"DELAY_S", "12"}}}}},
+    {"stabilization", sending(Stabilization::FileStabilizeRequest(15, 4, 6, 10, Stabilization::FileStabilizeRequest::Zoom(2))),
+     {{"STABILIZATION_STARTED", {{"PARAM_ACCURACY", "15"}, {"PARAM_SHAKINESS", "4"}, {"PARAM_STEPSIZE", "6"},
+                                 {"PARAM_SMOOTHING", "10"}, {"PARAM_OPTZOOM", "Adaptive"}}}}},
 };
 
-class StabilizationEvents : public TrackedEvents, public ::testing::WithParamInterface<ZoomWord>
-{};
-
-TEST_P(StabilizationEvents, report_the_run_settings)
-{
-    using Request = Stabilization::FileStabilizeRequest;
-    const auto event = publishOne(Request(15, 4, 6, 10, static_cast<Request::Zoom>(GetParam().zoom)));
-    EXPECT_EQ(event.name, "STABILIZATION_STARTED");
-    EXPECT_EQ(event.params, (Params{{"PARAM_ACCURACY", "15"},
-                                    {"PARAM_SHAKINESS", "4"},
-                                    {"PARAM_STEPSIZE", "6"},
-                                    {"PARAM_SMOOTHING", "10"},
-                                    {"PARAM_OPTZOOM", GetParam().word}}));
-}
-
-INSTANTIATE_TEST_SUITE_P(ZoomModes,
-                         StabilizationEvents,
-                         ::testing::Values(ZoomWord{0, "Disabled"}, ZoomWord{1, "Static"}, ZoomWord{2, "Adaptive"},
-                                           ZoomWord{3, ""}));
+INSTANTIATE_TEST_SUITE_P(Effects, StatisticsEvents, ::testing::ValuesIn(effectCases), caseName);
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Statistics/controller.h"
+#include "Statistics/statisticsevents.h"
 
 #include "recordingeventsink.h"
 #include "tempdatafolder.h"
@@ -14,14 +15,26 @@
 
 #include <boost/intrusive_ptr.hpp>
 
+#include <functional>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
+namespace Statistics {
+inline void PrintTo(const Event &event, std::ostream *os)
+{
+    *os << event.name << " {";
+    for (const auto &[key, value] : event.params)
+        *os << ' ' << key << '=' << value;
+    *os << " }";
+}
+} // namespace Statistics
+
 namespace StatisticsTest {
 
-using Vantel::Tracking::TrackedEvent;
-using Params = std::map<std::string, std::string>;
+using Params = Statistics::Params;
+using Statistics::Event;
 
 // The statistics controller on a real tracker whose events land in a recorder. Notifications go
 // through the real dispatcher, so a test sees exactly what the editor would send.
@@ -30,30 +43,41 @@ class TrackedEvents : public ::testing::Test
 protected:
     TrackedEvents() { tracker->addSink(sink); }
 
-    // Everything the tracker was handed while `notification` was delivered.
-    template<class N>
-    std::vector<TrackedEvent> publish(const N &notification)
-    {
-        const std::size_t before = sink->events.size();
-        PubSub::publish(notification);
-        return {sink->events.begin() + static_cast<std::ptrdiff_t>(before), sink->events.end()};
-    }
-
-    // The one event a notification gave; fails the test when it gave none or several.
-    template<class N>
-    TrackedEvent publishOne(const N &notification)
-    {
-        const auto events = publish(notification);
-        EXPECT_EQ(events.size(), 1u);
-        return events.empty() ? TrackedEvent{} : events.front();
-    }
-
     TestSupport::TempDataFolder data;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{
         new Vantel::Tracking::GeneralVantelTracker("sid")};
     std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
     Statistics::Controller controller{tracker};
 };
+
+// One row of an event table: what the editor publishes, and every event the tracker must be
+// handed for it, in order (nothing at all when `expected` is empty).
+struct EventCase
+{
+    const char *name;
+    std::function<void()> send;
+    std::vector<Event> expected;
+};
+
+inline void PrintTo(const EventCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+template<class N>
+std::function<void()> sending(N notification)
+{
+    return [n = std::move(notification)] { PubSub::publish(n); };
+}
+
+// The suite every event file instantiates with its own table.
+class StatisticsEvents : public TrackedEvents, public ::testing::WithParamInterface<EventCase>
+{};
+
+inline std::string caseName(const ::testing::TestParamInfo<EventCase> &info)
+{
+    return info.param.name;
+}
 
 inline std::shared_ptr<Media::File> videoFile(const char *path, std::int64_t ms = 4000)
 {
