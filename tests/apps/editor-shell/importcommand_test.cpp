@@ -1,64 +1,26 @@
 // `editor-shell import` as a user runs it: a real process, real media, a temporary data folder.
 
-#include <QDir>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
+#include "shellrun.h"
 
-#include <gtest/gtest.h>
+#include <QDir>
+#include <QJsonArray>
+#include <QTemporaryDir>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-struct ShellRun
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
 class ImportCommand : public ::testing::Test
 {
 protected:
-    ShellRun run(const QStringList &arguments)
+    TestSupport::ShellRun run(const QStringList &arguments)
     {
-        QProcess process;
-        process.start(QStringLiteral(EDITOR_SHELL),
-                      QStringList{QStringLiteral("--data-dir"), data.path(), QStringLiteral("--events-out"), eventsFile()}
-                          + arguments);
-        process.closeWriteChannel(); // a question finds no one to answer
-        EXPECT_TRUE(process.waitForFinished(120000)) << "the shell hung";
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
+                                     QStringList{QStringLiteral("--events-out"), eventsFile()} + arguments);
     }
     QString eventsFile() const { return data.filePath(QStringLiteral("events.jsonl")); }
-
-    // The events of every run so far, as (name, params).
-    std::vector<std::pair<QString, QJsonObject>> events()
-    {
-        std::vector<std::pair<QString, QJsonObject>> result;
-        QFile file(eventsFile());
-        if (!file.open(QIODevice::ReadOnly))
-            return result;
-        for (const QByteArray &line : file.readAll().split('\n')) {
-            const QJsonObject o = QJsonDocument::fromJson(line).object();
-            if (!o.isEmpty())
-                result.emplace_back(o.value(QStringLiteral("event")).toString(), o.value(QStringLiteral("params")).toObject());
-        }
-        return result;
-    }
-    int count(const char *name)
-    {
-        int n = 0;
-        for (const auto &e : events())
-            n += e.first == QLatin1String(name) ? 1 : 0;
-        return n;
-    }
+    int count(const char *name) { return TestSupport::eventNames(TestSupport::jsonLinesOf(eventsFile())).count(QLatin1String(name)); }
 
     static QString samples() { return QStringLiteral(EDITOR_SAMPLES); }
     QString copy(const QString &sampleName, const QString &as)
@@ -74,7 +36,7 @@ protected:
 
 TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_is_told)
 {
-    const ShellRun r = run({QStringLiteral("import"), samples()});
+    const auto r = run({QStringLiteral("import"), samples()});
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains(QLatin1String("On the timeline, track 0: 6 new clips"))) << r.out.toStdString();
     EXPECT_TRUE(r.out.contains(QLatin1String("beach walk.mp4  (H264 128x72 10 fps, AAC"))) << r.out.toStdString();
@@ -83,10 +45,9 @@ TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_
     EXPECT_TRUE(r.err.contains(QLatin1String("Analysing files"))) << "progress goes to the error stream";
     EXPECT_EQ(count("FILE_ADDED"), 7);
     EXPECT_EQ(count("FILE_OPENED"), 6);
-    for (const auto &[name, params] : events()) {
-        if (name == QLatin1String("FILE_ADDED")) {
-            EXPECT_EQ(params.value(QStringLiteral("ADDING_METHOD")).toString(), QLatin1String("import_folders"));
-        }
+    for (const QJsonObject &e : TestSupport::jsonLinesOf(eventsFile())) {
+        if (e.value(QStringLiteral("event")).toString() == QLatin1String("FILE_ADDED"))
+            EXPECT_EQ(e.value(QStringLiteral("params"))[QStringLiteral("ADDING_METHOD")].toString(), QLatin1String("import_folders"));
     }
     QFile index(data.filePath(QStringLiteral("storage/index.json")));
     ASSERT_TRUE(index.open(QIODevice::ReadOnly));
@@ -97,7 +58,7 @@ TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further)
 {
     const QString project = media.filePath(QStringLiteral("holiday.edproj"));
     const QString clip = copy(QStringLiteral("beach walk.mp4"), QStringLiteral("clip.mp4"));
-    ShellRun r = run({QStringLiteral("import"), clip, QStringLiteral("--project"), project});
+    auto r = run({QStringLiteral("import"), clip, QStringLiteral("--project"), project});
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains(QLatin1String("Saved project")));
     r = run({QStringLiteral("import"), QDir(samples()).filePath(QStringLiteral("chime.mp3")), QStringLiteral("--project"), project});
@@ -110,7 +71,7 @@ TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further)
 
 TEST_F(ImportCommand, files_go_to_the_collection_when_asked)
 {
-    const ShellRun r = run({QStringLiteral("import"), QStringLiteral("--to"), QStringLiteral("collection"),
+    const auto r = run({QStringLiteral("import"), QStringLiteral("--to"), QStringLiteral("collection"),
                             QDir(samples()).filePath(QStringLiteral("title card.png"))});
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_TRUE(r.out.contains(QLatin1String("In the collection: 1 new of 1 opened"))) << r.out.toStdString();
@@ -119,7 +80,7 @@ TEST_F(ImportCommand, files_go_to_the_collection_when_asked)
 TEST_F(ImportCommand, a_project_among_media_is_asked_about_and_answered_from_the_command_line)
 {
     const QString clip = QDir(samples()).filePath(QStringLiteral("zoom.webm"));
-    ShellRun r = run({QStringLiteral("--no"), QStringLiteral("import"), clip, QStringLiteral("/elsewhere/film.edproj")});
+    auto r = run({QStringLiteral("--no"), QStringLiteral("import"), clip, QStringLiteral("/elsewhere/film.edproj")});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_TRUE(r.out.contains(QLatin1String("Only media files will be opened."))) << r.out.toStdString();
     EXPECT_TRUE(r.out.contains(QLatin1String("Result: declined")));
@@ -132,7 +93,7 @@ TEST_F(ImportCommand, a_lone_project_is_opened_and_packages_go_to_the_installer)
 {
     const QString project = media.filePath(QStringLiteral("old.edproj"));
     ASSERT_EQ(run({QStringLiteral("project"), QStringLiteral("new"), project}).exitCode, 0);
-    ShellRun r = run({QStringLiteral("import"), project});
+    auto r = run({QStringLiteral("import"), project});
     EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_TRUE(r.out.contains(QLatin1String("Opened project"))) << r.out.toStdString();
     r = run({QStringLiteral("import"), media.filePath(QStringLiteral("Neon Titles.edpack")), media.filePath(QStringLiteral("notes.txt"))});
@@ -151,7 +112,7 @@ TEST_F(ImportCommand, a_file_whose_name_is_not_utf8_is_reported_not_lost)
     ASSERT_EQ(::write(fd, bytes.constData(), static_cast<size_t>(bytes.size())), bytes.size());
     ::close(fd);
     copy(QStringLiteral("chime.mp3"), QStringLiteral("fine.mp3"));
-    const ShellRun r = run({QStringLiteral("import"), media.path()});
+    const auto r = run({QStringLiteral("import"), media.path()});
     ::unlink(raw.constData());
     EXPECT_EQ(r.exitCode, 0);
     EXPECT_TRUE(r.out.contains(QLatin1String("1 new clip"))) << r.out.toStdString();
@@ -164,7 +125,7 @@ TEST_F(ImportCommand, wrong_use_is_refused_with_a_message)
                                     QStringList{QStringLiteral("import"), QStringLiteral("a.mp4"), QStringLiteral("--to"), QStringLiteral("moon")},
                                     QStringList{QStringLiteral("import"), QStringLiteral("a.mp4"), QStringLiteral("--source"), QStringLiteral("19")},
                                     QStringList{QStringLiteral("import"), QStringLiteral("a.mp4"), QStringLiteral("--project"), QStringLiteral("x.txt")}}) {
-        const ShellRun r = run(args);
+        const auto r = run(args);
         EXPECT_EQ(r.exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
         EXPECT_FALSE(r.err.isEmpty());
     }

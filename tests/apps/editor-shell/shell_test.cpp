@@ -1,51 +1,25 @@
 // The shell as a user runs it: a real process on a temporary data folder.
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
+#include "shellrun.h"
+
 #include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
 
 namespace {
 
-struct ShellRun
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
+using TestSupport::eventNames;
 
 class EditorShell : public ::testing::Test
 {
 protected:
-    ShellRun run(const QStringList &arguments)
+    TestSupport::ShellRun run(const QStringList &arguments)
     {
-        QProcess process;
-        process.start(QStringLiteral(EDITOR_SHELL), QStringList{QStringLiteral("--data-dir"), data.path()} + arguments);
-        EXPECT_TRUE(process.waitForFinished(60000)) << "the shell hung";
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(), arguments);
     }
 
-    // The stored events, oldest first, as (name, params) objects.
+    // The stored events, oldest first.
     QList<QJsonObject> storedEvents()
     {
-        const ShellRun r = run({QStringLiteral("events"), QStringLiteral("--json")});
-        QList<QJsonObject> events;
-        for (const QString &line : r.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
-            events << QJsonDocument::fromJson(line.toUtf8()).object();
-        return events;
-    }
-
-    static QStringList names(const QList<QJsonObject> &events)
-    {
-        QStringList result;
-        for (const QJsonObject &e : events)
-            result << e.value(QStringLiteral("event")).toString();
-        return result;
+        return TestSupport::jsonLines(run({QStringLiteral("events"), QStringLiteral("--json")}).out.toUtf8());
     }
 
     QTemporaryDir data;
@@ -54,8 +28,7 @@ protected:
 TEST_F(EditorShell, first_run_is_the_first_start_and_the_next_an_every_start)
 {
     ASSERT_EQ(run({QStringLiteral("status")}).exitCode, 0);
-    const QStringList events = names(storedEvents());
-    EXPECT_EQ(events,
+    EXPECT_EQ(eventNames(storedEvents()),
               (QStringList{QStringLiteral("APP_FIRST_START"), QStringLiteral("APP_LAUNCHED"), QStringLiteral("APP_EXIT"),
                            QStringLiteral("APP_EVERY_START"), QStringLiteral("APP_LAUNCHED")}));
 }
@@ -64,18 +37,11 @@ TEST_F(EditorShell, events_out_gets_every_event_of_the_run_as_json_lines)
 {
     const QString file = data.filePath(QStringLiteral("run.jsonl"));
     ASSERT_EQ(run({QStringLiteral("--events-out"), file, QStringLiteral("status")}).exitCode, 0);
-    QFile lines(file);
-    ASSERT_TRUE(lines.open(QIODevice::ReadOnly));
-    QStringList events;
-    for (const QByteArray &line : lines.readAll().split('\n')) {
-        if (line.isEmpty())
-            continue;
-        const QJsonObject o = QJsonDocument::fromJson(line).object();
-        EXPECT_TRUE(o.value(QStringLiteral("params")).isObject()) << line.constData();
-        events << o.value(QStringLiteral("event")).toString();
-    }
-    EXPECT_EQ(events, (QStringList{QStringLiteral("APP_FIRST_START"), QStringLiteral("APP_LAUNCHED"),
-                                   QStringLiteral("APP_EXIT")}));
+    const QList<QJsonObject> events = TestSupport::jsonLinesOf(file);
+    for (const QJsonObject &e : events)
+        EXPECT_TRUE(e.value(QStringLiteral("params")).isObject());
+    EXPECT_EQ(eventNames(events), (QStringList{QStringLiteral("APP_FIRST_START"), QStringLiteral("APP_LAUNCHED"),
+                                               QStringLiteral("APP_EXIT")}));
 }
 
 TEST_F(EditorShell, statistics_off_deletes_the_store_and_keeps_nothing_until_on_again)
@@ -86,7 +52,7 @@ TEST_F(EditorShell, statistics_off_deletes_the_store_and_keeps_nothing_until_on_
     EXPECT_TRUE(storedEvents().isEmpty());
     ASSERT_EQ(run({QStringLiteral("statistics"), QStringLiteral("on")}).exitCode, 0);
     // The run that switched statistics on ends with an exit event; the next run is recorded.
-    EXPECT_EQ(names(storedEvents()),
+    EXPECT_EQ(eventNames(storedEvents()),
               (QStringList{QStringLiteral("APP_EXIT"), QStringLiteral("APP_EVERY_START"), QStringLiteral("APP_LAUNCHED")}));
 }
 
@@ -105,31 +71,28 @@ TEST_F(EditorShell, killed_run_is_reported_as_failed_next_time)
         if (e.value(QStringLiteral("event")).toString() == QLatin1String("APP_FAILED"))
             failedSessions << e.value(QStringLiteral("params")).toObject().value(QStringLiteral("SID")).toString();
     }
-    ASSERT_EQ(failedSessions.size(), 1) << names(events).join(QLatin1Char(' ')).toStdString();
+    ASSERT_EQ(failedSessions.size(), 1) << eventNames(events).join(QLatin1Char(' ')).toStdString();
     // The failed session is the killed run: it had started, and it never said goodbye.
-    bool started = false;
+    QStringList killedRun;
     for (const QJsonObject &e : events) {
-        if (e.value(QStringLiteral("session")).toString() != failedSessions.front())
-            continue;
-        const QString name = e.value(QStringLiteral("event")).toString();
-        started = started || name == QLatin1String("APP_FIRST_START");
-        EXPECT_NE(name, QStringLiteral("APP_EXIT"));
+        if (e.value(QStringLiteral("session")).toString() == failedSessions.front())
+            killedRun << e.value(QStringLiteral("event")).toString();
     }
-    EXPECT_TRUE(started);
+    EXPECT_TRUE(killedRun.contains(QStringLiteral("APP_FIRST_START")));
+    EXPECT_FALSE(killedRun.contains(QStringLiteral("APP_EXIT")));
 }
 
 TEST_F(EditorShell, unwritable_data_folder_is_one_clear_error)
 {
-    QProcess process;
-    process.start(QStringLiteral(EDITOR_SHELL), {QStringLiteral("--data-dir"), QStringLiteral("/proc/self/editor"), QStringLiteral("status")});
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_NE(process.exitCode(), 0);
-    EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(QStringLiteral("data folder")));
+    const auto r = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), QStringLiteral("/proc/self/editor"),
+                                         {QStringLiteral("status")});
+    EXPECT_NE(r.exitCode, 0);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("data folder")));
 }
 
 TEST_F(EditorShell, unknown_command_is_refused_with_usage)
 {
-    const ShellRun r = run({QStringLiteral("no-such-command")});
+    const auto r = run({QStringLiteral("no-such-command")});
     EXPECT_EQ(r.exitCode, 2);
     EXPECT_TRUE(r.err.contains(QStringLiteral("Usage:")));
 }
