@@ -15,6 +15,11 @@ struct RealCase
     const char *text;
 };
 
+void PrintTo(const RealCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class RealFormatting : public ::testing::TestWithParam<RealCase>
 {};
 

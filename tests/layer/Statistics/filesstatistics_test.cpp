@@ -1,60 +1,126 @@
 #include "Statistics/fasttrackstatistics.h"
 #include "Statistics/filesstatistics.h"
+#include "Statistics/istatistics.h"
 
 #include "mediasamples.h"
-#include "recordingeventsink.h"
+#include "trackedevents.h"
 
 #include "media/mediaprobe.h"
-#include "timeline/timeline.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 
+using namespace StatisticsTest;
 using Statistics::AddingMethod;
-using Vantel::Tracking::GeneralVantelTracker;
-using Params = std::map<std::string, std::string>;
+using FileInformation = Statistics::IFastTrackStatistics::FileInformation;
 
-class Reporters : public ::testing::Test
+// The reporters the controller hands out, as the editor reaches them.
+Statistics::IFilesStatistics &files()
 {
-protected:
-    Reporters() { tracker->addSink(sink); }
+    return *Statistics::statistics()->filesStatistics();
+}
 
-    const Vantel::Tracking::TrackedEvent &only()
-    {
-        EXPECT_EQ(sink->events.size(), 1u);
-        static const Vantel::Tracking::TrackedEvent none;
-        return sink->events.empty() ? none : sink->events.back();
-    }
-
-    boost::intrusive_ptr<GeneralVantelTracker> tracker{new GeneralVantelTracker("sid")};
-    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
-    Statistics::FilesStatistics files{tracker};
-    Statistics::FastTrackStatistics fastTrack{tracker};
-};
+Statistics::IFastTrackStatistics &fastTrack()
+{
+    return *Statistics::statistics()->fastTrackStatistics();
+}
 
 // A timeline holding `uses` clips made from `file`.
-std::unique_ptr<Timeline::Model> timelineUsing(const Media::FilePtr &file, int uses)
+std::unique_ptr<Timeline::Model> timelineUsing(const Media::File &file, int uses)
 {
     auto timeline = std::make_unique<Timeline::Model>();
     timeline->addTrack(Timeline::TrackType::Video);
     MTime at;
     for (int i = 0; i < uses; ++i)
-        at = timeline->insertClip(0, at, std::make_shared<Media::File>(*file)).end();
+        at = timeline->insertClip(0, at, std::make_shared<Media::File>(file)).end();
     return timeline;
 }
 
-Media::FilePtr probed(const char *sample)
+void analyzed(const Media::File &file)
 {
-    return std::make_shared<Media::File>(Media::probe(TestSupport::sharedSamples().path(QLatin1String(sample))));
+    files().fileAnalyzed(file, *timelineUsing(file, 1));
 }
 
-TEST_F(Reporters, file_added_names_extension_method_and_count)
+Media::File failedFile()
 {
-    files.fileAdded(QStringLiteral("/home/me/Holiday.MP4"), AddingMethod::ImportFolders, 12);
-    EXPECT_EQ(only().name, "FILE_ADDED");
-    EXPECT_EQ(only().params, (Params{{"FILE_EXTENSION", "mp4"}, {"ADDING_METHOD", "import_folders"}, {"FILES_COUNT", "12"}}));
+    Media::File file(QStringLiteral("/x/broken.MKV"));
+    file.state = Media::File::State::Failed;
+    file.error = QStringLiteral("The file is damaged or not in a media format.");
+    file.unsupportedCodecs = QStringList{QStringLiteral("CODEC_ID_OPUS")};
+    return file;
 }
+
+// A 4K HDR source of 1.5 MiB and 61.999 s, and what the fast track made of it.
+FileInformation source(bool valid = true)
+{
+    FileInformation info;
+    info.valid = valid;
+    info.codec = QStringLiteral("hevc");
+    info.format = QStringLiteral("matroska,webm");
+    info.colorPrimaries = 9;
+    info.colorTransfer = 16;
+    info.colorMatrix = 9;
+    info.size = 1572864;
+    info.duration = MTime::fromMSec(61999);
+    info.width = 3840;
+    info.height = 2160;
+    return info;
+}
+
+FileInformation result(bool valid)
+{
+    FileInformation info = source(valid);
+    info.codec = QStringLiteral("h264");
+    info.size = 10 * 1024 * 1024;
+    info.width = 1920;
+    info.height = 1080;
+    return info;
+}
+
+const Params sourceParams{{"FILE_SIZE_MB", "2"}, {"FILE_CODEC", "hevc"}, {"FILE_FORMAT", "matroska,webm"},
+                          {"FILE_COLOR_SPACE", "REC2020_PQ"}, {"FILE_TIME_SEC", "61"}, {"FILE_RESOLUTION", "3840x2160"}};
+
+Params withSource(Params own)
+{
+    own.merge(Params(sourceParams));
+    return own;
+}
+
+const EventCase filesCases[] = {
+    {"file_added_names_extension_method_and_count",
+     [] { files().fileAdded(QStringLiteral("/home/me/Holiday.MP4"), AddingMethod::ImportFolders, 12); },
+     {{"FILE_ADDED", {{"FILE_EXTENSION", "mp4"}, {"ADDING_METHOD", "import_folders"}, {"FILES_COUNT", "12"}}}}},
+    {"a_failed_file_sends_failed_with_an_empty_reason", [] { analyzed(failedFile()); },
+     {{"FILE_FAILED", {{"FILE_EXTENSION", "mkv"}, {"REASON", ""}, {"INPUT_VIDEO_CODEC", ""},
+                       {"INPUT_AUDIO_CODEC", "CODEC_ID_OPUS"}, {"IS_HDR", "false"}}}}},
+    {"h265_notice_shown",
+     [] { files().filesWithH265NotificationShown(QStringLiteral("video"), QStringLiteral("HEVC"), 3); },
+     {{"H265_NOTIFICATION_SHOWN", {{"TYPE", "video"}, {"FORMAT", "HEVC"}, {"FILES_COUNT", "3"}}}}},
+    {"h265_notice_link", [] { files().filesWithH265NotificationLinkClicked(QStringLiteral("https://example.org/hevc")); },
+     {{"H265_NOTIFICATION_CLICKED", {{"LINK_CLICKED", "https://example.org/hevc"}}}}},
+    {"h265_notice_closed",
+     [] { files().filesWithH265NotificationFinished(Statistics::UnsupportedCodecInfoDialogAction::Closed); },
+     {{"H265_NOTIFICATION_CLOSED", {}}}},
+    {"logo_file", [] { files().logoFileAdded(QStringLiteral("/x/logo.PNG")); },
+     {{"LOGO_FILE_ADDED", {{"FILE_EXTENSION", "png"}}}}},
+    {"fast_track_start_rounds_sizes_to_the_nearest_mebibyte", [] { fastTrack().started(source()); },
+     {{"FTHD_FILE_PROCESSING_STARTED", sourceParams}}},
+    {"fast_track_finish_with_a_result",
+     [] { fastTrack().finished(true, MTime::fromMSec(4500), QString(), source(), result(true)); },
+     {{"FTHD_FILE_PROCESSING_FINISHED",
+       withSource({{"SUCCESS", "true"}, {"PROCESSING_TIME_SEC", "4"}, {"RESULT_FILE_SIZE_MB", "10"},
+                   {"RESULT_FILE_CODEC", "h264"}, {"RESULT_FILE_RESOLUTION", "1920x1080"}})}}},
+    {"fast_track_finish_without_a_result_gives_the_error",
+     [] { fastTrack().finished(false, MTime::fromMSec(100), QStringLiteral("disk full"), source(), result(false)); },
+     {{"FTHD_FILE_PROCESSING_FINISHED",
+       withSource({{"SUCCESS", "false"}, {"PROCESSING_TIME_SEC", "0"}, {"ERROR", "disk full"}})}}},
+    {"fast_track_low_disk_space",
+     [] { fastTrack().failed(Statistics::IFastTrackStatistics::LowDiskSpace, QStringLiteral("3 MB left")); },
+     {{"FTHD_LOW_DISK_SPACE", {{"DESCRIPTION", "3 MB left"}}}}},
+    {"fast_track_file_failed", [] { fastTrack().failed(Statistics::IFastTrackStatistics::FileFailed, QString()); },
+     {{"FTHD_FILE_FAILED", {}}}},
+};
+
+INSTANTIATE_TEST_SUITE_P(Files, StatisticsEvents, ::testing::ValuesIn(filesCases), caseName);
 
 // An opened file, as the analysis leaves it, and what its report must hold and leave out.
 struct OpenedCase
@@ -65,9 +131,14 @@ struct OpenedCase
     std::vector<std::string> absent;
 };
 
+void PrintTo(const OpenedCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 std::function<Media::File()> sample(const char *name)
 {
-    return [=] { return *probed(name); };
+    return [=] { return Media::probe(TestSupport::sharedSamples().path(QLatin1String(name))); };
 }
 
 Media::File opened(std::int64_t size, std::vector<Media::AudioTrack> audio)
@@ -79,16 +150,16 @@ Media::File opened(std::int64_t size, std::vector<Media::AudioTrack> audio)
     return file;
 }
 
-class FileOpened : public Reporters, public ::testing::WithParamInterface<OpenedCase>
+class FileOpened : public TrackedEvents, public ::testing::WithParamInterface<OpenedCase>
 {};
 
 TEST_P(FileOpened, reports_what_analysis_found)
 {
-    const auto file = std::make_shared<Media::File>(GetParam().file());
-    ASSERT_TRUE(file->isOpened());
-    files.fileAnalyzed(*file, *timelineUsing(file, 1));
-    ASSERT_EQ(only().name, "FILE_OPENED");
-    const Params &params = only().params;
+    const Media::File file = GetParam().file();
+    ASSERT_TRUE(file.isOpened());
+    analyzed(file);
+    ASSERT_EQ(sink->names(), std::vector<std::string>{"FILE_OPENED"});
+    const Params &params = sink->events[0].params;
     for (const auto &[key, value] : GetParam().expected)
         EXPECT_EQ(params.count(key) ? params.at(key) : "<absent>", value) << key;
     for (const std::string &key : GetParam().absent)
@@ -121,7 +192,22 @@ INSTANTIATE_TEST_SUITE_P(
                    {"FRAME_RATE", "VIDEO_BITRATE", "AUDIO_BITRATE"}}),
     [](const auto &info) { return std::string(info.param.name); });
 
-TEST_F(Reporters, an_audio_file_names_its_unsupported_video_codec)
+using FilesStatistics = TrackedEvents;
+
+TEST_F(FilesStatistics, the_outcome_is_told_only_on_the_first_use_on_the_timeline)
+{
+    for (const Media::File &file : {sample("tone.flac")(), failedFile()}) {
+        for (int uses : {0, 1, 2, 3}) {
+            sink->events.clear();
+            const auto timeline = timelineUsing(file, uses);
+            EXPECT_EQ(timeline->fileUses(file), uses);
+            files().fileAnalyzed(file, *timeline);
+            EXPECT_EQ(sink->events.size(), uses == 1 ? 1u : 0u) << uses << " uses of " << file.path.toStdString();
+        }
+    }
+}
+
+TEST(FilesStatisticsText, an_audio_file_names_its_unsupported_video_codec)
 {
     Media::File file(QStringLiteral("/x/a.m4a"));
     file.state = Media::File::State::Opened;
@@ -130,48 +216,6 @@ TEST_F(Reporters, an_audio_file_names_its_unsupported_video_codec)
                                          QStringLiteral("CODEC_ID_H264")};
     EXPECT_EQ(Statistics::videoCodecText(file), QLatin1String("CODEC_ID_HEVC"));
     EXPECT_EQ(Statistics::audioCodecText(file), QLatin1String("CODEC_ID_AAC"));
-}
-
-TEST_F(Reporters, a_failed_file_sends_failed_with_an_empty_reason)
-{
-    Media::File file(QStringLiteral("/x/broken.MKV"));
-    file.state = Media::File::State::Failed;
-    file.error = QStringLiteral("The file is damaged or not in a media format.");
-    file.unsupportedCodecs = QStringList{QStringLiteral("CODEC_ID_OPUS")};
-    const auto timeline = timelineUsing(std::make_shared<Media::File>(file), 1);
-    files.fileAnalyzed(file, *timeline);
-    EXPECT_EQ(only().name, "FILE_FAILED");
-    EXPECT_EQ(only().params, (Params{{"FILE_EXTENSION", "mkv"}, {"REASON", ""}, {"INPUT_VIDEO_CODEC", ""},
-                                     {"INPUT_AUDIO_CODEC", "CODEC_ID_OPUS"}, {"IS_HDR", "false"}}));
-}
-
-TEST_F(Reporters, the_outcome_is_told_only_on_the_first_use_on_the_timeline)
-{
-    const Media::FilePtr file = probed("tone.flac");
-    for (int uses : {0, 1, 2, 3}) {
-        sink->events.clear();
-        const auto timeline = timelineUsing(file, uses);
-        EXPECT_EQ(timeline->fileUses(*file), uses);
-        files.fileAnalyzed(*file, *timeline);
-        EXPECT_EQ(sink->events.size(), uses == 1 ? 1u : 0u) << uses << " uses";
-    }
-}
-
-TEST_F(Reporters, h265_notice_events)
-{
-    files.filesWithH265NotificationShown(QStringLiteral("video"), QStringLiteral("HEVC"), 3);
-    files.filesWithH265NotificationLinkClicked(QStringLiteral("https://example.org/hevc"));
-    for (int action : {0, 1, 2, -1})
-        files.filesWithH265NotificationFinished(static_cast<Statistics::UnsupportedCodecInfoDialogAction>(action));
-    files.logoFileAdded(QStringLiteral("/x/logo.PNG"));
-    EXPECT_EQ(sink->names(),
-              (std::vector<std::string>{"H265_NOTIFICATION_SHOWN", "H265_NOTIFICATION_CLICKED", "H265_NOTIFICATION_SKIPPED",
-                                        "H265_NOTIFICATION_CLOSED", "H265_NOTIFICATION_INVALID_ACTION",
-                                        "H265_NOTIFICATION_INVALID_ACTION", "LOGO_FILE_ADDED"}));
-    EXPECT_EQ(sink->events[0].params, (Params{{"TYPE", "video"}, {"FORMAT", "HEVC"}, {"FILES_COUNT", "3"}}));
-    EXPECT_EQ(sink->events[1].params, (Params{{"LINK_CLICKED", "https://example.org/hevc"}}));
-    EXPECT_TRUE(sink->events[2].params.empty());
-    EXPECT_EQ(sink->events[6].params, (Params{{"FILE_EXTENSION", "png"}}));
 }
 
 TEST(ColorSpaceText, names_known_triples_and_spells_out_the_rest)
@@ -187,66 +231,6 @@ TEST(ColorSpaceText, names_known_triples_and_spells_out_the_rest)
                          Row{1, 1, 6, "1-1-6"}, Row{9, 16, 10, "9-16-10"}}) {
         EXPECT_EQ(Statistics::colorSpaceText(r.p, r.t, r.m), r.text);
     }
-}
-
-Statistics::IFastTrackStatistics::FileInformation source()
-{
-    Statistics::IFastTrackStatistics::FileInformation info;
-    info.valid = true;
-    info.codec = QStringLiteral("hevc");
-    info.format = QStringLiteral("matroska,webm");
-    info.colorPrimaries = 9;
-    info.colorTransfer = 16;
-    info.colorMatrix = 9;
-    info.size = 1572864;
-    info.duration = MTime::fromMSec(61999);
-    info.width = 3840;
-    info.height = 2160;
-    return info;
-}
-
-TEST_F(Reporters, fast_track_start_rounds_sizes_to_the_nearest_mebibyte)
-{
-    fastTrack.started(source());
-    EXPECT_EQ(only().name, "FTHD_FILE_PROCESSING_STARTED");
-    EXPECT_EQ(only().params, (Params{{"FILE_SIZE_MB", "2"}, {"FILE_CODEC", "hevc"}, {"FILE_FORMAT", "matroska,webm"},
-                                     {"FILE_COLOR_SPACE", "REC2020_PQ"}, {"FILE_TIME_SEC", "61"},
-                                     {"FILE_RESOLUTION", "3840x2160"}}));
-}
-
-TEST_F(Reporters, fast_track_finish_adds_the_result_only_when_there_is_one)
-{
-    auto result = source();
-    result.codec = QStringLiteral("h264");
-    result.size = 10 * 1024 * 1024;
-    result.width = 1920;
-    result.height = 1080;
-    fastTrack.finished(true, MTime::fromMSec(4500), QString(), source(), result);
-    result.valid = false;
-    fastTrack.finished(false, MTime::fromMSec(100), QStringLiteral("disk full"), source(), result);
-    ASSERT_EQ(sink->events.size(), 2u);
-    const Params &ok = sink->events[0].params;
-    EXPECT_EQ(ok.at("SUCCESS"), "true");
-    EXPECT_EQ(ok.at("PROCESSING_TIME_SEC"), "4");
-    EXPECT_EQ(ok.at("RESULT_FILE_SIZE_MB"), "10");
-    EXPECT_EQ(ok.at("RESULT_FILE_CODEC"), "h264");
-    EXPECT_EQ(ok.at("RESULT_FILE_RESOLUTION"), "1920x1080");
-    EXPECT_EQ(ok.count("ERROR"), 0u);
-    const Params &failed = sink->events[1].params;
-    EXPECT_EQ(failed.at("SUCCESS"), "false");
-    EXPECT_EQ(failed.at("ERROR"), "disk full");
-    for (const char *key : {"RESULT_FILE_SIZE_MB", "RESULT_FILE_CODEC", "RESULT_FILE_RESOLUTION"})
-        EXPECT_EQ(failed.count(key), 0u) << key;
-    EXPECT_EQ(failed.at("FILE_SIZE_MB"), "2");
-}
-
-TEST_F(Reporters, fast_track_failures_name_their_kind)
-{
-    fastTrack.failed(Statistics::IFastTrackStatistics::LowDiskSpace, QStringLiteral("3 MB left"));
-    fastTrack.failed(Statistics::IFastTrackStatistics::FileFailed, QString());
-    EXPECT_EQ(sink->names(), (std::vector<std::string>{"FTHD_LOW_DISK_SPACE", "FTHD_FILE_FAILED"}));
-    EXPECT_EQ(sink->events[0].params, (Params{{"DESCRIPTION", "3 MB left"}}));
-    EXPECT_TRUE(sink->events[1].params.empty());
 }
 
 } // namespace

@@ -88,6 +88,8 @@ const Vocabulary vocabularies[] = {
       "in_beginning_collection", "in_ending_collection", "after_current_clip_collection", "transition_settings",
       "generated", "undo", "redo"},
      "unknown"},
+    {"h265_notice_action", of<UnsupportedCodecInfoDialogAction, unsupportedCodecInfoDialogActionText>,
+     {"SKIPPED", "CLOSED"}, "INVALID_ACTION"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Statistics, Vocabularies, ::testing::ValuesIn(vocabularies),
@@ -101,6 +103,11 @@ struct ToolsCase
     std::vector<std::pair<Tool, double>> changes;
     const char *used;
 };
+
+void PrintTo(const ToolsCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
 
 class ToolsUsed : public ::testing::TestWithParam<ToolsCase>
 {};
