@@ -2,6 +2,7 @@
 #include "media/mediaprobe.h"
 
 #include "mediasamples.h"
+#include "withoutfileaccessoverride.h"
 #include "util/format.h"
 
 #include <QDir>
@@ -10,10 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include <linux/capability.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 #include <random>
 
@@ -215,38 +213,12 @@ TEST_F(BadInput, names_with_spaces_non_ascii_and_address_like_prefixes_open)
     }
 }
 
-// Root reads any file whatever its mode bits, because of two capabilities. Giving them up on
-// this thread for the duration makes the mode bits count again, as they do for every user.
-class WithoutFileAccessOverride
-{
-public:
-    WithoutFileAccessOverride()
-    {
-        if (::syscall(SYS_capget, &m_header, m_saved) != 0)
-            return;
-        __user_cap_data_struct reduced[2] = {m_saved[0], m_saved[1]};
-        reduced[0].effective &= ~((1u << CAP_DAC_OVERRIDE) | (1u << CAP_DAC_READ_SEARCH));
-        m_active = ::syscall(SYS_capset, &m_header, reduced) == 0;
-    }
-    ~WithoutFileAccessOverride()
-    {
-        if (m_active)
-            ::syscall(SYS_capset, &m_header, m_saved);
-    }
-    bool active() const { return m_active; }
-
-private:
-    __user_cap_header_struct m_header{_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct m_saved[2] = {};
-    bool m_active = false;
-};
-
 TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
 {
     const QString path = write(QStringLiteral("locked.mp4"), sampleBytes("h264_aac.mp4"));
     ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::Permissions()));
-    WithoutFileAccessOverride guard;
-    if (::geteuid() == 0 && !guard.active())
+    TestSupport::WithoutFileAccessOverride guard;
+    if (!guard.modeBitsBind())
         GTEST_SKIP() << "running as root without the right to give up file access override";
     const File file = Media::probe(path);
     EXPECT_TRUE(file.isFailed());

@@ -63,19 +63,6 @@ TEST_F(JsonLinesSinkTest, each_event_is_on_disk_as_soon_as_it_is_consumed)
               QStringLiteral("SECOND"));
 }
 
-TEST_F(JsonLinesSinkTest, awkward_text_stays_on_one_line_and_reads_back_unchanged)
-{
-    const std::string awkward = "line one\nline \"two\"\t\\ Grüße";
-    JsonLinesSink sink(path());
-    sink.consume(makeEvent("E", {{"TEXT", awkward}}));
-
-    const QList<QByteArray> lines = linesOf(path());
-    ASSERT_EQ(lines.size(), 1);
-    const QJsonObject params =
-        QJsonDocument::fromJson(lines[0]).object().value(QStringLiteral("params")).toObject();
-    EXPECT_EQ(params.value(QStringLiteral("TEXT")).toString().toStdString(), awkward);
-}
-
 TEST_F(JsonLinesSinkTest, an_existing_file_is_started_afresh)
 {
     {

@@ -75,13 +75,7 @@ INSTANTIATE_TEST_SUITE_P(JsonText,
 TEST(JsonText, an_object_lists_its_keys_in_map_order)
 {
     std::string out;
-    appendJsonObject(out, {{"B", "2"}, {"A", "1"}});
-    EXPECT_EQ(out, R"({"A":"1","B":"2"})");
-}
-
-TEST(JsonText, an_empty_object_is_braces_only)
-{
-    std::string out;
     appendJsonObject(out, {});
-    EXPECT_EQ(out, "{}");
+    appendJsonObject(out, {{"B", "2"}, {"A", "1"}});
+    EXPECT_EQ(out, R"({}{"A":"1","B":"2"})");
 }
