@@ -237,7 +237,9 @@ TEST_F(AnalyzerTest, hdr_files_are_told_after_the_failures)
     const ObjectPtr o = request({sample("pq10.mkv"), missing("x.mov")});
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(dialogs->shown.size(), 2u);
+    EXPECT_FALSE(dialogs->shown[0].isQuestion) << "without clips to remove there is nothing to ask";
     EXPECT_TRUE(dialogs->shown[0].details.contains(QLatin1String("x.mov")));
+    EXPECT_TRUE(dialogs->shown[0].details.contains(QLatin1String("does not exist")));
     EXPECT_TRUE(dialogs->shown[1].title.contains(QLatin1String("HDR")));
 }
 

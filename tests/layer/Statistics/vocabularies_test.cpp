@@ -128,6 +128,7 @@ INSTANTIATE_TEST_SUITE_P(
                       ToolsCase{"out_of_order", {{Tool::Tint, 1}, {Tool::Brightness, -1}, {Tool::Gamma, 1.2}},
                                 "Brightness,Gamma,Tint"},
                       ToolsCase{"gamma_at_one_is_untouched", {{Tool::Gamma, 1.0}, {Tool::Shadows, 0.5}}, "Shadows"},
+                      ToolsCase{"gamma_at_zero_is_changed", {{Tool::Gamma, 0.0}}, "Gamma"},
                       ToolsCase{"all",
                                 {{Tool::Brightness, 1}, {Tool::Contrast, 1}, {Tool::Saturation, 1}, {Tool::Highlights, 1},
                                  {Tool::Gamma, 2}, {Tool::Shadows, 1}, {Tool::Hue, 1}, {Tool::Temperature, 1}, {Tool::Tint, 1}},

@@ -52,6 +52,10 @@ TEST(FileUtil, project_and_package_files_are_accepted_but_are_not_media)
     EXPECT_FALSE(FileUtil::supportedMediaExtensions().contains(package));
     EXPECT_TRUE(Settings::isPackageFilePath(QStringLiteral("/x/Titles Pack.EDPACK")));
     EXPECT_FALSE(Settings::isPackageFilePath(QStringLiteral("/x/edpack.mp4")));
+    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("/a/b/holiday.edproj")));
+    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("HOLIDAY.EDPROJ")));
+    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("holiday.edproj.mp4")));
+    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("edproj")));
 }
 
 } // namespace

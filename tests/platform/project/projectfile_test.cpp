@@ -2,7 +2,6 @@
 #include "project/projectfile.h"
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
-#include "util/settingspaths.h"
 
 #include <QDir>
 #include <QFile>
@@ -153,14 +152,6 @@ TEST(ProjectFile, a_written_project_reads_back_the_same)
     ASSERT_EQ(copy->userFiles().count(), 2u);
     EXPECT_EQ(copy->userFiles().files()[1], b.track(0).clip(1).file());
     EXPECT_EQ(copy->mediaFiles().size(), 3u);
-}
-
-TEST(ProjectFile, the_extension_tells_a_project_file)
-{
-    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("/a/b/holiday.edproj")));
-    EXPECT_TRUE(Settings::isProjectFilePath(QStringLiteral("HOLIDAY.EDPROJ")));
-    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("holiday.edproj.mp4")));
-    EXPECT_FALSE(Settings::isProjectFilePath(QStringLiteral("edproj")));
 }
 
 struct DamagedFile
