@@ -1,17 +1,5 @@
-#include "FileAnalyzer/controller.h"
-#include "FileAnalyzer/model.h"
-
-#include "eventwait.h"
-#include "fakedialogs.h"
-#include "fakeprogress.h"
+#include "intakeharness.h"
 #include "mediasamples.h"
-#include "recordingeventsink.h"
-
-#include "Statistics/controller.h"
-#include "dialogs/dialog.h"
-#include "dialogs/progress.h"
-#include "timeline/timeline.h"
-#include "tracking/generalvanteltracker.h"
 
 #include <QTemporaryDir>
 
@@ -23,43 +11,11 @@ using FileAnalyzer::Object;
 using FileAnalyzer::ObjectPtr;
 using Status = Object::Status;
 
-// Every status an object was given, in order.
-class Statuses : public FileAnalyzer::View
-{
-public:
-    void statusChanged(const Object *object, Status status) override { seen.push_back({object->id(), status}); }
-    std::vector<Status> of(const ObjectPtr &o) const
-    {
-        std::vector<Status> r;
-        for (const auto &[id, s] : seen) {
-            if (id == o->id())
-                r.push_back(s);
-        }
-        return r;
-    }
-    std::vector<std::pair<std::uint64_t, Status>> seen;
-};
-
+// Requests made straight to the analysis domain, on the intake as the editor builds it (the
+// adder there leaves requests it did not make alone).
 class AnalyzerTest : public ::testing::Test
 {
 protected:
-    AnalyzerTest()
-    {
-        tracker->addSink(sink);
-        Dialog::setDialogs(dialogs);
-        Report::setProgressFactory(progress);
-        timeline.addTrack(Timeline::TrackType::Video);
-        FileAnalyzer::setTimeline(&timeline);
-    }
-    ~AnalyzerTest() override
-    {
-        const auto left = FileAnalyzer::Model::instance().objects();
-        for (const auto &o : left)
-            FileAnalyzer::requestRemove(o);
-        Dialog::setDialogs(nullptr);
-        Report::setProgressFactory(nullptr);
-    }
-
     ObjectPtr request(const QStringList &files, int mask = Object::TimelineOrTransition)
     {
         auto o = std::make_shared<Object>();
@@ -72,18 +28,23 @@ protected:
     {
         return TestSupport::waitUntil([&] { return o->status() == status; });
     }
+    std::vector<Status> statusesOf(const ObjectPtr &o) const
+    {
+        std::vector<Status> result;
+        for (const auto &[id, status] : h.recorder.statuses) {
+            if (id == o->id())
+                result.push_back(status);
+        }
+        return result;
+    }
     QString sample(const char *name) { return TestSupport::sharedSamples().path(QLatin1String(name)); }
     QString missing(const char *name) { return dir.filePath(QLatin1String(name)); }
 
     QTemporaryDir dir;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{new Vantel::Tracking::GeneralVantelTracker("a")};
-    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
-    Statistics::Controller statistics{tracker};
-    std::shared_ptr<TestSupport::FakeDialogs> dialogs = std::make_shared<TestSupport::FakeDialogs>();
-    std::shared_ptr<TestSupport::FakeProgressFactory> progress = std::make_shared<TestSupport::FakeProgressFactory>();
-    Timeline::Model timeline;
-    Statuses statuses;
-    FileAnalyzer::Controller controller;
+    TestSupport::IntakeHarness h;
+    Timeline::Model &timeline = h.project->timeline();
+    TestSupport::FakeDialogs *dialogs = h.dialogs.get();
+    TestSupport::FakeProgressFactory *progress = h.progress.get();
 };
 
 TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
@@ -94,7 +55,7 @@ TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
     ASSERT_EQ(o->opened().size(), 2u);
     ASSERT_EQ(o->failed().size(), 1u);
     EXPECT_EQ(o->failed()[0]->path, missing("gone.mp4"));
-    EXPECT_EQ(statuses.of(o), (std::vector<Status>{Status::Analysing, Status::Finished}));
+    EXPECT_EQ(statusesOf(o), (std::vector<Status>{Status::Analysing, Status::Finished}));
 }
 
 TEST_F(AnalyzerTest, a_one_file_request_shows_no_progress)
@@ -129,9 +90,9 @@ TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
     EXPECT_EQ(first->status(), Status::Analysing);
     EXPECT_EQ(second->status(), Status::Queued);
     ASSERT_TRUE(waitFor(second, Status::Finished));
-    ASSERT_GE(statuses.seen.size(), 4u);
-    EXPECT_EQ(statuses.seen[1], std::make_pair(first->id(), Status::Finished));
-    EXPECT_EQ(statuses.seen[2], std::make_pair(second->id(), Status::Analysing));
+    ASSERT_GE(h.recorder.statuses.size(), 4u);
+    EXPECT_EQ(h.recorder.statuses[1], std::make_pair(first->id(), Status::Finished));
+    EXPECT_EQ(h.recorder.statuses[2], std::make_pair(second->id(), Status::Analysing));
 }
 
 TEST_F(AnalyzerTest, a_request_without_files_never_finishes_and_holds_the_queue_until_removed)
@@ -157,16 +118,22 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
     EXPECT_FALSE(progress->pressCancel()) << "the progress closed with the first press";
     EXPECT_EQ(o->status(), Status::Cancelled);
     ASSERT_TRUE(waitFor(next, Status::Finished));
-    EXPECT_EQ(statuses.of(o), (std::vector<Status>{Status::Analysing, Status::Cancelled}));
+    EXPECT_EQ(statusesOf(o), (std::vector<Status>{Status::Analysing, Status::Cancelled}));
     EXPECT_TRUE(o->opened().empty()) << "nothing is handed on from a cancelled request";
 }
 
 struct MaskCase
 {
+    const char *name;
     int firstMask;
     int secondMask;
     bool secondTold; // the second request's failure is shown
 };
+
+void PrintTo(const MaskCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
 
 class FailureDialogs : public AnalyzerTest, public ::testing::WithParamInterface<MaskCase>
 {};
@@ -185,15 +152,25 @@ TEST_P(FailureDialogs, follow_the_destination_of_the_previous_request)
 
 INSTANTIATE_TEST_SUITE_P(Masks,
                          FailureDialogs,
-                         ::testing::Values(MaskCase{3, 1, false}, MaskCase{3, 2, true}, MaskCase{1, 1, true},
-                                           MaskCase{2, 1, true}, MaskCase{3, 3, true}));
+                         ::testing::Values(MaskCase{"timeline_after_both_is_not_told_again", 3, 1, false},
+                                           MaskCase{"collection_after_both", 3, 2, true},
+                                           MaskCase{"timeline_after_timeline", 1, 1, true},
+                                           MaskCase{"timeline_after_collection", 2, 1, true},
+                                           MaskCase{"both_after_both", 3, 3, true}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 struct DeletionCase
 {
+    const char *name;
     int mask;
     bool clipOnTimeline;
     bool asked;
 };
+
+void PrintTo(const DeletionCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
 
 class ClipDeletion : public AnalyzerTest, public ::testing::WithParamInterface<DeletionCase>
 {};
@@ -208,7 +185,7 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_EQ(dialogs->questionCount(), c.asked ? 1 : 0);
     EXPECT_EQ(timeline.track(0).clipCount(), c.clipOnTimeline && !c.asked ? 1u : 0u);
-    const auto *event = sink->last("FAILED_FILES_DIALOG_SHOWN");
+    const auto *event = h.sink->last("FAILED_FILES_DIALOG_SHOWN");
     const bool timelineRequest = c.mask == 1 || c.mask == 4;
     ASSERT_EQ(event != nullptr, timelineRequest);
     if (event) {
@@ -218,9 +195,12 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
 
 INSTANTIATE_TEST_SUITE_P(Masks,
                          ClipDeletion,
-                         ::testing::Values(DeletionCase{1, true, true}, DeletionCase{4, true, true},
-                                           DeletionCase{2, true, false}, DeletionCase{3, true, false},
-                                           DeletionCase{1, false, false}));
+                         ::testing::Values(DeletionCase{"timeline_request", 1, true, true},
+                                           DeletionCase{"other_request", 4, true, true},
+                                           DeletionCase{"collection_request", 2, true, false},
+                                           DeletionCase{"timeline_and_collection_request", 3, true, false},
+                                           DeletionCase{"no_clip_of_the_file", 1, false, false}),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 {
