@@ -10,6 +10,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -30,6 +32,15 @@ protected:
         EXPECT_TRUE(f.open(QIODevice::WriteOnly));
         f.write(bytes);
         return f.fileName();
+    }
+    FileAdder::Contexts contexts(bool timeline, bool collection, Transition::Object *transition)
+    {
+        FileAdder::Contexts c = timeline ? h.timelineContext() : FileAdder::Contexts();
+        if (collection)
+            c.collection = FileAdder::CollectionContext{};
+        if (transition)
+            c.transition = FileAdder::TransitionContext{transition};
+        return c;
     }
     const FileAdder::AddMediaFilesResult &onlyResult()
     {
@@ -133,6 +144,21 @@ TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_
     EXPECT_EQ(onlyResult().files.size(), 1);
 }
 
+// A row's name: the source and where the files were meant to go.
+std::string destinationName(int source, bool timeline, bool collection, bool transition)
+{
+    return "source_" + (source < 0 ? "minus_" + std::to_string(-source) : std::to_string(source))
+           + (timeline ? "_timeline" : "") + (collection ? "_collection" : "") + (transition ? "_transition" : "");
+}
+
+template<class Case>
+std::string caseName(const ::testing::TestParamInfo<Case> &info)
+{
+    std::ostringstream name;
+    PrintTo(info.param, &name);
+    return name.str();
+}
+
 struct MethodCase
 {
     int source;
@@ -142,22 +168,20 @@ struct MethodCase
     const char *method; // nullptr: a logo, reported as LOGO_FILE_ADDED
 };
 
+void PrintTo(const MethodCase &c, std::ostream *os)
+{
+    *os << destinationName(c.source, c.timeline, c.collection, c.transition);
+}
+
 class AddingMethods : public FileAdderTest, public ::testing::WithParamInterface<MethodCase>
 {};
 
 TEST_P(AddingMethods, each_source_reports_its_adding_method)
 {
     const MethodCase &c = GetParam();
-    FileAdder::Contexts contexts;
-    if (c.timeline)
-        contexts = h.timelineContext();
-    if (c.collection)
-        contexts.collection = FileAdder::CollectionContext{};
     Transition::Object transition(Transition::Id::Dissolve);
-    if (c.transition)
-        contexts.transition = FileAdder::TransitionContext{&transition};
-    const QStringList files{sample("tone.wav"), sample("still.png")};
-    h.add(files, static_cast<Asrc>(c.source), contexts);
+    h.add({sample("tone.wav"), sample("still.png")}, static_cast<Asrc>(c.source),
+          contexts(c.timeline, c.collection, c.transition ? &transition : nullptr));
     if (c.method) {
         ASSERT_EQ(h.eventCount("FILE_ADDED"), 2);
         EXPECT_EQ(h.sink->events[0].params.at("ADDING_METHOD"), c.method);
@@ -197,11 +221,7 @@ INSTANTIATE_TEST_SUITE_P(
                       MethodCase{18, false, false, true, "transition_settings"},
                       MethodCase{19, true, false, false, "drag_and_drop_collection"},
                       MethodCase{-3, true, false, false, "drag_and_drop_collection"}),
-    [](const auto &info) {
-        const MethodCase &c = info.param;
-        return "source_" + std::to_string(c.source < 0 ? 1000 - c.source : c.source) + (c.timeline ? "_timeline" : "")
-               + (c.collection ? "_collection" : "") + (c.transition ? "_transition" : "");
-    });
+    caseName<MethodCase>);
 
 struct FlagCase
 {
@@ -211,20 +231,19 @@ struct FlagCase
     bool flag;
 };
 
+void PrintTo(const FlagCase &c, std::ostream *os)
+{
+    *os << destinationName(c.source, c.timeline, true, c.transition);
+}
+
 class CollectionFlag : public FileAdderTest, public ::testing::WithParamInterface<FlagCase>
 {};
 
 TEST_P(CollectionFlag, the_collection_is_told_whether_the_files_came_for_it)
 {
     const FlagCase &c = GetParam();
-    FileAdder::Contexts contexts;
-    if (c.timeline)
-        contexts = h.timelineContext();
-    contexts.collection = FileAdder::CollectionContext{};
     Transition::Object transition(Transition::Id::Fade);
-    if (c.transition)
-        contexts.transition = FileAdder::TransitionContext{&transition};
-    h.add({sample("tone.wav")}, static_cast<Asrc>(c.source), contexts);
+    h.add({sample("tone.wav")}, static_cast<Asrc>(c.source), contexts(c.timeline, true, c.transition ? &transition : nullptr));
     ASSERT_TRUE(h.waitIdle());
     ASSERT_EQ(h.recorder.collectionRequests.size(), 1u);
     EXPECT_EQ(h.recorder.collectionRequests[0].flag, c.flag);
@@ -238,7 +257,8 @@ INSTANTIATE_TEST_SUITE_P(Sources,
                          ::testing::Values(FlagCase{0, true, false, false}, FlagCase{15, true, false, true},
                                            FlagCase{16, true, false, true}, FlagCase{17, true, false, false},
                                            FlagCase{1, false, false, true}, FlagCase{18, false, true, false},
-                                           FlagCase{16, false, true, true}, FlagCase{15, true, true, true}));
+                                           FlagCase{16, false, true, true}, FlagCase{15, true, true, true}),
+                         caseName<FlagCase>);
 
 TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_are_only_reported)
 {
@@ -296,25 +316,15 @@ TEST_F(FileAdderTest, files_that_are_not_media_inside_end_as_failed_and_nothing_
 
 TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_time)
 {
-    for (int round = 0; round < 2; ++round) {
-        h.add({sample("tone.flac")}, Asrc::ImportButton, h.timelineContext());
-        ASSERT_TRUE(h.waitIdle());
-    }
-    EXPECT_EQ(h.timelinePaths().size(), 2u);
-    EXPECT_EQ(h.eventCount("FILE_ADDED"), 2);
-    EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
-}
-
-TEST_F(FileAdderTest, a_failed_file_brought_again_reports_its_failure_only_the_first_time)
-{
     h.dialogs->fallback = false;
     const QString broken = write(QStringLiteral("broken clip.mp4"), QByteArray(4096, 'z'));
     for (int round = 0; round < 2; ++round) {
-        h.add({broken}, Asrc::ImportButton, h.timelineContext());
+        h.add({sample("tone.flac"), broken}, Asrc::ImportButton, h.timelineContext());
         ASSERT_TRUE(h.waitIdle());
     }
-    EXPECT_TRUE(h.timelinePaths().empty());
-    EXPECT_EQ(h.eventCount("FILE_ADDED"), 2);
+    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>{sample("tone.flac"), sample("tone.flac")}));
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), 4);
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
     EXPECT_EQ(h.eventCount("FILE_FAILED"), 1);
     ASSERT_NE(h.sink->last("FILE_FAILED"), nullptr);
     EXPECT_EQ(h.sink->last("FILE_FAILED")->params.at("FILE_EXTENSION"), "mp4");
@@ -326,6 +336,11 @@ struct BrokenCase
     std::size_t clipsLeft;
     int failedEvents; // a kept clip makes the broken file's return its second use: no report
 };
+
+void PrintTo(const BrokenCase &c, std::ostream *os)
+{
+    *os << (c.remove ? "remove" : "keep");
+}
 
 class BrokenSinceAdded : public FileAdderTest, public ::testing::WithParamInterface<BrokenCase>
 {};
@@ -358,7 +373,7 @@ TEST_P(BrokenSinceAdded, its_clips_are_offered_for_removal)
 INSTANTIATE_TEST_SUITE_P(Answers,
                          BrokenSinceAdded,
                          ::testing::Values(BrokenCase{false, 1, 0}, BrokenCase{true, 0, 1}),
-                         [](const auto &info) { return info.param.remove ? "remove" : "keep"; });
+                         caseName<BrokenCase>);
 
 TEST_F(FileAdderTest, names_with_spaces_non_ascii_and_bad_bytes_each_end_as_opened_or_failed)
 {
@@ -406,31 +421,6 @@ TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_acco
     EXPECT_FALSE(h.progress->records[0].open);
     ASSERT_GE(h.dialogs->shown.size(), 1u);
     EXPECT_TRUE(h.dialogs->shown[0].text.contains(QLatin1String("9990")));
-}
-
-TEST_F(FileAdderTest, requests_are_analysed_one_after_another)
-{
-    h.add({sample("tone.wav"), sample("tone.flac")}, Asrc::ImportButton, h.timelineContext());
-    h.add({sample("still.png")}, Asrc::ImportButton, h.timelineContext(0, MTime::fromMSec(100000)));
-    const auto &objects = FileAnalyzer::Model::instance().objects();
-    ASSERT_EQ(objects.size(), 2u);
-    EXPECT_EQ(objects[0]->status(), Object::Status::Analysing);
-    EXPECT_EQ(objects[1]->status(), Object::Status::Queued);
-    const std::uint64_t second = objects[1]->id();
-    ASSERT_TRUE(h.waitIdle());
-    // The second started only after the first finished.
-    bool firstFinished = false;
-    bool secondStarted = false;
-    for (const auto &[id, status] : h.recorder.statuses) {
-        if (id != second && status == Object::Status::Finished)
-            firstFinished = true;
-        if (id == second && status == Object::Status::Analysing) {
-            secondStarted = true;
-            EXPECT_TRUE(firstFinished);
-        }
-    }
-    EXPECT_TRUE(secondStarted);
-    EXPECT_EQ(h.timelinePaths().size(), 3u);
 }
 
 TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
