@@ -1,8 +1,13 @@
 #include "mediasamples.h"
 
+#include "testfiles.h"
+
 #include <QDir>
 #include <QProcess>
 
+#include <sys/stat.h>
+
+#include <random>
 #include <stdexcept>
 
 namespace TestSupport {
@@ -104,6 +109,41 @@ MediaSamples::MediaSamples(const QStringList &names)
 QString MediaSamples::path(const QString &name) const
 {
     return m_dir.filePath(name);
+}
+
+QByteArray randomBytes(int size, unsigned seed)
+{
+    std::mt19937 gen(seed);
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char &c : bytes)
+        c = static_cast<char>(gen() & 0xff);
+    return bytes;
+}
+
+std::vector<BadPath> makeBadMediaPaths(const QString &folder)
+{
+    const QDir dir(folder);
+    const QByteArray mp4 = readFile(samplePath("h264_aac.mp4"));
+    dir.mkdir(QStringLiteral("folder.mp4"));
+    const QString fifo = dir.filePath(QStringLiteral("pipe.mp4"));
+    if (::mkfifo(QFile::encodeName(fifo).constData(), 0600) != 0)
+        throw std::runtime_error("cannot make a named pipe in " + folder.toStdString());
+    const auto write = [&](const char *name, const QByteArray &bytes) {
+        return writeFile(dir.filePath(QLatin1String(name)), bytes);
+    };
+    return {
+        {"zero bytes", write("empty.mp4", {})},
+        {"an mp4 cut before its index", write("cut.mp4", mp4.left(mp4.size() / 3))},
+        {"random bytes called mp4", write("noise.mp4", randomBytes(64 * 1024, 1))},
+        {"random bytes called mp3", write("noise.mp3", randomBytes(64 * 1024, 2))},
+        {"random bytes called wav", write("noise.wav", randomBytes(64 * 1024, 3))},
+        {"random bytes called png", write("noise.png", randomBytes(4 * 1024, 4))},
+        {"text called mov", write("notes.mov", QByteArray("shopping list\nmilk\n").repeated(50))},
+        {"a folder", dir.filePath(QStringLiteral("folder.mp4"))},
+        {"a missing path", dir.filePath(QStringLiteral("gone.mp4"))},
+        {"a path through a file", write("plain.mp4", mp4) + QStringLiteral("/inner.mp4")},
+        {"a named pipe", fifo},
+    };
 }
 
 const MediaSamples &sharedSamples()

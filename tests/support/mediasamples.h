@@ -45,4 +45,24 @@ private:
 // The samples of one test program, made once on first use.
 const MediaSamples &sharedSamples();
 
+// A path a user may drop that is not media, or is not any more, and what it is (for messages).
+struct BadPath
+{
+    const char *what;
+    QString path;
+};
+
+// Makes in `folder`, under media names: zero bytes, an mp4 cut before its index, random bytes,
+// text, a folder, a path through a file and a named pipe; and names a missing path.
+std::vector<BadPath> makeBadMediaPaths(const QString &folder);
+
+// `size` bytes of noise, the same for the same seed.
+QByteArray randomBytes(int size, unsigned seed);
+
+// The path of one of those samples.
+inline QString samplePath(const char *name)
+{
+    return sharedSamples().path(QLatin1String(name));
+}
+
 } // namespace TestSupport

@@ -1,12 +1,12 @@
 // `editor-shell import` as a user runs it: a real process, real media, a temporary data folder.
 
 #include "shellrun.h"
+#include "testfiles.h"
 
 #include <QDir>
 #include <QJsonArray>
 #include <QTemporaryDir>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -49,9 +49,8 @@ TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_
         if (e.value(QStringLiteral("event")).toString() == QLatin1String("FILE_ADDED"))
             EXPECT_EQ(e.value(QStringLiteral("params"))[QStringLiteral("ADDING_METHOD")].toString(), QLatin1String("import_folders"));
     }
-    QFile index(data.filePath(QStringLiteral("storage/index.json")));
-    ASSERT_TRUE(index.open(QIODevice::ReadOnly));
-    EXPECT_EQ(QJsonDocument::fromJson(index.readAll()).object().value(QStringLiteral("files")).toArray().size(), 7);
+    const QByteArray index = TestSupport::readFile(data.filePath(QStringLiteral("storage/index.json")));
+    EXPECT_EQ(QJsonDocument::fromJson(index).object().value(QStringLiteral("files")).toArray().size(), 7);
 }
 
 TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further)
@@ -103,14 +102,8 @@ TEST_F(ImportCommand, a_lone_project_is_opened_and_packages_go_to_the_installer)
 
 TEST_F(ImportCommand, a_file_whose_name_is_not_utf8_is_reported_not_lost)
 {
-    QFile wav(QDir(samples()).filePath(QStringLiteral("chime.mp3")));
-    ASSERT_TRUE(wav.open(QIODevice::ReadOnly));
-    const QByteArray bytes = wav.readAll();
     const QByteArray raw = QFile::encodeName(media.path()) + "/caf\xe9.mp3";
-    const int fd = ::open(raw.constData(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(::write(fd, bytes.constData(), static_cast<size_t>(bytes.size())), bytes.size());
-    ::close(fd);
+    TestSupport::writeFileWithRawName(raw, TestSupport::readFile(QDir(samples()).filePath(QStringLiteral("chime.mp3"))));
     copy(QStringLiteral("chime.mp3"), QStringLiteral("fine.mp3"));
     const auto r = run({QStringLiteral("import"), media.path()});
     ::unlink(raw.constData());

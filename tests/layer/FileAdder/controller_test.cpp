@@ -1,9 +1,9 @@
 #include "intakeharness.h"
 #include "mediasamples.h"
+#include "testfiles.h"
 
 #include "timeline/transition.h"
 
-#include <QDir>
 #include <QFileInfo>
 #include <QFile>
 #include <QTemporaryDir>
@@ -12,8 +12,6 @@
 
 #include <sstream>
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -21,18 +19,13 @@ namespace {
 using FileAdder::AddedResult;
 using FileAdder::Asrc;
 using FileAnalyzer::Object;
+using TestSupport::readFile;
+using TestSupport::samplePath;
 
 class FileAdderTest : public ::testing::Test
 {
 protected:
-    QString sample(const char *name) { return TestSupport::sharedSamples().path(QLatin1String(name)); }
-    QString write(const QString &name, const QByteArray &bytes = "x")
-    {
-        QFile f(dir.filePath(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        return f.fileName();
-    }
+    QString write(const QString &name, const QByteArray &bytes) { return TestSupport::writeFile(dir.filePath(name), bytes); }
     FileAdder::Contexts contexts(bool timeline, bool collection, Transition::Object *transition)
     {
         FileAdder::Contexts c = timeline ? h.timelineContext() : FileAdder::Contexts();
@@ -88,7 +81,7 @@ TEST_F(FileAdderTest, two_projects_alone_open_none_and_say_so)
 TEST_F(FileAdderTest, a_project_with_media_asks_and_on_consent_adds_the_media_only)
 {
     h.dialogs->answers = {true};
-    const QString clip = sample("tone.wav");
+    const QString clip = samplePath("tone.wav");
     h.add({QStringLiteral("/films/summer.edproj"), clip}, Asrc::ImportButton, h.timelineContext());
     ASSERT_EQ(h.dialogs->questionCount(), 1);
     EXPECT_EQ(h.dialogs->shown[0].text,
@@ -103,7 +96,7 @@ TEST_F(FileAdderTest, a_project_with_media_asks_and_on_consent_adds_the_media_on
 TEST_F(FileAdderTest, a_project_with_media_declined_adds_nothing)
 {
     h.dialogs->answers = {false};
-    h.add({QStringLiteral("/films/summer.edproj"), sample("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    h.add({QStringLiteral("/films/summer.edproj"), samplePath("tone.wav")}, Asrc::ImportButton, h.timelineContext());
     EXPECT_EQ(onlyResult().result, AddedResult::Declined);
     EXPECT_TRUE(onlyResult().files.isEmpty());
     EXPECT_TRUE(FileAnalyzer::Model::instance().objects().empty());
@@ -124,7 +117,7 @@ TEST_F(FileAdderTest, unsupported_extensions_reach_no_list)
 
 TEST_F(FileAdderTest, packages_go_to_the_installer_and_not_into_the_result)
 {
-    const QString clip = sample("tone.flac");
+    const QString clip = samplePath("tone.flac");
     h.add({QStringLiteral("/dl/Titles.edpack"), clip}, Asrc::ImportButton, h.timelineContext());
     EXPECT_EQ(h.recorder.packages, QStringList{QStringLiteral("/dl/Titles.edpack")});
     EXPECT_EQ(onlyResult().files, QStringList{clip});
@@ -134,7 +127,7 @@ TEST_F(FileAdderTest, packages_go_to_the_installer_and_not_into_the_result)
 
 TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_nor_reported)
 {
-    h.add({sample("tone.mp3")}, Asrc::ImportButton, {});
+    h.add({samplePath("tone.mp3")}, Asrc::ImportButton, {});
     ASSERT_EQ(FileAnalyzer::Model::instance().objects().size(), 1u);
     EXPECT_EQ(FileAnalyzer::Model::instance().objects().front()->mask(), 0);
     ASSERT_TRUE(h.waitIdle());
@@ -180,7 +173,7 @@ TEST_P(AddingMethods, each_source_reports_its_adding_method)
 {
     const MethodCase &c = GetParam();
     Transition::Object transition(Transition::Id::Dissolve);
-    h.add({sample("tone.wav"), sample("still.png")}, static_cast<Asrc>(c.source),
+    h.add({samplePath("tone.wav"), samplePath("still.png")}, static_cast<Asrc>(c.source),
           contexts(c.timeline, c.collection, c.transition ? &transition : nullptr));
     if (c.method) {
         ASSERT_EQ(h.eventCount("FILE_ADDED"), 2);
@@ -243,7 +236,7 @@ TEST_P(CollectionFlag, the_collection_is_told_whether_the_files_came_for_it)
 {
     const FlagCase &c = GetParam();
     Transition::Object transition(Transition::Id::Fade);
-    h.add({sample("tone.wav")}, static_cast<Asrc>(c.source), contexts(c.timeline, true, c.transition ? &transition : nullptr));
+    h.add({samplePath("tone.wav")}, static_cast<Asrc>(c.source), contexts(c.timeline, true, c.transition ? &transition : nullptr));
     ASSERT_TRUE(h.waitIdle());
     ASSERT_EQ(h.recorder.collectionRequests.size(), 1u);
     EXPECT_EQ(h.recorder.collectionRequests[0].flag, c.flag);
@@ -264,7 +257,7 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
 {
     h.dialogs->fallback = false;
     const QString broken = write(QStringLiteral("broken.mp4"), QByteArray(4096, 'z'));
-    const QStringList files{sample("h264_aac.mp4"), broken, sample("still.jpg"), sample("tone.mp3"),
+    const QStringList files{samplePath("h264_aac.mp4"), broken, samplePath("still.jpg"), samplePath("tone.mp3"),
                             dir.filePath(QStringLiteral("missing.mov"))};
     h.add(files, Asrc::TimelineImportButton, h.timelineContext(0, MTime::fromMSec(2000)));
     EXPECT_EQ(onlyResult().files, files);
@@ -288,21 +281,9 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
 
 TEST_F(FileAdderTest, files_that_are_not_media_inside_end_as_failed_and_nothing_waits_on_them)
 {
-    QFile good(sample("h264_aac.mp4"));
-    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
-    const QByteArray mp4 = good.readAll();
-    QByteArray noise(64 * 1024, Qt::Uninitialized);
-    for (int i = 0; i < noise.size(); ++i)
-        noise[i] = static_cast<char>((i * 7919 + 13) % 251);
-    QDir(dir.path()).mkdir(QStringLiteral("a folder.mov"));
-    const QString fifo = dir.filePath(QStringLiteral("pipe.mp4"));
-    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-    const QStringList files{write(QStringLiteral("empty.mp4"), {}),
-                            write(QStringLiteral("cut.mp4"), mp4.left(mp4.size() / 3)),
-                            write(QStringLiteral("noise.mkv"), noise),
-                            dir.filePath(QStringLiteral("a folder.mov")),
-                            dir.filePath(QStringLiteral("missing.mp3")),
-                            fifo};
+    QStringList files;
+    for (const TestSupport::BadPath &bad : TestSupport::makeBadMediaPaths(dir.path()))
+        files << bad.path;
     h.add(files, Asrc::ImportButton, h.timelineContext());
     ASSERT_EQ(onlyResult().files, files);
     ASSERT_TRUE(h.waitIdle());
@@ -319,10 +300,10 @@ TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_tim
     h.dialogs->fallback = false;
     const QString broken = write(QStringLiteral("broken clip.mp4"), QByteArray(4096, 'z'));
     for (int round = 0; round < 2; ++round) {
-        h.add({sample("tone.flac"), broken}, Asrc::ImportButton, h.timelineContext());
+        h.add({samplePath("tone.flac"), broken}, Asrc::ImportButton, h.timelineContext());
         ASSERT_TRUE(h.waitIdle());
     }
-    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>{sample("tone.flac"), sample("tone.flac")}));
+    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>{samplePath("tone.flac"), samplePath("tone.flac")}));
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 4);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
     EXPECT_EQ(h.eventCount("FILE_FAILED"), 1);
@@ -348,9 +329,7 @@ class BrokenSinceAdded : public FileAdderTest, public ::testing::WithParamInterf
 TEST_P(BrokenSinceAdded, its_clips_are_offered_for_removal)
 {
     const BrokenCase &r = GetParam();
-    QFile good(sample("h264_aac.mp4"));
-    ASSERT_TRUE(good.open(QIODevice::ReadOnly));
-    const QString clip = write(QStringLiteral("interview.mp4"), good.readAll());
+    const QString clip = write(QStringLiteral("interview.mp4"), readFile(samplePath("h264_aac.mp4")));
     h.add({clip}, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());
     ASSERT_EQ(h.timelinePaths().size(), 1u);
@@ -377,18 +356,12 @@ INSTANTIATE_TEST_SUITE_P(Answers,
 
 TEST_F(FileAdderTest, names_with_spaces_non_ascii_and_bad_bytes_each_end_as_opened_or_failed)
 {
-    QFile source(sample("tone.wav"));
-    ASSERT_TRUE(source.open(QIODevice::ReadOnly));
-    const QByteArray wav = source.readAll();
+    const QByteArray wav = readFile(samplePath("tone.wav"));
     const QString spaced = write(QStringLiteral("my voice over.wav"), wav);
     const QString accented = write(QStringLiteral("voix off – été 東京.wav"), wav);
     // A name that is not UTF-8 at all: the toolkit cannot name it faithfully.
     const QByteArray raw = QFile::encodeName(dir.path()) + "/caf\xe9 \xff.wav";
-    const int fd = ::open(raw.constData(), O_CREAT | O_WRONLY, 0644);
-    ASSERT_GE(fd, 0);
-    ASSERT_EQ(::write(fd, wav.constData(), static_cast<size_t>(wav.size())), wav.size());
-    ::close(fd);
-    const QString badBytes = QFile::decodeName(raw);
+    const QString badBytes = TestSupport::writeFileWithRawName(raw, wav);
 
     h.add({spaced, accented, badBytes}, Asrc::ImportFolders, h.timelineContext(1));
     ASSERT_EQ(onlyResult().files.size(), 3);
@@ -404,7 +377,7 @@ TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_acco
     QStringList files;
     for (int i = 0; i < 10000; ++i) {
         if (i % 1000 == 0)
-            files << sample(i % 2000 == 0 ? "tone.wav" : "still.png");
+            files << samplePath(i % 2000 == 0 ? "tone.wav" : "still.png");
         else
             files << dir.filePath(QStringLiteral("gone/take %1.mp4").arg(i));
     }
@@ -427,13 +400,13 @@ TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
 {
     QStringList many;
     for (int i = 0; i < 40; ++i)
-        many << sample(i % 2 ? "hevc.mkv" : "vp9_opus.webm");
+        many << samplePath(i % 2 ? "hevc.mkv" : "vp9_opus.webm");
     h.add(many, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(TestSupport::waitUntil([&] { return h.progress->current != nullptr; }));
     ASSERT_TRUE(h.progress->pressCancel());
-    h.add({sample("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    h.add({samplePath("tone.wav")}, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{sample("tone.wav")});
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{samplePath("tone.wav")});
     EXPECT_EQ(h.recorder.results.size(), 2u);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
 }
@@ -445,7 +418,7 @@ TEST_F(FileAdderTest, transitions_take_the_media_they_accept)
     for (Transition::Object *t : {&dissolve, &shader}) {
         FileAdder::Contexts contexts;
         contexts.transition = FileAdder::TransitionContext{t};
-        h.add({sample("still.png"), sample("tone.wav"), sample("video_only.mp4")}, Asrc::TransitionSettings, contexts);
+        h.add({samplePath("still.png"), samplePath("tone.wav"), samplePath("video_only.mp4")}, Asrc::TransitionSettings, contexts);
         ASSERT_TRUE(h.waitIdle());
     }
     ASSERT_EQ(dissolve.resources().size(), 3u);

@@ -37,7 +37,6 @@ protected:
         }
         return result;
     }
-    QString sample(const char *name) { return TestSupport::sharedSamples().path(QLatin1String(name)); }
     QString missing(const char *name) { return dir.filePath(QLatin1String(name)); }
 
     QTemporaryDir dir;
@@ -49,7 +48,7 @@ protected:
 
 TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
 {
-    const ObjectPtr o = request({sample("tone.wav"), missing("gone.mp4"), sample("still.png")});
+    const ObjectPtr o = request({TestSupport::samplePath("tone.wav"), missing("gone.mp4"), TestSupport::samplePath("still.png")});
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(o->mediaFiles().size(), 3u);
     ASSERT_EQ(o->opened().size(), 2u);
@@ -60,14 +59,14 @@ TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
 
 TEST_F(AnalyzerTest, a_one_file_request_shows_no_progress)
 {
-    const ObjectPtr o = request({sample("tone.flac")});
+    const ObjectPtr o = request({TestSupport::samplePath("tone.flac")});
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_TRUE(progress->records.empty());
 }
 
 TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
 {
-    const ObjectPtr o = request({sample("tone.wav"), sample("tone.flac"), sample("tone.mp3"), sample("still.jpg")});
+    const ObjectPtr o = request({TestSupport::samplePath("tone.wav"), TestSupport::samplePath("tone.flac"), TestSupport::samplePath("tone.mp3"), TestSupport::samplePath("still.jpg")});
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(progress->records.size(), 1u);
     const auto &r = progress->records[0];
@@ -85,8 +84,8 @@ TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
 
 TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
 {
-    const ObjectPtr first = request({sample("hevc.mkv"), sample("vp9_opus.webm")});
-    const ObjectPtr second = request({sample("tone.wav")});
+    const ObjectPtr first = request({TestSupport::samplePath("hevc.mkv"), TestSupport::samplePath("vp9_opus.webm")});
+    const ObjectPtr second = request({TestSupport::samplePath("tone.wav")});
     EXPECT_EQ(first->status(), Status::Analysing);
     EXPECT_EQ(second->status(), Status::Queued);
     ASSERT_TRUE(waitFor(second, Status::Finished));
@@ -98,7 +97,7 @@ TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
 TEST_F(AnalyzerTest, a_request_without_files_never_finishes_and_holds_the_queue_until_removed)
 {
     const ObjectPtr empty = request({});
-    const ObjectPtr next = request({sample("tone.wav")});
+    const ObjectPtr next = request({TestSupport::samplePath("tone.wav")});
     EXPECT_EQ(empty->status(), Status::Analysing);
     QCoreApplication::processEvents();
     EXPECT_EQ(next->status(), Status::Queued);
@@ -110,9 +109,9 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
 {
     QStringList many;
     for (int i = 0; i < 30; ++i)
-        many << sample(i % 2 ? "hevc.mkv" : "h264_aac.mp4");
+        many << TestSupport::samplePath(i % 2 ? "hevc.mkv" : "h264_aac.mp4");
     const ObjectPtr o = request(many);
-    const ObjectPtr next = request({sample("tone.wav")});
+    const ObjectPtr next = request({TestSupport::samplePath("tone.wav")});
     ASSERT_TRUE(TestSupport::waitUntil([&] { return progress->current != nullptr; }));
     EXPECT_TRUE(progress->pressCancel());
     EXPECT_FALSE(progress->pressCancel()) << "the progress closed with the first press";
@@ -181,7 +180,7 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
     if (c.clipOnTimeline)
         timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
     dialogs->answers = {true};
-    const ObjectPtr o = request({missing("old.mp4"), sample("tone.wav")}, c.mask);
+    const ObjectPtr o = request({missing("old.mp4"), TestSupport::samplePath("tone.wav")}, c.mask);
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_EQ(dialogs->questionCount(), c.asked ? 1 : 0);
     EXPECT_EQ(timeline.track(0).clipCount(), c.clipOnTimeline && !c.asked ? 1u : 0u);
@@ -214,7 +213,7 @@ TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 
 TEST_F(AnalyzerTest, hdr_files_are_told_after_the_failures)
 {
-    const ObjectPtr o = request({sample("pq10.mkv"), missing("x.mov")});
+    const ObjectPtr o = request({TestSupport::samplePath("pq10.mkv"), missing("x.mov")});
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(dialogs->shown.size(), 2u);
     EXPECT_FALSE(dialogs->shown[0].isQuestion) << "without clips to remove there is nothing to ask";

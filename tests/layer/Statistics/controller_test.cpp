@@ -5,11 +5,10 @@
 #include "fakesessiontracker.h"
 #include "recordingeventsink.h"
 #include "tempdatafolder.h"
+#include "testfiles.h"
 
 #include "pubsub/subscriber.h"
 #include "tracking/sessiontracker.h"
-
-#include <QFile>
 
 #include <gtest/gtest.h>
 
@@ -31,7 +30,7 @@ protected:
     ~StatisticsController() override { Vantel::Tracking::setSessionTrackerInstance(nullptr); }
 
     // Makes the data folder look like an installation that was launched before.
-    void markInstalled() { QFile(data.filePath(QStringLiteral("installation"))).open(QIODevice::WriteOnly); }
+    void markInstalled() { TestSupport::writeFile(data.filePath(QStringLiteral("installation"))); }
 
     TestSupport::TempDataFolder data;
     boost::intrusive_ptr<GeneralVantelTracker> tracker{new GeneralVantelTracker("sid")};

@@ -138,7 +138,7 @@ void PrintTo(const OpenedCase &c, std::ostream *os)
 
 std::function<Media::File()> sample(const char *name)
 {
-    return [=] { return Media::probe(TestSupport::sharedSamples().path(QLatin1String(name))); };
+    return [=] { return Media::probe(TestSupport::samplePath(name)); };
 }
 
 Media::File opened(std::int64_t size, std::vector<Media::AudioTrack> audio)

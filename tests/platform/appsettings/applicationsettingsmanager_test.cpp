@@ -1,6 +1,7 @@
 #include "appsettings/applicationsettingsmanager.h"
 
-#include <QFile>
+#include "testfiles.h"
+
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -83,24 +84,10 @@ TEST_F(ApplicationSettings, observers_hear_real_changes_only_with_the_previous_v
 
 TEST_F(ApplicationSettings, a_hand_edited_value_that_does_not_parse_reads_as_the_default)
 {
-    {
-        QFile ini(file());
-        ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
-        ini.write("[General]\nautoUpdate=perhaps\nfastTrackEnabled=false\n");
-    }
+    TestSupport::writeFile(file(), "[General]\nautoUpdate=perhaps\nfastTrackEnabled=false\n");
     ApplicationSettingsManager settings(file());
     EXPECT_TRUE(settings.boolValue(SettingKeys::autoUpdate));
     EXPECT_FALSE(settings.boolValue(SettingKeys::fastTrackEnabled));
-}
-
-TEST(ApplicationSettingsInstance, is_whatever_the_shell_installed)
-{
-    EXPECT_EQ(applicationSettingsManager(), nullptr);
-    QTemporaryDir folder;
-    ApplicationSettingsManager settings(folder.filePath(QStringLiteral("s.ini")));
-    setApplicationSettingsManager(&settings);
-    EXPECT_EQ(applicationSettingsManager(), &settings);
-    setApplicationSettingsManager(nullptr);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "filestorage/localfilestorage.h"
 
+#include "testfiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -31,13 +33,7 @@ class LocalFileStorageTest : public ::testing::Test
 {
 protected:
     QString index() const { return dir.filePath(QStringLiteral("storage/index.json")); }
-    QString media(const QString &name, const QByteArray &bytes = "data")
-    {
-        QFile f(dir.filePath(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        return f.fileName();
-    }
+    QString media(const QString &name, const QByteArray &bytes = "data") { return TestSupport::writeFile(dir.filePath(name), bytes); }
     QTemporaryDir dir;
 };
 
@@ -65,23 +61,20 @@ TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
     EXPECT_TRUE(byPath[project].firstAdded.isValid());
 }
 
-TEST_F(LocalFileStorageTest, a_file_given_again_is_updated_not_repeated)
+TEST_F(LocalFileStorageTest, each_registration_is_an_entry_of_its_own_and_files_outlive_their_entries)
 {
     const QString clip = media(QStringLiteral("a.mp4"));
     LocalFileStorage storage(index());
-    storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
-    const auto entries = storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
-    ASSERT_EQ(storage.files().size(), 1u);
-    EXPECT_EQ(storage.files().front().timesAdded, 2);
-    EXPECT_EQ(entries.size(), 1u);
-    EXPECT_EQ(storage.heldEntries(), 2u) << "each registration is an entry of its own";
-}
+    std::vector<Vantel::App::FileStorageEntryId> entries =
+        storage.addFiles({fsPath(clip), fsPath(media(QStringLiteral("b.mp4")))}, FileStorageKind::Media);
+    const auto again = storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
+    ASSERT_EQ(again.size(), 1u);
+    EXPECT_EQ(storage.heldEntries(), 3u);
+    ASSERT_EQ(storage.files().size(), 2u) << "a file given again is updated, not repeated";
+    for (const auto &file : storage.files())
+        EXPECT_EQ(file.timesAdded, file.path == clip ? 2 : 1);
 
-TEST_F(LocalFileStorageTest, released_entries_are_no_longer_held_but_files_stay_known)
-{
-    LocalFileStorage storage(index());
-    const auto entries = storage.addFiles({fsPath(media(QStringLiteral("a.mp4"))), fsPath(media(QStringLiteral("b.mp4")))},
-                                          FileStorageKind::Media);
+    entries.push_back(again.front());
     for (auto id : entries)
         storage.releaseEntry(id);
     storage.releaseEntry(9999);
@@ -93,12 +86,7 @@ TEST_F(LocalFileStorageTest, a_damaged_index_is_set_aside_and_a_new_one_started)
 {
     for (const QByteArray &damage : {QByteArray("{\"version\": 1, \"files\": [ {"), QByteArray("[1,2,3]"),
                                      QByteArray("{\"version\": 99}"), QByteArray("\xff\xfe garbage")}) {
-        QDir().mkpath(QFileInfo(index()).absolutePath());
-        QFile f(index());
-        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(damage);
-        f.close();
-
+        TestSupport::writeFile(index(), damage);
         LocalFileStorage storage(index());
         EXPECT_TRUE(storage.files().empty());
         EXPECT_TRUE(QFile::exists(index() + QStringLiteral(".damaged")));
@@ -117,9 +105,7 @@ TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observer
 
     // A file where the folder was: nothing can be written there any more.
     ASSERT_TRUE(QDir(folder).removeRecursively());
-    QFile blocker(folder);
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    TestSupport::writeFile(folder);
     storage.refresh();
     EXPECT_FALSE(storage.isAvailable());
     EXPECT_TRUE(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).empty());
@@ -133,13 +119,6 @@ TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observer
     storage.removeObserver(&observer);
     storage.refresh();
     EXPECT_EQ(observer.seen.size(), 2u);
-}
-
-TEST_F(LocalFileStorageTest, the_factory_keeps_the_index_in_the_given_place)
-{
-    auto storage = Vantel::App::FileStorageFactory::CreateController(index());
-    storage->addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media);
-    EXPECT_TRUE(QFile::exists(index()));
 }
 
 } // namespace

@@ -29,7 +29,7 @@ public:
 
 FilePtr sample(const char *name)
 {
-    return std::make_shared<Media::File>(TestSupport::sharedSamples().path(QLatin1String(name)));
+    return std::make_shared<Media::File>(TestSupport::samplePath(name));
 }
 
 TEST(FileOpenHandler, counts_every_file_once_and_sorts_the_product_when_the_batch_is_done)

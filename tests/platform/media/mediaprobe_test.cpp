@@ -2,18 +2,14 @@
 #include "media/mediaprobe.h"
 
 #include "mediasamples.h"
+#include "testfiles.h"
 #include "withoutfileaccessoverride.h"
 #include "util/format.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
-#include <random>
 
 namespace {
 
@@ -111,62 +107,19 @@ INSTANTIATE_TEST_SUITE_P(
 class BadInput : public ::testing::Test
 {
 protected:
-    QString write(const QString &name, const QByteArray &bytes)
-    {
-        QFile f(dir.filePath(name));
-        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
-        f.write(bytes);
-        return f.fileName();
-    }
-    QByteArray sampleBytes(const char *name)
-    {
-        QFile f(TestSupport::sharedSamples().path(QLatin1String(name)));
-        EXPECT_TRUE(f.open(QIODevice::ReadOnly));
-        return f.readAll();
-    }
-    static QByteArray randomBytes(int size, unsigned seed)
-    {
-        std::mt19937 gen(seed);
-        QByteArray bytes(size, Qt::Uninitialized);
-        for (char &c : bytes)
-            c = static_cast<char>(gen() & 0xff);
-        return bytes;
-    }
-
+    QString write(const QString &name, const QByteArray &bytes) { return TestSupport::writeFile(dir.filePath(name), bytes); }
+    static QByteArray sampleBytes(const char *name) { return TestSupport::readFile(TestSupport::samplePath(name)); }
     QTemporaryDir dir;
 };
 
 TEST_F(BadInput, every_kind_fails_with_a_reason_for_people)
 {
-    struct Case
-    {
-        const char *what;
-        QString path;
-    };
-    const QByteArray mp4 = sampleBytes("h264_aac.mp4");
-    QDir(dir.path()).mkdir(QStringLiteral("folder.mp4"));
-    const QString fifo = dir.filePath(QStringLiteral("pipe.mp4"));
-    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-
-    const std::vector<Case> cases = {
-        {"zero bytes", write(QStringLiteral("empty.mp4"), {})},
-        {"an mp4 cut before its index", write(QStringLiteral("cut.mp4"), mp4.left(mp4.size() / 3))},
-        {"random bytes called mp4", write(QStringLiteral("noise.mp4"), randomBytes(64 * 1024, 1))},
-        {"random bytes called mp3", write(QStringLiteral("noise.mp3"), randomBytes(64 * 1024, 2))},
-        {"random bytes called wav", write(QStringLiteral("noise.wav"), randomBytes(64 * 1024, 3))},
-        {"random bytes called png", write(QStringLiteral("noise.png"), randomBytes(4 * 1024, 4))},
-        {"text called mov", write(QStringLiteral("notes.mov"), QByteArray("shopping list\nmilk\n").repeated(50))},
-        {"a folder", dir.filePath(QStringLiteral("folder.mp4"))},
-        {"a missing path", dir.filePath(QStringLiteral("gone.mp4"))},
-        {"a path through a file", write(QStringLiteral("plain.mp4"), mp4) + QStringLiteral("/inner.mp4")},
-        {"a named pipe", fifo},
-    };
-    for (const Case &c : cases) {
-        const File file = Media::probe(c.path);
-        EXPECT_TRUE(file.isFailed()) << c.what;
-        EXPECT_FALSE(file.error.isEmpty()) << c.what;
-        EXPECT_EQ(file.path, c.path) << c.what;
-        EXPECT_TRUE(file.videoTracks.empty() && file.audioTracks.empty()) << c.what;
+    for (const TestSupport::BadPath &bad : TestSupport::makeBadMediaPaths(dir.path())) {
+        const File file = Media::probe(bad.path);
+        EXPECT_TRUE(file.isFailed()) << bad.what;
+        EXPECT_FALSE(file.error.isEmpty()) << bad.what;
+        EXPECT_EQ(file.path, bad.path) << bad.what;
+        EXPECT_TRUE(file.videoTracks.empty() && file.audioTracks.empty()) << bad.what;
     }
 }
 

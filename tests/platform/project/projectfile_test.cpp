@@ -3,8 +3,9 @@
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
 
+#include "testfiles.h"
+
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -236,7 +237,7 @@ class ProjectOnDisk : public ::testing::Test
 {
 protected:
     QString path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
-    void touch(const char *name) const { QFile(path(name)).open(QIODevice::WriteOnly); }
+    void touch(const char *name) const { TestSupport::writeFile(path(name)); }
 
     QTemporaryDir folder;
 };

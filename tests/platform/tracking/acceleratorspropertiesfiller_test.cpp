@@ -1,5 +1,7 @@
 #include "tracking/acceleratorspropertiesfiller.h"
 
+#include "testfiles.h"
+
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -20,9 +22,8 @@ public:
                  const QString &driver = {})
     {
         const QString deviceDir = m_dir.filePath(QStringLiteral("devices/") + node);
-        QDir().mkpath(deviceDir);
-        write(deviceDir + QStringLiteral("/vendor"), vendor + '\n');
-        write(deviceDir + QStringLiteral("/device"), device + '\n');
+        TestSupport::writeFile(deviceDir + QStringLiteral("/vendor"), vendor + '\n');
+        TestSupport::writeFile(deviceDir + QStringLiteral("/device"), device + '\n');
         if (!driver.isEmpty()) {
             const QString driverDir = m_dir.filePath(QStringLiteral("bus/pci/drivers/") + driver);
             QDir().mkpath(driverDir);
@@ -34,13 +35,6 @@ public:
     }
 
 private:
-    static void write(const QString &path, const QByteArray &bytes)
-    {
-        QFile file(path);
-        if (file.open(QIODevice::WriteOnly))
-            file.write(bytes);
-    }
-
     QTemporaryDir m_dir;
 };
 

@@ -1,6 +1,7 @@
 #include "tracking/eventstore.h"
 
 #include "logcapture.h"
+#include "testfiles.h"
 #include "withoutfileaccessoverride.h"
 
 #include <QDir>
@@ -64,19 +65,6 @@ void execSql(const QString &path, const std::string &sql)
     sqlite3_free(error);
     sqlite3_close(db);
     ASSERT_EQ(rc, SQLITE_OK) << message;
-}
-
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeAll(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    ASSERT_EQ(file.write(bytes), bytes.size());
 }
 
 class EventStoreTest : public ::testing::Test
@@ -170,9 +158,9 @@ TEST_F(EventStoreTest, switched_off_no_trace_of_the_events_is_left_in_its_files)
         store.flush();
         store.setEnabled(false);
         for (const QString &file : {dbPath(), QString(dbPath() + QStringLiteral("-wal"))})
-            EXPECT_FALSE(readAll(file).contains(marker)) << file.toStdString();
+            EXPECT_FALSE(TestSupport::readFile(file).contains(marker)) << file.toStdString();
     }
-    EXPECT_FALSE(readAll(dbPath()).contains(marker));
+    EXPECT_FALSE(TestSupport::readFile(dbPath()).contains(marker));
     EXPECT_LT(QFileInfo(dbPath()).size(), 64 * 1024);
 }
 
@@ -299,25 +287,21 @@ void fillStore(const QString &path)
 }
 
 const DamagedFile damagedFiles[] = {
-    {"not_sqlite", [](const QString &path) { writeAll(path, QByteArray(5000, 'z')); }},
+    {"not_sqlite", [](const QString &path) { TestSupport::writeFile(path, QByteArray(5000, 'z')); }},
     {"cut_short",
      [](const QString &path) {
          fillStore(path);
-         QFile file(path);
-         ASSERT_TRUE(file.resize(file.size() / 3));
+         ASSERT_TRUE(QFile::resize(path, QFileInfo(path).size() / 3));
      }},
     {"cut_inside_the_header",
      [](const QString &path) {
          fillStore(path);
-         QFile file(path);
-         ASSERT_TRUE(file.resize(40));
+         ASSERT_TRUE(QFile::resize(path, 40));
      }},
     {"another_programs_database",
      [](const QString &path) { execSql(path, "CREATE TABLE songs(title TEXT); INSERT INTO songs VALUES('x');"); }},
     {"same_table_names_but_another_program",
-     [](const QString &path) {
-         execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);");
-     }},
+     [](const QString &path) { execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);"); }},
     {"our_mark_but_tables_missing",
      [](const QString &path) {
          fillStore(path);
@@ -339,7 +323,7 @@ TEST_P(EventStoreDamagedFile, is_moved_aside_with_a_warning_and_a_fresh_store_wo
 {
     QDir().mkpath(QFileInfo(dbPath()).absolutePath());
     GetParam().make(dbPath());
-    const QByteArray original = readAll(dbPath());
+    const QByteArray original = TestSupport::readFile(dbPath());
 
     TestSupport::LogCapture log;
     EventStore store(dbPath());
@@ -349,7 +333,7 @@ TEST_P(EventStoreDamagedFile, is_moved_aside_with_a_warning_and_a_fresh_store_wo
     EXPECT_THAT(names(store.events()), ElementsAre("AFTER"));
     ASSERT_THAT(setAside(), SizeIs(1));
     const QString kept = QFileInfo(dbPath()).absoluteDir().filePath(setAside().front());
-    EXPECT_EQ(readAll(kept), original);
+    EXPECT_EQ(TestSupport::readFile(kept), original);
     EXPECT_THAT(log.matching({dbPath().toStdString(), kept.toStdString()}), SizeIs(1));
 }
 
@@ -360,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(EventStore,
 
 TEST_F(EventStoreTest, a_folder_that_cannot_be_created_is_refused_with_one_clear_error)
 {
-    writeAll(m_dir.filePath(QStringLiteral("usage")), "a file where the folder should be");
+    TestSupport::writeFile(m_dir.filePath(QStringLiteral("usage")), "a file where the folder should be");
     try {
         EventStore store(dbPath());
         FAIL() << "the store opened";

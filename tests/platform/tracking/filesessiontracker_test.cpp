@@ -1,9 +1,8 @@
 #include "tracking/filesessiontracker.h"
 
 #include "logcapture.h"
+#include "testfiles.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -34,16 +33,16 @@ class FileSessionTrackerTest : public ::testing::Test
 protected:
     QString folder() const { return m_dir.filePath(QStringLiteral("sessions")); }
 
-    // A record as an earlier run of this code leaves it.
-    void writeRecord(const std::string &id, const char *state, qint64 started)
+    QString file(const std::string &name) const { return folder() + QChar('/') + QString::fromStdString(name); }
+
+    // A record as an earlier run of this code leaves it, in the file the run would name it.
+    void writeRecord(const std::string &id, const char *state, qint64 started, std::string fileId = {})
     {
-        QDir().mkpath(folder());
-        QFile file(QDir(folder()).filePath(QString::fromStdString(id) + QStringLiteral(".session")));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(QStringLiteral(R"({"id":"%1","state":"%2","started":%3,"pid":1})")
-                       .arg(QString::fromStdString(id), QLatin1String(state))
-                       .arg(started)
-                       .toUtf8());
+        TestSupport::writeFile(file((fileId.empty() ? id : fileId) + ".session"),
+                               QStringLiteral(R"({"id":"%1","state":"%2","started":%3,"pid":1})")
+                                   .arg(QString::fromStdString(id), QLatin1String(state))
+                                   .arg(started)
+                                   .toUtf8());
     }
 
     // Starts the helper process in `mode` and returns the session id it reports.
@@ -153,16 +152,8 @@ TEST_F(FileSessionTrackerTest, a_run_still_going_in_another_process_is_not_taken
 
 TEST_F(FileSessionTrackerTest, unreadable_records_are_skipped_with_one_warning_each)
 {
-    QDir().mkpath(folder());
-    const QString garbage = QDir(folder()).filePath(QStringLiteral("garbage.session"));
-    {
-        QFile file(garbage);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("{not json");
-    }
-    writeRecord("named-one-way", "running", 1);
-    QFile::rename(QDir(folder()).filePath(QStringLiteral("named-one-way.session")),
-                  QDir(folder()).filePath(QStringLiteral("named-another.session")));
+    TestSupport::writeFile(file("garbage.session"), "{not json");
+    writeRecord("named-one-way", "running", 1, "named-another");
     writeRecord("odd-state", "sleeping", 1);
     writeRecord("good", "running", 1);
 
@@ -182,9 +173,7 @@ TEST_F(FileSessionTrackerTest, unreadable_records_are_skipped_with_one_warning_e
 
 TEST_F(FileSessionTrackerTest, a_folder_that_cannot_be_created_is_refused)
 {
-    QFile blocker(folder());
-    ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
-    blocker.close();
+    TestSupport::writeFile(folder());
     EXPECT_THROW(FileSessionTracker tracker(folder()), std::runtime_error);
 }
 

@@ -1,6 +1,7 @@
 #include "tracking/jsonlinessink.h"
 
-#include <QFile>
+#include "testfiles.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -25,10 +26,7 @@ TrackedEvent makeEvent(const std::string &name, std::map<std::string, std::strin
 
 QList<QByteArray> linesOf(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    QList<QByteArray> lines = file.readAll().split('\n');
+    QList<QByteArray> lines = TestSupport::readFile(path).split('\n');
     if (!lines.isEmpty() && lines.back().isEmpty())
         lines.removeLast();
     return lines;
@@ -65,11 +63,7 @@ TEST_F(JsonLinesSinkTest, each_event_is_on_disk_as_soon_as_it_is_consumed)
 
 TEST_F(JsonLinesSinkTest, an_existing_file_is_started_afresh)
 {
-    {
-        QFile old(path());
-        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
-        old.write("left over from another run\n");
-    }
+    TestSupport::writeFile(path(), "left over from another run\n");
     JsonLinesSink sink(path());
     sink.consume(makeEvent("E", {}));
     EXPECT_THAT(linesOf(path()), ElementsAre(QByteArray(R"({"event":"E","params":{}})")));

@@ -2,20 +2,15 @@
 #include "util/settingspaths.h"
 
 #include "tempdatafolder.h"
+#include "testfiles.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-void writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
+using TestSupport::writeFile;
 
 class Customization_ : public ::testing::Test
 {
@@ -45,11 +40,6 @@ TEST_F(Customization_, user_configuration_in_the_data_folder_wins_and_resolves_r
     EXPECT_EQ(Customization::appUrl(QStringLiteral("COLLECTIONS_EXTERNAL_AUDIO_URL")),
               QUrl::fromLocalFile(data.filePath(QStringLiteral("lists/audio.json"))));
     EXPECT_EQ(Customization::appUrl(QStringLiteral("HOMEPAGE_URL")), QUrl(QStringLiteral("https://example.org/")));
-}
-
-TEST_F(Customization_, missing_key_gives_an_empty_address)
-{
-    writeFile(data.filePath(QStringLiteral("product.json")), R"({"links": {}})");
     EXPECT_TRUE(Customization::appUrl(QStringLiteral("NO_SUCH_KEY")).isEmpty());
 }
 
