@@ -103,24 +103,16 @@ TEST_F(FileAdderTest, a_project_with_media_declined_adds_nothing)
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
 }
 
-TEST_F(FileAdderTest, unsupported_extensions_reach_no_list)
-{
-    h.add({QStringLiteral("/x/notes.txt"), QStringLiteral("/x/film.edproj.bak"), QStringLiteral("/x/noextension"),
-           QStringLiteral("/x/subtitles.srt"), QStringLiteral("/x/folder/")},
-          Asrc::ImportButton, h.timelineContext());
-    EXPECT_EQ(onlyResult().result, AddedResult::Done);
-    EXPECT_TRUE(onlyResult().files.isEmpty());
-    EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
-    EXPECT_TRUE(h.recorder.packages.isEmpty());
-    EXPECT_EQ(h.dialogs->shown.size(), 0u);
-}
-
-TEST_F(FileAdderTest, packages_go_to_the_installer_and_not_into_the_result)
+TEST_F(FileAdderTest, packages_go_to_the_installer_and_files_of_other_kinds_reach_no_list)
 {
     const QString clip = samplePath("tone.flac");
-    h.add({QStringLiteral("/dl/Titles.edpack"), clip}, Asrc::ImportButton, h.timelineContext());
+    h.add({QStringLiteral("/dl/Titles.edpack"), QStringLiteral("/x/notes.txt"), QStringLiteral("/x/film.edproj.bak"),
+           QStringLiteral("/x/noextension"), QStringLiteral("/x/subtitles.srt"), QStringLiteral("/x/folder/"), clip},
+          Asrc::ImportButton, h.timelineContext());
     EXPECT_EQ(h.recorder.packages, QStringList{QStringLiteral("/dl/Titles.edpack")});
+    EXPECT_EQ(onlyResult().result, AddedResult::Done);
     EXPECT_EQ(onlyResult().files, QStringList{clip});
+    EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
     EXPECT_EQ(h.dialogs->shown.size(), 0u) << "a package is no project: nothing to ask";
     ASSERT_TRUE(h.waitIdle());
 }

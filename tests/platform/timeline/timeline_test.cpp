@@ -50,7 +50,7 @@ protected:
     Model timeline;
 };
 
-TEST_F(TimelineModel, a_clip_takes_the_files_length_and_the_tracks_type)
+TEST_F(TimelineModel, a_clip_takes_the_files_length_or_the_still_length_and_the_tracks_type)
 {
     const Clip &clip = timeline.insertClip(0, MTime::fromMSec(500), video("a.mp4", 3000));
     EXPECT_EQ(clip.position().toMSec(), 500);
@@ -64,13 +64,10 @@ TEST_F(TimelineModel, a_clip_takes_the_files_length_and_the_tracks_type)
     const Clip &sound = timeline.insertClip(1, MTime(), video("b.mp4", 1000));
     EXPECT_EQ(sound.type(), ClipType::Audio);
     EXPECT_EQ(sound.kind(), ClipKind::Audio);
-}
 
-TEST_F(TimelineModel, a_photo_gets_the_still_length_and_is_an_image_clip)
-{
-    const Clip &clip = timeline.insertClip(0, MTime(), photo("p.jpg"));
-    EXPECT_TRUE(clip.isImageClip());
-    EXPECT_EQ(clip.duration(), Model::defaultStillDuration);
+    const Clip &still = timeline.insertClip(0, clip.end(), photo("p.jpg"));
+    EXPECT_TRUE(still.isImageClip());
+    EXPECT_EQ(still.duration(), Model::defaultStillDuration);
 }
 
 TEST_F(TimelineModel, a_drop_inside_a_clip_lands_after_it_and_pushes_only_what_it_must)

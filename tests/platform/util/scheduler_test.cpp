@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QThread>
-#include <QTimer>
 
 #include <gtest/gtest.h>
 
@@ -31,30 +30,15 @@ void drainEvents()
         QCoreApplication::processEvents(QEventLoop::AllEvents);
 }
 
-TEST(Scheduler, calls_back_on_a_later_pass_not_at_once)
+TEST(Scheduler, requests_within_one_pass_give_one_later_call_and_after_it_another)
 {
     Owner owner;
     owner.scheduler.schedule();
-    EXPECT_EQ(owner.calls, 0);
+    owner.scheduler.schedule();
+    owner.scheduler.schedule();
+    EXPECT_EQ(owner.calls, 0) << "never at once";
     drainEvents();
     EXPECT_EQ(owner.calls, 1);
-}
-
-TEST(Scheduler, requests_within_one_pass_give_one_call)
-{
-    Owner owner;
-    owner.scheduler.schedule();
-    owner.scheduler.schedule();
-    owner.scheduler.schedule();
-    drainEvents();
-    EXPECT_EQ(owner.calls, 1);
-}
-
-TEST(Scheduler, requests_after_the_call_give_another)
-{
-    Owner owner;
-    owner.scheduler.schedule();
-    drainEvents();
     owner.scheduler.schedule();
     drainEvents();
     EXPECT_EQ(owner.calls, 2);
@@ -71,41 +55,33 @@ TEST(Scheduler, cancelled_scheduler_never_calls)
 
 TEST(Scheduler, destroyed_with_a_pending_request_never_calls)
 {
-    struct Counting
-    {
-        int *calls;
-        void run() { ++*calls; }
-    };
-    int calls = 0;
-    Counting counting{&calls};
-    auto scheduler = std::make_unique<Vantel::Util::Scheduler<Counting>>(&counting, &Counting::run);
+    Owner owner;
+    auto scheduler = std::make_unique<Vantel::Util::Scheduler<Owner>>(&owner, &Owner::report);
     scheduler->schedule();
     scheduler.reset();
     drainEvents();
-    EXPECT_EQ(calls, 0);
+    EXPECT_EQ(owner.calls, 0);
 }
 
 TEST(Scheduler, request_from_another_thread_runs_on_the_owner_thread)
 {
-    Owner owner;
-    QThread *callbackThread = nullptr;
     struct Probe
     {
-        QThread **seen;
-        int calls = 0;
         void run()
         {
-            *seen = QThread::currentThread();
+            seen = QThread::currentThread();
             ++calls;
         }
-    } probe{&callbackThread};
+        QThread *seen = nullptr;
+        int calls = 0;
+    } probe;
     Vantel::Util::Scheduler<Probe> scheduler(&probe, &Probe::run);
     std::unique_ptr<QThread> worker(QThread::create([&] { scheduler.schedule(); }));
     worker->start();
     worker->wait();
     drainEvents();
     EXPECT_EQ(probe.calls, 1);
-    EXPECT_EQ(callbackThread, QThread::currentThread());
+    EXPECT_EQ(probe.seen, QThread::currentThread());
 }
 
 } // namespace
