@@ -4,7 +4,6 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-#include <memory>
 #include <vector>
 
 namespace TestSupport {

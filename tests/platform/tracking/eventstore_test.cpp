@@ -15,7 +15,6 @@
 #include <sqlite3.h>
 
 #include <chrono>
-#include <memory>
 #include <string>
 
 using namespace Vantel::Tracking;
