@@ -18,7 +18,6 @@ namespace {
 
 using FileAdder::AddedResult;
 using FileAdder::Asrc;
-using FileAnalyzer::Object;
 using TestSupport::readFile;
 using TestSupport::samplePath;
 

@@ -40,9 +40,9 @@ TEST_P(Vocabularies, give_each_value_its_word_and_any_other_the_fallback)
     const Vocabulary &v = GetParam();
     const int count = static_cast<int>(v.words.size());
     for (int value = 0; value < count; ++value)
-        EXPECT_STREQ(v.word(value), v.words[value]) << value;
+        EXPECT_STREQ(v.word(value), v.words[value]) << "value " << value;
     for (int value : {-1, count, count + 1000})
-        EXPECT_STREQ(v.word(value), v.fallback) << value;
+        EXPECT_STREQ(v.word(value), v.fallback) << "value " << value;
 }
 
 using Zoom = Stabilization::FileStabilizeRequest::Zoom;
