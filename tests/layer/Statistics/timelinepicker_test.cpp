@@ -88,43 +88,26 @@ TEST_F(TimelineCensus, background_removal_is_named_by_its_quality)
                                  {"BackgroundRemove", 2}, {"BackgroundRemove_quick", 2}, {"BackgroundRemove_precise", 1}}));
 }
 
-TEST_F(TimelineCensus, colour_tables_and_presets_say_where_they_came_from)
+TEST_F(TimelineCensus, colour_tables_and_presets_say_where_they_came_from_and_every_effect_counts)
 {
-    auto lut = [](const char *name, const char *id) {
-        auto e = std::make_unique<Effect::Lut>();
-        e->setName(QString::fromLatin1(name));
-        e->setUniqueId(QString::fromLatin1(id));
-        return e;
+    const auto named = [](auto effect, const char *name, const char *id) {
+        effect->setName(QString::fromLatin1(name));
+        effect->setUniqueId(QString::fromLatin1(id));
+        return effect;
     };
-    auto colour = [](const char *name, const char *id) {
-        auto e = std::make_unique<Effect::ManualEnhance>();
-        e->setName(QString::fromLatin1(name));
-        e->setUniqueId(QString::fromLatin1(id));
-        return e;
-    };
-    clipWith(lut("Film", "lut-film"));
-    clipWith(lut("Film", "lut-film"));
-    clipWith(lut("Teal", "lut-teal"));
-    clipWith(colour("Warm", "warm"));
-    clipWith(colour("Mine", "mine"));
-    clipWith(colour("Odd", "not-known"));
-    clipWith(std::make_unique<Effect::Crop>());
-
-    EXPECT_EQ(effectNames({QStringLiteral("lut-film")}, {{QStringLiteral("warm"), false}, {QStringLiteral("mine"), true}}),
-              (std::map<std::string, std::uint64_t>{{"Film_loaded", 2},
-                                                    {"Teal", 1},
-                                                    {"Warm_preset", 1},
-                                                    {"Mine_saved", 1},
-                                                    {"Odd", 1},
-                                                    {"Crop", 1}}));
-}
-
-TEST_F(TimelineCensus, effects_on_one_clip_count_each)
-{
+    clipWith(named(std::make_unique<Effect::Lut>(), "Film", "lut-film"));
+    clipWith(named(std::make_unique<Effect::Lut>(), "Film", "lut-film"));
+    clipWith(named(std::make_unique<Effect::Lut>(), "Teal", "lut-teal"));
+    clipWith(named(std::make_unique<Effect::ManualEnhance>(), "Warm", "warm"));
+    clipWith(named(std::make_unique<Effect::ManualEnhance>(), "Mine", "mine"));
+    clipWith(named(std::make_unique<Effect::ManualEnhance>(), "Odd", "not-known"));
     Timeline::Clip &clip = clipWith(std::make_unique<Effect::Crop>());
     clip.addEffect(Effect::Crop{});
     clip.addEffect(Effect::ChromaKey{});
-    EXPECT_EQ(effectNames(), (std::map<std::string, std::uint64_t>{{"ChromaKey", 1}, {"Crop", 2}}));
+
+    EXPECT_EQ(effectNames({QStringLiteral("lut-film")}, {{QStringLiteral("warm"), false}, {QStringLiteral("mine"), true}}),
+              (std::map<std::string, std::uint64_t>{
+                  {"Film_loaded", 2}, {"Teal", 1}, {"Warm_preset", 1}, {"Mine_saved", 1}, {"Odd", 1}, {"Crop", 2}, {"ChromaKey", 1}}));
 }
 
 TEST(TimelineBlock, an_empty_project_reports_zeros)
