@@ -33,7 +33,6 @@ class IntakeRecorder
                                 Command::OpenProject,
                                 Command::InstallPackageRequest,
                                 Project::FileAddRequest,
-                                Command::FileStorageAvailableNotification,
                                 FileAnalyzer::Changed>
 {
 public:
@@ -42,14 +41,12 @@ public:
     void notify(const Command::OpenProject &m) override { openedProjects.push_back(m.path); }
     void notify(const Command::InstallPackageRequest &m) override { packages.push_back(m.path); }
     void notify(const Project::FileAddRequest &m) override { collectionRequests.push_back(m); }
-    void notify(const Command::FileStorageAvailableNotification &m) override { availability.push_back(m.available); }
     void notify(const FileAnalyzer::Changed &m) override { statuses.push_back({m.object->id(), m.object->status()}); }
 
     std::vector<FileAdder::AddMediaFilesResult> results;
     QStringList openedProjects;
     QStringList packages;
     std::vector<Project::FileAddRequest> collectionRequests;
-    std::vector<bool> availability;
     std::vector<std::pair<std::uint64_t, FileAnalyzer::Object::Status>> statuses;
 };
 

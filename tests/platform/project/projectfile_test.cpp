@@ -162,6 +162,11 @@ struct DamagedFile
     const char *reason; // a part of the message the user gets
 };
 
+void PrintTo(const DamagedFile &f, std::ostream *os)
+{
+    *os << f.name;
+}
+
 class DamagedProjectFile : public ::testing::TestWithParam<DamagedFile>
 {};
 
