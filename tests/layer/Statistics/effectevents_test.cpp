@@ -54,8 +54,11 @@ const EventCase effectCases[] = {
                               {"PARAM_ATTACK", "20"}, {"PARAM_RELEASE", "250"}, {"PARAM_GAIN_OUT", "0"},
                               {"PARAM_BLEND", "1"}, {"DEFAULT_PARAMS", "true"}}}}},
     {"a_changed_noise_gate_is_not_default",
-     applied<Effect::AudioNoiseGate>(1, [](auto &g) { g.threshold = -33.25;
-                                                              g.attack = MTime::fromMSec(15); }),
+     applied<Effect::AudioNoiseGate>(1,
+                                     [](auto &g) {
+                                         g.threshold = -33.25;
+                                         g.attack = MTime::fromMSec(15);
+                                     }),
      {{"NOISE_GATE_APPLIED", {{"CLIPS_IN_SELECTION", "1"}, {"PARAM_THRESHOLD", "-33.25"}, {"PARAM_RANGE", "-60"},
                               {"PARAM_ATTACK", "15"}, {"PARAM_RELEASE", "100"}, {"DEFAULT_PARAMS", "false"}}}}},
     reverb("reverb_default_balance", 0.3, "30"),
@@ -72,8 +75,11 @@ const EventCase effectCases[] = {
     {"crop", applied<Effect::Crop>(5), {{"CROP_APPLIED", {{"CLIPS_IN_SELECTION", "5"}}}}},
     {"mono_channel_has_no_parameters", applied<Effect::AudioMonoChannel>(5), {{"AUDIO_MONO_CHANNEL_APPLIED", {}}}},
     {"manual_colour_lists_the_changed_tools_in_table_order",
-     applied<Effect::ManualEnhance>(2, [](auto &c) { c.setValue(Tool::Tint, 1);
-                                                             c.setValue(Tool::Brightness, -1); }),
+     applied<Effect::ManualEnhance>(2,
+                                    [](auto &c) {
+                                        c.setValue(Tool::Tint, 1);
+                                        c.setValue(Tool::Brightness, -1);
+                                    }),
      {{"MANUAL_COLOR_ADJUSTMENTS_APPLIED", {{"CLIPS_IN_SELECTION", "2"}, {"TOOLS_USED", "Brightness,Tint"}}}}},
     {"a_mask_reports_its_last_highlight_then_its_last_conceal",
      applied<Effect::Mask>(1,
@@ -89,9 +95,12 @@ const EventCase effectCases[] = {
                            {"PARAM_SMOOTH_BORDER", "0"}, {"PARAM_PIXELATION_PERCENT", "35.5"}, {"PARAM_OUTLINE", "false"}}}}},
     {"a_mask_without_shapes_reports_nothing", applied<Effect::Mask>(1), {}},
     {"a_mask_shape_and_mode_this_build_does_not_know_are_empty",
-     applied<Effect::Mask>(1, [](auto &m) { m.edgeMode = 9;
-                                           m.conceals.emplace_back();
-                                           m.conceals.back().shape = 7; }),
+     applied<Effect::Mask>(1,
+                           [](auto &m) {
+                               m.edgeMode = 9;
+                               m.conceals.emplace_back();
+                               m.conceals.back().shape = 7;
+                           }),
      {{"CONCEAL_APPLIED", {{"PARAM_MASK", ""}, {"PARAM_MODE", ""}, {"PARAM_OPACITY", "1"}, {"PARAM_SMOOTH_BORDER", "0"},
                            {"PARAM_PIXELATION_PERCENT", "0"}, {"PARAM_OUTLINE", "false"}}}}},
     {"animation_preset", sending(AnimationPresetApplied(QStringLiteral("zoom-ïn"))),
