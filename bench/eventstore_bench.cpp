@@ -43,14 +43,14 @@ namespace {
 // A typical event: a project report with eight parameters.
 std::map<std::string, std::string> typicalParams(long long i)
 {
-    return {{"ASPECT_RATIO", "16:9"},
-            {"CLIPS_COUNT", std::to_string(i % 97)},
-            {"DURATION_S", std::to_string(i % 3600)},
-            {"HAS_AUDIO", "true"},
-            {"METHOD", "DRAG_AND_DROP"},
-            {"PROJECT_ID", "3f2a9c4e-8d1b-4f6a-9e2d-71c0b5a8e6f3"},
-            {"TRACKS_COUNT", "4"},
-            {"VIDEO_CODEC", "h264"}};
+    return { { "ASPECT_RATIO", "16:9" },
+             { "CLIPS_COUNT", std::to_string(i % 97) },
+             { "DURATION_S", std::to_string(i % 3600) },
+             { "HAS_AUDIO", "true" },
+             { "METHOD", "DRAG_AND_DROP" },
+             { "PROJECT_ID", "3f2a9c4e-8d1b-4f6a-9e2d-71c0b5a8e6f3" },
+             { "TRACKS_COUNT", "4" },
+             { "VIDEO_CODEC", "h264" } };
 }
 
 TrackedEvent typicalEvent(long long i)
@@ -114,7 +114,8 @@ sqlite3 *openPlain(const QString &path, bool wal)
     sqlite3 *db = nullptr;
     sqlite3_open(QFile::encodeName(path).constData(), &db);
     if (wal)
-        sqlite3_exec(db, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr);
+        sqlite3_exec(db, "PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL", nullptr, nullptr,
+                     nullptr);
     sqlite3_exec(db,
                  "CREATE TABLE events(id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL, "
                  "params TEXT NOT NULL, time INTEGER NOT NULL, session TEXT NOT NULL);"
@@ -141,8 +142,8 @@ void BM_Autocommit_MainThread(benchmark::State &state)
     QTemporaryDir dir;
     sqlite3 *db = openPlain(dir.filePath(QStringLiteral("events.sqlite")), state.range(0) == 1);
     sqlite3_stmt *stmt = nullptr;
-    sqlite3_prepare_v2(db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)",
-                       -1, &stmt, nullptr);
+    sqlite3_prepare_v2(db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)", -1,
+                       &stmt, nullptr);
     const int perRound = state.range(0) == 1 ? 2000 : 50;
     long long i = 0;
     for (auto _ : state) {
@@ -168,8 +169,8 @@ void BM_OneTransaction_MainThread(benchmark::State &state)
     QTemporaryDir dir;
     sqlite3 *db = openPlain(dir.filePath(QStringLiteral("events.sqlite")), true);
     sqlite3_stmt *stmt = nullptr;
-    sqlite3_prepare_v2(db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)",
-                       -1, &stmt, nullptr);
+    sqlite3_prepare_v2(db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)", -1,
+                       &stmt, nullptr);
     long long i = 0;
     for (auto _ : state) {
         sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);
@@ -185,8 +186,7 @@ BENCHMARK(BM_OneTransaction_MainThread)->Unit(benchmark::kMillisecond)->UseRealT
 
 // The main thread's share: sendEvent through the tracker into a sink. The writer's work runs
 // on the other thread and is left out of the timing (each round is flushed while paused).
-class NullSink : public IEventSink
-{
+class NullSink : public IEventSink {
 public:
     void consume(const TrackedEvent &event) override { benchmark::DoNotOptimize(&event); }
 };
@@ -226,14 +226,14 @@ BENCHMARK(BM_SendEvent_Store)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 // A sink that writes each event itself, in autocommit (WAL, normal sync): the main thread
 // waits for SQLite on every event.
-class InlineSqliteSink : public IEventSink
-{
+class InlineSqliteSink : public IEventSink {
 public:
     explicit InlineSqliteSink(const QString &path)
         : m_db(openPlain(path, true))
     {
-        sqlite3_prepare_v2(m_db, "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)",
-                           -1, &m_stmt, nullptr);
+        sqlite3_prepare_v2(m_db,
+                           "INSERT INTO events(name, params, time, session) VALUES(?, ?, ?, ?)", -1,
+                           &m_stmt, nullptr);
     }
     ~InlineSqliteSink() override
     {
@@ -251,7 +251,8 @@ void BM_SendEvent_InlineAutocommit(benchmark::State &state)
 {
     QTemporaryDir dir;
     boost::intrusive_ptr<GeneralVantelTracker> tracker(new GeneralVantelTracker("s"));
-    tracker->addSink(std::make_shared<InlineSqliteSink>(dir.filePath(QStringLiteral("events.sqlite"))));
+    tracker->addSink(
+        std::make_shared<InlineSqliteSink>(dir.filePath(QStringLiteral("events.sqlite"))));
     long long i = 0;
     for (auto _ : state) {
         for (int n = 0; n < SendsPerRound; ++n)
@@ -264,14 +265,14 @@ BENCHMARK(BM_SendEvent_InlineAutocommit)->Unit(benchmark::kMicrosecond)->UseReal
 // kill -9: a child sends events at a fixed rate and counts each one it handed to the store in a
 // shared page; the parent kills it at a random moment and compares that count with the rows.
 
-struct SharedCounter
-{
-    std::atomic<long long> sent{0};
+struct SharedCounter {
+    std::atomic<long long> sent { 0 };
 };
 
 SharedCounter *mapCounter(const QString &path, bool create)
 {
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDWR | (create ? O_CREAT : 0), 0600);
+    const int fd
+        = ::open(QFile::encodeName(path).constData(), O_RDWR | (create ? O_CREAT : 0), 0600);
     if (fd < 0)
         return nullptr;
     if (create && ::ftruncate(fd, sizeof(SharedCounter)) != 0)
@@ -293,8 +294,7 @@ SharedCounter *mapCounter(const QString &path, bool create)
         if (rate < 20'000)
             std::this_thread::sleep_until(due);
         else
-            while (std::chrono::steady_clock::now() < due) {
-            }
+            while (std::chrono::steady_clock::now() < due) { }
         store.consume(typicalEvent(i));
         counter->sent.store(i + 1, std::memory_order_release);
     }
@@ -327,9 +327,9 @@ void BM_KillNine_EventsLost(benchmark::State &state)
         const std::string db = database.toStdString();
         const std::string cp = counterPath.toStdString();
         const std::string rateText = std::to_string(rate);
-        char *argv[] = {const_cast<char *>(self.c_str()), const_cast<char *>("--kill-child"),
-                        const_cast<char *>(db.c_str()), const_cast<char *>(cp.c_str()),
-                        const_cast<char *>(rateText.c_str()), nullptr};
+        char *argv[] = { const_cast<char *>(self.c_str()),     const_cast<char *>("--kill-child"),
+                         const_cast<char *>(db.c_str()),       const_cast<char *>(cp.c_str()),
+                         const_cast<char *>(rateText.c_str()), nullptr };
         pid_t pid = 0;
         if (posix_spawn(&pid, self.c_str(), nullptr, nullptr, argv, environ) != 0) {
             state.SkipWithError("cannot start the child");
@@ -365,7 +365,8 @@ BENCHMARK(BM_KillNine_EventsLost)
 int main(int argc, char **argv)
 {
     if (argc == 5 && std::strcmp(argv[1], "--kill-child") == 0)
-        runKillChild(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]), std::stoll(argv[4]));
+        runKillChild(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]),
+                     std::stoll(argv[4]));
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;

@@ -38,18 +38,19 @@ namespace {
 constexpr int fileCount = 1000;
 
 // A thousand real files: a hundred copies of each of ten kinds, each under its own name.
-struct Library
-{
+struct Library {
     Library()
     {
-        const QStringList kinds{QStringLiteral("h264_aac.mp4"), QStringLiteral("hevc.mkv"), QStringLiteral("vp9_opus.webm"),
-                                QStringLiteral("mpeg4_pcm.mov"), QStringLiteral("tone.mp3"), QStringLiteral("tone.wav"),
-                                QStringLiteral("tone.flac"), QStringLiteral("still.png"), QStringLiteral("still.jpg"),
-                                QStringLiteral("pq10.mkv")};
+        const QStringList kinds { QStringLiteral("h264_aac.mp4"),  QStringLiteral("hevc.mkv"),
+                                  QStringLiteral("vp9_opus.webm"), QStringLiteral("mpeg4_pcm.mov"),
+                                  QStringLiteral("tone.mp3"),      QStringLiteral("tone.wav"),
+                                  QStringLiteral("tone.flac"),     QStringLiteral("still.png"),
+                                  QStringLiteral("still.jpg"),     QStringLiteral("pq10.mkv") };
         const TestSupport::MediaSamples samples(kinds);
         for (int i = 0; i < fileCount; ++i) {
             const QString kind = kinds[i % kinds.size()];
-            const QString path = dir.filePath(QStringLiteral("%1 %2").arg(i, 4, 10, QLatin1Char('0')).arg(kind));
+            const QString path
+                = dir.filePath(QStringLiteral("%1 %2").arg(i, 4, 10, QLatin1Char('0')).arg(kind));
             QFile::copy(samples.path(kind), path);
             paths << path;
         }
@@ -82,7 +83,7 @@ int bareParallelProbe(const QStringList &paths)
 {
     QThreadPool pool;
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
-    std::atomic<int> opened{0};
+    std::atomic<int> opened { 0 };
     for (const QString &path : paths) {
         pool.start(QRunnable::create([path, &opened] {
             if (Media::probe(path).isOpened())
@@ -96,8 +97,8 @@ int bareParallelProbe(const QStringList &paths)
 void setRate(benchmark::State &state)
 {
     state.SetItemsProcessed(state.iterations() * fileCount);
-    state.counters["files_per_s"] = benchmark::Counter(static_cast<double>(state.iterations() * fileCount),
-                                                       benchmark::Counter::kIsRate);
+    state.counters["files_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations() * fileCount), benchmark::Counter::kIsRate);
 }
 
 void BM_BareParallelProbe(benchmark::State &state)
@@ -109,23 +110,23 @@ void BM_BareParallelProbe(benchmark::State &state)
     setRate(state);
 }
 
-class QuietDialogs final : public Dialog::IDialogs
-{
+class QuietDialogs final : public Dialog::IDialogs {
 public:
-    bool question(const QString &, const QString &, const QString &, const QString &) override { return false; }
-    void message(const QString &, const QString &, const QString &) override {}
+    bool question(const QString &, const QString &, const QString &, const QString &) override
+    {
+        return false;
+    }
+    void message(const QString &, const QString &, const QString &) override { }
 };
 
-class CountingSink final : public Vantel::Tracking::IEventSink
-{
+class CountingSink final : public Vantel::Tracking::IEventSink {
 public:
     void consume(const Vantel::Tracking::TrackedEvent &event) override { ++counts[event.name]; }
     std::map<std::string, int> counts;
 };
 
 // Waits for the request's analysis object to be let go: by then every file is placed and told.
-class Done : public PubSub::Subscriber<FileAnalyzer::Removed>
-{
+class Done : public PubSub::Subscriber<FileAnalyzer::Removed> {
 public:
     Done() { subscribeAllTypes(); }
     void notify(const FileAnalyzer::Removed &) override { loop.quit(); }
@@ -133,20 +134,21 @@ public:
 };
 
 // The intake as the application builds it, with the terminal progress writing to nowhere.
-class Intake
-{
+class Intake {
 public:
     Intake()
         : devnull(std::fopen("/dev/null", "w"))
     {
         Dialog::setDialogs(std::make_shared<QuietDialogs>());
-        Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
+        Report::setProgressFactory(
+            std::make_shared<Report::TerminalProgressFactory>(devnull, false));
         tracker->addSink(sink);
         statistics = std::make_unique<Statistics::Controller>(tracker);
         analyzer = std::make_unique<FileAnalyzer::Controller>();
         adder = std::make_unique<FileAdder::Controller>();
         storage = std::make_unique<FileStorage::Controller>(
-            std::make_unique<Vantel::App::LocalFileStorage>(data.filePath(QStringLiteral("storage/index.json"))));
+            std::make_unique<Vantel::App::LocalFileStorage>(
+                data.filePath(QStringLiteral("storage/index.json"))));
     }
     ~Intake()
     {
@@ -165,12 +167,14 @@ public:
         auto project = Project::Object::createNew();
         FileAnalyzer::setTimeline(&project->timeline());
         FileAdder::Contexts contexts;
-        contexts.timeline = FileAdder::TimelineContext{&project->timeline(), 0, MTime()};
+        contexts.timeline = FileAdder::TimelineContext { &project->timeline(), 0, MTime() };
         sink->counts.clear();
         PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
         done.loop.exec();
-        const bool complete = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
-                              && sink->counts["FILE_ADDED"] == paths.size() && sink->counts["FILE_OPENED"] == paths.size();
+        const bool complete
+            = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
+            && sink->counts["FILE_ADDED"] == paths.size()
+            && sink->counts["FILE_OPENED"] == paths.size();
         FileAnalyzer::setTimeline(nullptr);
         return complete;
     }
@@ -178,8 +182,9 @@ public:
 private:
     QTemporaryDir data;
     std::FILE *devnull;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{
-        new Vantel::Tracking::GeneralVantelTracker("bench")};
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
+        new Vantel::Tracking::GeneralVantelTracker("bench")
+    };
     std::shared_ptr<CountingSink> sink = std::make_shared<CountingSink>();
     std::unique_ptr<Statistics::Controller> statistics;
     std::unique_ptr<FileAnalyzer::Controller> analyzer;
@@ -219,7 +224,8 @@ void BM_ImportBesideBareProbe(benchmark::State &state)
         layerSeconds += layer;
         state.SetIterationTime(layer);
     }
-    state.counters["overhead_pct"] = bareSeconds > 0 ? (layerSeconds / bareSeconds - 1.0) * 100.0 : 0.0;
+    state.counters["overhead_pct"]
+        = bareSeconds > 0 ? (layerSeconds / bareSeconds - 1.0) * 100.0 : 0.0;
     setRate(state);
 }
 
@@ -227,8 +233,7 @@ BENCHMARK(BM_BareParallelProbe)->Unit(benchmark::kMillisecond)->UseRealTime()->I
 BENCHMARK(BM_ImportThroughLayer)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(5);
 BENCHMARK(BM_ImportBesideBareProbe)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(10);
 
-class TimeReporter : public benchmark::ConsoleReporter
-{
+class TimeReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
@@ -256,7 +261,8 @@ int main(int argc, char **argv)
     const double bare = times()["BM_BareParallelProbe"];
     const double layer = times()["BM_ImportThroughLayer"];
     if (bare > 0 && layer > 0) {
-        std::printf("\n%d files: bare parallel probe %.0f ms (%.0f files/s), import through the layer %.0f ms "
+        std::printf("\n%d files: bare parallel probe %.0f ms (%.0f files/s), import through the "
+                    "layer %.0f ms "
                     "(%.0f files/s)\nlayer overhead: %+.1f%%\n",
                     fileCount, bare, fileCount * 1000.0 / bare, layer, fileCount * 1000.0 / layer,
                     (layer / bare - 1.0) * 100.0);

@@ -25,19 +25,20 @@ namespace {
 
 const TestSupport::MediaSamples &samples()
 {
-    static const TestSupport::MediaSamples set(QStringList{
+    static const TestSupport::MediaSamples set(QStringList {
         QStringLiteral("h264_aac.mp4"), QStringLiteral("hevc.mkv"), QStringLiteral("vp9_opus.webm"),
         QStringLiteral("mpeg4_pcm.mov"), QStringLiteral("tone.mp3"), QStringLiteral("tone.wav"),
         QStringLiteral("tone.flac"), QStringLiteral("still.png"), QStringLiteral("still.jpg"),
-        QStringLiteral("pq10.mkv")});
+        QStringLiteral("pq10.mkv") });
     return set;
 }
 
 QStringList files()
 {
     QStringList paths;
-    for (const char *name : {"h264_aac.mp4", "hevc.mkv", "vp9_opus.webm", "mpeg4_pcm.mov", "tone.mp3", "tone.wav",
-                             "tone.flac", "still.png", "still.jpg", "pq10.mkv"})
+    for (const char *name :
+         { "h264_aac.mp4", "hevc.mkv", "vp9_opus.webm", "mpeg4_pcm.mov", "tone.mp3", "tone.wav",
+           "tone.flac", "still.png", "still.jpg", "pq10.mkv" })
         paths << samples().path(QLatin1String(name));
     return paths;
 }
@@ -51,8 +52,8 @@ std::map<std::string, double> &rates()
 void record(benchmark::State &state, std::int64_t filesPerIteration)
 {
     state.SetItemsProcessed(state.iterations() * filesPerIteration);
-    state.counters["files_per_s"] =
-        benchmark::Counter(static_cast<double>(state.iterations() * filesPerIteration), benchmark::Counter::kIsRate);
+    state.counters["files_per_s"] = benchmark::Counter(
+        static_cast<double>(state.iterations() * filesPerIteration), benchmark::Counter::kIsRate);
 }
 
 void BM_ProbeInProcess_OneThread(benchmark::State &state)
@@ -77,7 +78,7 @@ void BM_ProbeInProcess_AllCores(benchmark::State &state)
     pool.setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
     constexpr int rounds = 20; // a batch big enough that the pool's start-up does not dominate
     for (auto _ : state) {
-        std::atomic<int> opened{0};
+        std::atomic<int> opened { 0 };
         for (int r = 0; r < rounds; ++r) {
             for (const QString &path : paths) {
                 pool.start(QRunnable::create([path, &opened] {
@@ -111,9 +112,13 @@ void runFfprobe(const QStringList &paths, int parallel, benchmark::State &state)
     };
     for (const QString &path : paths) {
         const QByteArray file = path.toLocal8Bit();
-        char *argv[] = {const_cast<char *>("ffprobe"), const_cast<char *>("-v"), const_cast<char *>("error"),
-                        const_cast<char *>("-show_format"), const_cast<char *>("-show_streams"),
-                        const_cast<char *>(file.constData()), nullptr};
+        char *argv[] = { const_cast<char *>("ffprobe"),
+                         const_cast<char *>("-v"),
+                         const_cast<char *>("error"),
+                         const_cast<char *>("-show_format"),
+                         const_cast<char *>("-show_streams"),
+                         const_cast<char *>(file.constData()),
+                         nullptr };
         pid_t pid = 0;
         if (posix_spawnp(&pid, "ffprobe", &actions, nullptr, argv, environ) != 0) {
             state.SkipWithError("cannot start ffprobe");
@@ -149,8 +154,7 @@ BENCHMARK(BM_Ffprobe_OnePerFile)->Unit(benchmark::kMillisecond)->UseRealTime()->
 BENCHMARK(BM_Ffprobe_AllCores)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 
 // Keeps each run's rate so the ratios can be printed after the table.
-class RatioReporter : public benchmark::ConsoleReporter
-{
+class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
@@ -192,9 +196,12 @@ int main(int argc, char **argv)
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::printf("\nThroughput ratios (higher is better for the editor):\n");
-    printRatio("in-process, all cores / ffprobe one at a time", "BM_ProbeInProcess_AllCores", "BM_Ffprobe_OnePerFile");
-    printRatio("in-process, all cores / ffprobe one per core", "BM_ProbeInProcess_AllCores", "BM_Ffprobe_AllCores");
-    printRatio("in-process, one thread / ffprobe one at a time", "BM_ProbeInProcess_OneThread", "BM_Ffprobe_OnePerFile");
+    printRatio("in-process, all cores / ffprobe one at a time", "BM_ProbeInProcess_AllCores",
+               "BM_Ffprobe_OnePerFile");
+    printRatio("in-process, all cores / ffprobe one per core", "BM_ProbeInProcess_AllCores",
+               "BM_Ffprobe_AllCores");
+    printRatio("in-process, one thread / ffprobe one at a time", "BM_ProbeInProcess_OneThread",
+               "BM_Ffprobe_OnePerFile");
     benchmark::Shutdown();
     return 0;
 }

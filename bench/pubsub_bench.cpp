@@ -15,21 +15,19 @@ namespace {
 
 struct BenchDomain;
 
-class Tick : public Message::Types::Notification<BenchDomain>
-{
+class Tick : public Message::Types::Notification<BenchDomain> {
 public:
     Tick(const PubSub::Object *sender, int value)
         : Notification(sender)
         , value(value)
-    {}
+    {
+    }
     int value;
 };
 
-class Sender final : public PubSub::Object
-{};
+class Sender final : public PubSub::Object { };
 
-class Counter : public PubSub::Subscriber<Tick>
-{
+class Counter : public PubSub::Subscriber<Tick> {
 public:
     Counter() { subscribeAllTypes(); }
     void notify(const Tick &tick) override { benchmark::DoNotOptimize(sum += tick.value); }
@@ -48,8 +46,7 @@ void BM_PubSub(benchmark::State &state)
 
 } // namespace
 
-class TickEmitter : public QObject
-{
+class TickEmitter : public QObject {
     Q_OBJECT
 signals:
     void tick(int value);
@@ -62,9 +59,9 @@ void BM_QtDirect(benchmark::State &state)
     TickEmitter emitter;
     std::vector<long> sums(static_cast<std::size_t>(state.range(0)));
     for (auto &sum : sums) {
-        QObject::connect(&emitter, &TickEmitter::tick, &emitter,
-                         [&sum](int value) { benchmark::DoNotOptimize(sum += value); },
-                         Qt::DirectConnection);
+        QObject::connect(
+            &emitter, &TickEmitter::tick, &emitter,
+            [&sum](int value) { benchmark::DoNotOptimize(sum += value); }, Qt::DirectConnection);
     }
     for (auto _ : state)
         emit emitter.tick(1);

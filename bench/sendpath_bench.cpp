@@ -21,8 +21,7 @@
 namespace {
 
 // Stands for the store's hand-off: keeps the event, as the queue would.
-class HandOffSink : public Vantel::Tracking::IEventSink
-{
+class HandOffSink : public Vantel::Tracking::IEventSink {
 public:
     void consume(const Vantel::Tracking::TrackedEvent &event) override
     {
@@ -51,7 +50,8 @@ Statistics::InteractionNotification fiveParameterInteraction()
     return n;
 }
 
-void publishInteractions(benchmark::State &state, std::shared_ptr<Vantel::Tracking::IEventSink> sink)
+void publishInteractions(benchmark::State &state,
+                         std::shared_ptr<Vantel::Tracking::IEventSink> sink)
 {
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(
         new Vantel::Tracking::GeneralVantelTracker("4a1c2e9f-5b7d-4e38-9c61-0d2f8a7b3e15"));
@@ -71,7 +71,8 @@ void BM_InteractionToTracker(benchmark::State &state)
 void BM_InteractionToEventStore(benchmark::State &state)
 {
     QTemporaryDir dir;
-    auto store = std::make_shared<Vantel::Tracking::EventStore>(dir.filePath(QStringLiteral("events.sqlite")));
+    auto store = std::make_shared<Vantel::Tracking::EventStore>(
+        dir.filePath(QStringLiteral("events.sqlite")));
     publishInteractions(state, store);
     store->flush();
 }
@@ -107,7 +108,8 @@ void BM_EventMapQStringArg(benchmark::State &state)
         params["TRACKS"] = QStringLiteral("%1").arg(v + 3).toStdString();
         params["DURATION_S"] = QStringLiteral("%1").arg(v).toStdString();
         params["DURATION_MS"] = QStringLiteral("%1").arg(v * 1000).toStdString();
-        params["LEVEL"] = QStringLiteral("%1").arg(0.25 * static_cast<double>(v), 0, 'g', 6).toStdString();
+        params["LEVEL"]
+            = QStringLiteral("%1").arg(0.25 * static_cast<double>(v), 0, 'g', 6).toStdString();
         params["RATIO"] = QStringLiteral("%1").arg(1.5, 0, 'g', 6).toStdString();
         params["ENABLED"] = QStringLiteral("%1").arg((v & 1) ? "true" : "false").toStdString();
         params["NAME"] = QStringLiteral("Cross fade").toStdString();

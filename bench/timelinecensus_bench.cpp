@@ -32,20 +32,28 @@ constexpr int fileCount = 2'000;
 std::unique_ptr<Effect::Object> makeEffect(int kind, int variant)
 {
     switch (static_cast<Effect::Id>(kind)) {
-    case Effect::Id::AudioEqualizer: return std::make_unique<Effect::AudioEqualizer>();
-    case Effect::Id::ChromaKey: return std::make_unique<Effect::ChromaKey>();
-    case Effect::Id::Mask: return std::make_unique<Effect::Mask>();
-    case Effect::Id::Crop: return std::make_unique<Effect::Crop>();
+    case Effect::Id::AudioEqualizer:
+        return std::make_unique<Effect::AudioEqualizer>();
+    case Effect::Id::ChromaKey:
+        return std::make_unique<Effect::ChromaKey>();
+    case Effect::Id::Mask:
+        return std::make_unique<Effect::Mask>();
+    case Effect::Id::Crop:
+        return std::make_unique<Effect::Crop>();
     case Effect::Id::ManualEnhance: {
         auto e = std::make_unique<Effect::ManualEnhance>();
         e->setName(QStringLiteral("Preset %1").arg(variant % 8));
         e->setUniqueId(QStringLiteral("preset-%1").arg(variant % 8));
         return e;
     }
-    case Effect::Id::AudioReverb: return std::make_unique<Effect::AudioReverb>();
-    case Effect::Id::AudioCompressor: return std::make_unique<Effect::AudioCompressor>();
-    case Effect::Id::AudioNoiseGate: return std::make_unique<Effect::AudioNoiseGate>();
-    case Effect::Id::AudioMonoChannel: return std::make_unique<Effect::AudioMonoChannel>();
+    case Effect::Id::AudioReverb:
+        return std::make_unique<Effect::AudioReverb>();
+    case Effect::Id::AudioCompressor:
+        return std::make_unique<Effect::AudioCompressor>();
+    case Effect::Id::AudioNoiseGate:
+        return std::make_unique<Effect::AudioNoiseGate>();
+    case Effect::Id::AudioMonoChannel:
+        return std::make_unique<Effect::AudioMonoChannel>();
     case Effect::Id::BackgroundRemove: {
         auto e = std::make_unique<Effect::BackgroundRemove>();
         e->qualityMode = variant % 3 == 0 ? 64 : variant % 3 == 1 ? 128 : 256;
@@ -61,8 +69,7 @@ std::unique_ptr<Effect::Object> makeEffect(int kind, int variant)
     return nullptr;
 }
 
-struct Fixture
-{
+struct Fixture {
     Fixture()
     {
         std::mt19937 random(20240601);
@@ -79,22 +86,25 @@ struct Fixture
         std::vector<MTime> ends(trackCount);
         for (int i = 0; i < clipCount; ++i) {
             const int t = i % trackCount;
-            auto clip = std::make_unique<Timeline::Clip>(t < 6 ? Timeline::ClipKind::Clip : Timeline::ClipKind::Audio,
+            auto clip = std::make_unique<Timeline::Clip>(t < 6 ? Timeline::ClipKind::Clip
+                                                               : Timeline::ClipKind::Audio,
                                                          files[random() % fileCount]);
             clip->setPosition(ends[t]);
             clip->setDuration(MTime::fromMSec(1000 + random() % 4000));
             ends[t] = clip->end();
             const int effects = static_cast<int>(random() % 4);
             for (int e = 0; e < effects; ++e)
-                clip->addEffect(makeEffect(static_cast<int>(random() % Effect::idCount), static_cast<int>(random())));
+                clip->addEffect(makeEffect(static_cast<int>(random() % Effect::idCount),
+                                           static_cast<int>(random())));
             timeline.placeClip(t, std::move(clip));
         }
         // A transition between every tenth pair of neighbours.
         for (int t = 0; t < trackCount; ++t) {
             const Timeline::Track &track = timeline.track(t);
             for (std::size_t c = 1; c < track.clipCount(); c += 10) {
-                timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve),
-                                       track.clip(c - 1).id(), track.clip(c).id());
+                timeline.addTransition(
+                    std::make_unique<Transition::Object>(Transition::Id::Dissolve),
+                    track.clip(c - 1).id(), track.clip(c).id());
             }
         }
         for (int i = 0; i < 12; i += 2)
@@ -121,10 +131,12 @@ void BM_CensusOneWalk(benchmark::State &state)
         const auto clips = std::make_shared<Statistics::ClipCountPicker>();
         const auto transitions = std::make_shared<Statistics::TransitionCountPicker>();
         const auto files = std::make_shared<Statistics::FileCountPicker>();
-        const auto effects = std::make_shared<Statistics::EffectsPicker>(f.loadedLuts, f.colorPresets);
-        Statistics::walkTimeline(f.timeline, {clips, transitions, files, effects});
+        const auto effects
+            = std::make_shared<Statistics::EffectsPicker>(f.loadedLuts, f.colorPresets);
+        Statistics::walkTimeline(f.timeline, { clips, transitions, files, effects });
         const auto names = effects->counts();
-        benchmark::DoNotOptimize(clips->count() + transitions->count() + files->videoCount() + names.size());
+        benchmark::DoNotOptimize(clips->count() + transitions->count() + files->videoCount()
+                                 + names.size());
     }
     state.counters["clips"] = clipCount;
 }
@@ -139,7 +151,8 @@ void BM_BareLoop(benchmark::State &state)
             const Timeline::ITrack &track = f.timeline.track(t);
             for (std::size_t c = 0; c < track.clipCount(); ++c) {
                 const Timeline::IClip &clip = track.clip(c);
-                touched += reinterpret_cast<std::uintptr_t>(clip.file().get()) + clip.effects().size();
+                touched
+                    += reinterpret_cast<std::uintptr_t>(clip.file().get()) + clip.effects().size();
             }
         }
         for (std::size_t i = 0; i < f.timeline.transitionCount(); ++i)
@@ -150,12 +163,11 @@ void BM_BareLoop(benchmark::State &state)
 
 // What one writes first: a visitor per figure, each walking the timeline, files by path and
 // effects by a name string built for every effect.
-class NaiveVisitor
-{
+class NaiveVisitor {
 public:
     virtual ~NaiveVisitor() = default;
-    virtual void visit(const Timeline::IClip &) {}
-    virtual void visit(const Transition::Object &) {}
+    virtual void visit(const Timeline::IClip &) { }
+    virtual void visit(const Transition::Object &) { }
 
     void walk(const Timeline::ITimeline &timeline)
     {
@@ -168,20 +180,17 @@ public:
     }
 };
 
-struct NaiveClips : NaiveVisitor
-{
+struct NaiveClips : NaiveVisitor {
     void visit(const Timeline::IClip &) override { ++count; }
     std::uint64_t count = 0;
 };
 
-struct NaiveTransitions : NaiveVisitor
-{
+struct NaiveTransitions : NaiveVisitor {
     void visit(const Transition::Object &) override { ++count; }
     std::uint64_t count = 0;
 };
 
-struct NaiveFiles : NaiveVisitor
-{
+struct NaiveFiles : NaiveVisitor {
     void visit(const Timeline::IClip &clip) override
     {
         if (!clip.file())
@@ -194,12 +203,12 @@ struct NaiveFiles : NaiveVisitor
     std::set<QString> videos, photos, audios;
 };
 
-struct NaiveEffects : NaiveVisitor
-{
+struct NaiveEffects : NaiveVisitor {
     NaiveEffects(const QSet<QString> &luts, const QHash<QString, bool> &presets)
         : luts(luts)
         , presets(presets)
-    {}
+    {
+    }
     void visit(const Timeline::IClip &clip) override
     {
         for (const auto &effect : clip.effects()) {
@@ -207,15 +216,22 @@ struct NaiveEffects : NaiveVisitor
             switch (effect->id()) {
             case Effect::Id::BackgroundRemove: {
                 const int mode = static_cast<const Effect::BackgroundRemove &>(*effect).qualityMode;
-                name = std::string(Effect::idText(effect->id())) + (mode == 128 ? "_quick" : mode == 256 ? "_precise" : "");
+                name = std::string(Effect::idText(effect->id()))
+                    + (mode == 128       ? "_quick"
+                           : mode == 256 ? "_precise"
+                                         : "");
                 break;
             }
             case Effect::Id::Lut:
-                name = effect->name().toStdString() + (luts.contains(effect->uniqueId()) ? "_loaded" : "");
+                name = effect->name().toStdString()
+                    + (luts.contains(effect->uniqueId()) ? "_loaded" : "");
                 break;
             case Effect::Id::ManualEnhance: {
                 const auto it = presets.find(effect->uniqueId());
-                name = effect->name().toStdString() + (it == presets.end() ? "" : *it ? "_saved" : "_preset");
+                name = effect->name().toStdString()
+                    + (it == presets.end() ? ""
+                           : *it           ? "_saved"
+                                           : "_preset");
                 break;
             }
             default:
@@ -237,9 +253,11 @@ void BM_FourNaiveVisitors(benchmark::State &state)
         NaiveTransitions transitions;
         NaiveFiles files;
         NaiveEffects effects(f.loadedLuts, f.colorPresets);
-        for (NaiveVisitor *visitor : std::initializer_list<NaiveVisitor *>{&clips, &transitions, &files, &effects})
+        for (NaiveVisitor *visitor :
+             std::initializer_list<NaiveVisitor *> { &clips, &transitions, &files, &effects })
             visitor->walk(f.timeline);
-        benchmark::DoNotOptimize(clips.count + transitions.count + files.videos.size() + effects.counts.size());
+        benchmark::DoNotOptimize(clips.count + transitions.count + files.videos.size()
+                                 + effects.counts.size());
     }
 }
 
@@ -248,8 +266,7 @@ BENCHMARK(BM_BareLoop)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FourNaiveVisitors)->Unit(benchmark::kMillisecond);
 
 // Keeps each benchmark's median (or its only run) and prints the census beside the others.
-class RatioReporter : public benchmark::ConsoleReporter
-{
+class RatioReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run> &runs) override
     {

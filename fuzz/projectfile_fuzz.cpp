@@ -25,7 +25,8 @@ extern "C" const char *__asan_default_options()
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(data), static_cast<int>(size));
+    const QByteArray bytes
+        = QByteArray::fromRawData(reinterpret_cast<const char *>(data), static_cast<int>(size));
     std::unique_ptr<Project::Object> project;
     try {
         project = Project::readProjectFile(bytes);

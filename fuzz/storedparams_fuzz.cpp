@@ -14,7 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (!Vantel::Tracking::paramsFromJson(bytes, params))
         return 0;
     std::map<std::string, std::string> again;
-    if (!Vantel::Tracking::paramsFromJson(Vantel::Tracking::paramsToJson(params), again) || again != params)
+    if (!Vantel::Tracking::paramsFromJson(Vantel::Tracking::paramsToJson(params), again)
+        || again != params)
         std::abort();
     return 0;
 }

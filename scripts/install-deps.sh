@@ -4,8 +4,8 @@
 set -euo pipefail
 
 packages=(
-  # build tools
-  cmake ninja-build ccache pkg-config clang lld libclang-rt-14-dev
+  # build tools (clang-format: the test command checks the formatting)
+  cmake ninja-build ccache pkg-config clang lld libclang-rt-14-dev clang-format
   # Qt 5: Core, Gui, Widgets, Network, Test, Sql-free; offscreen platform plugin ships with qtbase
   qtbase5-dev qtbase5-dev-tools libqt5network5 libqt5test5
   # Boost (intrusive_ptr, rational are header-only)

@@ -1,9 +1,9 @@
 #include "application.h"
 
-#include "Messages/statistics.h"
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileStorage/controller.h"
+#include "Messages/statistics.h"
 #include "Statistics/controller.h"
 
 #include "appsettings/applicationsettingsmanager.h"

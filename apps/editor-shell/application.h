@@ -29,20 +29,18 @@ class ApplicationSettingsManager;
 namespace Vantel::Tracking {
 class EventStore;
 class ISessionTracker;
-}
+} // namespace Vantel::Tracking
 
 namespace Shell {
 
-struct Options
-{
+struct Options {
     QString eventsOut; // empty: no export file
 };
 
 // The editor's start-up and shutdown in one object: the session, the usage tracker with its
 // sinks, and every controller of the layer, constructed once in the editor's order and destroyed
 // in reverse. Commands run between the two.
-class Application
-{
+class Application {
 public:
     // Throws std::runtime_error when the data folder's stores cannot be opened.
     explicit Application(const Options &options);
@@ -61,7 +59,8 @@ private:
     std::shared_ptr<Vantel::Tracking::ISessionTracker> m_session;
     std::shared_ptr<Vantel::Tracking::EventStore> m_store;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
-    std::unique_ptr<Vantel::App::ApplicationSettingsManager> m_settings; // observed by the statistics
+    std::unique_ptr<Vantel::App::ApplicationSettingsManager>
+        m_settings; // observed by the statistics
     std::unique_ptr<Statistics::Controller> m_statistics;
     // Media intake: analysis first, so the adder's requests find it, storage last.
     std::unique_ptr<FileAnalyzer::Controller> m_fileAnalyzer;

@@ -12,12 +12,8 @@ Command statusCommand();
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        statusCommand(),
-        eventsCommand(),
-        statisticsCommand(),
-        projectCommand(),
-        importCommand(),
-        prefsCommand(),
+        statusCommand(),  eventsCommand(), statisticsCommand(),
+        projectCommand(), importCommand(), prefsCommand(),
     };
     return all;
 }

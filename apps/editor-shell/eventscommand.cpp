@@ -20,13 +20,16 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("One JSON object per line."));
-const QCommandLineOption followOption(QStringLiteral("follow"),
-                                      QStringLiteral("Keep printing new events until interrupted."));
-const QCommandLineOption limitOption(QStringLiteral("limit"), QStringLiteral("Only the newest N events."),
+const QCommandLineOption jsonOption(QStringLiteral("json"),
+                                    QStringLiteral("One JSON object per line."));
+const QCommandLineOption
+    followOption(QStringLiteral("follow"),
+                 QStringLiteral("Keep printing new events until interrupted."));
+const QCommandLineOption limitOption(QStringLiteral("limit"),
+                                     QStringLiteral("Only the newest N events."),
                                      QStringLiteral("N"));
 
-std::atomic<bool> interrupted{false};
+std::atomic<bool> interrupted { false };
 
 void onInterrupt(int)
 {
@@ -47,11 +50,11 @@ void printEvent(QTextStream &out, const Vantel::Tracking::StoredEvent &e, bool j
         QJsonObject params;
         for (const auto &[key, value] : e.params)
             params.insert(QString::fromStdString(key), QString::fromStdString(value));
-        const QJsonObject line{{QStringLiteral("id"), e.id},
-                               {QStringLiteral("event"), QString::fromStdString(e.name)},
-                               {QStringLiteral("params"), params},
-                               {QStringLiteral("time"), e.timeMs},
-                               {QStringLiteral("session"), QString::fromStdString(e.session)}};
+        const QJsonObject line { { QStringLiteral("id"), e.id },
+                                 { QStringLiteral("event"), QString::fromStdString(e.name) },
+                                 { QStringLiteral("params"), params },
+                                 { QStringLiteral("time"), e.timeMs },
+                                 { QStringLiteral("session"), QString::fromStdString(e.session) } };
         out << QJsonDocument(line).toJson(QJsonDocument::Compact) << '\n';
         return;
     }
@@ -103,7 +106,8 @@ int runEvents(Context &c)
 int runStatistics(Context &c)
 {
     Vantel::Tracking::EventStore &store = c.app.eventStore();
-    if (c.arguments.size() != 1 || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off"))) {
+    if (c.arguments.size() != 1
+        || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off"))) {
         c.err << "usage: editor-shell statistics on|off\n";
         return 2;
     }
@@ -121,7 +125,8 @@ int runStatus(Context &c)
     store.flush();
     const auto session = Vantel::Tracking::getSessionTrackerInstance();
     c.out << "Data folder:        " << Settings::dataFolder() << '\n'
-          << "Session:            " << QString::fromStdString(session ? session->sessionId() : std::string()) << '\n'
+          << "Session:            "
+          << QString::fromStdString(session ? session->sessionId() : std::string()) << '\n'
           << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n'
           << "Events stored:      " << store.count() << '\n'
           << "Events dropped:     " << store.droppedCount() << '\n'
@@ -133,23 +138,26 @@ int runStatus(Context &c)
 
 Command eventsCommand()
 {
-    return {"events", "events [--json] [--follow] [--limit N]   the usage events stored on this machine",
-            [](QCommandLineParser &p) {
-                p.addOption(jsonOption);
-                p.addOption(followOption);
-                p.addOption(limitOption);
-            },
-            runEvents};
+    return { "events",
+             "events [--json] [--follow] [--limit N]   the usage events stored on this machine",
+             [](QCommandLineParser &p) {
+                 p.addOption(jsonOption);
+                 p.addOption(followOption);
+                 p.addOption(limitOption);
+             },
+             runEvents };
 }
 
 Command statisticsCommand()
 {
-    return {"statistics", "statistics on|off   turn usage statistics on or off", nullptr, runStatistics};
+    return { "statistics", "statistics on|off   turn usage statistics on or off", nullptr,
+             runStatistics };
 }
 
 Command statusCommand()
 {
-    return {"status", "status   the data folder, the session and the event store", nullptr, runStatus};
+    return { "status", "status   the data folder, the session and the event store", nullptr,
+             runStatus };
 }
 
 } // namespace Shell

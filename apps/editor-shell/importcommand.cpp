@@ -50,21 +50,27 @@ namespace {
 const QCommandLineOption projectOption(QStringLiteral("project"),
                                        QStringLiteral("Open PROJECT first and save it afterwards."),
                                        QStringLiteral("PROJECT"));
-const QCommandLineOption toOption(QStringLiteral("to"),
-                                  QStringLiteral("Where the files go: timeline (default), collection or transition."),
-                                  QStringLiteral("WHERE"), QStringLiteral("timeline"));
-const QCommandLineOption sourceOption(QStringLiteral("source"),
-                                      QStringLiteral("The add source number (0-18); default 8 (import folders) when a folder is "
-                                                     "given, else 0 (import button)."),
-                                      QStringLiteral("N"));
-const QCommandLineOption trackOption(QStringLiteral("track"),
-                                     QStringLiteral("Timeline track to place on; default the first video track."),
-                                     QStringLiteral("N"));
-const QCommandLineOption allOption(QStringLiteral("all"),
-                                   QStringLiteral("List every file in the report, not the first ones of each list."));
-const QCommandLineOption atOption(QStringLiteral("at"),
-                                  QStringLiteral("Timeline position in seconds; default the end of the track."),
-                                  QStringLiteral("SECONDS"));
+const QCommandLineOption
+    toOption(QStringLiteral("to"),
+             QStringLiteral("Where the files go: timeline (default), collection or transition."),
+             QStringLiteral("WHERE"),
+             QStringLiteral("timeline"));
+const QCommandLineOption sourceOption(
+    QStringLiteral("source"),
+    QStringLiteral("The add source number (0-18); default 8 (import folders) when a folder is "
+                   "given, else 0 (import button)."),
+    QStringLiteral("N"));
+const QCommandLineOption
+    trackOption(QStringLiteral("track"),
+                QStringLiteral("Timeline track to place on; default the first video track."),
+                QStringLiteral("N"));
+const QCommandLineOption
+    allOption(QStringLiteral("all"),
+              QStringLiteral("List every file in the report, not the first ones of each list."));
+const QCommandLineOption
+    atOption(QStringLiteral("at"),
+             QStringLiteral("Timeline position in seconds; default the end of the track."),
+             QStringLiteral("SECONDS"));
 
 // Folders are walked with the system's own directory reading: the toolkit's leaves out names
 // that are not valid UTF-8, and such a file must be reported as failed, not silently missed.
@@ -97,8 +103,7 @@ void walk(const QByteArray &folder, QStringList &out, int depth)
     }
 }
 
-struct Paths
-{
+struct Paths {
     QStringList files;
     int folders = 0;
 };
@@ -112,7 +117,8 @@ Paths expand(const QStringList &arguments)
             ++paths.folders;
             walk(QFile::encodeName(QDir::cleanPath(info.absoluteFilePath())), paths.files, 0);
         } else {
-            paths.files << (info.isRelative() ? QDir::cleanPath(info.absoluteFilePath()) : argument);
+            paths.files << (info.isRelative() ? QDir::cleanPath(info.absoluteFilePath())
+                                              : argument);
         }
     }
     return paths;
@@ -125,8 +131,7 @@ class ImportWatch
                                 ::Command::InstallPackageRequest,
                                 Project::FileAddRequest,
                                 FileAnalyzer::Added,
-                                FileAnalyzer::Removed>
-{
+                                FileAnalyzer::Removed> {
 public:
     explicit ImportWatch(Project::Object &project)
         : project(project)
@@ -181,8 +186,9 @@ QString describe(const Media::File &file)
     QStringList parts;
     for (const Media::VideoTrack &v : file.videoTracks) {
         // A still JPEG is MJPEG to the decoder, but a JPEG to everybody else.
-        const QString codec = v.stillImage && v.codecId == QLatin1String("CODEC_ID_MJPEG") ? QStringLiteral("JPEG")
-                                                                                          : codecName(v.codecId);
+        const QString codec = v.stillImage && v.codecId == QLatin1String("CODEC_ID_MJPEG")
+            ? QStringLiteral("JPEG")
+            : codecName(v.codecId);
         QString text = QStringLiteral("%1 %2").arg(codec, Format::videoResolution(v.frameSize));
         if (v.stillImage)
             text += QStringLiteral(" picture");
@@ -195,7 +201,10 @@ QString describe(const Media::File &file)
     if (file.hdr)
         parts << QStringLiteral("HDR");
     for (const Media::AudioTrack &a : file.audioTracks)
-        parts << QStringLiteral("%1 %2 kHz %3 ch").arg(codecName(a.codecId)).arg(a.sampleRate / 1000.0).arg(a.channels);
+        parts << QStringLiteral("%1 %2 kHz %3 ch")
+                     .arg(codecName(a.codecId))
+                     .arg(a.sampleRate / 1000.0)
+                     .arg(a.channels);
     if (!file.unsupportedCodecs.isEmpty())
         parts << QStringLiteral("without %1").arg(file.unsupportedCodecs.join(QLatin1String(", ")));
     parts << Format::fileSize(file.size);
@@ -216,7 +225,8 @@ void printLines(Context &context, const QStringList &lines)
     const bool all = context.parser.isSet(allOption);
     for (int i = 0; i < lines.size(); ++i) {
         if (!all && i == listedLines) {
-            context.out << "  ... and " << lines.size() - listedLines << " more (--all lists them)\n";
+            context.out << "  ... and " << lines.size() - listedLines
+                        << " more (--all lists them)\n";
             return;
         }
         context.out << "  " << lines[i] << '\n';
@@ -233,41 +243,49 @@ int firstVideoTrack(Timeline::Model &timeline)
     return timeline.trackCount() - 1;
 }
 
-void printPlaced(Context &context, const Timeline::Model &timeline, int track, const FileAnalyzer::MediaFiles &opened)
+void printPlaced(Context &context,
+                 const Timeline::Model &timeline,
+                 int track,
+                 const FileAnalyzer::MediaFiles &opened)
 {
     QStringList lines;
     for (const auto &clip : timeline.track(track).clips()) {
         if (std::find(opened.begin(), opened.end(), clip->file()) == opened.end())
             continue;
         lines << QStringLiteral("%1  +%2  %3  (%4)")
-                     .arg(clip->position().toClockString(), clip->duration().toClockString(), name(clip->file()->path),
-                          describe(*clip->file()));
+                     .arg(clip->position().toClockString(), clip->duration().toClockString(),
+                          name(clip->file()->path), describe(*clip->file()));
     }
-    context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip" << (lines.size() == 1 ? "" : "s")
-                << '\n';
+    context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip"
+                << (lines.size() == 1 ? "" : "s") << '\n';
     printLines(context, lines);
 }
 
 int run(Context &context)
 {
     if (context.arguments.isEmpty()) {
-        context.err << "Usage: editor-shell import FILE... [--project PROJECT] [--to timeline|collection|transition] "
+        context.err << "Usage: editor-shell import FILE... [--project PROJECT] [--to "
+                       "timeline|collection|transition] "
                        "[--source N] [--track N] [--at SECONDS] [--yes|--no]\n";
         return 2;
     }
     const QString to = context.parser.value(toOption);
-    if (to != QLatin1String("timeline") && to != QLatin1String("collection") && to != QLatin1String("transition")) {
-        context.err << "editor-shell: --to takes timeline, collection or transition, not " << to << '\n';
+    if (to != QLatin1String("timeline") && to != QLatin1String("collection")
+        && to != QLatin1String("transition")) {
+        context.err << "editor-shell: --to takes timeline, collection or transition, not " << to
+                    << '\n';
         return 2;
     }
 
     const QString projectPath = context.parser.value(projectOption);
     if (!projectPath.isEmpty()) {
         if (!Settings::isProjectFilePath(projectPath)) {
-            context.err << "editor-shell: " << projectPath << " does not end in ." << Settings::projectFileExtension() << '\n';
+            context.err << "editor-shell: " << projectPath << " does not end in ."
+                        << Settings::projectFileExtension() << '\n';
             return 2;
         }
-        // A project that does not exist yet is made: importing into a new project is how one starts.
+        // A project that does not exist yet is made: importing into a new project is how one
+        // starts.
         if (QFileInfo::exists(projectPath)) {
             if (!openProject(context, projectPath, false))
                 return 1;
@@ -279,8 +297,9 @@ int run(Context &context)
 
     const Paths paths = expand(context.arguments);
     bool sourceOk = true;
-    const int source = context.parser.isSet(sourceOption) ? context.parser.value(sourceOption).toInt(&sourceOk)
-                                                          : (paths.folders > 0 ? 8 : 0);
+    const int source = context.parser.isSet(sourceOption)
+        ? context.parser.value(sourceOption).toInt(&sourceOk)
+        : (paths.folders > 0 ? 8 : 0);
     if (!sourceOk || source < 0 || source > 18) {
         context.err << "editor-shell: --source takes a number from 0 to 18\n";
         return 2;
@@ -289,9 +308,9 @@ int run(Context &context)
     // The layer asks on this terminal, or takes the answer given on the command line; its
     // progress is drawn on the error stream, so the report on the output stays clean.
     Dialog::setDialogs(std::make_shared<Dialog::TerminalDialogs>(
-        context.answer == Answer::Yes ? Dialog::TerminalDialogs::Answer::Yes
-        : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
-                                       : Dialog::TerminalDialogs::Answer::Ask,
+        context.answer == Answer::Yes      ? Dialog::TerminalDialogs::Answer::Yes
+            : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
+                                           : Dialog::TerminalDialogs::Answer::Ask,
         stdin, stdout));
     Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
 
@@ -301,29 +320,34 @@ int run(Context &context)
     Transition::Object transition(Transition::Id::Dissolve);
     if (to == QLatin1String("timeline")) {
         Timeline::Model &timeline = project.timeline();
-        track = context.parser.isSet(trackOption) ? context.parser.value(trackOption).toInt() : firstVideoTrack(timeline);
+        track = context.parser.isSet(trackOption) ? context.parser.value(trackOption).toInt()
+                                                  : firstVideoTrack(timeline);
         if (track < 0 || track >= timeline.trackCount()) {
             context.err << "editor-shell: the project has no track " << track << '\n';
             return 2;
         }
-        const MTime at = context.parser.isSet(atOption) ? MTime::fromSec(context.parser.value(atOption).toDouble())
-                                                        : timeline.track(track).end();
-        contexts.timeline = FileAdder::TimelineContext{&timeline, track, at};
-        context.out << "Importing " << paths.files.size() << " file" << (paths.files.size() == 1 ? "" : "s")
-                    << " to the timeline, track " << track << " from " << at.toClockString() << '\n';
+        const MTime at = context.parser.isSet(atOption)
+            ? MTime::fromSec(context.parser.value(atOption).toDouble())
+            : timeline.track(track).end();
+        contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
+        context.out << "Importing " << paths.files.size() << " file"
+                    << (paths.files.size() == 1 ? "" : "s") << " to the timeline, track " << track
+                    << " from " << at.toClockString() << '\n';
     } else if (to == QLatin1String("collection")) {
-        contexts.collection = FileAdder::CollectionContext{};
+        contexts.collection = FileAdder::CollectionContext {};
         context.out << "Importing " << paths.files.size() << " files to the collection\n";
     } else {
-        contexts.transition = FileAdder::TransitionContext{&transition};
-        context.out << "Importing " << paths.files.size() << " files into a new dissolve transition\n";
+        contexts.transition = FileAdder::TransitionContext { &transition };
+        context.out << "Importing " << paths.files.size()
+                    << " files into a new dissolve transition\n";
     }
     context.out.flush();
 
     ImportWatch watch(project);
     QElapsedTimer clock;
     clock.start();
-    PubSub::publish(FileAdder::AddMediaFiles(paths.files, static_cast<FileAdder::Asrc>(source), contexts));
+    PubSub::publish(
+        FileAdder::AddMediaFiles(paths.files, static_cast<FileAdder::Asrc>(source), contexts));
     if (!watch.allRemoved()) {
         QEventLoop loop;
         watch.loop = &loop;
@@ -335,12 +359,13 @@ int run(Context &context)
     Report::setProgressFactory(nullptr);
 
     // What the request did with each path.
-    const FileAdder::AddMediaFilesResult result =
-        watch.results.empty() ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {}) : watch.results.back();
+    const FileAdder::AddMediaFilesResult result = watch.results.empty()
+        ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})
+        : watch.results.back();
     QStringList skipped;
     for (const QString &path : paths.files) {
-        if (!result.files.contains(path) && !watch.packages.contains(path) && path != watch.projectToOpen
-            && !Settings::isProjectFilePath(path))
+        if (!result.files.contains(path) && !watch.packages.contains(path)
+            && path != watch.projectToOpen && !Settings::isProjectFilePath(path))
             skipped << path;
     }
 
@@ -354,8 +379,9 @@ int run(Context &context)
         if (track >= 0 && !object->opened().empty())
             printPlaced(context, project.timeline(), track, object->opened());
         if (to == QLatin1String("collection")) {
-            context.out << "In the collection: " << watch.collectionAdded << " new of " << watch.collectionOffered
-                        << " opened (" << project.userFiles().count() << " in all)\n";
+            context.out << "In the collection: " << watch.collectionAdded << " new of "
+                        << watch.collectionOffered << " opened (" << project.userFiles().count()
+                        << " in all)\n";
             QStringList lines;
             for (const Media::FilePtr &file : object->opened())
                 lines << QStringLiteral("%1  (%2)").arg(name(file->path), describe(*file));
@@ -402,8 +428,9 @@ int run(Context &context)
         context.out << "Result: cancelled, nothing was placed.\n";
         status = 1;
     } else {
-        context.out << "Result: done. " << result.files.size() << " media file" << (result.files.size() == 1 ? "" : "s")
-                    << " passed on: " << openedCount << " opened, " << failedCount << " failed, in "
+        context.out << "Result: done. " << result.files.size() << " media file"
+                    << (result.files.size() == 1 ? "" : "s") << " passed on: " << openedCount
+                    << " opened, " << failedCount << " failed, in "
                     << QString::number(seconds, 'f', 2) << " s ("
                     << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
         if (!result.files.isEmpty())
@@ -418,18 +445,19 @@ int run(Context &context)
 
 Command importCommand()
 {
-    return {"import",
-            "import FILE|FOLDER... [--project PROJECT] [--to timeline|collection|transition] [--source N] "
-            "[--track N] [--at SECONDS] [--all]  add files as the editor's import does",
-            [](QCommandLineParser &parser) {
-                parser.addOption(projectOption);
-                parser.addOption(toOption);
-                parser.addOption(sourceOption);
-                parser.addOption(trackOption);
-                parser.addOption(atOption);
-                parser.addOption(allOption);
-            },
-            run};
+    return { "import",
+             "import FILE|FOLDER... [--project PROJECT] [--to timeline|collection|transition] "
+             "[--source N] "
+             "[--track N] [--at SECONDS] [--all]  add files as the editor's import does",
+             [](QCommandLineParser &parser) {
+                 parser.addOption(projectOption);
+                 parser.addOption(toOption);
+                 parser.addOption(sourceOption);
+                 parser.addOption(trackOption);
+                 parser.addOption(atOption);
+                 parser.addOption(allOption);
+             },
+             run };
 }
 
 } // namespace Shell

@@ -20,12 +20,17 @@ namespace {
 const QCommandLineOption dataDirOption(QStringLiteral("data-dir"),
                                        QStringLiteral("Keep all state under DIR."),
                                        QStringLiteral("DIR"));
-const QCommandLineOption eventsOutOption(QStringLiteral("events-out"),
-                                         QStringLiteral("Write every usage event of this run to FILE as JSON lines."),
-                                         QStringLiteral("FILE"));
-const QCommandLineOption yesOption(QStringLiteral("yes"), QStringLiteral("Answer every question with yes."));
-const QCommandLineOption noOption(QStringLiteral("no"), QStringLiteral("Answer every question with no."));
-const QCommandLineOption verboseOption(QStringLiteral("verbose"), QStringLiteral("Log informational messages to the terminal."));
+const QCommandLineOption
+    eventsOutOption(QStringLiteral("events-out"),
+                    QStringLiteral("Write every usage event of this run to FILE as JSON lines."),
+                    QStringLiteral("FILE"));
+const QCommandLineOption yesOption(QStringLiteral("yes"),
+                                   QStringLiteral("Answer every question with yes."));
+const QCommandLineOption noOption(QStringLiteral("no"),
+                                  QStringLiteral("Answer every question with no."));
+const QCommandLineOption
+    verboseOption(QStringLiteral("verbose"),
+                  QStringLiteral("Log informational messages to the terminal."));
 
 void addGlobalOptions(QCommandLineParser &parser)
 {
@@ -39,7 +44,8 @@ void addGlobalOptions(QCommandLineParser &parser)
 
 QString usage()
 {
-    QString text = QStringLiteral("Usage: editor-shell [--data-dir DIR] [--events-out FILE] [--yes|--no] COMMAND [ARGS]\n\nCommands:\n");
+    QString text = QStringLiteral("Usage: editor-shell [--data-dir DIR] [--events-out FILE] "
+                                  "[--yes|--no] COMMAND [ARGS]\n\nCommands:\n");
     for (const Shell::Command &command : Shell::commands())
         text += QStringLiteral("  %1\n").arg(QString::fromUtf8(command.synopsis));
     return text;
@@ -64,9 +70,11 @@ int main(int argc, char **argv)
     // Qt wants a private runtime folder and complains on every start without one (a bare ssh or CI
     // session); make the one it would fall back to, quietly.
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
-        const QByteArray runtime = QDir::tempPath().toUtf8() + "/runtime-" + QByteArray::number(getuid());
+        const QByteArray runtime
+            = QDir::tempPath().toUtf8() + "/runtime-" + QByteArray::number(getuid());
         QDir().mkpath(QString::fromUtf8(runtime));
-        QFile::setPermissions(QString::fromUtf8(runtime), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::setPermissions(QString::fromUtf8(runtime),
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         qputenv("XDG_RUNTIME_DIR", runtime);
     }
     QApplication app(argc, argv);
@@ -105,7 +113,7 @@ int main(int argc, char **argv)
     addGlobalOptions(parser);
     if (command->declareOptions)
         command->declareOptions(parser);
-    if (!parser.parse(QStringList{QApplication::arguments().first()} + rest)) {
+    if (!parser.parse(QStringList { QApplication::arguments().first() } + rest)) {
         err << parser.errorText() << "\n" << usage();
         return 2;
     }
@@ -124,7 +132,7 @@ int main(int argc, char **argv)
 
     try {
         Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
-                                                          : Settings::dataFolder());
+                                                         : Settings::dataFolder());
     } catch (const std::exception &e) {
         err << "editor-shell: " << e.what() << "\n";
         return 1;
@@ -142,7 +150,8 @@ int main(int argc, char **argv)
         return 1;
     }
 
-    Shell::Context context{*application, parser, parser.positionalArguments(), Shell::Answer::Ask, out, err};
+    Shell::Context context { *application,       parser, parser.positionalArguments(),
+                             Shell::Answer::Ask, out,    err };
     if (globalSet(yesOption))
         context.answer = Shell::Answer::Yes;
     else if (globalSet(noOption))

@@ -20,8 +20,9 @@ using namespace Vantel::App;
 
 const std::set<std::string> &booleanKeys()
 {
-    static const std::set<std::string> keys = {SettingKeys::autoUpdate, SettingKeys::dontShowNewProjectDialog,
-                                               SettingKeys::fastTrackEnabled};
+    static const std::set<std::string> keys
+        = { SettingKeys::autoUpdate, SettingKeys::dontShowNewProjectDialog,
+            SettingKeys::fastTrackEnabled };
     return keys;
 }
 
@@ -29,11 +30,10 @@ const std::set<std::string> &booleanKeys()
 // our own, asked last, runs after theirs, so when it has run the report is out.
 void letDeferredWorkRun()
 {
-    struct Marker
-    {
+    struct Marker {
         void reached() { done = true; }
         bool done = false;
-        Vantel::Util::Scheduler<Marker> scheduler{this, &Marker::reached};
+        Vantel::Util::Scheduler<Marker> scheduler { this, &Marker::reached };
     } marker;
     marker.scheduler.schedule();
     const QDeadlineTimer limit(5000);
@@ -48,8 +48,9 @@ void show(Context &context, const ApplicationSettingsManager &settings)
     for (const std::string &key : settings.storedKeys())
         keys.insert(key);
     for (const std::string &key : keys) {
-        const QString value = booleanKeys().count(key) ? QString::fromLatin1(settings.boolValue(key) ? "true" : "false")
-                                                       : QString::fromStdString(settings.stringValue(key));
+        const QString value = booleanKeys().count(key)
+            ? QString::fromLatin1(settings.boolValue(key) ? "true" : "false")
+            : QString::fromStdString(settings.stringValue(key));
         context.out << QString::fromStdString(key) << " = " << value << '\n';
     }
     context.out << "(" << settings.path() << ")\n";
@@ -75,8 +76,10 @@ int run(Context &context)
             context.err << "editor-shell: a preference needs a name\n";
             return 2;
         }
-        if (booleanKeys().count(key) && value != QLatin1String("true") && value != QLatin1String("false")) {
-            context.err << "editor-shell: " << args.at(i) << " is true or false, not " << value << '\n';
+        if (booleanKeys().count(key) && value != QLatin1String("true")
+            && value != QLatin1String("false")) {
+            context.err << "editor-shell: " << args.at(i) << " is true or false, not " << value
+                        << '\n';
             return 2;
         }
     }
@@ -85,7 +88,8 @@ int run(Context &context)
         const QString value = args.at(i + 1);
         bool isNumber = false;
         const int number = value.toInt(&isNumber);
-        if (booleanKeys().count(key) || value == QLatin1String("true") || value == QLatin1String("false"))
+        if (booleanKeys().count(key) || value == QLatin1String("true")
+            || value == QLatin1String("false"))
             settings.setBool(key, value == QLatin1String("true"));
         else if (isNumber && key != SettingKeys::language)
             settings.setInt(key, number);
@@ -101,7 +105,7 @@ int run(Context &context)
 
 Command prefsCommand()
 {
-    return {"prefs", "prefs [KEY VALUE ...]  show or change preferences", {}, run};
+    return { "prefs", "prefs [KEY VALUE ...]  show or change preferences", {}, run };
 }
 
 } // namespace Shell

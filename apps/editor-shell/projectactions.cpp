@@ -31,22 +31,32 @@ MTime elapsed(const QElapsedTimer &timer)
 QString trackTypeName(Timeline::TrackType type)
 {
     switch (type) {
-    case Timeline::TrackType::Video: return QStringLiteral("video");
-    case Timeline::TrackType::Audio: return QStringLiteral("audio");
-    case Timeline::TrackType::Title: return QStringLiteral("title");
-    case Timeline::TrackType::Overlay: return QStringLiteral("overlay");
-    default: return QStringLiteral("?");
+    case Timeline::TrackType::Video:
+        return QStringLiteral("video");
+    case Timeline::TrackType::Audio:
+        return QStringLiteral("audio");
+    case Timeline::TrackType::Title:
+        return QStringLiteral("title");
+    case Timeline::TrackType::Overlay:
+        return QStringLiteral("overlay");
+    default:
+        return QStringLiteral("?");
     }
 }
 
 QString clipKindName(Timeline::ClipKind kind)
 {
     switch (kind) {
-    case Timeline::ClipKind::Clip: return QStringLiteral("clip");
-    case Timeline::ClipKind::Intro: return QStringLiteral("intro");
-    case Timeline::ClipKind::Title: return QStringLiteral("title");
-    case Timeline::ClipKind::Audio: return QStringLiteral("audio");
-    case Timeline::ClipKind::IntroAudio: return QStringLiteral("intro audio");
+    case Timeline::ClipKind::Clip:
+        return QStringLiteral("clip");
+    case Timeline::ClipKind::Intro:
+        return QStringLiteral("intro");
+    case Timeline::ClipKind::Title:
+        return QStringLiteral("title");
+    case Timeline::ClipKind::Audio:
+        return QStringLiteral("audio");
+    case Timeline::ClipKind::IntroAudio:
+        return QStringLiteral("intro audio");
     }
     return QStringLiteral("?");
 }
@@ -62,16 +72,21 @@ QString clipText(const Timeline::IClip &clip)
 {
     QString what;
     if (clip.file())
-        what = clip.file()->path + (clip.file()->state == Media::File::State::Failed ? QStringLiteral(" (missing)") : QString());
+        what = clip.file()->path
+            + (clip.file()->state == Media::File::State::Failed ? QStringLiteral(" (missing)")
+                                                                : QString());
     else if (clip.titleItem())
         what = QStringLiteral("\"%1\"").arg(clip.titleItem()->text);
     else if (!clip.contentId().isEmpty())
         what = clip.contentId();
     QString text = QStringLiteral("  clip %1  %2 +%3  %4  %5")
                        .arg(clip.id())
-                       .arg(clip.position().toClockString(), clip.duration().toClockString(), clipKindName(clip.kind()), what);
+                       .arg(clip.position().toClockString(), clip.duration().toClockString(),
+                            clipKindName(clip.kind()), what);
     if (clip.speed() != 1.0)
-        text += QStringLiteral("  speed %1%2").arg(clip.speed()).arg(clip.isSpeedCompensated() ? QStringLiteral(" (pitch kept)") : QString());
+        text += QStringLiteral("  speed %1%2")
+                    .arg(clip.speed())
+                    .arg(clip.isSpeedCompensated() ? QStringLiteral(" (pitch kept)") : QString());
     if (clip.isStabilized())
         text += QStringLiteral("  stabilized");
     if (!clip.effects().empty()) {
@@ -86,12 +101,14 @@ QString clipText(const Timeline::IClip &clip)
 void printProject(QTextStream &out, const Project::Object &project, int lostFiles)
 {
     const Timeline::Model &timeline = project.timeline();
-    out << "Project " << project.id() << "  " << project.resolution().width() << 'x' << project.resolution().height()
-        << (project.isPortable() ? "  portable" : "") << "  " << project.path() << '\n';
+    out << "Project " << project.id() << "  " << project.resolution().width() << 'x'
+        << project.resolution().height() << (project.isPortable() ? "  portable" : "") << "  "
+        << project.path() << '\n';
     out << "Duration " << timeline.duration().toClockString() << '\n';
     for (int t = 0; t < timeline.trackCount(); ++t) {
         const Timeline::Track &track = timeline.track(t);
-        out << "Track " << t << ' ' << trackTypeName(track.type()) << ": " << track.clipCount() << " clips\n";
+        out << "Track " << t << ' ' << trackTypeName(track.type()) << ": " << track.clipCount()
+            << " clips\n";
         for (const auto &clip : track.clips())
             out << clipText(*clip) << '\n';
     }
@@ -100,11 +117,13 @@ void printProject(QTextStream &out, const Project::Object &project, int lostFile
         const Transition::Object &transition = timeline.transition(i);
         const std::string_view id = Transition::idText(transition.id());
         auto side = [](const Timeline::IClip *clip) {
-            return clip ? QStringLiteral("clip %1").arg(clip->id()) : QStringLiteral("the open end");
+            return clip ? QStringLiteral("clip %1").arg(clip->id())
+                        : QStringLiteral("the open end");
         };
         out << "  " << QString::fromLatin1(id.data(), static_cast<int>(id.size())) << ' '
-            << transition.duration().toClockString() << "  from " << side(transition.leftClip()) << " to "
-            << side(transition.rightClip()) << (transition.hasAudioResources() ? "  with sound" : "") << '\n';
+            << transition.duration().toClockString() << "  from " << side(transition.leftClip())
+            << " to " << side(transition.rightClip())
+            << (transition.hasAudioResources() ? "  with sound" : "") << '\n';
     }
     out << "Collection: " << project.userFiles().count() << " files\n";
     for (const auto &file : project.userFiles().files())

@@ -12,15 +12,19 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption asOption(QStringLiteral("as"), QStringLiteral("Save under FILE instead."), QStringLiteral("FILE"));
-const QCommandLineOption portableOption(QStringLiteral("portable"),
-                                        QStringLiteral("Save with media paths relative to the project file."));
+const QCommandLineOption asOption(QStringLiteral("as"),
+                                  QStringLiteral("Save under FILE instead."),
+                                  QStringLiteral("FILE"));
+const QCommandLineOption
+    portableOption(QStringLiteral("portable"),
+                   QStringLiteral("Save with media paths relative to the project file."));
 
 bool checkProjectPath(Context &context, const QString &path)
 {
     if (Settings::isProjectFilePath(path))
         return true;
-    context.err << "editor-shell: " << path << " does not end in ." << Settings::projectFileExtension() << '\n';
+    context.err << "editor-shell: " << path << " does not end in ."
+                << Settings::projectFileExtension() << '\n';
     return false;
 }
 
@@ -28,7 +32,9 @@ int run(Context &context)
 {
     const QStringList &args = context.arguments;
     const QString verb = args.value(0);
-    if (args.size() != 2 || (verb != QLatin1String("new") && verb != QLatin1String("open") && verb != QLatin1String("save"))) {
+    if (args.size() != 2
+        || (verb != QLatin1String("new") && verb != QLatin1String("open")
+            && verb != QLatin1String("save"))) {
         context.err << "Usage: editor-shell project new|open|save FILE [--as OTHER] [--portable]\n";
         return 2;
     }
@@ -56,13 +62,15 @@ int run(Context &context)
 
 Command projectCommand()
 {
-    return {"project",
-            "project new|open|save FILE [--as OTHER] [--portable]  make, show or save a project file",
-            [](QCommandLineParser &parser) {
-                parser.addOption(asOption);
-                parser.addOption(portableOption);
-            },
-            run};
+    return {
+        "project",
+        "project new|open|save FILE [--as OTHER] [--portable]  make, show or save a project file",
+        [](QCommandLineParser &parser) {
+            parser.addOption(asOption);
+            parser.addOption(portableOption);
+        },
+        run
+    };
 }
 
 } // namespace Shell

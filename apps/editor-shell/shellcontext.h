@@ -17,18 +17,16 @@ enum class Answer { Ask, Yes, No };
 // What every command gets: its own parsed options and arguments, the global choices, and the
 // terminal. The application-wide objects (tracker, controllers) are set up by main before a
 // command runs and live until it returns.
-struct Context
-{
+struct Context {
     Application &app;
     QCommandLineParser &parser; // already holds the global options and the command's own
-    QStringList arguments;      // positional arguments after the command name
+    QStringList arguments; // positional arguments after the command name
     Answer answer = Answer::Ask;
     QTextStream &out;
     QTextStream &err;
 };
 
-struct Command
-{
+struct Command {
     const char *name;
     const char *synopsis; // one line for the help text
     // Declares the command's own options on the parser before the arguments are parsed.

@@ -49,11 +49,13 @@ std::string defaultString(const std::string &key)
 
 ApplicationSettingsManager::ApplicationSettingsManager()
     : ApplicationSettingsManager(Settings::applicationSettingsPath())
-{}
+{
+}
 
 ApplicationSettingsManager::ApplicationSettingsManager(const QString &path)
     : m_settings(std::make_unique<QSettings>(path, QSettings::IniFormat))
-{}
+{
+}
 
 ApplicationSettingsManager::~ApplicationSettingsManager()
 {
@@ -67,13 +69,15 @@ QString ApplicationSettingsManager::path() const
 
 void ApplicationSettingsManager::addObserver(ISettingsManagerObserver *observer)
 {
-    if (observer && std::find(m_observers.begin(), m_observers.end(), observer) == m_observers.end())
+    if (observer
+        && std::find(m_observers.begin(), m_observers.end(), observer) == m_observers.end())
         m_observers.push_back(observer);
 }
 
 void ApplicationSettingsManager::removeObserver(ISettingsManagerObserver *observer)
 {
-    m_observers.erase(std::remove(m_observers.begin(), m_observers.end(), observer), m_observers.end());
+    m_observers.erase(std::remove(m_observers.begin(), m_observers.end(), observer),
+                      m_observers.end());
 }
 
 // Values are stored as text, so the file reads the same whoever wrote it and a hand-edited value
@@ -142,8 +146,8 @@ void ApplicationSettingsManager::setInt(const std::string &key, int value)
 void ApplicationSettingsManager::setString(const std::string &key, const std::string &value)
 {
     const auto text = stored(key);
-    const std::optional<std::string> previous = text ? std::optional<std::string>(text->toStdString())
-                                                     : std::nullopt;
+    const std::optional<std::string> previous
+        = text ? std::optional<std::string>(text->toStdString()) : std::nullopt;
     if (previous == value)
         return;
     store(key, QString::fromStdString(value));

@@ -24,8 +24,7 @@ inline constexpr const char *dontShowNewProjectDialog = "dontShowNewProjectDialo
 inline constexpr const char *fastTrackEnabled = "fastTrackEnabled";
 } // namespace SettingKeys
 
-class IApplicationSettingsManager
-{
+class IApplicationSettingsManager {
 public:
     virtual ~IApplicationSettingsManager() = default;
 
@@ -49,8 +48,7 @@ public:
 
 // Keeps the preferences in an INI file (Settings::applicationSettingsPath() unless told
 // otherwise), written through at every change so a crash loses nothing.
-class ApplicationSettingsManager final : public IApplicationSettingsManager
-{
+class ApplicationSettingsManager final : public IApplicationSettingsManager {
 public:
     ApplicationSettingsManager();
     explicit ApplicationSettingsManager(const QString &path);

@@ -8,24 +8,31 @@
 // value really changed. `previous` is empty when the key had no stored value before.
 namespace Vantel::App {
 
-class ISettingsManagerObserver
-{
+class ISettingsManagerObserver {
 public:
     virtual ~ISettingsManagerObserver() = default;
-    virtual void SettingChangedBool(const std::string &key, bool value, const std::optional<bool> &previous) = 0;
-    virtual void SettingChangedInt(const std::string &key, int value, const std::optional<int> &previous) = 0;
+    virtual void
+    SettingChangedBool(const std::string &key, bool value, const std::optional<bool> &previous)
+        = 0;
+    virtual void
+    SettingChangedInt(const std::string &key, int value, const std::optional<int> &previous)
+        = 0;
     virtual void SettingChangedString(const std::string &key,
                                       const std::string &value,
-                                      const std::optional<std::string> &previous) = 0;
+                                      const std::optional<std::string> &previous)
+        = 0;
 };
 
 // For observers that care about one or two value types: the rest do nothing.
-class AbstractSettingsManagerObserver : public ISettingsManagerObserver
-{
+class AbstractSettingsManagerObserver : public ISettingsManagerObserver {
 public:
-    void SettingChangedBool(const std::string &, bool, const std::optional<bool> &) override {}
-    void SettingChangedInt(const std::string &, int, const std::optional<int> &) override {}
-    void SettingChangedString(const std::string &, const std::string &, const std::optional<std::string> &) override {}
+    void SettingChangedBool(const std::string &, bool, const std::optional<bool> &) override { }
+    void SettingChangedInt(const std::string &, int, const std::optional<int> &) override { }
+    void SettingChangedString(const std::string &,
+                              const std::string &,
+                              const std::optional<std::string> &) override
+    {
+    }
 };
 
 } // namespace Vantel::App

@@ -24,13 +24,16 @@ std::shared_ptr<IDialogs> dialogs()
     return installed();
 }
 
-bool alertAction(const QString &title, const QString &text, const QString &yesText, const QString &noText)
+bool alertAction(const QString &title,
+                 const QString &text,
+                 const QString &yesText,
+                 const QString &noText)
 {
     // Held for the call: a dialog may install another implementation while it is open.
     const std::shared_ptr<IDialogs> d = installed();
     if (!d) {
-        LOG(WARNING) << "No dialogs installed; declining \"" << title.toStdString() << "\": "
-                     << text.toStdString();
+        LOG(WARNING) << "No dialogs installed; declining \"" << title.toStdString()
+                     << "\": " << text.toStdString();
         return false;
     }
     return d->question(title, text, yesText, noText);

@@ -8,15 +8,15 @@
 // script) is installed once by the application; code that asks does not know which. Main thread.
 namespace Dialog {
 
-class IDialogs
-{
+class IDialogs {
 public:
     virtual ~IDialogs();
     // A question with two buttons; true for the first. Empty button texts mean the defaults.
     virtual bool question(const QString &title,
                           const QString &text,
                           const QString &yesText,
-                          const QString &noText) = 0;
+                          const QString &noText)
+        = 0;
     // Information the user must see; `details` may hold a long list shown on request.
     virtual void message(const QString &title, const QString &text, const QString &details) = 0;
 };

@@ -27,7 +27,10 @@ std::shared_ptr<IProgressFactory> progressFactory()
 ProgressReporter::ProgressReporter() = default;
 ProgressReporter::~ProgressReporter() = default;
 
-void ProgressReporter::showProgress(const QString &label, const QString &cancelText, int maximum, const QString &text)
+void ProgressReporter::showProgress(const QString &label,
+                                    const QString &cancelText,
+                                    int maximum,
+                                    const QString &text)
 {
     m_progress.reset();
     if (const std::shared_ptr<IProgressFactory> factory = installed()) {
@@ -52,11 +55,9 @@ void ProgressReporter::removeProgress()
     m_progress.reset();
 }
 
-void ProgressReporter::updateLabelText(QString &)
-{}
+void ProgressReporter::updateLabelText(QString &) { }
 
-void ProgressReporter::reporterCancelled(IProgress &)
-{}
+void ProgressReporter::reporterCancelled(IProgress &) { }
 
 void ProgressReporter::progressCancelled(IProgress &progress)
 {

@@ -9,8 +9,7 @@
 // Main thread.
 namespace Report {
 
-class IProgress
-{
+class IProgress {
 public:
     virtual ~IProgress();
     virtual void setMaximum(int maximum) = 0;
@@ -21,30 +20,28 @@ public:
 };
 
 // Told when the user pressed the progress's cancel button.
-class IProgressListener
-{
+class IProgressListener {
 public:
     virtual ~IProgressListener();
     virtual void progressCancelled(IProgress &progress) = 0;
 };
 
-class IProgressFactory
-{
+class IProgressFactory {
 public:
     virtual ~IProgressFactory();
     // The listener outlives the progress; the factory must not call it after the progress died.
     virtual std::unique_ptr<IProgress> create(const QString &label,
                                               const QString &cancelText,
                                               int maximum,
-                                              IProgressListener *listener) = 0;
+                                              IProgressListener *listener)
+        = 0;
 };
 
 // Null shows no progress at all, which is what a run without a terminal or window wants.
 void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
 std::shared_ptr<IProgressFactory> progressFactory();
 
-class ProgressReporter : private IProgressListener
-{
+class ProgressReporter : private IProgressListener {
 public:
     ProgressReporter(const ProgressReporter &) = delete;
     ProgressReporter &operator=(const ProgressReporter &) = delete;
@@ -54,7 +51,8 @@ protected:
     ~ProgressReporter() override;
 
     // Creates the progress (replacing one already shown) with `text` as its first text.
-    void showProgress(const QString &label, const QString &cancelText, int maximum, const QString &text);
+    void
+    showProgress(const QString &label, const QString &cancelText, int maximum, const QString &text);
     bool isProgressShown() const noexcept { return m_progress != nullptr; }
     IProgress *progress() const noexcept { return m_progress.get(); }
     // Sets the value, then asks updateLabelText for the text that goes with it.

@@ -15,7 +15,8 @@ TerminalDialogs::TerminalDialogs(Answer answer, std::FILE *in, std::FILE *out)
     : m_answer(answer)
     , m_in(in)
     , m_out(out)
-{}
+{
+}
 
 void TerminalDialogs::print(const QString &text)
 {
@@ -32,17 +33,21 @@ bool TerminalDialogs::isYes(const QString &typed, const QString &yesText)
     if (!yesText.isEmpty() && t.compare(yesText, Qt::CaseInsensitive) == 0)
         return true;
     return t.compare(QLatin1String("y"), Qt::CaseInsensitive) == 0
-           || t.compare(QLatin1String("yes"), Qt::CaseInsensitive) == 0;
+        || t.compare(QLatin1String("yes"), Qt::CaseInsensitive) == 0;
 }
 
-bool TerminalDialogs::question(const QString &title, const QString &text, const QString &yesText, const QString &noText)
+bool TerminalDialogs::question(const QString &title,
+                               const QString &text,
+                               const QString &yesText,
+                               const QString &noText)
 {
     const QString yes = yesText.isEmpty() ? tr("Yes") : yesText;
     const QString no = noText.isEmpty() ? tr("No") : noText;
     print(QStringLiteral("\n? %1\n  %2\n  [%3/%4] ").arg(title, text, yes, no));
     if (m_answer != Answer::Ask) {
         const bool answer = m_answer == Answer::Yes;
-        print(QStringLiteral("%1 %2\n").arg(answer ? yes : no, answer ? tr("(--yes)") : tr("(--no)")));
+        print(QStringLiteral("%1 %2\n").arg(answer ? yes : no,
+                                            answer ? tr("(--yes)") : tr("(--no)")));
         return answer;
     }
     char line[256];

@@ -12,7 +12,7 @@ namespace Report {
 namespace {
 
 // The self-pipe between the signal handler and the event loop: the handler may only write().
-int interruptPipe[2] = {-1, -1};
+int interruptPipe[2] = { -1, -1 };
 struct sigaction previousAction;
 
 void onInterrupt(int)
@@ -25,10 +25,13 @@ constexpr int barWidth = 30;
 
 } // namespace
 
-class TerminalProgress final : public IProgress
-{
+class TerminalProgress final : public IProgress {
 public:
-    TerminalProgress(TerminalProgressFactory &factory, QString label, QString cancelText, int maximum, IProgressListener *listener)
+    TerminalProgress(TerminalProgressFactory &factory,
+                     QString label,
+                     QString cancelText,
+                     int maximum,
+                     IProgressListener *listener)
         : m_factory(factory)
         , m_label(std::move(label))
         , m_cancelText(std::move(cancelText))
@@ -48,7 +51,11 @@ public:
             redraw(true);
             write(QStringLiteral("\n"));
         } else {
-            write(QStringLiteral("%1: %2 of %3. %4\n").arg(m_label).arg(m_value).arg(m_maximum).arg(m_text));
+            write(QStringLiteral("%1: %2 of %3. %4\n")
+                      .arg(m_label)
+                      .arg(m_value)
+                      .arg(m_maximum)
+                      .arg(m_text));
         }
     }
 
@@ -90,10 +97,11 @@ private:
             return;
         m_clock.start();
         const int filled = m_maximum > 0 ? qBound(0, m_value * barWidth / m_maximum, barWidth) : 0;
-        const QString bar = QString(filled, QChar(0x2588)) + QString(barWidth - filled, QChar(0x2591));
+        const QString bar
+            = QString(filled, QChar(0x2588)) + QString(barWidth - filled, QChar(0x2591));
         const QString hint = m_factory.m_cancelOnInterrupt && !m_cancelText.isEmpty()
-                                 ? QStringLiteral("  (Ctrl+C: %1)").arg(m_cancelText)
-                                 : QString();
+            ? QStringLiteral("  (Ctrl+C: %1)").arg(m_cancelText)
+            : QString();
         write(QStringLiteral("\r\x1b[K%1 %2 %3%4").arg(m_label, bar, m_text, hint));
     }
 
@@ -112,10 +120,12 @@ TerminalProgressFactory::TerminalProgressFactory(std::FILE *out, bool cancelOnIn
     , m_isTerminal(::isatty(fileno(out)) == 1)
     , m_cancelOnInterrupt(cancelOnInterrupt)
 {
-    if (m_cancelOnInterrupt && interruptPipe[0] < 0 && ::pipe2(interruptPipe, O_CLOEXEC | O_NONBLOCK) == 0) {
+    if (m_cancelOnInterrupt && interruptPipe[0] < 0
+        && ::pipe2(interruptPipe, O_CLOEXEC | O_NONBLOCK) == 0) {
         m_notifier = std::make_unique<QSocketNotifier>(interruptPipe[0], QSocketNotifier::Read);
         m_notifier->setEnabled(false);
-        connect(m_notifier.get(), &QSocketNotifier::activated, this, &TerminalProgressFactory::interrupted);
+        connect(m_notifier.get(), &QSocketNotifier::activated, this,
+                &TerminalProgressFactory::interrupted);
     }
 }
 
@@ -131,7 +141,10 @@ TerminalProgressFactory::~TerminalProgressFactory()
     }
 }
 
-std::unique_ptr<IProgress> TerminalProgressFactory::create(const QString &label, const QString &cancelText, int maximum, IProgressListener *listener)
+std::unique_ptr<IProgress> TerminalProgressFactory::create(const QString &label,
+                                                           const QString &cancelText,
+                                                           int maximum,
+                                                           IProgressListener *listener)
 {
     return std::make_unique<TerminalProgress>(*this, label, cancelText, maximum, listener);
 }
@@ -164,8 +177,7 @@ void TerminalProgressFactory::detach(TerminalProgress *progress)
 void TerminalProgressFactory::interrupted()
 {
     char drain[16];
-    while (::read(interruptPipe[0], drain, sizeof drain) > 0) {
-    }
+    while (::read(interruptPipe[0], drain, sizeof drain) > 0) { }
     if (m_current)
         m_current->cancel();
 }

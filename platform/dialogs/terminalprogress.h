@@ -17,8 +17,9 @@ class TerminalProgress;
 // (a log, a pipe) only the start and the end are written, so a scripted run's output stays
 // readable. With `cancelOnInterrupt`, Ctrl+C while a progress is shown presses its cancel button
 // instead of ending the program; a second Ctrl+C after that ends it as usual.
-class TerminalProgressFactory final : public QObject, public IProgressFactory
-{
+class TerminalProgressFactory final
+    : public QObject
+    , public IProgressFactory {
     Q_OBJECT
 public:
     TerminalProgressFactory(std::FILE *out, bool cancelOnInterrupt);

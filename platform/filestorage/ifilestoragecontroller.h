@@ -19,8 +19,7 @@ enum class FileStorageKind : int { Media = 0, Project = 1 };
 
 using FileStorageEntryId = std::uint64_t;
 
-class IFileStorageControllerObserver
-{
+class IFileStorageControllerObserver {
 public:
     virtual ~IFileStorageControllerObserver();
     // The service became available or stopped being so; ask isAvailable() for the new state.
@@ -28,8 +27,7 @@ public:
 };
 
 // One file the service keeps.
-struct StoredFile
-{
+struct StoredFile {
     QString path;
     FileStorageKind kind = FileStorageKind::Media;
     std::int64_t size = -1; // -1 when the file was not there when it was last given
@@ -38,16 +36,15 @@ struct StoredFile
     int timesAdded = 0;
 };
 
-class IFileStorageController
-{
+class IFileStorageController {
 public:
     virtual ~IFileStorageController();
 
     // Takes the files in (a file already known is updated, not repeated) and returns one entry
     // per path, in order. Nothing is registered while the service is unavailable: the result
     // is then empty.
-    virtual std::vector<FileStorageEntryId> addFiles(const std::vector<std::filesystem::path> &paths,
-                                                     FileStorageKind kind) = 0;
+    virtual std::vector<FileStorageEntryId>
+    addFiles(const std::vector<std::filesystem::path> &paths, FileStorageKind kind) = 0;
     // The editor no longer holds the entry. The file stays known.
     virtual void releaseEntry(FileStorageEntryId entry) = 0;
     virtual bool isAvailable() const = 0;
@@ -58,8 +55,7 @@ public:
     virtual void removeObserver(IFileStorageControllerObserver *observer) = 0;
 };
 
-class FileStorageFactory
-{
+class FileStorageFactory {
 public:
     // The service on this machine: a local index kept at `indexPath` (the data folder's
     // Settings::fileStoragePath() unless given).

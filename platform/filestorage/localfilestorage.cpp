@@ -35,9 +35,11 @@ QString toQString(const std::filesystem::path &path)
 IFileStorageControllerObserver::~IFileStorageControllerObserver() = default;
 IFileStorageController::~IFileStorageController() = default;
 
-std::unique_ptr<IFileStorageController> FileStorageFactory::CreateController(const QString &indexPath)
+std::unique_ptr<IFileStorageController>
+FileStorageFactory::CreateController(const QString &indexPath)
 {
-    return std::make_unique<LocalFileStorage>(indexPath.isEmpty() ? Settings::fileStoragePath() : indexPath);
+    return std::make_unique<LocalFileStorage>(indexPath.isEmpty() ? Settings::fileStoragePath()
+                                                                  : indexPath);
 }
 
 LocalFileStorage::LocalFileStorage(QString indexPath)
@@ -56,7 +58,7 @@ void LocalFileStorage::watch()
 {
     const QString folder = QFileInfo(m_indexPath).absolutePath();
     // The folder itself and its parent: deleting the folder is seen from above.
-    for (const QString &dir : {folder, QFileInfo(folder).absolutePath()}) {
+    for (const QString &dir : { folder, QFileInfo(folder).absolutePath() }) {
         if (QFileInfo(dir).isDir() && !m_watcher.directories().contains(dir))
             m_watcher.addPath(dir);
     }
@@ -78,7 +80,7 @@ void LocalFileStorage::load()
                      << file.errorString().toStdString();
         return;
     }
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
     file.close();
     const QJsonObject root = doc.object();
@@ -96,14 +98,18 @@ void LocalFileStorage::load()
         StoredFile f;
         f.path = o.value(QLatin1String("path")).toString();
         if (f.path.isEmpty() || m_byPath.contains(f.path)) {
-            LOG(WARNING) << "Skipping an entry without a path or a repeated path in " << m_indexPath.toStdString();
+            LOG(WARNING) << "Skipping an entry without a path or a repeated path in "
+                         << m_indexPath.toStdString();
             continue;
         }
-        f.kind = o.value(QLatin1String("kind")).toString() == QLatin1String("project") ? FileStorageKind::Project
-                                                                                     : FileStorageKind::Media;
+        f.kind = o.value(QLatin1String("kind")).toString() == QLatin1String("project")
+            ? FileStorageKind::Project
+            : FileStorageKind::Media;
         f.size = static_cast<std::int64_t>(o.value(QLatin1String("size")).toDouble(-1));
-        f.firstAdded = QDateTime::fromString(o.value(QLatin1String("firstAdded")).toString(), Qt::ISODateWithMs);
-        f.lastAdded = QDateTime::fromString(o.value(QLatin1String("lastAdded")).toString(), Qt::ISODateWithMs);
+        f.firstAdded = QDateTime::fromString(o.value(QLatin1String("firstAdded")).toString(),
+                                             Qt::ISODateWithMs);
+        f.lastAdded = QDateTime::fromString(o.value(QLatin1String("lastAdded")).toString(),
+                                            Qt::ISODateWithMs);
         f.timesAdded = std::max(1, o.value(QLatin1String("timesAdded")).toInt(1));
         m_byPath.insert(f.path, m_files.size());
         m_files.push_back(std::move(f));
@@ -114,20 +120,21 @@ bool LocalFileStorage::save()
 {
     QJsonArray files;
     for (const StoredFile &f : m_files) {
-        files.append(QJsonObject{
-            {QStringLiteral("path"), f.path},
-            {QStringLiteral("kind"), kindText(f.kind)},
-            {QStringLiteral("size"), static_cast<double>(f.size)},
-            {QStringLiteral("firstAdded"), f.firstAdded.toString(Qt::ISODateWithMs)},
-            {QStringLiteral("lastAdded"), f.lastAdded.toString(Qt::ISODateWithMs)},
-            {QStringLiteral("timesAdded"), f.timesAdded},
+        files.append(QJsonObject {
+            { QStringLiteral("path"), f.path },
+            { QStringLiteral("kind"), kindText(f.kind) },
+            { QStringLiteral("size"), static_cast<double>(f.size) },
+            { QStringLiteral("firstAdded"), f.firstAdded.toString(Qt::ISODateWithMs) },
+            { QStringLiteral("lastAdded"), f.lastAdded.toString(Qt::ISODateWithMs) },
+            { QStringLiteral("timesAdded"), f.timesAdded },
         });
     }
-    const QJsonObject root{{QStringLiteral("version"), indexVersion}, {QStringLiteral("files"), files}};
+    const QJsonObject root { { QStringLiteral("version"), indexVersion },
+                             { QStringLiteral("files"), files } };
     QDir().mkpath(QFileInfo(m_indexPath).absolutePath());
     QSaveFile out(m_indexPath);
-    if (!out.open(QIODevice::WriteOnly) || out.write(QJsonDocument(root).toJson(QJsonDocument::Compact)) < 0
-        || !out.commit()) {
+    if (!out.open(QIODevice::WriteOnly)
+        || out.write(QJsonDocument(root).toJson(QJsonDocument::Compact)) < 0 || !out.commit()) {
         LOG(WARNING) << "Cannot write the file storage index " << m_indexPath.toStdString() << ": "
                      << out.errorString().toStdString();
         return false;
@@ -135,8 +142,8 @@ bool LocalFileStorage::save()
     return true;
 }
 
-std::vector<FileStorageEntryId> LocalFileStorage::addFiles(const std::vector<std::filesystem::path> &paths,
-                                                           FileStorageKind kind)
+std::vector<FileStorageEntryId>
+LocalFileStorage::addFiles(const std::vector<std::filesystem::path> &paths, FileStorageKind kind)
 {
     std::vector<FileStorageEntryId> entries;
     if (!m_available) {
@@ -187,20 +194,23 @@ void LocalFileStorage::releaseEntry(FileStorageEntryId entry)
 std::vector<StoredFile> LocalFileStorage::files() const
 {
     std::vector<StoredFile> sorted = m_files;
-    std::stable_sort(sorted.begin(), sorted.end(),
-                     [](const StoredFile &a, const StoredFile &b) { return a.lastAdded > b.lastAdded; });
+    std::stable_sort(sorted.begin(), sorted.end(), [](const StoredFile &a, const StoredFile &b) {
+        return a.lastAdded > b.lastAdded;
+    });
     return sorted;
 }
 
 void LocalFileStorage::addObserver(IFileStorageControllerObserver *observer)
 {
-    if (observer && std::find(m_observers.begin(), m_observers.end(), observer) == m_observers.end())
+    if (observer
+        && std::find(m_observers.begin(), m_observers.end(), observer) == m_observers.end())
         m_observers.push_back(observer);
 }
 
 void LocalFileStorage::removeObserver(IFileStorageControllerObserver *observer)
 {
-    m_observers.erase(std::remove(m_observers.begin(), m_observers.end(), observer), m_observers.end());
+    m_observers.erase(std::remove(m_observers.begin(), m_observers.end(), observer),
+                      m_observers.end());
 }
 
 void LocalFileStorage::refresh()

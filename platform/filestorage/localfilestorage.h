@@ -16,8 +16,9 @@ namespace Vantel::App {
 // "<index>.damaged") and a new one started, so one bad file never stops the user adding files.
 // The service is available while its folder can be written; it watches the folder and tells
 // its observers when that changes.
-class LocalFileStorage final : public QObject, public IFileStorageController
-{
+class LocalFileStorage final
+    : public QObject
+    , public IFileStorageController {
     Q_OBJECT
 public:
     explicit LocalFileStorage(QString indexPath);

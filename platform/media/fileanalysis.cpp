@@ -14,8 +14,7 @@ namespace Media {
 namespace {
 const QEvent::Type resultsEvent = static_cast<QEvent::Type>(QEvent::registerEventType());
 
-class MediaIdentity final : public PubSub::Object
-{};
+class MediaIdentity final : public PubSub::Object { };
 } // namespace
 
 const PubSub::Object *globalObject()
@@ -47,7 +46,7 @@ void FileAnalysis::open(const FilePtr &file)
     cancel(file.get());
     const std::uint64_t id = m_nextJob++;
     auto cancelled = std::make_shared<std::atomic<bool>>(false);
-    m_jobs.emplace(id, Job{file, cancelled});
+    m_jobs.emplace(id, Job { file, cancelled });
     m_jobOfFile[file.get()] = id;
 
     ProbeLimits limits;
@@ -58,7 +57,7 @@ void FileAnalysis::open(const FilePtr &file)
         limits.cancelled = cancelled.get();
         File result = probe(path, limits);
         std::lock_guard<std::mutex> lock(m_resultsMutex);
-        m_results.push_back(Result{id, std::move(result)});
+        m_results.push_back(Result { id, std::move(result) });
         if (!m_deliveryPosted) {
             m_deliveryPosted = true;
             QCoreApplication::postEvent(this, new QEvent(resultsEvent));

@@ -19,8 +19,7 @@ namespace Media {
 // pool of at most as many threads as the machine has cores; each result is written into its
 // shared File on the thread this object lives in, then announced with FileOpenedNotification or
 // FileOpenFailedNotification. Results arrive in completion order, not request order.
-class FileAnalysis final : public QObject
-{
+class FileAnalysis final : public QObject {
     Q_OBJECT
 public:
     explicit FileAnalysis(QObject *parent = nullptr);
@@ -42,13 +41,11 @@ protected:
     void customEvent(QEvent *event) override;
 
 private:
-    struct Job
-    {
+    struct Job {
         FilePtr file;
         std::shared_ptr<std::atomic<bool>> cancelled;
     };
-    struct Result
-    {
+    struct Result {
         std::uint64_t job;
         File file;
     };
@@ -56,7 +53,7 @@ private:
     void deliver();
 
     QThreadPool m_pool;
-    std::chrono::milliseconds m_timeout{ProbeLimits{}.timeout};
+    std::chrono::milliseconds m_timeout { ProbeLimits {}.timeout };
     std::uint64_t m_nextJob = 1;
     std::unordered_map<std::uint64_t, Job> m_jobs;
     std::unordered_map<const File *, std::uint64_t> m_jobOfFile;

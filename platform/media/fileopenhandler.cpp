@@ -147,22 +147,23 @@ bool FileOpenHandler::showFailedFilesDialog(const AnalyzedProduct &product)
     if (!product.failedFiles.empty())
         details += tr("Could not be opened:\n") + listOf(product.failedFiles, true);
     if (!product.unsupportedCodecFiles.empty())
-        details += tr("Opened without the streams in these formats:\n") + listOf(product.unsupportedCodecFiles, false);
+        details += tr("Opened without the streams in these formats:\n")
+            + listOf(product.unsupportedCodecFiles, false);
     if (!product.unknownDurationFiles.empty())
         details += tr("Opened, but their length is unknown (they may be cut short):\n")
-                   + listOf(product.unknownDurationFiles, false);
+            + listOf(product.unknownDurationFiles, false);
 
     const QString title = tr("Some files could not be opened");
     const std::size_t count = product.failedFiles.size() + product.unsupportedCodecFiles.size()
-                              + product.unknownDurationFiles.size();
-    const QString text = QCoreApplication::translate("FileOpenHandler", "%n file(s) could not be opened completely.",
+        + product.unknownDurationFiles.size();
+    const QString text = QCoreApplication::translate("FileOpenHandler",
+                                                     "%n file(s) could not be opened completely.",
                                                      nullptr, static_cast<int>(count));
     if (allowToDeleteClips(product)) {
         Dialog::showMessage(title, text, details);
-        return Dialog::alertAction(title,
-                                   tr("Remove the clips of the files that could not be opened from the timeline?"),
-                                   tr("Remove"),
-                                   tr("Keep"));
+        return Dialog::alertAction(
+            title, tr("Remove the clips of the files that could not be opened from the timeline?"),
+            tr("Remove"), tr("Keep"));
     }
     Dialog::showMessage(title, text, details);
     return false;
@@ -170,7 +171,8 @@ bool FileOpenHandler::showFailedFilesDialog(const AnalyzedProduct &product)
 
 void FileOpenHandler::showHDRFilesAddedDialog()
 {
-    Dialog::showMessage(tr("HDR video added"),
-                        tr("Some of the added files are HDR video (PQ or HLG). On a screen without HDR their "
-                           "colours look flatter in the preview than they are."));
+    Dialog::showMessage(
+        tr("HDR video added"),
+        tr("Some of the added files are HDR video (PQ or HLG). On a screen without HDR their "
+           "colours look flatter in the preview than they are."));
 }

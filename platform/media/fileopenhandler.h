@@ -15,12 +15,10 @@
 // told about. Subclasses watch the counts (processing) and decide what the problems mean
 // (postProcessing). Main thread.
 class FileOpenHandler
-    : public PubSub::Subscriber<Media::FileOpenedNotification, Media::FileOpenFailedNotification>
-{
+    : public PubSub::Subscriber<Media::FileOpenedNotification, Media::FileOpenFailedNotification> {
 public:
     // Ordered by path, so the dialogs list the files the way a file manager would.
-    struct ByPath
-    {
+    struct ByPath {
         bool operator()(const Media::FilePtr &a, const Media::FilePtr &b) const
         {
             return a->path != b->path ? a->path < b->path : a.get() < b.get();
@@ -29,16 +27,16 @@ public:
     using FileSet = std::set<Media::FilePtr, ByPath>;
 
     // What a finished batch left to tell the user.
-    struct AnalyzedProduct
-    {
-        FileSet failedFiles;           // could not be opened at all
+    struct AnalyzedProduct {
+        FileSet failedFiles; // could not be opened at all
         FileSet unsupportedCodecFiles; // opened, but a stream is in a codec this build lacks
-        FileSet unknownDurationFiles;  // opened, but their length could not be found
-        FileSet hdrFiles;              // opened, with a PQ or HLG picture
+        FileSet unknownDurationFiles; // opened, but their length could not be found
+        FileSet hdrFiles; // opened, with a PQ or HLG picture
 
         bool hasProblems() const
         {
-            return !failedFiles.empty() || !unsupportedCodecFiles.empty() || !unknownDurationFiles.empty();
+            return !failedFiles.empty() || !unsupportedCodecFiles.empty()
+                || !unknownDurationFiles.empty();
         }
         bool hasHDRFiles() const { return !hdrFiles.empty(); }
     };

@@ -19,9 +19,10 @@ namespace {
 bool isTextDemuxer(const QLatin1String &name)
 {
     static const char *const text[] = {
-        "aqtitle", "ass", "jacosub", "lrc", "mcc", "microdvd", "mpl2", "mpsub", "pjs",
-        "realtext", "sami", "scc", "srt", "stl", "subviewer", "subviewer1", "sup", "tty",
-        "vobsub", "vplayer", "webvtt", "dvbsub", "dvbtxt",
+        "aqtitle", "ass",     "jacosub",   "lrc",        "mcc",    "microdvd",
+        "mpl2",    "mpsub",   "pjs",       "realtext",   "sami",   "scc",
+        "srt",     "stl",     "subviewer", "subviewer1", "sup",    "tty",
+        "vobsub",  "vplayer", "webvtt",    "dvbsub",     "dvbtxt",
     };
     for (const char *t : text) {
         if (name == QLatin1String(t))
@@ -34,19 +35,19 @@ bool isTextDemuxer(const QLatin1String &name)
 bool isManifest(const QLatin1String &name)
 {
     return name == QLatin1String("hls") || name == QLatin1String("dash")
-           || name == QLatin1String("webm_dash_manifest");
+        || name == QLatin1String("webm_dash_manifest");
 }
 
 void addList(QSet<QString> &set, const char *commaSeparated)
 {
     if (!commaSeparated)
         return;
-    for (const QString &ext : QString::fromLatin1(commaSeparated).split(QLatin1Char(','), Qt::SkipEmptyParts))
+    for (const QString &ext :
+         QString::fromLatin1(commaSeparated).split(QLatin1Char(','), Qt::SkipEmptyParts))
         set.insert(ext.trimmed().toLower());
 }
 
-struct Tables
-{
+struct Tables {
     QSet<QString> media;
     QSet<QString> stills;
     QSet<QString> all;
@@ -76,9 +77,11 @@ const Tables &tables()
                 continue;
             if (name == QLatin1String("image2")) {
                 // One picture per file: only the kinds whose decoder this build has.
-                for (const QString &ext : QString::fromLatin1(muxer->extensions).split(QLatin1Char(','))) {
+                for (const QString &ext :
+                     QString::fromLatin1(muxer->extensions).split(QLatin1Char(','))) {
                     const QByteArray probeName = "x." + ext.toLatin1();
-                    const AVCodecID id = av_guess_codec(muxer, nullptr, probeName.constData(), nullptr, AVMEDIA_TYPE_VIDEO);
+                    const AVCodecID id = av_guess_codec(muxer, nullptr, probeName.constData(),
+                                                        nullptr, AVMEDIA_TYPE_VIDEO);
                     if (id != AV_CODEC_ID_NONE && avcodec_find_decoder(id))
                         r.stills.insert(ext.toLower());
                 }

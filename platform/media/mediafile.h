@@ -18,27 +18,24 @@
 namespace Media {
 
 // ITU-T H.273 code points.
-struct ColorSpace
-{
+struct ColorSpace {
     std::uint32_t primaries = 2;
     std::uint32_t transfer = 2;
     std::uint32_t matrix = 2;
 };
 
-struct VideoTrack
-{
-    QString codecId;   // the editor's codec identifier, e.g. "CODEC_ID_H264"
+struct VideoTrack {
+    QString codecId; // the editor's codec identifier, e.g. "CODEC_ID_H264"
     QString codecName; // the decoder's short name, e.g. "h264"
     std::int64_t bitRate = 0; // bits per second; 0 when unknown
-    boost::rational<int> frameRate{0, 1};
+    boost::rational<int> frameRate { 0, 1 };
     QSize frameSize;
     bool stillImage = false;
     ColorSpace colorSpace;
     int bitDepth = 0; // bits per component of the decoded picture; 0 when unknown
 };
 
-struct AudioTrack
-{
+struct AudioTrack {
     QString codecId;
     QString codecName;
     std::int64_t bitRate = 0;
@@ -46,24 +43,27 @@ struct AudioTrack
     int channels = 0;
 };
 
-class File
-{
+class File {
 public:
     enum class State { NotAnalysed, Opened, Failed };
 
     explicit File(QString path)
         : path(std::move(path))
-    {}
+    {
+    }
 
     bool isOpened() const noexcept { return state == State::Opened; }
     bool isFailed() const noexcept { return state == State::Failed; }
-    bool isStillImage() const noexcept { return videoTracks.size() == 1 && videoTracks.front().stillImage; }
+    bool isStillImage() const noexcept
+    {
+        return videoTracks.size() == 1 && videoTracks.front().stillImage;
+    }
     bool hasVideo() const noexcept { return !videoTracks.empty(); }
     bool hasAudio() const noexcept { return !audioTracks.empty(); }
 
     QString path;
     State state = State::NotAnalysed;
-    QString error;  // why analysis failed, for people
+    QString error; // why analysis failed, for people
     QString format; // container format name, e.g. "mov,mp4,m4a,3gp,3g2,mj2"
     std::int64_t size = 0;
     MTime duration;

@@ -11,24 +11,24 @@ namespace Media {
 const PubSub::Object *globalObject();
 
 // The file was analysed and can be used; its record now holds tracks and properties.
-class FileOpenedNotification : public Message::Types::Notification<Media::File>
-{
+class FileOpenedNotification : public Message::Types::Notification<Media::File> {
 public:
     explicit FileOpenedNotification(FilePtr file)
         : Notification(globalObject())
         , file(std::move(file))
-    {}
+    {
+    }
     FilePtr file;
 };
 
 // The file cannot be used; `file->error` says why.
-class FileOpenFailedNotification : public Message::Types::Notification<Media::File>
-{
+class FileOpenFailedNotification : public Message::Types::Notification<Media::File> {
 public:
     explicit FileOpenFailedNotification(FilePtr file)
         : Notification(globalObject())
         , file(std::move(file))
-    {}
+    {
+    }
     FilePtr file;
 };
 

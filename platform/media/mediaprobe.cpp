@@ -45,8 +45,7 @@ void routeLibraryLogOnce()
     });
 }
 
-struct Interrupt
-{
+struct Interrupt {
     Clock::time_point deadline;
     const std::atomic<bool> *cancelled = nullptr;
     bool timedOut = false;
@@ -69,8 +68,7 @@ int interruptCallback(void *opaque)
     return 0;
 }
 
-struct FormatContext
-{
+struct FormatContext {
     AVFormatContext *ctx = nullptr;
     ~FormatContext()
     {
@@ -79,8 +77,7 @@ struct FormatContext
     }
 };
 
-struct StreamOptions
-{
+struct StreamOptions {
     std::vector<AVDictionary *> dicts;
     ~StreamOptions()
     {
@@ -113,7 +110,7 @@ QString openFailure(int code, const Interrupt &interrupt)
 
 MTime fromStreamTime(std::int64_t value, AVRational timeBase)
 {
-    return MTime::fromMSec(av_rescale_q(value, timeBase, AVRational{1, 1000}));
+    return MTime::fromMSec(av_rescale_q(value, timeBase, AVRational { 1, 1000 }));
 }
 
 MTime durationOf(const AVFormatContext *ctx)
@@ -140,8 +137,8 @@ bool isImageDemuxer(const AVInputFormat *format)
 boost::rational<int> rationalOf(AVRational r)
 {
     if (r.num <= 0 || r.den <= 0)
-        return {0, 1};
-    return {r.num, r.den};
+        return { 0, 1 };
+    return { r.num, r.den };
 }
 
 bool isHdrTransfer(AVColorTransferCharacteristic trc)
@@ -150,13 +147,15 @@ bool isHdrTransfer(AVColorTransferCharacteristic trc)
 }
 
 // Where each track came from, for the bit-rate estimate below.
-struct TrackSource
-{
+struct TrackSource {
     std::int64_t *bitRate;
     int stream;
 };
 
-void fillTracks(File &file, const AVFormatContext *ctx, std::vector<int> &videoStreams, std::vector<int> &audioStreams)
+void fillTracks(File &file,
+                const AVFormatContext *ctx,
+                std::vector<int> &videoStreams,
+                std::vector<int> &audioStreams)
 {
     const bool image = isImageDemuxer(ctx->iformat);
     for (unsigned i = 0; i < ctx->nb_streams; ++i) {
@@ -185,11 +184,13 @@ void fillTracks(File &file, const AVFormatContext *ctx, std::vector<int> &videoS
             track.frameSize = QSize(par->width, par->height);
             track.stillImage = image;
             if (!image)
-                track.frameRate = rationalOf(av_guess_frame_rate(const_cast<AVFormatContext *>(ctx), st, nullptr));
+                track.frameRate = rationalOf(
+                    av_guess_frame_rate(const_cast<AVFormatContext *>(ctx), st, nullptr));
             track.colorSpace.primaries = static_cast<std::uint32_t>(par->color_primaries);
             track.colorSpace.transfer = static_cast<std::uint32_t>(par->color_trc);
             track.colorSpace.matrix = static_cast<std::uint32_t>(par->color_space);
-            if (const AVPixFmtDescriptor *pix = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(par->format)))
+            if (const AVPixFmtDescriptor *pix
+                = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(par->format)))
                 track.bitDepth = pix->comp[0].depth;
             file.hdr = file.hdr || isHdrTransfer(par->color_trc);
             file.videoTracks.push_back(track);
@@ -212,20 +213,24 @@ void fillTracks(File &file, const AVFormatContext *ctx, std::vector<int> &videoS
 // Containers such as Matroska keep no per-stream bit rate. In that order: the statistics tag a
 // muxer may have left ("BPS"), the container's rate when only one track lacks its own, and
 // otherwise the packets themselves, counted over the first seconds of the file.
-void completeBitRates(File &file, AVFormatContext *ctx, const std::vector<int> &videoStreams, const std::vector<int> &audioStreams)
+void completeBitRates(File &file,
+                      AVFormatContext *ctx,
+                      const std::vector<int> &videoStreams,
+                      const std::vector<int> &audioStreams)
 {
     std::vector<TrackSource> missing;
     std::int64_t known = 0;
     auto collect = [&](std::int64_t &rate, int stream) {
         if (rate <= 0) {
-            const AVDictionaryEntry *bps = av_dict_get(ctx->streams[stream]->metadata, "BPS", nullptr, 0);
+            const AVDictionaryEntry *bps
+                = av_dict_get(ctx->streams[stream]->metadata, "BPS", nullptr, 0);
             if (bps)
                 rate = std::max<std::int64_t>(0, QByteArray(bps->value).toLongLong());
         }
         if (rate > 0)
             known += rate;
         else
-            missing.push_back({&rate, stream});
+            missing.push_back({ &rate, stream });
     };
     for (std::size_t i = 0; i < file.videoTracks.size(); ++i)
         collect(file.videoTracks[i].bitRate, videoStreams[i]);
@@ -233,7 +238,8 @@ void completeBitRates(File &file, AVFormatContext *ctx, const std::vector<int> &
         collect(file.audioTracks[i].bitRate, audioStreams[i]);
     if (missing.empty())
         return;
-    if (missing.size() == 1 && ctx->bit_rate > known && ctx->nb_streams == videoStreams.size() + audioStreams.size()) {
+    if (missing.size() == 1 && ctx->bit_rate > known
+        && ctx->nb_streams == videoStreams.size() + audioStreams.size()) {
         *missing.front().bitRate = ctx->bit_rate - known;
         return;
     }
@@ -243,8 +249,7 @@ void completeBitRates(File &file, AVFormatContext *ctx, const std::vector<int> &
     // Packets already read by the analysis come back first, so this starts at the beginning.
     constexpr int packetLimit = 3000;
     constexpr std::int64_t spanLimitMs = 5000;
-    struct Count
-    {
+    struct Count {
         std::int64_t bytes = 0;
         std::int64_t firstMs = AV_NOPTS_VALUE;
         std::int64_t lastMs = AV_NOPTS_VALUE;
@@ -264,16 +269,18 @@ void completeBitRates(File &file, AVFormatContext *ctx, const std::vector<int> &
         c.bytes += packet->size;
         const std::int64_t ts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
         if (ts != AV_NOPTS_VALUE) {
-            const std::int64_t ms = av_rescale_q(ts + std::max<std::int64_t>(0, packet->duration), st->time_base, AVRational{1, 1000});
+            const std::int64_t ms = av_rescale_q(ts + std::max<std::int64_t>(0, packet->duration),
+                                                 st->time_base, AVRational { 1, 1000 });
             if (c.firstMs == AV_NOPTS_VALUE)
-                c.firstMs = av_rescale_q(ts, st->time_base, AVRational{1, 1000});
+                c.firstMs = av_rescale_q(ts, st->time_base, AVRational { 1, 1000 });
             c.lastMs = std::max(c.lastMs == AV_NOPTS_VALUE ? ms : c.lastMs, ms);
         }
         av_packet_unref(packet);
         bool enough = true;
         for (const TrackSource &m : missing) {
             const Count &mc = counts[m.stream];
-            enough = enough && mc.firstMs != AV_NOPTS_VALUE && mc.lastMs - mc.firstMs >= spanLimitMs;
+            enough
+                = enough && mc.firstMs != AV_NOPTS_VALUE && mc.lastMs - mc.firstMs >= spanLimitMs;
         }
         if (enough)
             break;
@@ -309,7 +316,8 @@ File probe(const QString &path, const ProbeLimits &limits)
         // Names that are not valid UTF-8 reach the editor with their bad bytes replaced, so the
         // file they name cannot be found by that name.
         if (path.contains(QChar::ReplacementCharacter))
-            return fail(tr("The file's name is not valid UTF-8, so the file cannot be opened. Rename it and add it again."));
+            return fail(tr("The file's name is not valid UTF-8, so the file cannot be opened. "
+                           "Rename it and add it again."));
         return fail(tr("The file does not exist."));
     }
     if (info.isDir())
@@ -328,7 +336,7 @@ File probe(const QString &path, const ProbeLimits &limits)
     format.ctx = avformat_alloc_context();
     if (!format.ctx)
         return fail(tr("Out of memory."));
-    format.ctx->interrupt_callback = AVIOInterruptCB{&interruptCallback, &interrupt};
+    format.ctx->interrupt_callback = AVIOInterruptCB { &interruptCallback, &interrupt };
 
     AVDictionary *openOptions = nullptr;
     // Only the file itself is read: a playlist or reference file inside it must not make the
@@ -361,7 +369,8 @@ File probe(const QString &path, const ProbeLimits &limits)
         streamOptions.dicts.assign(format.ctx->nb_streams, nullptr);
         for (AVDictionary *&d : streamOptions.dicts)
             av_dict_set(&d, "threads", "1", 0);
-        rc = avformat_find_stream_info(format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
+        rc = avformat_find_stream_info(
+            format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
     }
     if (rc < 0 || interrupt.timedOut || interrupt.wasCancelled)
         return fail(openFailure(rc < 0 ? rc : AVERROR_EXIT, interrupt));
@@ -372,7 +381,8 @@ File probe(const QString &path, const ProbeLimits &limits)
     fillTracks(file, format.ctx, videoStreams, audioStreams);
     if (file.videoTracks.empty() && file.audioTracks.empty()) {
         if (!file.unsupportedCodecs.isEmpty())
-            return fail(tr("No stream of this file can be decoded (%1).").arg(file.unsupportedCodecs.join(QLatin1String(", "))));
+            return fail(tr("No stream of this file can be decoded (%1).")
+                            .arg(file.unsupportedCodecs.join(QLatin1String(", "))));
         return fail(tr("The file holds no audio or video."));
     }
     // A picture has no length of its own; the timeline gives it one.

@@ -11,11 +11,10 @@
 // the file's bytes: safe to call from any thread, one call per file, nothing shared between calls.
 namespace Media {
 
-struct ProbeLimits
-{
+struct ProbeLimits {
     // A hostile or broken file can keep the demuxer reading forever (endless headers, a
     // pathological index); past this time the probe is abandoned and the file counts as failed.
-    std::chrono::milliseconds timeout{10000};
+    std::chrono::milliseconds timeout { 10000 };
     // Set from another thread to abandon the probe early; the file then counts as failed too.
     const std::atomic<bool> *cancelled = nullptr;
 };

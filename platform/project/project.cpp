@@ -10,7 +10,8 @@ namespace Project {
 
 Object::Object()
     : m_id(QRandomGenerator::global()->bounded(1, std::numeric_limits<int>::max()))
-{}
+{
+}
 
 Object::~Object() = default;
 

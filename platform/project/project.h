@@ -19,10 +19,9 @@ namespace Project {
 
 // What the project knows about the colour tables and colour presets its effects came from, so a
 // report can tell the user's own from the shipped ones.
-struct EffectLibrary
-{
-    QSet<QString> loadedLuts;           // identifiers of tables the user loaded from files
-    QHash<QString, bool> colorPresets;  // known colour presets: identifier -> saved by the user
+struct EffectLibrary {
+    QSet<QString> loadedLuts; // identifiers of tables the user loaded from files
+    QHash<QString, bool> colorPresets; // known colour presets: identifier -> saved by the user
 
     bool operator==(const EffectLibrary &o) const
     {
@@ -30,8 +29,7 @@ struct EffectLibrary
     }
 };
 
-class Object
-{
+class Object {
 public:
     // An empty project: no tracks, a fresh identifier, 1920x1080.
     Object();
@@ -73,7 +71,7 @@ public:
 
 private:
     std::int64_t m_id;
-    QSize m_resolution{1920, 1080};
+    QSize m_resolution { 1920, 1080 };
     bool m_portable = false;
     QString m_path;
     Timeline::Model m_timeline;

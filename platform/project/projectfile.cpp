@@ -38,7 +38,8 @@ constexpr std::int64_t maxTimeMs = 100'000'000'000;
 
 QString at(const QString &where, const char *key)
 {
-    return where.isEmpty() ? QString::fromLatin1(key) : where + QLatin1Char('.') + QLatin1String(key);
+    return where.isEmpty() ? QString::fromLatin1(key)
+                           : where + QLatin1Char('.') + QLatin1String(key);
 }
 
 QString at(const QString &where, int index)
@@ -46,13 +47,13 @@ QString at(const QString &where, int index)
     return where + QLatin1Char('[') + QString::number(index) + QLatin1Char(']');
 }
 
-class Node
-{
+class Node {
 public:
     Node(QJsonObject object, QString where)
         : m_object(std::move(object))
         , m_where(std::move(where))
-    {}
+    {
+    }
 
     const QString &where() const { return m_where; }
     bool has(const char *key) const { return m_object.contains(QLatin1String(key)); }
@@ -67,7 +68,8 @@ public:
         return v.toDouble();
     }
 
-    std::int64_t integer(const char *key, std::int64_t fallback, std::int64_t min, std::int64_t max) const
+    std::int64_t
+    integer(const char *key, std::int64_t fallback, std::int64_t min, std::int64_t max) const
     {
         const QJsonValue v = value(key);
         if (v.isUndefined())
@@ -156,7 +158,8 @@ double elementReal(const QJsonArray &array, int index, const QString &where)
     return v.toDouble();
 }
 
-std::int64_t elementInteger(const QJsonArray &array, int index, const QString &where, std::int64_t max)
+std::int64_t
+elementInteger(const QJsonArray &array, int index, const QString &where, std::int64_t max)
 {
     const double d = elementReal(array, index, where);
     if (std::floor(d) != d || d < 0 || d > static_cast<double>(max))
@@ -195,35 +198,35 @@ QString wordOf(Enum value, const std::pair<Enum, const char *> (&table)[N])
 }
 
 constexpr std::pair<Timeline::TrackType, const char *> trackTypes[] = {
-    {Timeline::TrackType::Video, "video"},
-    {Timeline::TrackType::Audio, "audio"},
-    {Timeline::TrackType::Title, "title"},
-    {Timeline::TrackType::Overlay, "overlay"},
+    { Timeline::TrackType::Video, "video" },
+    { Timeline::TrackType::Audio, "audio" },
+    { Timeline::TrackType::Title, "title" },
+    { Timeline::TrackType::Overlay, "overlay" },
 };
 
 constexpr std::pair<Timeline::ClipKind, const char *> clipKinds[] = {
-    {Timeline::ClipKind::Clip, "clip"},
-    {Timeline::ClipKind::Intro, "intro"},
-    {Timeline::ClipKind::Title, "title"},
-    {Timeline::ClipKind::Audio, "audio"},
-    {Timeline::ClipKind::IntroAudio, "introAudio"},
+    { Timeline::ClipKind::Clip, "clip" },
+    { Timeline::ClipKind::Intro, "intro" },
+    { Timeline::ClipKind::Title, "title" },
+    { Timeline::ClipKind::Audio, "audio" },
+    { Timeline::ClipKind::IntroAudio, "introAudio" },
 };
 
 constexpr std::pair<Transition::ResourceType, const char *> resourceTypes[] = {
-    {Transition::ResourceType::Image, "image"},
-    {Transition::ResourceType::Video, "video"},
-    {Transition::ResourceType::Audio, "audio"},
-    {Transition::ResourceType::Shader, "shader"},
+    { Transition::ResourceType::Image, "image" },
+    { Transition::ResourceType::Video, "video" },
+    { Transition::ResourceType::Audio, "audio" },
+    { Transition::ResourceType::Shader, "shader" },
 };
 
 constexpr const char *toolNames[Effect::ManualEnhance::toolCount] = {
-    "Brightness", "Contrast", "Saturation", "Highlights", "Gamma",
-    "Shadows", "Hue", "Temperature", "Tint",
+    "Brightness", "Contrast", "Saturation",  "Highlights", "Gamma",
+    "Shadows",    "Hue",      "Temperature", "Tint",
 };
 
 QJsonArray rectArray(const QRectF &r)
 {
-    return QJsonArray{r.x(), r.y(), r.width(), r.height()};
+    return QJsonArray { r.x(), r.y(), r.width(), r.height() };
 }
 
 QRectF readRect(const Node &node, const char *key, const QRectF &fallback)
@@ -240,12 +243,12 @@ QRectF readRect(const Node &node, const char *key, const QRectF &fallback)
 
 QJsonObject writeMaskShape(const Effect::MaskShape &s)
 {
-    return {{QStringLiteral("shape"), s.shape},
-            {QStringLiteral("area"), rectArray(s.area)},
-            {QStringLiteral("opacity"), s.opacity},
-            {QStringLiteral("smoothBorder"), s.smoothBorder},
-            {QStringLiteral("pixelationPercent"), s.pixelationPercent},
-            {QStringLiteral("outline"), s.outline}};
+    return { { QStringLiteral("shape"), s.shape },
+             { QStringLiteral("area"), rectArray(s.area) },
+             { QStringLiteral("opacity"), s.opacity },
+             { QStringLiteral("smoothBorder"), s.smoothBorder },
+             { QStringLiteral("pixelationPercent"), s.pixelationPercent },
+             { QStringLiteral("outline"), s.outline } };
 }
 
 std::vector<Effect::MaskShape> readMaskShapes(const Node &node, const char *key)
@@ -278,7 +281,8 @@ QJsonObject writeEffect(const Effect::Object &effect)
 {
     using namespace Effect;
     const std::string_view idText = Effect::idText(effect.id());
-    QJsonObject o{{QStringLiteral("type"), QString::fromLatin1(idText.data(), static_cast<int>(idText.size()))}};
+    QJsonObject o { { QStringLiteral("type"),
+                      QString::fromLatin1(idText.data(), static_cast<int>(idText.size())) } };
     if (!effect.uniqueId().isEmpty())
         o[QStringLiteral("uniqueId")] = effect.uniqueId();
     if (const auto *e = as<AudioEqualizer>(effect)) {
@@ -348,7 +352,8 @@ std::unique_ptr<Effect::Object> readEffect(const Node &n)
     Id id;
     const QString type = n.text("type");
     if (!idFromText(type.toStdString(), &id))
-        fail(at(n.where(), "type"), QStringLiteral("\"%1\" is not an effect this editor knows").arg(type));
+        fail(at(n.where(), "type"),
+             QStringLiteral("\"%1\" is not an effect this editor knows").arg(type));
 
     std::unique_ptr<Effect::Object> effect;
     switch (id) {
@@ -403,7 +408,8 @@ std::unique_ptr<Effect::Object> readEffect(const Node &n)
     }
     case Id::ChromaKey: {
         auto e = std::make_unique<ChromaKey>();
-        e->keyColor = static_cast<std::uint32_t>(n.integer("keyColor", e->keyColor, 0, 0xFFFFFFFFLL));
+        e->keyColor
+            = static_cast<std::uint32_t>(n.integer("keyColor", e->keyColor, 0, 0xFFFFFFFFLL));
         e->tolerance = n.int32("tolerance", e->tolerance);
         e->noise = n.int32("noise", e->noise);
         e->edges = n.int32("edges", e->edges);
@@ -433,8 +439,8 @@ std::unique_ptr<Effect::Object> readEffect(const Node &n)
         e->setName(n.text("name"));
         if (const auto values = n.child("values")) {
             for (int t = 0; t < ManualEnhance::toolCount; ++t) {
-                e->values[static_cast<std::size_t>(t)] =
-                    values->real(toolNames[t], ManualEnhance::defaults[static_cast<std::size_t>(t)]);
+                e->values[static_cast<std::size_t>(t)] = values->real(
+                    toolNames[t], ManualEnhance::defaults[static_cast<std::size_t>(t)]);
             }
         }
         effect = std::move(e);
@@ -495,22 +501,22 @@ std::shared_ptr<Media::File> readMedia(const Node &n)
 
 QJsonObject writeMedia(const Media::File &file, const QString &path)
 {
-    QJsonObject o{{QStringLiteral("path"), path},
-                  {QStringLiteral("durationMs"), ms(file.duration)},
-                  {QStringLiteral("size"), static_cast<qint64>(file.size)}};
+    QJsonObject o { { QStringLiteral("path"), path },
+                    { QStringLiteral("durationMs"), ms(file.duration) },
+                    { QStringLiteral("size"), static_cast<qint64>(file.size) } };
     if (!file.format.isEmpty())
         o[QStringLiteral("format")] = file.format;
     QJsonArray video, audio;
     for (const auto &v : file.videoTracks) {
-        video.append(QJsonObject{{QStringLiteral("codec"), v.codecName},
-                                 {QStringLiteral("width"), v.frameSize.width()},
-                                 {QStringLiteral("height"), v.frameSize.height()},
-                                 {QStringLiteral("still"), v.stillImage}});
+        video.append(QJsonObject { { QStringLiteral("codec"), v.codecName },
+                                   { QStringLiteral("width"), v.frameSize.width() },
+                                   { QStringLiteral("height"), v.frameSize.height() },
+                                   { QStringLiteral("still"), v.stillImage } });
     }
     for (const auto &a : file.audioTracks) {
-        audio.append(QJsonObject{{QStringLiteral("codec"), a.codecName},
-                                 {QStringLiteral("channels"), a.channels},
-                                 {QStringLiteral("sampleRate"), a.sampleRate}});
+        audio.append(QJsonObject { { QStringLiteral("codec"), a.codecName },
+                                   { QStringLiteral("channels"), a.channels },
+                                   { QStringLiteral("sampleRate"), a.sampleRate } });
     }
     if (!video.isEmpty())
         o[QStringLiteral("video")] = video;
@@ -527,13 +533,15 @@ std::shared_ptr<Media::File> mediaRef(const Node &n, const char *key, const Medi
         return nullptr;
     const auto index = n.integer(key, 0, 0, std::numeric_limits<int>::max());
     if (index >= static_cast<std::int64_t>(media.size()))
-        fail(at(n.where(), key), QStringLiteral("names media %1, but the file lists %2").arg(index).arg(media.size()));
+        fail(at(n.where(), key),
+             QStringLiteral("names media %1, but the file lists %2").arg(index).arg(media.size()));
     return media[static_cast<std::size_t>(index)];
 }
 
 std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
 {
-    auto clip = std::make_unique<Timeline::Clip>(wordValue(n, "kind", clipKinds), mediaRef(n, "media", media));
+    auto clip = std::make_unique<Timeline::Clip>(wordValue(n, "kind", clipKinds),
+                                                 mediaRef(n, "media", media));
     clip->setPosition(n.time("positionMs"));
     clip->setDuration(n.time("durationMs"));
     clip->setSourceIn(n.time("sourceInMs"));
@@ -547,7 +555,8 @@ std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
         animation.presetId = a->text("preset");
         const QJsonArray keys = a->array("keyframesMs");
         for (int i = 0; i < keys.size(); ++i)
-            animation.keyframes.push_back(MTime::fromMSec(elementInteger(keys, i, at(a->where(), "keyframesMs"), maxTimeMs)));
+            animation.keyframes.push_back(
+                MTime::fromMSec(elementInteger(keys, i, at(a->where(), "keyframesMs"), maxTimeMs)));
         clip->setAnimation(std::move(animation));
     }
     if (const auto t = n.child("title")) {
@@ -565,12 +574,13 @@ std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
     return clip;
 }
 
-QJsonObject writeClip(const Timeline::IClip &clip, const std::unordered_map<const Media::File *, int> &mediaIndex)
+QJsonObject writeClip(const Timeline::IClip &clip,
+                      const std::unordered_map<const Media::File *, int> &mediaIndex)
 {
-    QJsonObject o{{QStringLiteral("id"), static_cast<qint64>(clip.id())},
-                  {QStringLiteral("kind"), wordOf(clip.kind(), clipKinds)},
-                  {QStringLiteral("positionMs"), ms(clip.position())},
-                  {QStringLiteral("durationMs"), ms(clip.duration())}};
+    QJsonObject o { { QStringLiteral("id"), static_cast<qint64>(clip.id()) },
+                    { QStringLiteral("kind"), wordOf(clip.kind(), clipKinds) },
+                    { QStringLiteral("positionMs"), ms(clip.position()) },
+                    { QStringLiteral("durationMs"), ms(clip.duration()) } };
     if (clip.file())
         o[QStringLiteral("media")] = mediaIndex.at(clip.file().get());
     if (!clip.sourceIn().isNull())
@@ -585,13 +595,14 @@ QJsonObject writeClip(const Timeline::IClip &clip, const std::unordered_map<cons
         QJsonArray keys;
         for (MTime k : clip.animation().keyframes)
             keys.append(ms(k));
-        o[QStringLiteral("animation")] = QJsonObject{{QStringLiteral("preset"), clip.animation().presetId},
-                                                     {QStringLiteral("keyframesMs"), keys}};
+        o[QStringLiteral("animation")]
+            = QJsonObject { { QStringLiteral("preset"), clip.animation().presetId },
+                            { QStringLiteral("keyframesMs"), keys } };
     }
     if (const auto &title = clip.titleItem()) {
-        o[QStringLiteral("title")] = QJsonObject{{QStringLiteral("subtype"), title->subtype},
-                                                 {QStringLiteral("text"), title->text},
-                                                 {QStringLiteral("style"), title->styleId}};
+        o[QStringLiteral("title")] = QJsonObject { { QStringLiteral("subtype"), title->subtype },
+                                                   { QStringLiteral("text"), title->text },
+                                                   { QStringLiteral("style"), title->styleId } };
     }
     if (!clip.resourceId().isEmpty())
         o[QStringLiteral("resourceId")] = clip.resourceId();
@@ -639,17 +650,23 @@ QJsonDocument parseDocument(const QByteArray &bytes)
     // that case is caught here first.
     const int end = endOfTopLevelValue(bytes);
     if (end > 0 && !bytes.mid(end).trimmed().isEmpty())
-        fail({}, QStringLiteral("not a project file (more text after the document at byte %1)").arg(end));
+        fail({},
+             QStringLiteral("not a project file (more text after the document at byte %1)")
+                 .arg(end));
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError)
-        fail({}, QStringLiteral("not a project file (%1 at byte %2)").arg(error.errorString()).arg(error.offset));
+        fail({},
+             QStringLiteral("not a project file (%1 at byte %2)")
+                 .arg(error.errorString())
+                 .arg(error.offset));
     if (!document.isObject())
         fail({}, QStringLiteral("not a project file (no top-level object)"));
     return document;
 }
 
-QByteArray writeDocument(const Object &project, const std::function<QString(const QString &)> &pathOf)
+QByteArray writeDocument(const Object &project,
+                         const std::function<QString(const QString &)> &pathOf)
 {
     const std::vector<std::shared_ptr<Media::File>> files = project.mediaFiles();
     std::unordered_map<const Media::File *, int> mediaIndex;
@@ -666,23 +683,24 @@ QByteArray writeDocument(const Object &project, const std::function<QString(cons
         QJsonArray clips;
         for (const auto &clip : track.clips())
             clips.append(writeClip(*clip, mediaIndex));
-        tracks.append(QJsonObject{{QStringLiteral("type"), wordOf(track.type(), trackTypes)},
-                                  {QStringLiteral("clips"), clips}});
+        tracks.append(QJsonObject { { QStringLiteral("type"), wordOf(track.type(), trackTypes) },
+                                    { QStringLiteral("clips"), clips } });
     }
 
     QJsonArray transitions;
     for (std::size_t i = 0; i < timeline.transitionCount(); ++i) {
         const Transition::Object &transition = timeline.transition(i);
         const std::string_view type = Transition::idText(transition.id());
-        QJsonObject o{{QStringLiteral("type"), QString::fromLatin1(type.data(), static_cast<int>(type.size()))},
-                      {QStringLiteral("durationMs"), ms(transition.duration())}};
+        QJsonObject o { { QStringLiteral("type"),
+                          QString::fromLatin1(type.data(), static_cast<int>(type.size())) },
+                        { QStringLiteral("durationMs"), ms(transition.duration()) } };
         if (transition.leftClip())
             o[QStringLiteral("left")] = static_cast<qint64>(transition.leftClip()->id());
         if (transition.rightClip())
             o[QStringLiteral("right")] = static_cast<qint64>(transition.rightClip()->id());
         QJsonArray resources;
         for (const auto &resource : transition.resources()) {
-            QJsonObject r{{QStringLiteral("type"), wordOf(resource.type, resourceTypes)}};
+            QJsonObject r { { QStringLiteral("type"), wordOf(resource.type, resourceTypes) } };
             if (resource.file)
                 r[QStringLiteral("media")] = mediaIndex.at(resource.file.get());
             if (!resource.resourceId.isEmpty())
@@ -699,7 +717,8 @@ QByteArray writeDocument(const Object &project, const std::function<QString(cons
         collection.append(mediaIndex.at(file.get()));
 
     QJsonArray luts;
-    QStringList lutIds(project.effectLibrary().loadedLuts.begin(), project.effectLibrary().loadedLuts.end());
+    QStringList lutIds(project.effectLibrary().loadedLuts.begin(),
+                       project.effectLibrary().loadedLuts.end());
     lutIds.sort();
     for (const QString &id : lutIds)
         luts.append(id);
@@ -707,22 +726,25 @@ QByteArray writeDocument(const Object &project, const std::function<QString(cons
     QStringList presetIds = project.effectLibrary().colorPresets.keys();
     presetIds.sort();
     for (const QString &id : presetIds) {
-        presets.append(QJsonObject{{QStringLiteral("id"), id},
-                                   {QStringLiteral("saved"), project.effectLibrary().colorPresets.value(id)}});
+        presets.append(QJsonObject {
+            { QStringLiteral("id"), id },
+            { QStringLiteral("saved"), project.effectLibrary().colorPresets.value(id) } });
     }
 
-    const QJsonObject root{
-        {QStringLiteral("format"), QLatin1String(fileFormatName)},
-        {QStringLiteral("version"), fileFormatVersion},
-        {QStringLiteral("id"), static_cast<qint64>(project.id())},
-        {QStringLiteral("resolution"), QJsonArray{project.resolution().width(), project.resolution().height()}},
-        {QStringLiteral("portable"), project.isPortable()},
-        {QStringLiteral("media"), media},
-        {QStringLiteral("collection"), collection},
-        {QStringLiteral("tracks"), tracks},
-        {QStringLiteral("transitions"), transitions},
-        {QStringLiteral("library"), QJsonObject{{QStringLiteral("loadedLuts"), luts},
-                                                {QStringLiteral("colorPresets"), presets}}},
+    const QJsonObject root {
+        { QStringLiteral("format"), QLatin1String(fileFormatName) },
+        { QStringLiteral("version"), fileFormatVersion },
+        { QStringLiteral("id"), static_cast<qint64>(project.id()) },
+        { QStringLiteral("resolution"),
+          QJsonArray { project.resolution().width(), project.resolution().height() } },
+        { QStringLiteral("portable"), project.isPortable() },
+        { QStringLiteral("media"), media },
+        { QStringLiteral("collection"), collection },
+        { QStringLiteral("tracks"), tracks },
+        { QStringLiteral("transitions"), transitions },
+        { QStringLiteral("library"),
+          QJsonObject { { QStringLiteral("loadedLuts"), luts },
+                        { QStringLiteral("colorPresets"), presets } } },
     };
     return QJsonDocument(root).toJson(QJsonDocument::Indented);
 }
@@ -733,21 +755,27 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
 {
     const Node root(parseDocument(bytes).object(), QString());
     if (root.value("format").toString() != QLatin1String(fileFormatName))
-        fail({}, QStringLiteral("not a project file (it does not say \"format\": \"%1\")").arg(QLatin1String(fileFormatName)));
+        fail({},
+             QStringLiteral("not a project file (it does not say \"format\": \"%1\")")
+                 .arg(QLatin1String(fileFormatName)));
     const auto version = root.integer("version", 0, 0, std::numeric_limits<int>::max());
     if (version != fileFormatVersion)
-        fail({}, QStringLiteral("project file version %1 is not supported (this editor reads version %2)")
-                     .arg(version)
-                     .arg(fileFormatVersion));
+        fail({},
+             QStringLiteral(
+                 "project file version %1 is not supported (this editor reads version %2)")
+                 .arg(version)
+                 .arg(fileFormatVersion));
 
     auto project = std::make_unique<Object>();
-    project->setId(root.integer("id", project->id(), 1, std::numeric_limits<std::int64_t>::max() / 2));
+    project->setId(
+        root.integer("id", project->id(), 1, std::numeric_limits<std::int64_t>::max() / 2));
     if (root.has("resolution")) {
         const QJsonArray size = root.array("resolution");
         if (size.size() != 2)
             fail(QStringLiteral("resolution"), QStringLiteral("must hold width and height"));
-        project->setResolution(QSize(static_cast<int>(elementInteger(size, 0, QStringLiteral("resolution"), 1 << 16)),
-                                     static_cast<int>(elementInteger(size, 1, QStringLiteral("resolution"), 1 << 16))));
+        project->setResolution(QSize(
+            static_cast<int>(elementInteger(size, 0, QStringLiteral("resolution"), 1 << 16)),
+            static_cast<int>(elementInteger(size, 1, QStringLiteral("resolution"), 1 << 16))));
     }
     project->setPortable(root.flag("portable", false));
 
@@ -758,7 +786,8 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
         auto file = readMedia(elementNode(mediaList, i, QStringLiteral("media")));
         // One path is one file: two entries would count a file twice and split its clips.
         if (paths.contains(file->path))
-            fail(at(QStringLiteral("media"), i), QStringLiteral("\"%1\" is listed twice").arg(file->path));
+            fail(at(QStringLiteral("media"), i),
+                 QStringLiteral("\"%1\" is listed twice").arg(file->path));
         paths.insert(file->path);
         media.push_back(std::move(file));
     }
@@ -772,7 +801,8 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
         const QJsonArray clips = track.array("clips");
         for (int c = 0; c < clips.size(); ++c) {
             const Node clipNode = elementNode(clips, c, at(track.where(), "clips"));
-            const auto fileId = clipNode.integer("id", 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
+            const auto fileId
+                = clipNode.integer("id", 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
             Timeline::ClipId placed = 0;
             try {
                 placed = timeline.placeClip(t, readClip(clipNode, media)).id();
@@ -780,7 +810,8 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
                 fail(clipNode.where(), QString::fromStdString(e.what()));
             }
             if (fileId != 0 && !clipIds.emplace(fileId, placed).second)
-                fail(at(clipNode.where(), "id"), QStringLiteral("clip id %1 is used twice").arg(fileId));
+                fail(at(clipNode.where(), "id"),
+                     QStringLiteral("clip id %1 is used twice").arg(fileId));
         }
     }
 
@@ -790,13 +821,15 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
         Transition::Id id;
         const QString type = n.text("type");
         if (!Transition::idFromText(type.toStdString(), &id))
-            fail(at(n.where(), "type"), QStringLiteral("\"%1\" is not a transition this editor knows").arg(type));
-        auto transition = std::make_unique<Transition::Object>(id, n.time("durationMs", MTime::fromMSec(1000)));
+            fail(at(n.where(), "type"),
+                 QStringLiteral("\"%1\" is not a transition this editor knows").arg(type));
+        auto transition
+            = std::make_unique<Transition::Object>(id, n.time("durationMs", MTime::fromMSec(1000)));
         const QJsonArray resources = n.array("resources");
         for (int r = 0; r < resources.size(); ++r) {
             const Node rn = elementNode(resources, r, at(n.where(), "resources"));
-            transition->addResource({wordValue(rn, "type", resourceTypes), mediaRef(rn, "media", media),
-                                     rn.text("resourceId")});
+            transition->addResource({ wordValue(rn, "type", resourceTypes),
+                                      mediaRef(rn, "media", media), rn.text("resourceId") });
         }
         auto clipOf = [&](const char *key) -> Timeline::ClipId {
             const auto fileId = n.integer(key, 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
@@ -804,7 +837,8 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
                 return 0;
             const auto it = clipIds.find(fileId);
             if (it == clipIds.end())
-                fail(at(n.where(), key), QStringLiteral("names clip %1, which the file does not hold").arg(fileId));
+                fail(at(n.where(), key),
+                     QStringLiteral("names clip %1, which the file does not hold").arg(fileId));
             return it->second;
         };
         const Timeline::ClipId left = clipOf("left");
@@ -818,16 +852,21 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
 
     const QJsonArray collection = root.array("collection");
     for (int i = 0; i < collection.size(); ++i) {
-        const auto index = elementInteger(collection, i, QStringLiteral("collection"), std::numeric_limits<int>::max());
+        const auto index = elementInteger(collection, i, QStringLiteral("collection"),
+                                          std::numeric_limits<int>::max());
         if (index >= static_cast<std::int64_t>(media.size()))
-            fail(at(QStringLiteral("collection"), i), QStringLiteral("names media %1, but the file lists %2").arg(index).arg(media.size()));
+            fail(at(QStringLiteral("collection"), i),
+                 QStringLiteral("names media %1, but the file lists %2")
+                     .arg(index)
+                     .arg(media.size()));
         project->userFiles().add(media[static_cast<std::size_t>(index)]);
     }
 
     if (const auto library = root.child("library")) {
         const QJsonArray luts = library->array("loadedLuts");
         for (int i = 0; i < luts.size(); ++i)
-            project->effectLibrary().loadedLuts.insert(elementText(luts, i, at(library->where(), "loadedLuts")));
+            project->effectLibrary().loadedLuts.insert(
+                elementText(luts, i, at(library->where(), "loadedLuts")));
         const QJsonArray presets = library->array("colorPresets");
         for (int i = 0; i < presets.size(); ++i) {
             const Node p = elementNode(presets, i, at(library->where(), "colorPresets"));
@@ -846,17 +885,20 @@ OpenResult open(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
-        throw FileError(QStringLiteral("cannot open %1: %2").arg(path, file.errorString()).toStdString());
+        throw FileError(
+            QStringLiteral("cannot open %1: %2").arg(path, file.errorString()).toStdString());
     // Project files are small; anything this large is not one, and reading it would only cost
     // the user memory and time.
     constexpr qint64 maxProjectFileSize = 256 * 1024 * 1024;
     if (file.size() > maxProjectFileSize)
-        throw FileError(QStringLiteral("%1 is too large to be a project file").arg(path).toStdString());
+        throw FileError(
+            QStringLiteral("%1 is too large to be a project file").arg(path).toStdString());
     OpenResult result;
     try {
         result.project = readProjectFile(file.readAll());
     } catch (const FileError &e) {
-        throw FileError(QStringLiteral("%1: %2").arg(path, QString::fromStdString(e.what())).toStdString());
+        throw FileError(
+            QStringLiteral("%1: %2").arg(path, QString::fromStdString(e.what())).toStdString());
     }
 
     const QDir folder = QFileInfo(path).absoluteDir();
@@ -882,7 +924,8 @@ void save(Object &project, const QString &path)
     });
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        throw FileError(QStringLiteral("cannot save %1: %2").arg(path, file.errorString()).toStdString());
+        throw FileError(
+            QStringLiteral("cannot save %1: %2").arg(path, file.errorString()).toStdString());
     project.setPath(QFileInfo(path).absoluteFilePath());
 }
 

@@ -13,8 +13,7 @@
 namespace Project {
 
 // Why a file could not be read or written, in words for the user.
-class FileError : public std::runtime_error
-{
+class FileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -29,8 +28,7 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
 // projects.
 QByteArray writeProjectFile(const Object &project);
 
-struct OpenResult
-{
+struct OpenResult {
     std::unique_ptr<Object> project;
     int lostFiles = 0; // media files of the project that are not on disk
 };

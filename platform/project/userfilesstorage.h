@@ -14,16 +14,14 @@ class File;
 // are on the timeline. Holds each file once (by path) in the order it came. Main thread only.
 namespace Project {
 
-class UserFilesStorage
-{
+class UserFilesStorage {
 public:
     UserFilesStorage();
     ~UserFilesStorage();
 
     // Takes in the files it does not hold yet (null entries are ignored) and returns how many
     // were new. Any ordered range of shared files will do (a vector, the deque of a request).
-    template<class Range>
-    std::size_t add(const Range &files)
+    template<class Range> std::size_t add(const Range &files)
     {
         std::size_t added = 0;
         for (const auto &file : files)

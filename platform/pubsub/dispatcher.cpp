@@ -20,7 +20,8 @@ Dispatcher::Channel &Dispatcher::channel(std::type_index type)
     return *slot;
 }
 
-void *Dispatcher::isSubscribed(const SubscriberList &list, std::size_t i, const Object *sender) noexcept
+void *
+Dispatcher::isSubscribed(const SubscriberList &list, std::size_t i, const Object *sender) noexcept
 {
     const Entry &entry = list.at(i);
     if (!entry.base)
@@ -29,7 +30,7 @@ void *Dispatcher::isSubscribed(const SubscriberList &list, std::size_t i, const 
         return entry.typed;
     const auto &senders = entry.base->m_senders;
     return std::find(senders.begin(), senders.end(), sender) != senders.end() ? entry.typed
-                                                                                : nullptr;
+                                                                              : nullptr;
 }
 
 std::size_t Dispatcher::subscriberCount(std::type_index type) const
@@ -44,14 +45,15 @@ std::size_t Dispatcher::subscriberCount(std::type_index type) const
 void Dispatcher::compact(Channel &channel)
 {
     auto &entries = channel.entries;
-    entries.erase(std::remove_if(entries.begin(), entries.end(), [](const Entry &e) { return !e.base; }),
-                  entries.end());
+    entries.erase(
+        std::remove_if(entries.begin(), entries.end(), [](const Entry &e) { return !e.base; }),
+        entries.end());
     channel.hasBlanks = false;
 }
 
 void Dispatcher::add(SubscriberBase *base, void *typed, std::type_index type)
 {
-    channel(type).entries.push_back(Entry{base, typed, false});
+    channel(type).entries.push_back(Entry { base, typed, false });
 }
 
 void Dispatcher::remove(SubscriberBase *base, std::type_index type)
@@ -59,7 +61,7 @@ void Dispatcher::remove(SubscriberBase *base, std::type_index type)
     Channel &ch = channel(type);
     for (Entry &entry : ch.entries) {
         if (entry.base == base) {
-            entry = Entry{nullptr, nullptr, false};
+            entry = Entry { nullptr, nullptr, false };
             ch.hasBlanks = true;
         }
     }

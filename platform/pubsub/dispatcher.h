@@ -15,13 +15,11 @@ namespace PubSub::Details {
 
 class SubscriberBase;
 
-class Dispatcher
-{
+class Dispatcher {
 public:
     // One registration of a subscriber for one message type. `typed` is the subscriber seen as
     // Details::Subscriber<X>, kept because a virtual base cannot be cast back down statically.
-    struct Entry
-    {
+    struct Entry {
         SubscriberBase *base;
         void *typed;
         bool allSenders;
@@ -30,11 +28,11 @@ public:
     // Every registration for one message type, in registration order. Entries are only ever
     // appended while a delivery runs; one that goes away is blanked and the list is compacted when
     // the last delivery over it returns, so delivering never copies the list.
-    struct Channel
-    {
+    struct Channel {
         explicit Channel(std::type_index type)
             : type(type)
-        {}
+        {
+        }
         std::type_index type;
         std::vector<Entry> entries;
         unsigned deliveries = 0;
@@ -43,8 +41,7 @@ public:
 
     // The list of one delivery: the registrations present when it started. Releasing it (its
     // destructor, also when a notify throws) lets the channel drop blanked entries.
-    class SubscriberList
-    {
+    class SubscriberList {
     public:
         explicit SubscriberList(Channel &channel) noexcept
             : m_channel(channel)
@@ -74,11 +71,15 @@ public:
     // so callers may cache the reference.
     Channel &channel(std::type_index type);
 
-    static SubscriberList getSubscribers(Channel &channel) noexcept { return SubscriberList(channel); }
+    static SubscriberList getSubscribers(Channel &channel) noexcept
+    {
+        return SubscriberList(channel);
+    }
 
     // Whether entry i of a running delivery is still subscribed to `sender` right now; returns
     // the typed subscriber to call, or null to skip it.
-    static void *isSubscribed(const SubscriberList &list, std::size_t i, const Object *sender) noexcept;
+    static void *
+    isSubscribed(const SubscriberList &list, std::size_t i, const Object *sender) noexcept;
 
     std::size_t subscriberCount(std::type_index type) const;
 

@@ -10,12 +10,12 @@
 namespace PubSub {
 namespace Details {
 
-class MessageBase
-{
+class MessageBase {
 public:
     explicit MessageBase(const Object *sender) noexcept
         : m_sender(sender)
-    {}
+    {
+    }
     MessageBase(const MessageBase &) = default;
     MessageBase &operator=(const MessageBase &) = default;
     virtual ~MessageBase() = default;
@@ -29,9 +29,7 @@ private:
 } // namespace Details
 
 // All records about the domain type T.
-template<class T>
-class Message : public Details::MessageBase
-{
+template<class T> class Message : public Details::MessageBase {
 public:
     using Domain = T;
     using Details::MessageBase::MessageBase;
@@ -44,71 +42,54 @@ public:
 // deed.
 namespace Message::Types {
 
-template<class T>
-class Request : public PubSub::Message<T>
-{
+template<class T> class Request : public PubSub::Message<T> {
 public:
     using PubSub::Message<T>::Message;
 };
 
-template<class T>
-class Notification : public PubSub::Message<T>
-{
+template<class T> class Notification : public PubSub::Message<T> {
 public:
     using PubSub::Message<T>::Message;
 };
 
 // Base of the roles that carry one shared domain object.
-template<class T>
-class ObjectMessage : public PubSub::Message<T>
-{
+template<class T> class ObjectMessage : public PubSub::Message<T> {
 public:
     ObjectMessage(const PubSub::Object *sender, std::shared_ptr<T> object)
         : PubSub::Message<T>(sender)
         , object(std::move(object))
-    {}
+    {
+    }
 
     std::shared_ptr<T> object;
 };
 
-template<class T>
-class Add : public ObjectMessage<T>
-{
+template<class T> class Add : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };
 
-template<class T>
-class Added : public ObjectMessage<T>
-{
+template<class T> class Added : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };
 
-template<class T>
-class Change : public ObjectMessage<T>
-{
+template<class T> class Change : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };
 
-template<class T>
-class Changed : public ObjectMessage<T>
-{
+template<class T> class Changed : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };
 
-template<class T>
-class Remove : public ObjectMessage<T>
-{
+template<class T> class Remove : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };
 
-template<class T>
-class Removed : public ObjectMessage<T>
-{
+template<class T> class Removed : public ObjectMessage<T> {
 public:
     using ObjectMessage<T>::ObjectMessage;
 };

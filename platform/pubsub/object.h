@@ -4,8 +4,7 @@
 // globalObject(); messages carry it as their sender and subscribers may listen to it alone.
 namespace PubSub {
 
-class Object
-{
+class Object {
 public:
     Object() = default;
     Object(const Object &) = delete;

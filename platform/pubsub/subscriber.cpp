@@ -22,8 +22,9 @@ void SubscriberBase::subscribeAll(std::type_index type)
 {
     Dispatcher::Entry *entry = Dispatcher::instance().find(this, type);
     if (!entry)
-        throw std::logic_error(std::string("subscribeAll for a type this subscriber does not receive: ")
-                               + type.name());
+        throw std::logic_error(
+            std::string("subscribeAll for a type this subscriber does not receive: ")
+            + type.name());
     entry->allSenders = true;
 }
 

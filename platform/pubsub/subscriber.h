@@ -12,8 +12,7 @@ namespace Details {
 // What every subscriber has once, however many message types it receives: the senders it listens
 // to. A subscriber is registered for its types while it exists but receives nothing until it
 // subscribes to a sender or to all senders of a type.
-class SubscriberBase
-{
+class SubscriberBase {
 public:
     SubscriberBase(const SubscriberBase &) = delete;
     SubscriberBase &operator=(const SubscriberBase &) = delete;
@@ -35,9 +34,7 @@ private:
     std::vector<const Object *> m_senders;
 };
 
-template<class X>
-class Subscriber : public virtual SubscriberBase
-{
+template<class X> class Subscriber : public virtual SubscriberBase {
 public:
     virtual void notify(const X &message) = 0;
 
@@ -46,8 +43,7 @@ protected:
     ~Subscriber() override { unregisterSelf(typeid(X)); }
 };
 
-template<class M>
-Dispatcher::Channel &channelOf()
+template<class M> Dispatcher::Channel &channelOf()
 {
     // Channels live as long as the process, so the lookup is done once per message type.
     static Dispatcher::Channel &channel = Dispatcher::instance().channel(typeid(M));
@@ -57,9 +53,7 @@ Dispatcher::Channel &channelOf()
 } // namespace Details
 
 // A class receiving messages of types Ts... derives from this and overrides one notify per type.
-template<class... Ts>
-class Subscriber : public Details::Subscriber<Ts>...
-{
+template<class... Ts> class Subscriber : public Details::Subscriber<Ts>... {
 protected:
     Subscriber() = default;
 
@@ -72,11 +66,10 @@ protected:
 // thread. A subscriber that unsubscribes during the delivery is skipped from then on; one that
 // subscribes during it waits for the next message. An exception from a notify leaves this call
 // after the delivery list is released.
-template<class M>
-void publish(const M &message)
+template<class M> void publish(const M &message)
 {
-    const Details::Dispatcher::SubscriberList list =
-        Details::Dispatcher::getSubscribers(Details::channelOf<M>());
+    const Details::Dispatcher::SubscriberList list
+        = Details::Dispatcher::getSubscribers(Details::channelOf<M>());
     const Object *sender = message.sender();
     for (std::size_t i = 0, n = list.size(); i < n; ++i) {
         if (void *typed = Details::Dispatcher::isSubscribed(list, i, sender))

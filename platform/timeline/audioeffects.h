@@ -11,60 +11,77 @@
 // one is an effect the user applied without touching it.
 namespace Effect {
 
-class AudioEqualizer final : public Kind<AudioEqualizer, Id::AudioEqualizer>
-{
+class AudioEqualizer final : public Kind<AudioEqualizer, Id::AudioEqualizer> {
 public:
     // The panel's preset list, in its order. "Saved" is the user's own stored curve.
     enum Preset : int {
-        Custom, Flat, VoiceEnhance, MusicEnhance, Loudness, HumReduction, BassBoost, BassReduce,
-        TrebleBoost, TrebleReduce, Acoustic, Classical, Dance, Deep, Electronic, HipHop, Jazz,
-        Latin, Lounge, Piano, Pop, RNB, Rock, SmallSpeakers, Saved,
+        Custom,
+        Flat,
+        VoiceEnhance,
+        MusicEnhance,
+        Loudness,
+        HumReduction,
+        BassBoost,
+        BassReduce,
+        TrebleBoost,
+        TrebleReduce,
+        Acoustic,
+        Classical,
+        Dance,
+        Deep,
+        Electronic,
+        HipHop,
+        Jazz,
+        Latin,
+        Lounge,
+        Piano,
+        Pop,
+        RNB,
+        Rock,
+        SmallSpeakers,
+        Saved,
     };
     static constexpr int bandCount = 10;
 
     int preset = Flat;
-    std::array<double, bandCount> gains{}; // dB per band, 31 Hz to 16 kHz
+    std::array<double, bandCount> gains {}; // dB per band, 31 Hz to 16 kHz
 
     auto parameters() const { return std::tie(preset, gains); }
 };
 
-class AudioReverb final : public Kind<AudioReverb, Id::AudioReverb>
-{
+class AudioReverb final : public Kind<AudioReverb, Id::AudioReverb> {
 public:
     MTime duration = MTime::fromMSec(1500);
     MTime delay = MTime::fromMSec(20);
     double dryWetBalance = 0.3; // 0 dry only, 1 wet only
-    int frequency = 5000;       // Hz, damping cut-off
+    int frequency = 5000; // Hz, damping cut-off
 
     auto parameters() const { return std::tie(duration, delay, dryWetBalance, frequency); }
 };
 
-class AudioCompressor final : public Kind<AudioCompressor, Id::AudioCompressor>
-{
+class AudioCompressor final : public Kind<AudioCompressor, Id::AudioCompressor> {
 public:
     double threshold = -20.0; // dB
     double ratio = 4.0;
     MTime attack = MTime::fromMSec(20);
     MTime release = MTime::fromMSec(250);
     double gainOut = 0.0; // dB
-    double blend = 1.0;   // 0 dry only, 1 compressed only
+    double blend = 1.0; // 0 dry only, 1 compressed only
 
     auto parameters() const { return std::tie(threshold, ratio, attack, release, gainOut, blend); }
 };
 
-class AudioNoiseGate final : public Kind<AudioNoiseGate, Id::AudioNoiseGate>
-{
+class AudioNoiseGate final : public Kind<AudioNoiseGate, Id::AudioNoiseGate> {
 public:
     double threshold = -40.0; // dB
-    double range = -60.0;     // dB of attenuation while closed
+    double range = -60.0; // dB of attenuation while closed
     MTime attack = MTime::fromMSec(10);
     MTime release = MTime::fromMSec(100);
 
     auto parameters() const { return std::tie(threshold, range, attack, release); }
 };
 
-class AudioMonoChannel final : public Kind<AudioMonoChannel, Id::AudioMonoChannel>
-{
+class AudioMonoChannel final : public Kind<AudioMonoChannel, Id::AudioMonoChannel> {
 public:
     enum Source : int { Mix, Left, Right };
 

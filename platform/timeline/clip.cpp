@@ -14,7 +14,8 @@ Clip::Clip(ClipKind kind, std::shared_ptr<Media::File> file)
     // treats image clips differently from then on (their length is free, they have no sound).
     , m_image(file && file->isStillImage())
     , m_file(std::move(file))
-{}
+{
+}
 
 Clip::~Clip() = default;
 

@@ -35,8 +35,7 @@ enum class ClipKind : int { Clip = 0, Intro = 1, Title = 2, Audio = 3, IntroAudi
 using ClipId = std::uint64_t;
 
 // The text item of a title clip. The subtype numbers are the title designer's.
-struct TitleItem
-{
+struct TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
 
     int subtype = Title;
@@ -50,8 +49,7 @@ struct TitleItem
 };
 
 // Key-framed motion or an animation preset on a clip. Empty when the clip does not move.
-struct AnimationItem
-{
+struct AnimationItem {
     QString presetId;
     std::vector<MTime> keyframes;
 
@@ -66,8 +64,7 @@ struct AnimationItem
 // long timeline a trip to a separate buffer per clip (bench/timelinecensus_bench.cpp).
 using EffectList = boost::container::small_vector<Effect::Handle, 3>;
 
-class IClip
-{
+class IClip {
 public:
     virtual ~IClip();
 
@@ -103,8 +100,7 @@ public:
 // The one implementation. The setters are for the code that builds or edits the timeline (the
 // project reader, the editor's commands); a clip on a timeline is moved only through the timeline,
 // which keeps each track free of overlaps.
-class Clip final : public IClip
-{
+class Clip final : public IClip {
 public:
     explicit Clip(ClipKind kind, std::shared_ptr<Media::File> file = {});
     ~Clip() override;
@@ -137,7 +133,8 @@ public:
     template<class E, class = std::enable_if_t<std::is_base_of_v<Effect::Object, E>>>
     E &addEffect(E effect)
     {
-        return static_cast<E &>(addEffect(std::unique_ptr<Effect::Object>(std::make_unique<E>(std::move(effect)))));
+        return static_cast<E &>(
+            addEffect(std::unique_ptr<Effect::Object>(std::make_unique<E>(std::move(effect)))));
     }
     void removeEffect(std::size_t index);
 

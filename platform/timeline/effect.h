@@ -32,8 +32,7 @@ std::string_view idText(Id id) noexcept;
 // The inverse of idText; false when the text names no kind.
 bool idFromText(std::string_view text, Id *id) noexcept;
 
-class Object
-{
+class Object {
 public:
     virtual ~Object();
 
@@ -67,9 +66,7 @@ private:
 
 // The shared plumbing of the concrete kinds: identity, cloning and parameter comparison through
 // the kind's own operator== on its parameter block.
-template<class Derived, Id kind>
-class Kind : public Object
-{
+template<class Derived, Id kind> class Kind : public Object {
 public:
     static constexpr Id staticId = kind;
 
@@ -83,20 +80,20 @@ protected:
     bool equalParameters(const Object &other) const final
     {
         return static_cast<const Derived &>(*this).parameters()
-               == static_cast<const Derived &>(other).parameters();
+            == static_cast<const Derived &>(other).parameters();
     }
 };
 
 // An effect as a clip holds it: the object with its kind beside it. A census over a long
 // timeline sorts effects by kind without reaching into each object, which would cost a cache
 // miss apiece.
-class Handle
-{
+class Handle {
 public:
     explicit Handle(std::unique_ptr<Object> effect)
         : m_id(effect->id())
         , m_effect(std::move(effect))
-    {}
+    {
+    }
 
     Id id() const noexcept { return m_id; }
     Object *get() const noexcept { return m_effect.get(); }
@@ -109,8 +106,7 @@ private:
 };
 
 // The concrete type behind an effect when it is of kind E; null otherwise.
-template<class E>
-const E *as(const Object &effect) noexcept
+template<class E> const E *as(const Object &effect) noexcept
 {
     return effect.id() == E::staticId ? static_cast<const E *>(&effect) : nullptr;
 }

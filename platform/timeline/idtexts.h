@@ -17,7 +17,9 @@ std::string_view idText(const std::array<std::string_view, N> &texts, Id id) noe
 }
 
 template<class Id, std::size_t N>
-bool idFromText(const std::array<std::string_view, N> &texts, std::string_view text, Id *id) noexcept
+bool idFromText(const std::array<std::string_view, N> &texts,
+                std::string_view text,
+                Id *id) noexcept
 {
     for (std::size_t i = 0; i < N; ++i) {
         if (texts[i] == text) {

@@ -134,12 +134,13 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
         throw std::invalid_argument("a title track takes no media files");
     }
 
-    const MTime length = file->isStillImage() || file->duration <= MTime() ? defaultStillDuration
-                                                                            : file->duration;
+    const MTime length
+        = file->isStillImage() || file->duration <= MTime() ? defaultStillDuration : file->duration;
     auto &clips = track.m_clips;
     auto startsAt = [&](MTime t) {
-        return std::lower_bound(clips.begin(), clips.end(), t,
-                                [](const std::unique_ptr<Clip> &c, MTime at) { return c->position() < at; });
+        return std::lower_bound(
+            clips.begin(), clips.end(), t,
+            [](const std::unique_ptr<Clip> &c, MTime at) { return c->position() < at; });
     };
     // A drop inside a clip never splits it: the new clip follows it. Clips do not overlap, so
     // only the one starting last before the drop can hold it.
@@ -173,7 +174,8 @@ Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
         throw std::invalid_argument("a clip must last longer than zero");
     if (track.overlaps(clip->position(), clip->duration()))
         throw std::invalid_argument("the clip at " + clip->position().toClockString().toStdString()
-                                    + " overlaps another clip of track " + std::to_string(trackIndex));
+                                    + " overlaps another clip of track "
+                                    + std::to_string(trackIndex));
     return adopt(track, std::move(clip));
 }
 
@@ -216,9 +218,8 @@ void Model::dropTransitionsOf(const IClip *clip)
                         m_transitions.end());
 }
 
-Transition::Object &Model::addTransition(std::unique_ptr<Transition::Object> transition,
-                                         ClipId left,
-                                         ClipId right)
+Transition::Object &
+Model::addTransition(std::unique_ptr<Transition::Object> transition, ClipId left, ClipId right)
 {
     if (!transition)
         throw std::invalid_argument("cannot add a null transition");

@@ -20,8 +20,7 @@ class File;
 // Main thread only.
 namespace Timeline {
 
-class ITimeline
-{
+class ITimeline {
 public:
     virtual ~ITimeline();
 
@@ -44,8 +43,7 @@ public:
     virtual int fileUses(const Media::File &file) const = 0;
 };
 
-class Model final : public ITimeline
-{
+class Model final : public ITimeline {
 public:
     // Image files, and files whose length analysis did not find, get this length on the timeline.
     static constexpr MTime defaultStillDuration = MTime::fromMSec(5000);
@@ -89,9 +87,8 @@ public:
 
     // Links a transition to its clips (either may be 0 at a track's open end, not both); both
     // must be on one track. Throws std::invalid_argument otherwise.
-    Transition::Object &addTransition(std::unique_ptr<Transition::Object> transition,
-                                      ClipId left,
-                                      ClipId right);
+    Transition::Object &
+    addTransition(std::unique_ptr<Transition::Object> transition, ClipId left, ClipId right);
     void removeTransition(std::size_t index);
 
     // The track a clip of this timeline is on; -1 when the id is unknown.

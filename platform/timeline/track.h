@@ -7,8 +7,7 @@
 
 namespace Timeline {
 
-class ITrack
-{
+class ITrack {
 public:
     virtual ~ITrack();
 
@@ -22,8 +21,7 @@ public:
 
 // A track owns its clips, kept sorted by position. Clips reach a track only through the
 // timeline, which hands out their identifiers.
-class Track final : public ITrack
-{
+class Track final : public ITrack {
 public:
     explicit Track(TrackType type);
     ~Track() override;

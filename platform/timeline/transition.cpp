@@ -26,7 +26,8 @@ bool idFromText(std::string_view text, Id *id) noexcept
 Object::Object(Id id, MTime duration)
     : m_id(id)
     , m_duration(duration)
-{}
+{
+}
 
 Object::~Object() = default;
 
@@ -42,7 +43,8 @@ bool Object::hasAudioResources() const noexcept
     for (const Resource &resource : m_resources) {
         if (resource.type == ResourceType::Audio)
             return true;
-        if (resource.type == ResourceType::Video && resource.file && !resource.file->audioTracks.empty())
+        if (resource.type == ResourceType::Video && resource.file
+            && !resource.file->audioTracks.empty())
             return true;
     }
     return false;

@@ -32,15 +32,13 @@ bool idFromText(std::string_view text, Id *id) noexcept;
 // transition carries the pictures and sounds it plays.
 enum class ResourceType : int { Image = 1, Video = 2, Audio = 3, Shader = 4 };
 
-struct Resource
-{
+struct Resource {
     ResourceType type = ResourceType::Image;
     std::shared_ptr<Media::File> file; // null for resources that are not files (shaders by id)
     QString resourceId;
 };
 
-class Object
-{
+class Object {
 public:
     explicit Object(Id id, MTime duration = MTime::fromMSec(1000));
     ~Object();

@@ -14,37 +14,37 @@
 // with the panel's starting values as defaults.
 namespace Effect {
 
-class ChromaKey final : public Kind<ChromaKey, Id::ChromaKey>
-{
+class ChromaKey final : public Kind<ChromaKey, Id::ChromaKey> {
 public:
     std::uint32_t keyColor = 0xff00ff00; // ARGB, as QRgb
     int tolerance = 30; // percent
     int noise = 10;
     int edges = 10;
-    int opacity = 100;  // percent
+    int opacity = 100; // percent
 
     auto parameters() const { return std::tie(keyColor, tolerance, noise, edges, opacity); }
 };
 
 // One shape of a mask effect. Shapes either highlight what lies inside them or conceal it.
-struct MaskShape
-{
+struct MaskShape {
     enum Shape : int { Rectangle = 0, Circle = 1 };
 
     int shape = Rectangle;
-    QRectF area{0.25, 0.25, 0.5, 0.5}; // in frame fractions
+    QRectF area { 0.25, 0.25, 0.5, 0.5 }; // in frame fractions
     double opacity = 1.0;
     double smoothBorder = 0.0;
     double pixelationPercent = 0.0; // conceal shapes only
     bool outline = false;
 
-    auto tie() const { return std::tie(shape, area, opacity, smoothBorder, pixelationPercent, outline); }
+    auto tie() const
+    {
+        return std::tie(shape, area, opacity, smoothBorder, pixelationPercent, outline);
+    }
     bool operator==(const MaskShape &o) const { return tie() == o.tie(); }
     bool operator!=(const MaskShape &o) const { return !(*this == o); }
 };
 
-class Mask final : public Kind<Mask, Id::Mask>
-{
+class Mask final : public Kind<Mask, Id::Mask> {
 public:
     enum EdgeMode : int { Fade = 0, Blur = 1 };
 
@@ -55,8 +55,7 @@ public:
     auto parameters() const { return std::tie(edgeMode, highlights, conceals); }
 };
 
-class Crop final : public Kind<Crop, Id::Crop>
-{
+class Crop final : public Kind<Crop, Id::Crop> {
 public:
     // What is cut away from each side, in frame fractions.
     double left = 0.0;
@@ -69,15 +68,22 @@ public:
 
 // Manual colour correction: nine independent tools. A colour preset is a ManualEnhance with the
 // preset's name and identifier.
-class ManualEnhance final : public Kind<ManualEnhance, Id::ManualEnhance>
-{
+class ManualEnhance final : public Kind<ManualEnhance, Id::ManualEnhance> {
 public:
     enum Tool : int {
-        Brightness, Contrast, Saturation, Highlights, Gamma, Shadows, Hue, Temperature, Tint,
+        Brightness,
+        Contrast,
+        Saturation,
+        Highlights,
+        Gamma,
+        Shadows,
+        Hue,
+        Temperature,
+        Tint,
     };
     static constexpr int toolCount = Tint + 1;
     // Gamma is a factor, the rest are offsets.
-    static constexpr std::array<double, toolCount> defaults = {0, 0, 0, 0, 1.0, 0, 0, 0, 0};
+    static constexpr std::array<double, toolCount> defaults = { 0, 0, 0, 0, 1.0, 0, 0, 0, 0 };
 
     std::array<double, toolCount> values = defaults;
 
@@ -96,8 +102,7 @@ private:
     QString m_name;
 };
 
-class BackgroundRemove final : public Kind<BackgroundRemove, Id::BackgroundRemove>
-{
+class BackgroundRemove final : public Kind<BackgroundRemove, Id::BackgroundRemove> {
 public:
     // The segmentation model's quality steps; the numbers are the model's own.
     enum QualityMode : int { Draft = 64, Quick = 128, Precise = 256 };
@@ -108,10 +113,9 @@ public:
 };
 
 // A colour lookup table: one of the shipped tables or one the user loaded from a file.
-class Lut final : public Kind<Lut, Id::Lut>
-{
+class Lut final : public Kind<Lut, Id::Lut> {
 public:
-    QString path;           // the table file; empty for a shipped table
+    QString path; // the table file; empty for a shipped table
     double intensity = 1.0; // 0 none, 1 full
 
     QString name() const override;

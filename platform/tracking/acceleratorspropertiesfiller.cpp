@@ -38,7 +38,8 @@ std::string vendorName(const std::string &id)
 
 AcceleratorsPropertiesFiller::AcceleratorsPropertiesFiller()
     : AcceleratorsPropertiesFiller("/sys")
-{}
+{
+}
 
 AcceleratorsPropertiesFiller::AcceleratorsPropertiesFiller(const std::string &sysfsRoot)
 {
@@ -59,7 +60,8 @@ AcceleratorsPropertiesFiller::AcceleratorsPropertiesFiller(const std::string &sy
         m_properties[prefix + "DEVICE"] = readTrimmed(device / "device");
         std::error_code linkError;
         const fs::path driver = fs::read_symlink(device / "driver", linkError);
-        m_properties[prefix + "DRIVER"] = linkError ? std::string("UNKNOWN") : driver.filename().string();
+        m_properties[prefix + "DRIVER"]
+            = linkError ? std::string("UNKNOWN") : driver.filename().string();
         vendors += (vendors.empty() ? "" : ",") + vendor;
     }
     m_properties["HW_ACCELERATORS"] = vendors.empty() ? "none" : vendors;

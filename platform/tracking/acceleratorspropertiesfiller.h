@@ -10,8 +10,7 @@ namespace Vantel::Tracking::Fillers {
 // The machine's hardware video acceleration, as the kernel's DRM render nodes show it: one set of
 // keys per render node (vendor, device, driver), read once at construction. A machine without a
 // render node reports "HW_ACCELERATORS" = "none" and a count of 0, never nothing.
-class AcceleratorsPropertiesFiller : public IDataFiller
-{
+class AcceleratorsPropertiesFiller : public IDataFiller {
 public:
     AcceleratorsPropertiesFiller();
     // Reads the device tree under `sysfsRoot` (a test's fake /sys) instead of the real one.

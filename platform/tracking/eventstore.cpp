@@ -16,9 +16,9 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <cstring>
 #include <atomic>
 #include <condition_variable>
+#include <cstring>
 #include <functional>
 #include <mutex>
 #include <stdexcept>
@@ -60,13 +60,13 @@ COMMIT;
 )";
 static_assert(ApplicationId == 1448365125, "the schema text spells the id in decimal");
 
-class SqliteError : public std::runtime_error
-{
+class SqliteError : public std::runtime_error {
 public:
     SqliteError(int code, const std::string &message)
         : std::runtime_error(message)
         , m_code(code)
-    {}
+    {
+    }
     // The file itself is bad: no retry on it can succeed.
     bool isDamage() const
     {
@@ -80,14 +80,12 @@ private:
 };
 
 // A sound SQLite file that belongs to someone else, or to a schema this build does not know.
-class ForeignDatabase : public std::runtime_error
-{
+class ForeignDatabase : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-struct DatabaseCloser
-{
+struct DatabaseCloser {
     void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
 };
 using Database = std::unique_ptr<sqlite3, DatabaseCloser>;
@@ -104,8 +102,7 @@ void exec(sqlite3 *db, const char *sql)
         fail(db, rc, sql);
 }
 
-class Statement
-{
+class Statement {
 public:
     Statement() = default;
     Statement(sqlite3 *db, const char *sql)
@@ -119,7 +116,8 @@ public:
     Statement(Statement &&other) noexcept
         : m_db(std::exchange(other.m_db, nullptr))
         , m_stmt(std::exchange(other.m_stmt, nullptr))
-    {}
+    {
+    }
     Statement &operator=(Statement &&other) noexcept
     {
         std::swap(m_db, other.m_db);
@@ -150,8 +148,7 @@ public:
     }
     void run()
     {
-        while (step()) {
-        }
+        while (step()) { }
         sqlite3_reset(m_stmt);
     }
     qint64 single()
@@ -212,7 +209,8 @@ void prepareSchema(sqlite3 *db)
     const std::string journal = mode.step() ? columnText(mode.get(), 0) : std::string();
     mode.reset();
     if (journal != "wal")
-        throw SqliteError(SQLITE_IOERR, "cannot switch the database to WAL (got \"" + journal + "\")");
+        throw SqliteError(SQLITE_IOERR,
+                          "cannot switch the database to WAL (got \"" + journal + "\")");
 
     if (objects == 0)
         exec(db, CreateSchema);
@@ -222,7 +220,8 @@ void prepareSchema(sqlite3 *db)
     qint64 settings = 0;
     try {
         Statement(db, "SELECT id, name, params, time, session FROM events LIMIT 0").run();
-        settings = Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')").single();
+        settings = Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')")
+                       .single();
     } catch (const SqliteError &e) {
         if (e.isDamage())
             throw;
@@ -247,7 +246,8 @@ Database openDatabase(const QString &path, int flags)
 
 Database openForWriting(const QString &path)
 {
-    Database db = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
+    Database db
+        = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
     if (sqlite3_db_readonly(db.get(), "main") == 1)
         throw SqliteError(SQLITE_READONLY, "the file " + path.toStdString() + " is read-only");
     prepareSchema(db.get());
@@ -261,7 +261,8 @@ Database openForWriting(const QString &path)
 // Renames the damaged file (and its log) out of the way; keeps them for anyone who wants to look.
 void moveAside(const QString &path, const std::string &reason)
 {
-    const QString stamp = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss-zzz"));
+    const QString stamp
+        = QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss-zzz"));
     QString target = path + QStringLiteral(".corrupt-") + stamp;
     for (int n = 2; QFileInfo::exists(target); ++n)
         target = path + QStringLiteral(".corrupt-") + stamp + QLatin1Char('-') + QString::number(n);
@@ -313,24 +314,25 @@ namespace {
 // buffer. The sending thread encodes its event and appends it; the writer takes the whole
 // buffer. So the hand-off costs no allocation per event, and nothing allocated on one thread is
 // freed on the other (which glibc makes the allocating thread pay for).
-struct PendingEvents
-{
-    struct Row
-    {
+struct PendingEvents {
+    struct Row {
         std::size_t begin;
         std::uint32_t nameSize;
         std::uint32_t paramsSize;
         std::uint32_t sessionSize;
         qint64 timeMs;
 
-        std::string_view name(const std::string &text) const { return {text.data() + begin, nameSize}; }
+        std::string_view name(const std::string &text) const
+        {
+            return { text.data() + begin, nameSize };
+        }
         std::string_view params(const std::string &text) const
         {
-            return {text.data() + begin + nameSize, paramsSize};
+            return { text.data() + begin + nameSize, paramsSize };
         }
         std::string_view session(const std::string &text) const
         {
-            return {text.data() + begin + nameSize + paramsSize, sessionSize};
+            return { text.data() + begin + nameSize + paramsSize, sessionSize };
         }
     };
 
@@ -351,17 +353,16 @@ struct PendingEvents
     }
     void append(const TrackedEvent &event, std::string_view params)
     {
-        rows.push_back(Row{text.size(), static_cast<std::uint32_t>(event.name.size()),
-                           static_cast<std::uint32_t>(params.size()),
-                           static_cast<std::uint32_t>(event.session.size()), event.timeMs});
+        rows.push_back(Row { text.size(), static_cast<std::uint32_t>(event.name.size()),
+                             static_cast<std::uint32_t>(params.size()),
+                             static_cast<std::uint32_t>(event.session.size()), event.timeMs });
         text.append(event.name).append(params).append(event.session);
     }
 };
 
 } // namespace
 
-class EventStore::Impl
-{
+class EventStore::Impl {
 public:
     Impl(QString path, const Limits &limits);
     ~Impl();
@@ -373,8 +374,8 @@ public:
 
     const QString path;
     const Limits limits;
-    std::atomic<bool> enabled{true};
-    std::atomic<qint64> dropped{0};
+    std::atomic<bool> enabled { true };
+    std::atomic<qint64> dropped { 0 };
 
 private:
     // Everything below the mutex is shared with the writer.
@@ -463,7 +464,8 @@ void EventStore::Impl::open()
         // The hard ceiling: the file stops growing here whatever happens to pruning, and a batch
         // that would cross it fails like one on a full disk.
         const qint64 pageSize = queryInt(m_db.get(), "PRAGMA page_size");
-        const qint64 ceiling = std::max<qint64>((limits.maxBytes + limits.maxBytes / 4) / pageSize, 8);
+        const qint64 ceiling
+            = std::max<qint64>((limits.maxBytes + limits.maxBytes / 4) / pageSize, 8);
         exec(m_db.get(), ("PRAGMA max_page_count = " + std::to_string(ceiling)).c_str());
         prepareStatements();
     } catch (const std::exception &e) {
@@ -475,8 +477,8 @@ void EventStore::Impl::open()
 
 void EventStore::Impl::close()
 {
-    for (Statement *statement : {&m_begin, &m_commit, &m_insert, &m_insertMany, &m_pruneOldest,
-                                 &m_pruneAge, &m_setMeta, &m_liveBytes})
+    for (Statement *statement : { &m_begin, &m_commit, &m_insert, &m_insertMany, &m_pruneOldest,
+                                  &m_pruneAge, &m_setMeta, &m_liveBytes })
         *statement = Statement();
     m_db.reset();
 }
@@ -492,18 +494,21 @@ void EventStore::Impl::prepareStatements()
         insert += ", (?, ?, ?, ?)";
     m_insertMany = Statement(db, insert.c_str());
     // The n oldest; all of them when there are no more than n.
-    m_pruneOldest = Statement(db, "DELETE FROM events WHERE id < coalesce("
-                                  "(SELECT id FROM events ORDER BY id LIMIT 1 OFFSET ?), "
-                                  "(SELECT max(id) + 1 FROM events))");
+    m_pruneOldest = Statement(db,
+                              "DELETE FROM events WHERE id < coalesce("
+                              "(SELECT id FROM events ORDER BY id LIMIT 1 OFFSET ?), "
+                              "(SELECT max(id) + 1 FROM events))");
     // Everything before the first event young enough to keep. Events arrive in time order, so
     // this walks only the expired ones; one stamped out of order by a clock that jumped waits
     // for those before it.
-    m_pruneAge = Statement(db, "DELETE FROM events WHERE id < coalesce("
-                               "(SELECT id FROM events WHERE time >= ? ORDER BY id LIMIT 1), "
-                               "(SELECT max(id) + 1 FROM events))");
+    m_pruneAge = Statement(db,
+                           "DELETE FROM events WHERE id < coalesce("
+                           "(SELECT id FROM events WHERE time >= ? ORDER BY id LIMIT 1), "
+                           "(SELECT max(id) + 1 FROM events))");
     m_setMeta = Statement(db, "UPDATE meta SET value = ? WHERE key = ?");
-    m_liveBytes = Statement(db, "SELECT (page_count - freelist_count) * page_size "
-                                "FROM pragma_page_count, pragma_freelist_count, pragma_page_size");
+    m_liveBytes = Statement(db,
+                            "SELECT (page_count - freelist_count) * page_size "
+                            "FROM pragma_page_count, pragma_freelist_count, pragma_page_size");
 }
 
 void EventStore::Impl::consume(const TrackedEvent &event)
@@ -526,7 +531,8 @@ void EventStore::Impl::consume(const TrackedEvent &event)
             ++m_accepted;
             // The writer needs a nudge to start its interval and to cut a full batch; in between
             // it is not disturbed.
-            wakeWriter = m_queue.size() == 1 || m_queue.size() == static_cast<std::size_t>(BatchSize);
+            wakeWriter
+                = m_queue.size() == 1 || m_queue.size() == static_cast<std::size_t>(BatchSize);
         }
     }
     if (wakeWriter)
@@ -616,7 +622,7 @@ void EventStore::Impl::run()
         const auto deadline = std::chrono::steady_clock::now() + FlushInterval;
         m_wake.wait_until(lock, deadline, [&] {
             return m_stopping || m_flushWaiters > 0 || !m_tasks.empty()
-                   || m_queue.size() >= static_cast<std::size_t>(BatchSize);
+                || m_queue.size() >= static_cast<std::size_t>(BatchSize);
         });
         batch.swap(m_queue);
         tasks.swap(m_tasks);
@@ -816,11 +822,13 @@ Database EventStore::Impl::openForReading() const
 
 EventStore::EventStore()
     : EventStore(Settings::trackingDatabasePath())
-{}
+{
+}
 
 EventStore::EventStore(const QString &path, const Limits &limits)
     : d(std::make_unique<Impl>(path, limits))
-{}
+{
+}
 
 EventStore::~EventStore() = default;
 
@@ -842,8 +850,9 @@ std::vector<StoredEvent> EventStore::events(qint64 afterId, int limit) const
         if (!QFileInfo::exists(d->path))
             return result;
         const Database db = d->openForReading();
-        Statement select(db.get(), "SELECT id, name, params, time, session FROM events "
-                                   "WHERE id > ? ORDER BY id LIMIT ?");
+        Statement select(db.get(),
+                         "SELECT id, name, params, time, session FROM events "
+                         "WHERE id > ? ORDER BY id LIMIT ?");
         select.bind(1, afterId);
         select.bind(2, static_cast<qint64>(limit < 0 ? -1 : limit));
         while (select.step()) {
@@ -861,8 +870,8 @@ std::vector<StoredEvent> EventStore::events(qint64 afterId, int limit) const
             result.push_back(std::move(event));
         }
     } catch (const std::exception &e) {
-        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString()
-                                 + ": " + e.what());
+        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString() + ": "
+                                 + e.what());
     }
     return result;
 }
@@ -875,8 +884,8 @@ qint64 EventStore::count() const
         const Database db = d->openForReading();
         return queryInt(db.get(), "SELECT count(*) FROM events");
     } catch (const std::exception &e) {
-        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString()
-                                 + ": " + e.what());
+        throw std::runtime_error("cannot read the usage event store " + d->path.toStdString() + ": "
+                                 + e.what());
     }
 }
 

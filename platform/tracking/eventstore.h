@@ -16,8 +16,7 @@ namespace Vantel::Tracking {
 
 // What the store keeps. The oldest events go first when a cap is reached; each one dropped,
 // here or because a write failed, is counted in droppedCount().
-struct EventStoreLimits
-{
+struct EventStoreLimits {
     // A heavy user sends a few thousand events a day: this keeps weeks of them while a
     // full read of the store stays well under a second.
     qint64 maxEvents = 100'000;
@@ -29,8 +28,7 @@ struct EventStoreLimits
     qint64 maxBytes = qint64(64) << 20;
 };
 
-struct StoredEvent
-{
+struct StoredEvent {
     qint64 id = 0; // increasing, never reused, so it serves as a read cursor
     std::string name;
     std::map<std::string, std::string> params;
@@ -44,15 +42,14 @@ struct StoredEvent
 // for the disk. Everything accepted
 // is on disk after flush() or destruction; a process killed outright loses at most the events of
 // the last ~50 ms. Readers (events(), count()) use their own connection and may run on any thread.
-class EventStore : public IEventSink
-{
+class EventStore : public IEventSink {
 public:
     using Limits = EventStoreLimits;
 
     // Writes in batches of this many at most, one transaction each.
     static constexpr int BatchSize = 1000;
     // A batch is committed at the latest this long after its first event arrived.
-    static constexpr std::chrono::milliseconds FlushInterval{50};
+    static constexpr std::chrono::milliseconds FlushInterval { 50 };
     // Events waiting for the writer beyond this many are dropped (and counted) rather than let
     // a stalled disk eat the editor's memory.
     static constexpr int MaxPending = 50'000;

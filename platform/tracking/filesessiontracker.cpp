@@ -48,7 +48,7 @@ const char *stateName(State state)
 
 std::optional<State> stateFromName(const QString &name)
 {
-    for (State state : {State::Running, State::Clean, State::Restarting}) {
+    for (State state : { State::Running, State::Clean, State::Restarting }) {
         if (name == QLatin1String(stateName(state)))
             return state;
     }
@@ -57,8 +57,8 @@ std::optional<State> stateFromName(const QString &name)
 
 // The crash file of the running session, for the failure writer. Only this atomic and write()
 // are touched inside the signal handler.
-std::atomic<int> g_crashFd{-1};
-std::atomic<std::size_t> g_crashBytes{0};
+std::atomic<int> g_crashFd { -1 };
+std::atomic<std::size_t> g_crashBytes { 0 };
 
 void writeFully(int fd, const char *data, std::size_t size)
 {
@@ -88,13 +88,13 @@ void writeFailure(const char *data, std::size_t size)
     errno = savedErrno;
 }
 
-class FileDescriptor
-{
+class FileDescriptor {
 public:
     FileDescriptor() = default;
     explicit FileDescriptor(int fd)
         : m_fd(fd)
-    {}
+    {
+    }
     ~FileDescriptor()
     {
         if (m_fd >= 0)
@@ -122,8 +122,7 @@ bool heldByLiveRun(const QString &crashPath)
     return ::flock(fd.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-struct EarlierRun
-{
+struct EarlierRun {
     std::string id;
     State state = State::Running;
     qint64 started = 0;
@@ -192,8 +191,7 @@ FailureDetails parseFailureText(const QByteArray &text)
     return details;
 }
 
-class FileSessionTracker::Impl
-{
+class FileSessionTracker::Impl {
 public:
     Impl(const QString &folder, CrashHandler crashHandler);
     ~Impl();
@@ -225,14 +223,14 @@ FileSessionTracker::Impl::Impl(const QString &folderPath, CrashHandler crashHand
     , started(QDateTime::currentMSecsSinceEpoch())
 {
     if (!QDir().mkpath(folder.path())) {
-        throw std::runtime_error("cannot create the sessions folder " + folder.path().toStdString());
+        throw std::runtime_error("cannot create the sessions folder "
+                                 + folder.path().toStdString());
     }
     readEarlierRuns();
 
     const QString crash = crashPath(id);
     crashFile = FileDescriptor(::open(QFile::encodeName(crash).constData(),
-                                      O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC,
-                                      0644));
+                                      O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
     if (crashFile.get() < 0) {
         throw std::runtime_error("cannot create the session file " + crash.toStdString() + ": "
                                  + std::strerror(errno));
@@ -242,8 +240,8 @@ FileSessionTracker::Impl::Impl(const QString &folderPath, CrashHandler crashHand
     QString error;
     if (!writeRecord(State::Running, error)) {
         QFile::remove(crash);
-        throw std::runtime_error("cannot write the session record "
-                                 + recordPath(id).toStdString() + ": " + error.toStdString());
+        throw std::runtime_error("cannot write the session record " + recordPath(id).toStdString()
+                                 + ": " + error.toStdString());
     }
 
     if (crashHandler == CrashHandler::Install) {
@@ -263,8 +261,8 @@ FileSessionTracker::Impl::~Impl()
 
 void FileSessionTracker::Impl::readEarlierRuns()
 {
-    const QFileInfoList records =
-        folder.entryInfoList({QStringLiteral("*.session")}, QDir::Files, QDir::Name);
+    const QFileInfoList records
+        = folder.entryInfoList({ QStringLiteral("*.session") }, QDir::Files, QDir::Name);
     for (const QFileInfo &info : records) {
         const QString runId = info.completeBaseName();
         std::string problem;
@@ -293,7 +291,8 @@ void FileSessionTracker::Impl::readEarlierRuns()
             break;
         }
     }
-    const auto byStart = [](const EarlierRun &a, const EarlierRun &b) { return a.started < b.started; };
+    const auto byStart
+        = [](const EarlierRun &a, const EarlierRun &b) { return a.started < b.started; };
     std::stable_sort(failed.begin(), failed.end(), byStart);
     std::stable_sort(restarted.begin(), restarted.end(), byStart);
 }
@@ -330,11 +329,13 @@ bool FileSessionTracker::Impl::claim(const EarlierRun &run) const
 
 FileSessionTracker::FileSessionTracker()
     : FileSessionTracker(Settings::sessionsPath(), CrashHandler::Install)
-{}
+{
+}
 
 FileSessionTracker::FileSessionTracker(const QString &folder, CrashHandler crashHandler)
     : d(std::make_unique<Impl>(folder, crashHandler))
-{}
+{
+}
 
 FileSessionTracker::~FileSessionTracker() = default;
 
@@ -348,7 +349,7 @@ std::vector<FailedSession> FileSessionTracker::failedSessions()
     std::vector<FailedSession> result;
     for (const EarlierRun &run : std::exchange(d->failed, {})) {
         if (d->claim(run))
-            result.push_back(FailedSession{run.id, run.details});
+            result.push_back(FailedSession { run.id, run.details });
     }
     return result;
 }

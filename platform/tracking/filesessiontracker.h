@@ -16,8 +16,7 @@ namespace Vantel::Tracking {
 // when a later run starts belongs to a run that never ended cleanly: a failed session. A run
 // holds a lock on its crash file for its whole life, so a second editor running at the same time
 // is never taken for a failed one. Used on the main thread.
-class FileSessionTracker : public ISessionTracker
-{
+class FileSessionTracker : public ISessionTracker {
 public:
     enum class CrashHandler {
         Install, // glog's failure signal handler, writing into this run's crash file
@@ -28,7 +27,8 @@ public:
     FileSessionTracker();
     // Starts this run's record in `folder` and reads what earlier runs left there. Throws
     // std::runtime_error when the folder or the record cannot be written.
-    explicit FileSessionTracker(const QString &folder, CrashHandler crashHandler = CrashHandler::None);
+    explicit FileSessionTracker(const QString &folder,
+                                CrashHandler crashHandler = CrashHandler::None);
     // Without endSession() or markRestarting() the record stays "running": the next run reports
     // this one as failed.
     ~FileSessionTracker() override;

@@ -15,7 +15,8 @@ const std::string GeneralVantelTracker::SID = "SID";
 
 GeneralVantelTracker::GeneralVantelTracker(std::string sessionId)
     : m_sessionId(std::move(sessionId))
-{}
+{
+}
 
 GeneralVantelTracker::~GeneralVantelTracker() = default;
 
@@ -37,8 +38,8 @@ void GeneralVantelTracker::sendEvent(const std::string &event,
                          .count();
     for (const Registration &r : m_fillers) {
         const bool matches = r.method == FillerKeyMatchingMethod::Exact
-                                 ? event == r.key
-                                 : event.compare(0, r.key.size(), r.key) == 0;
+            ? event == r.key
+            : event.compare(0, r.key.size(), r.key) == 0;
         if (matches)
             r.filler->appendParams(tracked.params);
     }
@@ -55,7 +56,7 @@ void GeneralVantelTracker::RegisterFiller(const std::string &event,
                                           FillerKeyMatchingMethod method)
 {
     if (filler)
-        m_fillers.push_back(Registration{event, filler, method});
+        m_fillers.push_back(Registration { event, filler, method });
 }
 
 void GeneralVantelTracker::addSink(std::shared_ptr<IEventSink> sink)

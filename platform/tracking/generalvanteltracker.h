@@ -15,8 +15,7 @@ namespace Vantel::Tracking {
 // The usage tracker: takes named events with text parameters, lets the registered fillers add
 // theirs, stamps time and session and hands the result to its sinks (the durable store, an
 // export file, a test's recorder). Shared by intrusive reference count; used on the main thread.
-class GeneralVantelTracker : public Vantel::RefCounted
-{
+class GeneralVantelTracker : public Vantel::RefCounted {
 public:
     static const std::string APP_FIRST_START;
     static const std::string APP_EVERY_START;
@@ -41,8 +40,7 @@ public:
     const std::string &sessionId() const noexcept { return m_sessionId; }
 
 private:
-    struct Registration
-    {
+    struct Registration {
         std::string key;
         std::shared_ptr<IDataFiller> filler;
         FillerKeyMatchingMethod method;

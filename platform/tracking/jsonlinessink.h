@@ -12,8 +12,7 @@ namespace Vantel::Tracking {
 // can be checked from outside (the shell's --events-out). Each line goes to the file with its own
 // write, unbuffered, so a reader following the file sees an event as soon as it is sent. Used on
 // the sending thread; a failing write is logged once and never stops the editor.
-class JsonLinesSink : public IEventSink
-{
+class JsonLinesSink : public IEventSink {
 public:
     // Creates or empties `path`. Throws std::runtime_error when the file cannot be opened.
     explicit JsonLinesSink(const QString &path);

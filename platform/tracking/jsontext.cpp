@@ -13,9 +13,10 @@ std::size_t utf8SequenceLength(std::string_view s, std::size_t i)
     const auto byte = [&](std::size_t k) { return static_cast<unsigned char>(s[k]); };
     const unsigned char lead = byte(i);
     const std::size_t left = s.size() - i;
-    const auto continuation = [&](std::size_t k, unsigned char low = 0x80, unsigned char high = 0xBF) {
-        return k < left && byte(i + k) >= low && byte(i + k) <= high;
-    };
+    const auto continuation
+        = [&](std::size_t k, unsigned char low = 0x80, unsigned char high = 0xBF) {
+              return k < left && byte(i + k) >= low && byte(i + k) <= high;
+          };
     if (lead >= 0xC2 && lead <= 0xDF)
         return continuation(1) ? 2 : 0;
     if (lead == 0xE0)

@@ -6,8 +6,7 @@
 // reached from the main thread and from its writer.
 namespace Vantel {
 
-class RefCounted
-{
+class RefCounted {
 public:
     RefCounted(const RefCounted &) = delete;
     RefCounted &operator=(const RefCounted &) = delete;
@@ -19,7 +18,7 @@ protected:
 private:
     friend void intrusive_ptr_add_ref(const RefCounted *object) noexcept;
     friend void intrusive_ptr_release(const RefCounted *object) noexcept;
-    mutable std::atomic<long> m_refs{0};
+    mutable std::atomic<long> m_refs { 0 };
 };
 
 inline void intrusive_ptr_add_ref(const RefCounted *object) noexcept

@@ -8,14 +8,12 @@
 namespace Vantel::Tracking {
 
 // What a crash handler recorded about a run that died.
-struct FailureDetails
-{
-    std::string area;      // where it failed, e.g. "SIGSEGV" or the failing component
+struct FailureDetails {
+    std::string area; // where it failed, e.g. "SIGSEGV" or the failing component
     std::string debugInfo; // the handler's text (signal, address, stack)
 };
 
-struct FailedSession
-{
+struct FailedSession {
     std::string id;
     std::optional<FailureDetails> details;
 };
@@ -23,8 +21,7 @@ struct FailedSession
 // Knows this run's session and what became of earlier runs: which ended without a clean exit
 // (failed) and which the application ended on purpose to start again (restarted). Earlier runs
 // are reported once: after the first question they count as reported.
-class ISessionTracker
-{
+class ISessionTracker {
 public:
     virtual ~ISessionTracker() = default;
     virtual std::string sessionId() const = 0;

@@ -7,9 +7,9 @@ const char *boolToString(bool value) noexcept
     return value ? "true" : "false";
 }
 
-std::map<std::string, std::string> getAppLaunchedCommonParams(
-    const Vantel::Profiler::Result &result,
-    const std::vector<std::pair<std::string, const char *>> &steps)
+std::map<std::string, std::string>
+getAppLaunchedCommonParams(const Vantel::Profiler::Result &result,
+                           const std::vector<std::pair<std::string, const char *>> &steps)
 {
     std::map<std::string, std::string> params;
     params["STARTUP_TIME_MS"] = std::to_string(result.total);

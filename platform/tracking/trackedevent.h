@@ -7,8 +7,7 @@
 namespace Vantel::Tracking {
 
 // One event as the tracker hands it on: its parameters already include what the fillers added.
-struct TrackedEvent
-{
+struct TrackedEvent {
     std::string name;
     std::map<std::string, std::string> params;
     std::int64_t timeMs = 0; // milliseconds since the Unix epoch
@@ -17,14 +16,16 @@ struct TrackedEvent
 
 // Where sent events go. consume() runs on the sending thread (the main thread), inside
 // sendEvent, so a sink must only hand the event on, never wait for a disk or a network.
-class IEventSink
-{
+class IEventSink {
 public:
     virtual ~IEventSink() = default;
     virtual void consume(const TrackedEvent &event) = 0;
     // The tracker hands its own copy to the last sink; a sink that keeps events overrides this
     // to take the event without copying it.
-    virtual void consume(TrackedEvent &&event) { consume(static_cast<const TrackedEvent &>(event)); }
+    virtual void consume(TrackedEvent &&event)
+    {
+        consume(static_cast<const TrackedEvent &>(event));
+    }
 };
 
 } // namespace Vantel::Tracking

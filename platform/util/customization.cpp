@@ -12,13 +12,11 @@
 
 #include <glog/logging.h>
 
-
 namespace Customization {
 
 namespace {
 
-struct ProductConfig
-{
+struct ProductConfig {
     QString path;
     QHash<QString, QUrl> links;
     QSet<QString> reportedMissing;
@@ -38,14 +36,14 @@ QString &overridePath()
 
 void load(ProductConfig &cfg, const QString &path)
 {
-    cfg = ProductConfig{path, {}, {}};
+    cfg = ProductConfig { path, {}, {} };
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         LOG(WARNING) << "Cannot read the product configuration " << path.toStdString() << ": "
                      << file.errorString().toStdString();
         return;
     }
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
     if (!doc.isObject()) {
         LOG(WARNING) << "The product configuration " << path.toStdString()

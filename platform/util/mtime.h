@@ -8,8 +8,7 @@
 // The editor's time value. One tick is one millisecond: the statistics send raw tick counts
 // under keys that say "_MS", and the timeline, dialogs and reports never need finer steps than
 // a millisecond. Negative values are allowed (offsets); arithmetic saturates nowhere.
-class MTime
-{
+class MTime {
 public:
     constexpr MTime() noexcept = default;
     static constexpr MTime fromTicks(std::int64_t ticks) noexcept { return MTime(ticks); }
@@ -49,6 +48,7 @@ public:
 private:
     constexpr explicit MTime(std::int64_t ticks) noexcept
         : m_ticks(ticks)
-    {}
+    {
+    }
     std::int64_t m_ticks = 0;
 };

@@ -11,8 +11,7 @@
 namespace Vantel::Profiler {
 
 // Milliseconds per stage key, and the whole start-up.
-struct Result
-{
+struct Result {
     std::map<std::string, std::int64_t> stages;
     std::int64_t total = 0;
 };
@@ -22,8 +21,7 @@ inline constexpr const char *PROFILER_FASTTRACK_CONTROLLER = "fasttrack_controll
 inline constexpr const char *PROFILER_WAVEFORM_CONTROLLER = "waveform_controller";
 inline constexpr const char *PROFILER_CAPTURE_CONTROLLER = "capture_controller";
 
-class StartupProfiler
-{
+class StartupProfiler {
 public:
     StartupProfiler();
     // Records the time since the previous mark (or the start) under `key`.

@@ -11,8 +11,7 @@ namespace Vantel::Util {
 // pass give one call. Requests may come from any thread (they post an event), the call always
 // runs on the thread the scheduler lives in. Destroying the scheduler (or cancel()) disarms it,
 // so an owner can never be called after it started to go away.
-class SchedulerBase : public QObject
-{
+class SchedulerBase : public QObject {
     Q_OBJECT
 public:
     void schedule();
@@ -29,19 +28,18 @@ private:
     enum : int { Armed = 2, RunRequested = 4 };
     void fire();
 
-    std::atomic<int> m_state{Armed};
+    std::atomic<int> m_state { Armed };
     QTimer m_timer;
 };
 
-template<class Owner>
-class Scheduler final : public SchedulerBase
-{
+template<class Owner> class Scheduler final : public SchedulerBase {
 public:
     using Callback = void (Owner::*)();
     Scheduler(Owner *owner, Callback callback)
         : m_owner(owner)
         , m_callback(callback)
-    {}
+    {
+    }
     ~Scheduler() override { cancel(); }
 
 private:

@@ -34,8 +34,8 @@ void setDataFolder(const QString &folder)
     // time; find out now.
     QTemporaryFile probe(QDir(absolute).filePath(QStringLiteral(".write-test-XXXXXX")));
     if (!probe.open())
-        throw std::runtime_error("the data folder " + absolute.toStdString() + " is not writable: "
-                                 + probe.errorString().toStdString());
+        throw std::runtime_error("the data folder " + absolute.toStdString()
+                                 + " is not writable: " + probe.errorString().toStdString());
     folderStorage() = absolute;
 }
 
@@ -47,18 +47,51 @@ QString dataFolder()
     return folder;
 }
 
-QString trackingDatabasePath() { return under(QStringLiteral("usage/events.sqlite")); }
-QString sessionsPath() { return under(QStringLiteral("usage/sessions")); }
-QString applicationSettingsPath() { return under(QStringLiteral("settings.ini")); }
-QString fileStoragePath() { return under(QStringLiteral("storage/index.json")); }
-QString externalAudioCachePath() { return under(QStringLiteral("cache/external_audio.json")); }
-QString externalEffectsCachePath() { return under(QStringLiteral("cache/external_effects.json")); }
-QString collectionsTrendingConfigCachePath() { return under(QStringLiteral("cache/trending.json")); }
-QString downloadableResourcesPath() { return under(QStringLiteral("resources")); }
-QString webConfigCachePath() { return under(QStringLiteral("cache/webconfig.json")); }
-QString recordingsPath() { return under(QStringLiteral("recordings")); }
+QString trackingDatabasePath()
+{
+    return under(QStringLiteral("usage/events.sqlite"));
+}
+QString sessionsPath()
+{
+    return under(QStringLiteral("usage/sessions"));
+}
+QString applicationSettingsPath()
+{
+    return under(QStringLiteral("settings.ini"));
+}
+QString fileStoragePath()
+{
+    return under(QStringLiteral("storage/index.json"));
+}
+QString externalAudioCachePath()
+{
+    return under(QStringLiteral("cache/external_audio.json"));
+}
+QString externalEffectsCachePath()
+{
+    return under(QStringLiteral("cache/external_effects.json"));
+}
+QString collectionsTrendingConfigCachePath()
+{
+    return under(QStringLiteral("cache/trending.json"));
+}
+QString downloadableResourcesPath()
+{
+    return under(QStringLiteral("resources"));
+}
+QString webConfigCachePath()
+{
+    return under(QStringLiteral("cache/webconfig.json"));
+}
+QString recordingsPath()
+{
+    return under(QStringLiteral("recordings"));
+}
 
-QString projectFileExtension() { return QStringLiteral("edproj"); }
+QString projectFileExtension()
+{
+    return QStringLiteral("edproj");
+}
 
 bool isProjectFilePath(const QString &path)
 {
@@ -74,8 +107,8 @@ QString bundledResourcesPath()
 {
     // An installed build finds its resources beside the program; a build tree uses the sources.
     if (QCoreApplication::instance()) {
-        const QString installed =
-            QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../share/editor/resources"));
+        const QString installed = QDir(QCoreApplication::applicationDirPath())
+                                      .filePath(QStringLiteral("../share/editor/resources"));
         if (QFileInfo(installed).isDir())
             return QDir(installed).absolutePath();
     }

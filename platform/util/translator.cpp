@@ -7,8 +7,7 @@ namespace Translator {
 
 namespace {
 
-struct Registry
-{
+struct Registry {
     QString locale = QStringLiteral("en_US");
     // context + '\x1f' + source + '\x1f' + locale -> translation
     QHash<QString, QString> texts;
@@ -27,7 +26,9 @@ QString keyOf(const QString &context, const QString &source, const QString &loca
 
 } // namespace
 
-void registerTranslation(const QString &context, const QString &source, const QString &locale,
+void registerTranslation(const QString &context,
+                         const QString &source,
+                         const QString &locale,
                          const QString &translation)
 {
     registry().texts.insert(keyOf(context, source, locale), translation);

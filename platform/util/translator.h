@@ -6,7 +6,9 @@
 // with downloaded lists) are looked up first, then the application's Qt translators.
 namespace Translator {
 
-void registerTranslation(const QString &context, const QString &source, const QString &locale,
+void registerTranslation(const QString &context,
+                         const QString &source,
+                         const QString &locale,
                          const QString &translation);
 QString translate(const char *context, const char *source);
 QString translate(const QString &context, const QString &source);

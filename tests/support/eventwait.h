@@ -7,8 +7,7 @@ namespace TestSupport {
 
 // Runs the event loop until `done` holds. The limit only keeps a broken build from hanging the
 // suite; a passing test never comes near it.
-template<class Predicate>
-bool waitUntil(Predicate done, int limitMs = 60000)
+template<class Predicate> bool waitUntil(Predicate done, int limitMs = 60000)
 {
     QDeadlineTimer limit(limitMs);
     while (!done()) {

@@ -11,11 +11,9 @@ namespace TestSupport {
 
 // Answers questions from a script and keeps every question and message it was shown. With the
 // script exhausted it answers `fallback`.
-class FakeDialogs final : public Dialog::IDialogs
-{
+class FakeDialogs final : public Dialog::IDialogs {
 public:
-    struct Shown
-    {
+    struct Shown {
         QString title;
         QString text;
         QString details;
@@ -24,11 +22,13 @@ public:
 
     explicit FakeDialogs(bool fallback = false)
         : fallback(fallback)
-    {}
-
-    bool question(const QString &title, const QString &text, const QString &, const QString &) override
     {
-        shown.push_back({title, text, QString(), true});
+    }
+
+    bool
+    question(const QString &title, const QString &text, const QString &, const QString &) override
+    {
+        shown.push_back({ title, text, QString(), true });
         if (answers.empty())
             return fallback;
         const bool answer = answers.front();
@@ -38,7 +38,7 @@ public:
 
     void message(const QString &title, const QString &text, const QString &details) override
     {
-        shown.push_back({title, text, details, false});
+        shown.push_back({ title, text, details, false });
     }
 
     int questionCount() const

@@ -10,13 +10,10 @@ namespace TestSupport {
 
 // A file storage service whose availability a test switches, keeping every call in a log that
 // outlives the service (the controller under test owns and destroys it).
-class FakeFileStorage final : public Vantel::App::IFileStorageController
-{
+class FakeFileStorage final : public Vantel::App::IFileStorageController {
 public:
-    struct Log
-    {
-        struct Add
-        {
+    struct Log {
+        struct Add {
             std::vector<std::filesystem::path> paths;
             Vantel::App::FileStorageKind kind;
         };
@@ -27,18 +24,23 @@ public:
 
     explicit FakeFileStorage(std::shared_ptr<Log> log)
         : log(std::move(log))
-    {}
-
-    std::vector<Vantel::App::FileStorageEntryId> addFiles(const std::vector<std::filesystem::path> &paths,
-                                                          Vantel::App::FileStorageKind kind) override
     {
-        log->adds.push_back({paths, kind});
+    }
+
+    std::vector<Vantel::App::FileStorageEntryId>
+    addFiles(const std::vector<std::filesystem::path> &paths,
+             Vantel::App::FileStorageKind kind) override
+    {
+        log->adds.push_back({ paths, kind });
         std::vector<Vantel::App::FileStorageEntryId> ids;
         for (std::size_t i = 0; i < paths.size(); ++i)
             ids.push_back(nextId--); // handed out in falling order, so release order is visible
         return ids;
     }
-    void releaseEntry(Vantel::App::FileStorageEntryId entry) override { log->released.push_back(entry); }
+    void releaseEntry(Vantel::App::FileStorageEntryId entry) override
+    {
+        log->released.push_back(entry);
+    }
     bool isAvailable() const override { return available; }
     std::vector<Vantel::App::StoredFile> files() const override { return {}; }
     void addObserver(Vantel::App::IFileStorageControllerObserver *o) override

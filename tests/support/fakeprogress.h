@@ -9,11 +9,9 @@
 namespace TestSupport {
 
 // Records what the progress dialogs were asked to show, and presses cancel when a test says so.
-class FakeProgressFactory final : public Report::IProgressFactory
-{
+class FakeProgressFactory final : public Report::IProgressFactory {
 public:
-    struct Record
-    {
+    struct Record {
         QString label;
         QString cancelText;
         int maximum = 0;
@@ -22,10 +20,11 @@ public:
         bool open = true;
     };
 
-    class Progress final : public Report::IProgress
-    {
+    class Progress final : public Report::IProgress {
     public:
-        Progress(FakeProgressFactory &factory, std::size_t index, Report::IProgressListener *listener)
+        Progress(FakeProgressFactory &factory,
+                 std::size_t index,
+                 Report::IProgressListener *listener)
             : m_factory(factory)
             , m_index(index)
             , m_listener(listener)
@@ -61,7 +60,7 @@ public:
                                               int maximum,
                                               Report::IProgressListener *listener) override
     {
-        records.push_back(Record{label, cancelText, maximum, {}, {}, true});
+        records.push_back(Record { label, cancelText, maximum, {}, {}, true });
         return std::make_unique<Progress>(*this, records.size() - 1, listener);
     }
 

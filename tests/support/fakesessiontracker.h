@@ -9,8 +9,7 @@
 namespace TestSupport {
 
 // A session tracker whose earlier runs a test chooses.
-class FakeSessionTracker : public Vantel::Tracking::ISessionTracker
-{
+class FakeSessionTracker : public Vantel::Tracking::ISessionTracker {
 public:
     std::string sessionId() const override { return "test-session"; }
     std::vector<Vantel::Tracking::FailedSession> failedSessions() override { return failed; }

@@ -33,15 +33,17 @@ class IntakeRecorder
                                 Command::OpenProject,
                                 Command::InstallPackageRequest,
                                 Project::FileAddRequest,
-                                FileAnalyzer::Changed>
-{
+                                FileAnalyzer::Changed> {
 public:
     IntakeRecorder() { subscribeAllTypes(); }
     void notify(const FileAdder::AddMediaFilesResult &m) override { results.push_back(m); }
     void notify(const Command::OpenProject &m) override { openedProjects.push_back(m.path); }
     void notify(const Command::InstallPackageRequest &m) override { packages.push_back(m.path); }
     void notify(const Project::FileAddRequest &m) override { collectionRequests.push_back(m); }
-    void notify(const FileAnalyzer::Changed &m) override { statuses.push_back({m.object->id(), m.object->status()}); }
+    void notify(const FileAnalyzer::Changed &m) override
+    {
+        statuses.push_back({ m.object->id(), m.object->status() });
+    }
 
     std::vector<FileAdder::AddMediaFilesResult> results;
     QStringList openedProjects;
@@ -53,8 +55,7 @@ public:
 // The media intake as the application builds it: the real statistics with a recording sink, the
 // analysis, the adder and the storage (a real index in a temporary data folder), a project with
 // one video and one audio track, scripted dialogs and a recorded progress.
-class IntakeHarness
-{
+class IntakeHarness {
 public:
     IntakeHarness()
     {
@@ -64,7 +65,8 @@ public:
         statistics = std::make_unique<Statistics::Controller>(tracker);
         analyzer = std::make_unique<FileAnalyzer::Controller>();
         adder = std::make_unique<FileAdder::Controller>();
-        auto service = std::make_unique<Vantel::App::LocalFileStorage>(data.filePath(QStringLiteral("storage/index.json")));
+        auto service = std::make_unique<Vantel::App::LocalFileStorage>(
+            data.filePath(QStringLiteral("storage/index.json")));
         storageService = service.get();
         storage = std::make_unique<FileStorage::Controller>(std::move(service));
         project = Project::Object::createNew();
@@ -89,7 +91,7 @@ public:
     FileAdder::Contexts timelineContext(int track = 0, MTime position = {})
     {
         FileAdder::Contexts contexts;
-        contexts.timeline = FileAdder::TimelineContext{&project->timeline(), track, position};
+        contexts.timeline = FileAdder::TimelineContext { &project->timeline(), track, position };
         return contexts;
     }
 
@@ -122,8 +124,9 @@ public:
     }
 
     TempDataFolder data;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{
-        new Vantel::Tracking::GeneralVantelTracker("intake")};
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
+        new Vantel::Tracking::GeneralVantelTracker("intake")
+    };
     std::shared_ptr<RecordingEventSink> sink = std::make_shared<RecordingEventSink>();
     std::shared_ptr<FakeDialogs> dialogs = std::make_shared<FakeDialogs>();
     std::shared_ptr<FakeProgressFactory> progress = std::make_shared<FakeProgressFactory>();

@@ -11,8 +11,7 @@ namespace TestSupport {
 // Collects the warnings and errors glog is given while it lives, from any thread, so a test can
 // check that a problem was reported (and how). Lowers the test main's threshold to warnings for
 // its lifetime.
-class LogCapture : public google::LogSink
-{
+class LogCapture : public google::LogSink {
 public:
     LogCapture()
         : m_savedMinLevel(FLAGS_minloglevel)

@@ -16,14 +16,15 @@ namespace {
 
 QStringList videoInput(const char *size = "64x48", const char *rate = "25")
 {
-    return {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-            QStringLiteral("testsrc=size=%1:rate=%2:duration=1").arg(QLatin1String(size), QLatin1String(rate))};
+    return { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+             QStringLiteral("testsrc=size=%1:rate=%2:duration=1")
+                 .arg(QLatin1String(size), QLatin1String(rate)) };
 }
 
 QStringList audioInput()
 {
-    return {QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-            QStringLiteral("sine=frequency=440:sample_rate=44100:duration=1")};
+    return { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+             QStringLiteral("sine=frequency=440:sample_rate=44100:duration=1") };
 }
 
 QStringList split(const char *args)
@@ -36,25 +37,31 @@ QStringList split(const char *args)
 const std::vector<MediaSamples::Kind> &MediaSamples::kinds()
 {
     static const std::vector<Kind> all = {
-        {"h264_aac.mp4", split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac -b:a 64k"), true, true},
-        {"hevc.mkv", split("-c:v libx265 -preset ultrafast -x265-params log-level=none -c:a libopus -b:a 32k"), true, true},
-        {"vp9_opus.webm", split("-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -b:v 100k -c:a libopus -b:a 32k"), true, true},
-        {"mpeg4_pcm.mov", split("-c:v mpeg4 -q:v 10 -c:a pcm_s16le"), true, true},
-        {"video_only.mp4", split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -an"), true, false},
-        {"tone.mp3", split("-c:a libmp3lame -b:a 64k"), false, true},
-        {"tone.wav", split("-c:a pcm_s16le"), false, true},
-        {"tone.flac", split("-c:a flac"), false, true},
-        {"still.png", split("-frames:v 1"), true, false},
-        {"still.jpg", split("-frames:v 1 -q:v 5"), true, false},
-        {"pq10.mkv",
-         split("-c:v libx265 -preset ultrafast -pix_fmt yuv420p10le -x265-params "
-               "log-level=none:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc "
-               "-color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc -an"),
-         true, false},
-        {"hlg.mp4",
-         split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p10le -color_primaries bt2020 "
-               "-color_trc arib-std-b67 -colorspace bt2020nc -an"),
-         true, false},
+        { "h264_aac.mp4",
+          split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac -b:a 64k"), true, true },
+        { "hevc.mkv",
+          split("-c:v libx265 -preset ultrafast -x265-params log-level=none -c:a libopus -b:a 32k"),
+          true, true },
+        { "vp9_opus.webm",
+          split("-c:v libvpx-vp9 -deadline realtime -cpu-used 8 -b:v 100k -c:a libopus -b:a 32k"),
+          true, true },
+        { "mpeg4_pcm.mov", split("-c:v mpeg4 -q:v 10 -c:a pcm_s16le"), true, true },
+        { "video_only.mp4", split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p -an"), true,
+          false },
+        { "tone.mp3", split("-c:a libmp3lame -b:a 64k"), false, true },
+        { "tone.wav", split("-c:a pcm_s16le"), false, true },
+        { "tone.flac", split("-c:a flac"), false, true },
+        { "still.png", split("-frames:v 1"), true, false },
+        { "still.jpg", split("-frames:v 1 -q:v 5"), true, false },
+        { "pq10.mkv",
+          split("-c:v libx265 -preset ultrafast -pix_fmt yuv420p10le -x265-params "
+                "log-level=none:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc "
+                "-color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc -an"),
+          true, false },
+        { "hlg.mp4",
+          split("-c:v libx264 -preset ultrafast -pix_fmt yuv420p10le -color_primaries bt2020 "
+                "-color_trc arib-std-b67 -colorspace bt2020nc -an"),
+          true, false },
     };
     return all;
 }
@@ -64,12 +71,14 @@ void MediaSamples::runFfmpeg(const QStringList &arguments)
     QProcess ffmpeg;
     ffmpeg.setProcessChannelMode(QProcess::MergedChannels);
     ffmpeg.start(QStringLiteral("ffmpeg"),
-                 QStringList{QStringLiteral("-y"), QStringLiteral("-hide_banner"), QStringLiteral("-loglevel"),
-                             QStringLiteral("error")}
+                 QStringList { QStringLiteral("-y"), QStringLiteral("-hide_banner"),
+                               QStringLiteral("-loglevel"), QStringLiteral("error") }
                      + arguments);
-    if (!ffmpeg.waitForFinished(120000) || ffmpeg.exitStatus() != QProcess::NormalExit || ffmpeg.exitCode() != 0) {
-        throw std::runtime_error("ffmpeg " + arguments.join(QLatin1Char(' ')).toStdString() + " failed: "
-                                 + ffmpeg.readAll().toStdString() + ffmpeg.errorString().toStdString());
+    if (!ffmpeg.waitForFinished(120000) || ffmpeg.exitStatus() != QProcess::NormalExit
+        || ffmpeg.exitCode() != 0) {
+        throw std::runtime_error("ffmpeg " + arguments.join(QLatin1Char(' ')).toStdString()
+                                 + " failed: " + ffmpeg.readAll().toStdString()
+                                 + ffmpeg.errorString().toStdString());
     }
 }
 
@@ -132,17 +141,17 @@ std::vector<BadPath> makeBadMediaPaths(const QString &folder)
         return writeFile(dir.filePath(QLatin1String(name)), bytes);
     };
     return {
-        {"zero bytes", write("empty.mp4", {})},
-        {"an mp4 cut before its index", write("cut.mp4", mp4.left(mp4.size() / 3))},
-        {"random bytes called mp4", write("noise.mp4", randomBytes(64 * 1024, 1))},
-        {"random bytes called mp3", write("noise.mp3", randomBytes(64 * 1024, 2))},
-        {"random bytes called wav", write("noise.wav", randomBytes(64 * 1024, 3))},
-        {"random bytes called png", write("noise.png", randomBytes(4 * 1024, 4))},
-        {"text called mov", write("notes.mov", QByteArray("shopping list\nmilk\n").repeated(50))},
-        {"a folder", dir.filePath(QStringLiteral("folder.mp4"))},
-        {"a missing path", dir.filePath(QStringLiteral("gone.mp4"))},
-        {"a path through a file", write("plain.mp4", mp4) + QStringLiteral("/inner.mp4")},
-        {"a named pipe", fifo},
+        { "zero bytes", write("empty.mp4", {}) },
+        { "an mp4 cut before its index", write("cut.mp4", mp4.left(mp4.size() / 3)) },
+        { "random bytes called mp4", write("noise.mp4", randomBytes(64 * 1024, 1)) },
+        { "random bytes called mp3", write("noise.mp3", randomBytes(64 * 1024, 2)) },
+        { "random bytes called wav", write("noise.wav", randomBytes(64 * 1024, 3)) },
+        { "random bytes called png", write("noise.png", randomBytes(4 * 1024, 4)) },
+        { "text called mov", write("notes.mov", QByteArray("shopping list\nmilk\n").repeated(50)) },
+        { "a folder", dir.filePath(QStringLiteral("folder.mp4")) },
+        { "a missing path", dir.filePath(QStringLiteral("gone.mp4")) },
+        { "a path through a file", write("plain.mp4", mp4) + QStringLiteral("/inner.mp4") },
+        { "a named pipe", fifo },
     };
 }
 

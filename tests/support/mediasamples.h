@@ -11,12 +11,10 @@ namespace TestSupport {
 // Real media files made on the spot with the ffmpeg command-line tool, so suites and benchmarks
 // read what a user would drop and the repository holds no binaries. Each kind is a second or
 // less of a test pattern and a tone, a few kilobytes.
-class MediaSamples
-{
+class MediaSamples {
 public:
-    struct Kind
-    {
-        const char *name;     // file name, e.g. "h264_aac.mp4"
+    struct Kind {
+        const char *name; // file name, e.g. "h264_aac.mp4"
         QStringList encoding; // ffmpeg arguments after the inputs
         bool video;
         bool audio;
@@ -45,8 +43,7 @@ private:
 const MediaSamples &sharedSamples();
 
 // A path a user may drop that is not media, or is not any more, and what it is (for messages).
-struct BadPath
-{
+struct BadPath {
     const char *what;
     QString path;
 };

@@ -8,8 +8,7 @@
 namespace TestSupport {
 
 // Keeps every event the tracker hands on, in order, so a test can read exactly what was sent.
-class RecordingEventSink : public Vantel::Tracking::IEventSink
-{
+class RecordingEventSink : public Vantel::Tracking::IEventSink {
 public:
     void consume(const Vantel::Tracking::TrackedEvent &event) override { events.push_back(event); }
 

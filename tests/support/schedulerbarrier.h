@@ -10,11 +10,10 @@ namespace TestSupport {
 // a request of its own, made last, is served last, so when it has run the others have too.
 inline bool runScheduledCalls()
 {
-    struct Sentinel
-    {
+    struct Sentinel {
         void served() { done = true; }
         bool done = false;
-        Vantel::Util::Scheduler<Sentinel> scheduler{this, &Sentinel::served};
+        Vantel::Util::Scheduler<Sentinel> scheduler { this, &Sentinel::served };
     } sentinel;
     sentinel.scheduler.schedule();
     return waitUntil([&] { return sentinel.done; });

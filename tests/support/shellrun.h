@@ -10,8 +10,7 @@
 
 namespace TestSupport {
 
-struct ShellRun
-{
+struct ShellRun {
     int exitCode = -1;
     QString out;
     QString err;
@@ -19,14 +18,15 @@ struct ShellRun
 
 // Runs the editor shell (`program`) on the data folder `dataDir`, as a user would. Its input is
 // closed, so a question finds no one to answer.
-inline ShellRun runShell(const QString &program, const QString &dataDir, const QStringList &arguments)
+inline ShellRun
+runShell(const QString &program, const QString &dataDir, const QStringList &arguments)
 {
     QProcess process;
-    process.start(program, QStringList{QStringLiteral("--data-dir"), dataDir} + arguments);
+    process.start(program, QStringList { QStringLiteral("--data-dir"), dataDir } + arguments);
     process.closeWriteChannel();
     EXPECT_TRUE(process.waitForFinished(120000)) << "the shell hung";
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
+    return { process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+             QString::fromUtf8(process.readAllStandardError()) };
 }
 
 // The events of JSON lines as the shell writes them (`events --json`, `--events-out`).

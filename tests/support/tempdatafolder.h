@@ -7,8 +7,7 @@ namespace TestSupport {
 
 // A fresh data folder for one test: made the application's data folder on construction, deleted
 // with everything in it on destruction.
-class TempDataFolder
-{
+class TempDataFolder {
 public:
     TempDataFolder();
     QString path() const { return m_dir.path(); }

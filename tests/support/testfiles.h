@@ -35,7 +35,8 @@ inline QByteArray readFile(const QString &path)
 inline QString writeFileWithRawName(const QByteArray &path, const QByteArray &bytes)
 {
     const int fd = ::open(path.constData(), O_CREAT | O_WRONLY | O_TRUNC, 0644);
-    const bool written = fd >= 0 && ::write(fd, bytes.constData(), static_cast<size_t>(bytes.size())) == bytes.size();
+    const bool written = fd >= 0
+        && ::write(fd, bytes.constData(), static_cast<size_t>(bytes.size())) == bytes.size();
     if (fd >= 0)
         ::close(fd);
     if (!written)

@@ -37,28 +37,42 @@ QString mainWindowText(const char *text)
 AddingMethod addingMethodFor(Asrc source, int contextMask)
 {
     switch (static_cast<int>(source)) {
-    case 0: return AddingMethod::ImportButton;
-    case 1: return AddingMethod::CollectionButton;
-    case 2: return AddingMethod::CollectionContextMenu;
-    case 3: return AddingMethod::PlusBtnFiles;
-    case 4: return AddingMethod::PlusBtnMusic;
-    case 5: return AddingMethod::MainImportButton;
-    case 6: return AddingMethod::MainMenu;
-    case 7: return AddingMethod::TimelineImportButton;
-    case 8: return AddingMethod::ImportFolders;
+    case 0:
+        return AddingMethod::ImportButton;
+    case 1:
+        return AddingMethod::CollectionButton;
+    case 2:
+        return AddingMethod::CollectionContextMenu;
+    case 3:
+        return AddingMethod::PlusBtnFiles;
+    case 4:
+        return AddingMethod::PlusBtnMusic;
+    case 5:
+        return AddingMethod::MainImportButton;
+    case 6:
+        return AddingMethod::MainMenu;
+    case 7:
+        return AddingMethod::TimelineImportButton;
+    case 8:
+        return AddingMethod::ImportFolders;
     case 9:
     case 11:
-        return contextMask == 2   ? AddingMethod::DragAndDropTimeline
-               : contextMask == 1 ? AddingMethod::DragAndDropCollection
-                                  : AddingMethod::DragAndDropTimelineCollection;
-    case 10: return AddingMethod::DragAndDropCollectionToTimeline;
+        return contextMask == 2 ? AddingMethod::DragAndDropTimeline
+            : contextMask == 1  ? AddingMethod::DragAndDropCollection
+                                : AddingMethod::DragAndDropTimelineCollection;
+    case 10:
+        return AddingMethod::DragAndDropCollectionToTimeline;
     case 12:
     case 13:
         return AddingMethod::IntroClipDragAndDrop;
-    case 14: return AddingMethod::AudioRec;
-    case 16: return AddingMethod::External;
-    case 18: return AddingMethod::TransitionSettings;
-    default: return AddingMethod::DragAndDropCollection;
+    case 14:
+        return AddingMethod::AudioRec;
+    case 16:
+        return AddingMethod::External;
+    case 18:
+        return AddingMethod::TransitionSettings;
+    default:
+        return AddingMethod::DragAndDropCollection;
     }
 }
 
@@ -74,23 +88,21 @@ bool isLogoOrExternal(Asrc source)
 
 } // namespace
 
-class Controller::Impl final : public FileAnalyzer::View
-{
+class Controller::Impl final : public FileAnalyzer::View {
 public:
     Impl()
         : supportedExtensions(FileUtil::supportedFileExtensions())
         , scheduler(this, &Impl::releaseFinished)
-    {}
-
-    ~Impl() override
     {
-        scheduler.cancel();
     }
+
+    ~Impl() override { scheduler.cancel(); }
 
     void handle(const AddMediaFiles &request);
     void addMediaFiles(const QStringList &files, const Contexts &contexts, Asrc source);
 
-    void statusChanged(const FileAnalyzer::Object *object, FileAnalyzer::Object::Status status) override;
+    void statusChanged(const FileAnalyzer::Object *object,
+                       FileAnalyzer::Object::Status status) override;
 
 private:
     void reportAdded(const QStringList &media, Asrc source, int contextMask);
@@ -99,7 +111,8 @@ private:
     const QSet<QString> supportedExtensions;
     Vantel::Util::Scheduler<Impl> scheduler;
     std::set<const FileAnalyzer::Object *> finishedObjects;
-    std::multimap<const FileAnalyzer::Object *, std::shared_ptr<AbstractAnalyzeTaskHandler>> handlers;
+    std::multimap<const FileAnalyzer::Object *, std::shared_ptr<AbstractAnalyzeTaskHandler>>
+        handlers;
     // The analysis objects this controller made; it lets go of them once they are finished.
     std::set<const FileAnalyzer::Object *> own;
 };
@@ -121,15 +134,16 @@ void Controller::Impl::handle(const AddMediaFiles &request)
 
     if (!media.isEmpty()) {
         if (!projects.isEmpty()
-            && !Dialog::alertAction(mainWindowText("Open Project"),
-                                    mainWindowText("Only media files will be opened. If you want to open the "
-                                                   "project, select it individually."))) {
+            && !Dialog::alertAction(
+                mainWindowText("Open Project"),
+                mainWindowText("Only media files will be opened. If you want to open the "
+                               "project, select it individually."))) {
             PubSub::publish(AddMediaFilesResult(AddedResult::Declined, {}));
             return;
         }
         const Contexts contexts = request.contexts;
         const int contextMask = (contexts.timeline ? 2 : 0) + (contexts.collection ? 1 : 0)
-                                + (contexts.transition ? 4 : 0);
+            + (contexts.transition ? 4 : 0);
         if (contextMask != 0)
             reportAdded(media, request.source, contextMask);
         addMediaFiles(media, contexts, request.source);
@@ -138,9 +152,11 @@ void Controller::Impl::handle(const AddMediaFiles &request)
     }
 
     if (projects.size() >= 2) {
-        const bool answer = Dialog::alertAction(mainWindowText("Open Project"),
-                                                mainWindowText("You can only open one project at a time."));
-        PubSub::publish(AddMediaFilesResult(answer ? AddedResult::Declined : AddedResult::Done, {}));
+        const bool answer
+            = Dialog::alertAction(mainWindowText("Open Project"),
+                                  mainWindowText("You can only open one project at a time."));
+        PubSub::publish(
+            AddMediaFilesResult(answer ? AddedResult::Declined : AddedResult::Done, {}));
         return;
     }
     if (projects.size() == 1)
@@ -163,7 +179,9 @@ void Controller::Impl::reportAdded(const QStringList &media, Asrc source, int co
     }
 }
 
-void Controller::Impl::addMediaFiles(const QStringList &files, const Contexts &contexts, Asrc source)
+void Controller::Impl::addMediaFiles(const QStringList &files,
+                                     const Contexts &contexts,
+                                     Asrc source)
 {
     int mask = 0;
     if (contexts.timeline || contexts.transition)
@@ -189,7 +207,8 @@ void Controller::Impl::addMediaFiles(const QStringList &files, const Contexts &c
         handlers.emplace(key, std::make_shared<TransitionTaskHandler>(*contexts.transition));
 }
 
-void Controller::Impl::statusChanged(const FileAnalyzer::Object *object, FileAnalyzer::Object::Status status)
+void Controller::Impl::statusChanged(const FileAnalyzer::Object *object,
+                                     FileAnalyzer::Object::Status status)
 {
     if (!own.count(object))
         return;
@@ -203,7 +222,8 @@ void Controller::Impl::statusChanged(const FileAnalyzer::Object *object, FileAna
         for (const auto &handler : toRun)
             handler->handleTaskResultInternal(object->opened(), object->failed());
     }
-    if (status == FileAnalyzer::Object::Status::Finished || status == FileAnalyzer::Object::Status::Cancelled) {
+    if (status == FileAnalyzer::Object::Status::Finished
+        || status == FileAnalyzer::Object::Status::Cancelled) {
         // Handlers are released on a later pass, never inside their own call.
         finishedObjects.insert(object);
         scheduler.schedule();

@@ -15,8 +15,7 @@
 // The application makes one; main thread.
 namespace FileAdder {
 
-class APPLOGIC_EXPORT Controller final : public PubSub::Subscriber<AddMediaFiles>
-{
+class APPLOGIC_EXPORT Controller final : public PubSub::Subscriber<AddMediaFiles> {
 public:
     Controller();
     ~Controller() override;

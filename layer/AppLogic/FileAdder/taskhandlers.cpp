@@ -18,7 +18,8 @@ AbstractAnalyzeTaskHandler::~AbstractAnalyzeTaskHandler() = default;
 
 TimelineClipTaskHandler::TimelineClipTaskHandler(const Contexts &contexts)
     : m_context(*contexts.timeline)
-{}
+{
+}
 
 void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
                                                        const FileAnalyzer::MediaFiles &failed)
@@ -37,8 +38,8 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
         try {
             position = timeline->insertClip(m_context.track, position, file).end();
         } catch (const std::exception &e) {
-            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << m_context.track
-                       << ": " << e.what();
+            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track "
+                       << m_context.track << ": " << e.what();
         }
         if (files)
             files->fileAnalyzed(*file, *timeline);
@@ -52,7 +53,8 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
 
 UserCollectionTaskHandler::UserCollectionTaskHandler(bool flag)
     : m_flag(flag)
-{}
+{
+}
 
 void UserCollectionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
                                                          const FileAnalyzer::MediaFiles &)
@@ -62,7 +64,8 @@ void UserCollectionTaskHandler::handleTaskResultInternal(const FileAnalyzer::Med
 
 TransitionTaskHandler::TransitionTaskHandler(const TransitionContext &context)
     : m_context(context)
-{}
+{
+}
 
 namespace {
 
@@ -97,7 +100,7 @@ void TransitionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFi
     for (const Media::FilePtr &file : opened) {
         const Transition::ResourceType type = resourceTypeOf(*file);
         if (accepts(*copy, type))
-            resources.push_back(Transition::Resource{type, file, QString()});
+            resources.push_back(Transition::Resource { type, file, QString() });
     }
     copy->setResources(std::move(resources));
     transition->setResources(copy->resources());

@@ -8,17 +8,16 @@
 // finished. Main thread.
 namespace FileAdder {
 
-class AbstractAnalyzeTaskHandler
-{
+class AbstractAnalyzeTaskHandler {
 public:
     virtual ~AbstractAnalyzeTaskHandler();
     virtual void handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
-                                          const FileAnalyzer::MediaFiles &failed) = 0;
+                                          const FileAnalyzer::MediaFiles &failed)
+        = 0;
 };
 
 // Puts the opened files on the timeline one after another from the context's track and position.
-class TimelineClipTaskHandler final : public AbstractAnalyzeTaskHandler
-{
+class TimelineClipTaskHandler final : public AbstractAnalyzeTaskHandler {
 public:
     explicit TimelineClipTaskHandler(const Contexts &contexts);
     void handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
@@ -29,8 +28,7 @@ private:
 };
 
 // Hands the opened files to the project's collection.
-class UserCollectionTaskHandler final : public AbstractAnalyzeTaskHandler
-{
+class UserCollectionTaskHandler final : public AbstractAnalyzeTaskHandler {
 public:
     explicit UserCollectionTaskHandler(bool flag);
     void handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
@@ -41,8 +39,7 @@ private:
 };
 
 // Gives the transition the analysed files as its media.
-class TransitionTaskHandler final : public AbstractAnalyzeTaskHandler
-{
+class TransitionTaskHandler final : public AbstractAnalyzeTaskHandler {
 public:
     explicit TransitionTaskHandler(const TransitionContext &context);
     void handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,

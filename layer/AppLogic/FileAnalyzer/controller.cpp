@@ -60,8 +60,7 @@ void Controller::fileAnalyzerAddRequested(Object *object)
     processQueue();
 }
 
-void Controller::fileAnalyzerChangeRequested(Object *, Object *)
-{}
+void Controller::fileAnalyzerChangeRequested(Object *, Object *) { }
 
 void Controller::fileAnalyzerRemoveRequested(Object *object)
 {
@@ -128,7 +127,9 @@ void Controller::cancelCurrentTask()
         changeStatus(m_current, Object::Status::Cancelled);
 }
 
-void Controller::changeStatus(const Object *object, Object::Status status, const MediaFiles *opened,
+void Controller::changeStatus(const Object *object,
+                              Object::Status status,
+                              const MediaFiles *opened,
                               const MediaFiles *failed)
 {
     auto copy = std::make_shared<Object>(*object);
@@ -173,7 +174,9 @@ void Controller::updateProgress(int processed, int total)
 
 void Controller::updateLabelText(QString &text)
 {
-    text = progressText("Analysing file %1 of %2. Please Wait.").arg(processedFilesCount()).arg(totalFilesCount());
+    text = progressText("Analysing file %1 of %2. Please Wait.")
+               .arg(processedFilesCount())
+               .arg(totalFilesCount());
 }
 
 void Controller::reporterCancelled(Report::IProgress &)

@@ -23,8 +23,7 @@ namespace FileAnalyzer {
 class APPLOGIC_EXPORT Controller final
     : public FileOpenHandler
     , public Report::ProgressReporter
-    , public View
-{
+    , public View {
 public:
     Controller();
     ~Controller() override;
@@ -52,7 +51,9 @@ private:
     void removeFiles(const Object *object);
     void handleFinishedTask(const Object *object);
     void cancelCurrentTask();
-    void changeStatus(const Object *object, Object::Status status, const MediaFiles *opened = nullptr,
+    void changeStatus(const Object *object,
+                      Object::Status status,
+                      const MediaFiles *opened = nullptr,
                       const MediaFiles *failed = nullptr);
     void updateProgress(int processed, int total);
 

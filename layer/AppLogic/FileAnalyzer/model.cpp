@@ -8,10 +8,9 @@
 namespace FileAnalyzer {
 
 namespace {
-class AnalysisIdentity final : public PubSub::Object
-{};
+class AnalysisIdentity final : public PubSub::Object { };
 
-std::atomic<std::uint64_t> nextId{1};
+std::atomic<std::uint64_t> nextId { 1 };
 } // namespace
 
 const PubSub::Object *globalObject()
@@ -22,7 +21,8 @@ const PubSub::Object *globalObject()
 
 Object::Object()
     : m_id(nextId.fetch_add(1))
-{}
+{
+}
 
 void requestAdd(ObjectPtr object)
 {
@@ -49,10 +49,10 @@ View::~View()
     Model::instance().detach(this);
 }
 
-void View::fileAnalyzerAddRequested(Object *) {}
-void View::fileAnalyzerChangeRequested(Object *, Object *) {}
-void View::fileAnalyzerRemoveRequested(Object *) {}
-void View::statusChanged(const Object *, Object::Status) {}
+void View::fileAnalyzerAddRequested(Object *) { }
+void View::fileAnalyzerChangeRequested(Object *, Object *) { }
+void View::fileAnalyzerRemoveRequested(Object *) { }
+void View::statusChanged(const Object *, Object::Status) { }
 
 Model &Model::instance()
 {
@@ -77,8 +77,7 @@ void Model::detach(View *view)
     m_views.erase(std::remove(m_views.begin(), m_views.end(), view), m_views.end());
 }
 
-template<class Call>
-void Model::forEachView(Call call)
+template<class Call> void Model::forEachView(Call call)
 {
     const std::vector<View *> views = m_views;
     for (View *view : views) {

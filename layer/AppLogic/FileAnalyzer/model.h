@@ -14,8 +14,7 @@ class View;
 // tells every view, keeps the objects, and reports what it did (Added, Changed, Removed). One per
 // process, made on first use on the main thread.
 class APPLOGIC_EXPORT Model final
-    : public PubSub::Subscriber<AddRequest, ChangeRequest, RemoveRequest>
-{
+    : public PubSub::Subscriber<AddRequest, ChangeRequest, RemoveRequest> {
 public:
     static Model &instance();
 
@@ -36,8 +35,7 @@ private:
     void attach(View *view);
     void detach(View *view);
     // The views as they are now; one that goes away during a call is skipped for the rest.
-    template<class Call>
-    void forEachView(Call call);
+    template<class Call> void forEachView(Call call);
 
     std::vector<ObjectPtr> m_objects;
     std::vector<View *> m_views;

@@ -23,8 +23,7 @@ APPLOGIC_EXPORT const PubSub::Object *globalObject();
 
 using MediaFiles = std::deque<Media::FilePtr>;
 
-class APPLOGIC_EXPORT Object
-{
+class APPLOGIC_EXPORT Object {
 public:
     enum class Status : int { Queued = 0, Analysing = 1, Finished = 2, Cancelled = 3 };
 

@@ -45,7 +45,8 @@ bool TimelineViewer::allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &
     return false;
 }
 
-int TimelineViewer::handleFailedFiles(const FileOpenHandler::AnalyzedProduct &product, bool removeClips)
+int TimelineViewer::handleFailedFiles(const FileOpenHandler::AnalyzedProduct &product,
+                                      bool removeClips)
 {
     const bool allowed = allowToDeleteClips(product);
     int removed = 0;

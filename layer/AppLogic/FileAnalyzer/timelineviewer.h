@@ -11,8 +11,7 @@ namespace FileAnalyzer {
 
 // Knows the timeline the analysis places files on and decides about the clips of files that
 // failed: whether the user may be offered their removal, and the removal itself. Main thread.
-class TimelineViewer
-{
+class TimelineViewer {
 public:
     void setTimeline(Timeline::ITimeline *timeline) { m_timeline = timeline; }
     Timeline::ITimeline *timeline() const noexcept { return m_timeline; }

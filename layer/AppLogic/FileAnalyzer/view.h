@@ -7,8 +7,7 @@
 // status the domain then gives an object. Main thread.
 namespace FileAnalyzer {
 
-class APPLOGIC_EXPORT View
-{
+class APPLOGIC_EXPORT View {
 public:
     View(const View &) = delete;
     View &operator=(const View &) = delete;

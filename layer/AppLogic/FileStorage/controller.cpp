@@ -24,8 +24,7 @@ class Controller::Impl final
                                 Command::VideoAddRequest,
                                 Command::AudioAddRequest,
                                 Command::FileStorageAvailableRequest>
-    , public Vantel::App::IFileStorageControllerObserver
-{
+    , public Vantel::App::IFileStorageControllerObserver {
 public:
     explicit Impl(std::unique_ptr<Vantel::App::IFileStorageController> service)
         : service(std::move(service))
@@ -47,11 +46,26 @@ public:
         unsubscribe(Command::globalObject());
     }
 
-    void notify(const FileAdder::AddMediaFilesResult &m) override { pass(m.files, FileStorageKind::Media); }
-    void notify(const Command::AudioAddRequest &m) override { pass({m.path}, FileStorageKind::Media); }
-    void notify(const Command::VideoAddRequest &m) override { pass({m.path}, FileStorageKind::Media); }
-    void notify(const Project::SaveAsyncRequest &m) override { pass({m.path}, FileStorageKind::Project); }
-    void notify(const Project::SaveRequest &m) override { pass({m.path}, FileStorageKind::Project); }
+    void notify(const FileAdder::AddMediaFilesResult &m) override
+    {
+        pass(m.files, FileStorageKind::Media);
+    }
+    void notify(const Command::AudioAddRequest &m) override
+    {
+        pass({ m.path }, FileStorageKind::Media);
+    }
+    void notify(const Command::VideoAddRequest &m) override
+    {
+        pass({ m.path }, FileStorageKind::Media);
+    }
+    void notify(const Project::SaveAsyncRequest &m) override
+    {
+        pass({ m.path }, FileStorageKind::Project);
+    }
+    void notify(const Project::SaveRequest &m) override
+    {
+        pass({ m.path }, FileStorageKind::Project);
+    }
     void notify(const Command::FileStorageAvailableRequest &) override { announce(); }
 
     void fileStorageStateChanged() override
@@ -62,7 +76,8 @@ public:
             announce();
             return;
         }
-        QMetaObject::invokeMethod(&context, [this] { announce(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &context, [this] { announce(); }, Qt::QueuedConnection);
     }
 
     void pass(const QStringList &paths, FileStorageKind kind)
@@ -75,7 +90,10 @@ public:
             entries.emplace(entry, kind);
     }
 
-    void announce() { PubSub::publish(Command::FileStorageAvailableNotification(service->isAvailable())); }
+    void announce()
+    {
+        PubSub::publish(Command::FileStorageAvailableNotification(service->isAvailable()));
+    }
 
     const std::unique_ptr<Vantel::App::IFileStorageController> service;
     // What this controller registered, to be released on its way out.
@@ -86,11 +104,13 @@ public:
 
 Controller::Controller()
     : Controller(Vantel::App::FileStorageFactory::CreateController())
-{}
+{
+}
 
 Controller::Controller(std::unique_ptr<Vantel::App::IFileStorageController> service)
     : d(std::make_unique<Impl>(std::move(service)))
-{}
+{
+}
 
 Controller::~Controller() = default;
 

@@ -11,8 +11,7 @@
 // The application makes one; main thread.
 namespace FileStorage {
 
-class APPLOGIC_EXPORT Controller
-{
+class APPLOGIC_EXPORT Controller {
 public:
     // The service on this machine (FileStorageFactory), or the one given.
     Controller();

@@ -8,13 +8,14 @@
 
 namespace AppEvents {
 
-class APPLOGIC_EXPORT AppEventNotification : public Message::Types::Notification<AppEvents::Object>
-{
+class APPLOGIC_EXPORT AppEventNotification
+    : public Message::Types::Notification<AppEvents::Object> {
 public:
     explicit AppEventNotification(std::uint32_t event)
         : Notification(globalObject())
         , event(event)
-    {}
+    {
+    }
     std::uint32_t event;
 };
 

@@ -14,14 +14,14 @@
 namespace Effect {
 
 template<class E>
-class APPLOGIC_EXPORT AppliedNotification : public Message::Types::Notification<Effect::Object>
-{
+class APPLOGIC_EXPORT AppliedNotification : public Message::Types::Notification<Effect::Object> {
 public:
     AppliedNotification(E effect, std::uint64_t clipsCount)
         : ::Message::Types::Notification<Effect::Object>(Statistics::globalObject())
         , effect(std::move(effect))
         , clipsCount(clipsCount)
-    {}
+    {
+    }
     E effect;
     std::uint64_t clipsCount; // clips in the selection the effect went to
 };

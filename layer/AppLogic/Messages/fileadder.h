@@ -50,53 +50,52 @@ enum class Asrc : std::int32_t {
 enum class AddedResult : int { Done = 0, Declined = 1 };
 
 // Where on the timeline the clips go: one after another from `position` on `track`.
-struct TimelineContext
-{
+struct TimelineContext {
     Timeline::Model *timeline = nullptr;
     int track = 0;
     MTime position;
 };
 
 // The files go to the project's collection; it takes them in through Project::FileAddRequest.
-struct CollectionContext
-{};
+struct CollectionContext { };
 
 // The transition whose media the files replace.
-struct TransitionContext
-{
+struct TransitionContext {
     Transition::Object *transition = nullptr;
 };
 
 // Where the files of a request are to go; any combination, or none.
-struct Contexts
-{
+struct Contexts {
     std::optional<TimelineContext> timeline;
     std::optional<CollectionContext> collection;
     std::optional<TransitionContext> transition;
 };
 
-class APPLOGIC_EXPORT AddMediaFiles : public Message::Types::Request<FileAdder::Object>
-{
+class APPLOGIC_EXPORT AddMediaFiles : public Message::Types::Request<FileAdder::Object> {
 public:
-    AddMediaFiles(QStringList files, Asrc source, Contexts contexts, const PubSub::Object *sender = nullptr)
+    AddMediaFiles(QStringList files,
+                  Asrc source,
+                  Contexts contexts,
+                  const PubSub::Object *sender = nullptr)
         : Request(sender)
         , files(std::move(files))
         , source(source)
         , contexts(std::move(contexts))
-    {}
+    {
+    }
     QStringList files;
     Asrc source;
     Contexts contexts;
 };
 
-class APPLOGIC_EXPORT AddMediaFilesResult : public Message::Types::Notification<FileAdder::Object>
-{
+class APPLOGIC_EXPORT AddMediaFilesResult : public Message::Types::Notification<FileAdder::Object> {
 public:
     AddMediaFilesResult(AddedResult result, QStringList files)
         : Notification(globalObject())
         , result(result)
         , files(std::move(files))
-    {}
+    {
+    }
     AddedResult result;
     QStringList files; // the media passed on for adding; empty when none were
 };

@@ -15,8 +15,8 @@ class ITimeline;
 // wizard's pages; a timeline pointer is the wizard's own edit, valid for the delivery only.
 namespace Statistics {
 
-class APPLOGIC_EXPORT FileAddedInFilmMakerNotification : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FileAddedInFilmMakerNotification
+    : public Message::Types::Notification<Statistics::Object> {
 public:
     enum class Way : int { FilesDropped, MusicDropped, MusicWindowOpened, SampleMusicChosen };
 
@@ -25,14 +25,15 @@ public:
         , way(way)
         , category(std::move(category))
         , music(std::move(music))
-    {}
+    {
+    }
     Way way;
     QString category; // of a sample music
-    QString music;    // name of a sample music
+    QString music; // name of a sample music
 };
 
-class APPLOGIC_EXPORT FilmMakerThemeStatusChanged : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FilmMakerThemeStatusChanged
+    : public Message::Types::Notification<Statistics::Object> {
 public:
     enum class Status : int { Clicked, Downloading, DownloadStopped, DownloadFailed };
 
@@ -40,13 +41,14 @@ public:
         : Notification(globalObject())
         , theme(std::move(theme))
         , status(status)
-    {}
+    {
+    }
     QString theme;
     Status status;
 };
 
-class APPLOGIC_EXPORT FilmMakerImportPageDone : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FilmMakerImportPageDone
+    : public Message::Types::Notification<Statistics::Object> {
 public:
     enum class SortOrder : int { None, Name, Date, Shuffle };
 
@@ -54,33 +56,35 @@ public:
         : Notification(globalObject())
         , timeline(timeline)
         , sortedBy(sortedBy)
-    {}
+    {
+    }
     const Timeline::ITimeline *timeline;
     SortOrder sortedBy;
 };
 
-class APPLOGIC_EXPORT FilmMakerThemePageDone : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FilmMakerThemePageDone
+    : public Message::Types::Notification<Statistics::Object> {
 public:
     explicit FilmMakerThemePageDone(QString theme)
         : Notification(globalObject())
         , theme(std::move(theme))
-    {}
+    {
+    }
     QString theme;
 };
 
-class APPLOGIC_EXPORT FilmMakerAudioPageDone : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FilmMakerAudioPageDone
+    : public Message::Types::Notification<Statistics::Object> {
 public:
     explicit FilmMakerAudioPageDone(int musicCount)
         : Notification(globalObject())
         , musicCount(musicCount)
-    {}
+    {
+    }
     int musicCount;
 };
 
-class APPLOGIC_EXPORT FilmMakerFinished : public Message::Types::Notification<Statistics::Object>
-{
+class APPLOGIC_EXPORT FilmMakerFinished : public Message::Types::Notification<Statistics::Object> {
 public:
     // What the user chose on the last page; the numbers are the wizard's own, 0 and 1 are its
     // ways out without a result.
@@ -91,7 +95,8 @@ public:
         : Notification(globalObject())
         , action(action)
         , timeline(timeline)
-    {}
+    {
+    }
     Action action;
     const Timeline::ITimeline *timeline;
     MTime photoDuration; // how long each photo shows; zero when the edit has no photos

@@ -18,14 +18,14 @@ class UserFilesStorage;
 namespace Project {
 
 // Analysed files for the project's collection. Sent without a domain identity (null sender).
-class APPLOGIC_EXPORT FileAddRequest : public Message::Types::Request<Project::UserFilesStorage>
-{
+class APPLOGIC_EXPORT FileAddRequest : public Message::Types::Request<Project::UserFilesStorage> {
 public:
     FileAddRequest(std::deque<Media::FilePtr> files, bool flag)
         : Request(nullptr)
         , files(std::move(files))
         , flag(flag)
-    {}
+    {
+    }
     std::deque<Media::FilePtr> files;
     // The files were brought to the collection on purpose (not as a by-product of a drop on
     // the timeline or a transition), so the collection shows them to the user.
@@ -33,23 +33,23 @@ public:
 };
 
 // The project is being saved to `path`, now or in the background.
-class APPLOGIC_EXPORT SaveRequest : public Message::Types::Request<Project::Object>
-{
+class APPLOGIC_EXPORT SaveRequest : public Message::Types::Request<Project::Object> {
 public:
     explicit SaveRequest(QString path, const PubSub::Object *sender = nullptr)
         : Request(sender)
         , path(std::move(path))
-    {}
+    {
+    }
     QString path;
 };
 
-class APPLOGIC_EXPORT SaveAsyncRequest : public Message::Types::Request<Project::Object>
-{
+class APPLOGIC_EXPORT SaveAsyncRequest : public Message::Types::Request<Project::Object> {
 public:
     explicit SaveAsyncRequest(QString path, const PubSub::Object *sender = nullptr)
         : Request(sender)
         , path(std::move(path))
-    {}
+    {
+    }
     QString path;
 };
 

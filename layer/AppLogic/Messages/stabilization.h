@@ -8,21 +8,20 @@
 
 namespace Stabilization {
 
-class APPLOGIC_EXPORT ClipStabilizeRequest : public Message::Types::Request<Stabilization::Object>
-{
+class APPLOGIC_EXPORT ClipStabilizeRequest : public Message::Types::Request<Stabilization::Object> {
 public:
     ClipStabilizeRequest(std::uint64_t clip, bool enable)
         : Request(globalObject())
         , clip(clip)
         , enable(enable)
-    {}
+    {
+    }
     std::uint64_t clip;
     bool enable;
 };
 
 // The stabilizer is about to analyse a file with these settings.
-class APPLOGIC_EXPORT FileStabilizeRequest : public Message::Types::Request<Stabilization::Object>
-{
+class APPLOGIC_EXPORT FileStabilizeRequest : public Message::Types::Request<Stabilization::Object> {
 public:
     enum class Zoom : int { Disabled, Static, Adaptive };
 
@@ -33,7 +32,8 @@ public:
         , stepSize(stepSize)
         , smoothing(smoothing)
         , optimalZoom(optimalZoom)
-    {}
+    {
+    }
     int accuracy;
     int shakiness;
     int stepSize;

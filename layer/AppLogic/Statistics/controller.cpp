@@ -10,7 +10,8 @@ Controller::Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVante
     : m_tracking(std::make_unique<TrackingHelper>(this, tracker))
     , m_settings(std::make_unique<SettingsHelper>(this))
     , m_stabilize(std::make_unique<StabilizeHelper>(this))
-{}
+{
+}
 
 Controller::~Controller()
 {

@@ -16,10 +16,10 @@ class StabilizeHelper;
 
 // Owner of the usage-statistics machinery. The shell makes one with the tracker at start-up,
 // calls startTracking once start-up is far enough and destroys it at shutdown. Main thread only.
-class APPLOGIC_EXPORT Controller
-{
+class APPLOGIC_EXPORT Controller {
 public:
-    explicit Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker);
+    explicit Controller(
+        const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker);
     ~Controller();
     Controller(const Controller &) = delete;
     Controller &operator=(const Controller &) = delete;

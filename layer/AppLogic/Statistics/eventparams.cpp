@@ -25,8 +25,8 @@ std::string real(double value)
     // to_chars with general format and precision 6 is printf's %g, the same text as
     // QString::number(value, 'g', 6), without a locale or an allocation on the way.
     char buffer[32];
-    const auto result =
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6);
+    const auto result
+        = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::general, 6);
     return std::string(buffer, result.ptr);
 }
 

@@ -21,15 +21,27 @@ using Params = std::map<std::string, std::string>;
 
 APPLOGIC_EXPORT std::string decimal(std::int64_t value);
 APPLOGIC_EXPORT std::string decimal(std::uint64_t value);
-inline std::string decimal(int value) { return decimal(static_cast<std::int64_t>(value)); }
-inline std::string decimal(unsigned value) { return decimal(static_cast<std::uint64_t>(value)); }
+inline std::string decimal(int value)
+{
+    return decimal(static_cast<std::int64_t>(value));
+}
+inline std::string decimal(unsigned value)
+{
+    return decimal(static_cast<std::uint64_t>(value));
+}
 // Six significant digits, trailing zeros dropped: 0.5 gives "0.5", 1234567 gives "1.23457e+06".
 APPLOGIC_EXPORT std::string real(double value);
 APPLOGIC_EXPORT std::string flag(bool value);
 // For keys ending "_S": whole seconds, the fraction dropped.
-inline std::string seconds(MTime t) { return decimal(t.toSec()); }
+inline std::string seconds(MTime t)
+{
+    return decimal(t.toSec());
+}
 // For keys ending "_MS".
-inline std::string millis(MTime t) { return decimal(t.toMSec()); }
+inline std::string millis(MTime t)
+{
+    return decimal(t.toMSec());
+}
 // UTF-8 text. Keys and most values are short ASCII, which skips Qt's codec and its temporary
 // byte array.
 APPLOGIC_EXPORT std::string utf8(const QString &text);
@@ -39,7 +51,8 @@ inline constexpr const char *unknownWord = "UNKNOWN";
 // The word for an enumeration value from its table; "UNKNOWN" (or `fallback`) for anything the
 // table does not hold, so a newer enumerator never breaks an event.
 template<std::size_t N>
-const char *wordOf(const char *const (&table)[N], long long value, const char *fallback = unknownWord)
+const char *
+wordOf(const char *const (&table)[N], long long value, const char *fallback = unknownWord)
 {
     return value >= 0 && static_cast<unsigned long long>(value) < N && table[value] ? table[value]
                                                                                     : fallback;

@@ -10,8 +10,7 @@ namespace Statistics {
 
 namespace {
 
-struct NamedColorSpace
-{
+struct NamedColorSpace {
     std::uint32_t primaries;
     std::uint32_t transfer;
     std::uint32_t matrix;
@@ -20,22 +19,17 @@ struct NamedColorSpace
 
 // Looked up in this order; the first match names the triple.
 const NamedColorSpace namedColorSpaces[] = {
-    {2, 2, 2, "UNSPECIFIED"},
-    {1, 13, 1, "SRGB"},
-    {1, 8, 1, "SRGB_LINEAR"},
-    {1, 1, 1, "REC709"},
-    {1, 8, 1, "REC709_LINEAR"},
-    {9, 1, 9, "REC2020"},
-    {9, 8, 9, "REC2020_LINEAR"},
-    {9, 16, 9, "REC2020_PQ"},
-    {9, 18, 9, "REC2020_HLG"},
+    { 2, 2, 2, "UNSPECIFIED" },    { 1, 13, 1, "SRGB" },         { 1, 8, 1, "SRGB_LINEAR" },
+    { 1, 1, 1, "REC709" },         { 1, 8, 1, "REC709_LINEAR" }, { 9, 1, 9, "REC2020" },
+    { 9, 8, 9, "REC2020_LINEAR" }, { 9, 16, 9, "REC2020_PQ" },   { 9, 18, 9, "REC2020_HLG" },
 };
 
 // Rounded to the nearest whole mebibyte (the files statistics truncate instead; both are kept
 // as the events have always been sent).
 std::string roundedMebibytes(std::int64_t bytes)
 {
-    return decimal(static_cast<std::int64_t>(std::lround(static_cast<double>(bytes) * (1.0 / 1024) * (1.0 / 1024))));
+    return decimal(static_cast<std::int64_t>(
+        std::lround(static_cast<double>(bytes) * (1.0 / 1024) * (1.0 / 1024))));
 }
 
 std::string resolution(const IFastTrackStatistics::FileInformation &info)
@@ -48,7 +42,8 @@ void addSource(Params &params, const IFastTrackStatistics::FileInformation &sour
     params["FILE_SIZE_MB"] = roundedMebibytes(source.size);
     params["FILE_CODEC"] = utf8(source.codec);
     params["FILE_FORMAT"] = utf8(source.format);
-    params["FILE_COLOR_SPACE"] = colorSpaceText(source.colorPrimaries, source.colorTransfer, source.colorMatrix);
+    params["FILE_COLOR_SPACE"]
+        = colorSpaceText(source.colorPrimaries, source.colorTransfer, source.colorMatrix);
     params["FILE_TIME_SEC"] = seconds(source.duration);
     params["FILE_RESOLUTION"] = resolution(source);
 }
@@ -66,9 +61,11 @@ std::string colorSpaceText(std::uint32_t primaries, std::uint32_t transfer, std:
 
 IFastTrackStatistics::~IFastTrackStatistics() = default;
 
-FastTrackStatistics::FastTrackStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
+FastTrackStatistics::FastTrackStatistics(
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
     : m_tracker(std::move(tracker))
-{}
+{
+}
 
 FastTrackStatistics::~FastTrackStatistics() = default;
 
@@ -85,7 +82,8 @@ void FastTrackStatistics::finished(bool success,
                                    const FileInformation &source,
                                    const FileInformation &result)
 {
-    Params params{{"SUCCESS", flag(success)}, {"PROCESSING_TIME_SEC", seconds(processingTime)}};
+    Params params { { "SUCCESS", flag(success) },
+                    { "PROCESSING_TIME_SEC", seconds(processingTime) } };
     addSource(params, source);
     if (result.valid) {
         params["RESULT_FILE_SIZE_MB"] = roundedMebibytes(result.size);
@@ -102,7 +100,8 @@ void FastTrackStatistics::failed(Error error, const QString &description)
     Params params;
     if (!description.isEmpty())
         params["DESCRIPTION"] = utf8(description);
-    m_tracker->sendEvent(error == LowDiskSpace ? "FTHD_LOW_DISK_SPACE" : "FTHD_FILE_FAILED", std::move(params));
+    m_tracker->sendEvent(error == LowDiskSpace ? "FTHD_LOW_DISK_SPACE" : "FTHD_FILE_FAILED",
+                         std::move(params));
 }
 
 } // namespace Statistics

@@ -19,15 +19,14 @@ namespace Statistics {
 // The text of an ITU-T H.273 (primaries, transfer, matrix) triple: a name for the well-known
 // ones, else the three numbers joined by "-". (1, 8, 1) is "SRGB_LINEAR": that name claims the
 // triple before "REC709_LINEAR" could, which is why the latter is never sent.
-APPLOGIC_EXPORT std::string colorSpaceText(std::uint32_t primaries, std::uint32_t transfer, std::uint32_t matrix);
+APPLOGIC_EXPORT std::string
+colorSpaceText(std::uint32_t primaries, std::uint32_t transfer, std::uint32_t matrix);
 
-class APPLOGIC_EXPORT IFastTrackStatistics
-{
+class APPLOGIC_EXPORT IFastTrackStatistics {
 public:
     enum Error : int { LowDiskSpace = 0, FileFailed = 1 };
 
-    struct FileInformation
-    {
+    struct FileInformation {
         bool valid = false;
         QString codec;
         QString format;
@@ -46,14 +45,15 @@ public:
                           MTime processingTime,
                           const QString &error,
                           const FileInformation &source,
-                          const FileInformation &result) = 0;
+                          const FileInformation &result)
+        = 0;
     virtual void failed(Error error, const QString &description) = 0;
 };
 
-class APPLOGIC_EXPORT FastTrackStatistics : public IFastTrackStatistics
-{
+class APPLOGIC_EXPORT FastTrackStatistics : public IFastTrackStatistics {
 public:
-    explicit FastTrackStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
+    explicit FastTrackStatistics(
+        boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
     FastTrackStatistics(const FastTrackStatistics &) = default;
     FastTrackStatistics(FastTrackStatistics &&) = default;
     FastTrackStatistics &operator=(const FastTrackStatistics &) = default;

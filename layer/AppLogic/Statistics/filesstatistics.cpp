@@ -44,7 +44,7 @@ const char *const addingMethods[] = {
     "redo",
 };
 
-const char *const dialogActions[] = {"SKIPPED", "CLOSED"};
+const char *const dialogActions[] = { "SKIPPED", "CLOSED" };
 
 std::string extensionOf(const QString &path)
 {
@@ -99,18 +99,20 @@ QString audioCodecText(const Media::File &file)
 
 IFilesStatistics::~IFilesStatistics() = default;
 
-FilesStatistics::FilesStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
+FilesStatistics::FilesStatistics(
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
     : m_tracker(std::move(tracker))
-{}
+{
+}
 
 FilesStatistics::~FilesStatistics() = default;
 
 void FilesStatistics::fileAdded(const QString &path, AddingMethod method, int filesCount)
 {
     m_tracker->sendEvent("FILE_ADDED",
-                         Params{{"FILE_EXTENSION", extensionOf(path)},
-                                {"ADDING_METHOD", addingMethodText(method)},
-                                {"FILES_COUNT", decimal(filesCount)}});
+                         Params { { "FILE_EXTENSION", extensionOf(path) },
+                                  { "ADDING_METHOD", addingMethodText(method) },
+                                  { "FILES_COUNT", decimal(filesCount) } });
 }
 
 void FilesStatistics::fileAnalyzed(const Media::File &file, const Timeline::ITimeline &timeline)
@@ -129,17 +131,18 @@ void FilesStatistics::fileOpened(const Media::File &file)
     const bool valid = file.isOpened();
     const Media::VideoTrack *video = file.videoTracks.empty() ? nullptr : &file.videoTracks.front();
     const Media::AudioTrack *audio = file.audioTracks.empty() ? nullptr : &file.audioTracks.front();
-    Params params{
-        {"INPUT_FORMAT", utf8(file.format)},
-        {"INPUT_VIDEO_CODEC", utf8(videoCodecText(file))},
-        {"INPUT_AUDIO_CODEC", utf8(audioCodecText(file))},
-        {"INPUT_VIDEO_TRACK_COUNT", decimal(static_cast<std::int64_t>(file.videoTracks.size()))},
-        {"INPUT_AUDIO_TRACK_COUNT", decimal(static_cast<std::int64_t>(file.audioTracks.size()))},
-        {"FILE_EXTENSION", extensionOf(file.path)},
-        {"DURATION", valid ? seconds(file.duration) : std::string("0")},
-        {"SIZE", decimal(file.size / 1024 / 1024)},
-        {"FILE_WIDTH_HEIGHT", utf8(Format::videoResolution(valid && video ? video->frameSize : QSize()))},
-        {"IS_HDR", flag(file.hdr)},
+    Params params {
+        { "INPUT_FORMAT", utf8(file.format) },
+        { "INPUT_VIDEO_CODEC", utf8(videoCodecText(file)) },
+        { "INPUT_AUDIO_CODEC", utf8(audioCodecText(file)) },
+        { "INPUT_VIDEO_TRACK_COUNT", decimal(static_cast<std::int64_t>(file.videoTracks.size())) },
+        { "INPUT_AUDIO_TRACK_COUNT", decimal(static_cast<std::int64_t>(file.audioTracks.size())) },
+        { "FILE_EXTENSION", extensionOf(file.path) },
+        { "DURATION", valid ? seconds(file.duration) : std::string("0") },
+        { "SIZE", decimal(file.size / 1024 / 1024) },
+        { "FILE_WIDTH_HEIGHT",
+          utf8(Format::videoResolution(valid && video ? video->frameSize : QSize())) },
+        { "IS_HDR", flag(file.hdr) },
     };
     if (video) {
         params["FRAME_RATE"] = utf8(Format::videoFrameRate(video->frameRate));
@@ -153,34 +156,40 @@ void FilesStatistics::fileOpened(const Media::File &file)
 void FilesStatistics::fileFailed(const Media::File &file)
 {
     m_tracker->sendEvent("FILE_FAILED",
-                         Params{{"FILE_EXTENSION", extensionOf(file.path)},
-                                // Always present and always empty: the reasons are the user's,
-                                // written for people, and stay on the machine.
-                                {"REASON", std::string()},
-                                {"INPUT_VIDEO_CODEC", utf8(videoCodecText(file))},
-                                {"INPUT_AUDIO_CODEC", utf8(audioCodecText(file))},
-                                {"IS_HDR", flag(file.hdr)}});
+                         Params { { "FILE_EXTENSION", extensionOf(file.path) },
+                                  // Always present and always empty: the reasons are the user's,
+                                  // written for people, and stay on the machine.
+                                  { "REASON", std::string() },
+                                  { "INPUT_VIDEO_CODEC", utf8(videoCodecText(file)) },
+                                  { "INPUT_AUDIO_CODEC", utf8(audioCodecText(file)) },
+                                  { "IS_HDR", flag(file.hdr) } });
 }
 
-void FilesStatistics::filesWithH265NotificationShown(const QString &type, const QString &format, int filesCount)
+void FilesStatistics::filesWithH265NotificationShown(const QString &type,
+                                                     const QString &format,
+                                                     int filesCount)
 {
     m_tracker->sendEvent("H265_NOTIFICATION_SHOWN",
-                         Params{{"TYPE", utf8(type)}, {"FORMAT", utf8(format)}, {"FILES_COUNT", decimal(filesCount)}});
+                         Params { { "TYPE", utf8(type) },
+                                  { "FORMAT", utf8(format) },
+                                  { "FILES_COUNT", decimal(filesCount) } });
 }
 
 void FilesStatistics::filesWithH265NotificationLinkClicked(const QString &link)
 {
-    m_tracker->sendEvent("H265_NOTIFICATION_CLICKED", Params{{"LINK_CLICKED", utf8(link)}});
+    m_tracker->sendEvent("H265_NOTIFICATION_CLICKED", Params { { "LINK_CLICKED", utf8(link) } });
 }
 
 void FilesStatistics::filesWithH265NotificationFinished(UnsupportedCodecInfoDialogAction action)
 {
-    m_tracker->sendEvent(std::string("H265_NOTIFICATION_") + unsupportedCodecInfoDialogActionText(action), Params{});
+    m_tracker->sendEvent(std::string("H265_NOTIFICATION_")
+                             + unsupportedCodecInfoDialogActionText(action),
+                         Params {});
 }
 
 void FilesStatistics::logoFileAdded(const QString &path)
 {
-    m_tracker->sendEvent("LOGO_FILE_ADDED", Params{{"FILE_EXTENSION", extensionOf(path)}});
+    m_tracker->sendEvent("LOGO_FILE_ADDED", Params { { "FILE_EXTENSION", extensionOf(path) } });
 }
 
 } // namespace Statistics

@@ -59,27 +59,28 @@ enum class UnsupportedCodecInfoDialogAction : int { Skipped = 0, Closed = 1 };
 // The parameter text of a method; "unknown" outside the table.
 APPLOGIC_EXPORT const char *addingMethodText(AddingMethod method);
 // "SKIPPED", "CLOSED", or "INVALID_ACTION" outside the table.
-APPLOGIC_EXPORT const char *unsupportedCodecInfoDialogActionText(UnsupportedCodecInfoDialogAction action);
+APPLOGIC_EXPORT const char *
+unsupportedCodecInfoDialogActionText(UnsupportedCodecInfoDialogAction action);
 // The codec a file is reported under: its first track's codec, or when it has no track of the
 // kind, the first unsupported codec of that kind; empty when neither. A still JPEG's MJPEG
 // picture is reported as "CODEC_ID_JPEG".
 APPLOGIC_EXPORT QString videoCodecText(const Media::File &file);
 APPLOGIC_EXPORT QString audioCodecText(const Media::File &file);
-class APPLOGIC_EXPORT IFilesStatistics
-{
+class APPLOGIC_EXPORT IFilesStatistics {
 public:
     virtual ~IFilesStatistics();
     virtual void fileAdded(const QString &path, AddingMethod method, int filesCount) = 0;
     // Sends "FILE_OPENED" or "FILE_FAILED" for a file on its first use on the timeline.
     virtual void fileAnalyzed(const Media::File &file, const Timeline::ITimeline &timeline) = 0;
-    virtual void filesWithH265NotificationShown(const QString &type, const QString &format, int filesCount) = 0;
+    virtual void
+    filesWithH265NotificationShown(const QString &type, const QString &format, int filesCount)
+        = 0;
     virtual void filesWithH265NotificationLinkClicked(const QString &link) = 0;
     virtual void filesWithH265NotificationFinished(UnsupportedCodecInfoDialogAction action) = 0;
     virtual void logoFileAdded(const QString &path) = 0;
 };
 
-class APPLOGIC_EXPORT FilesStatistics : public IFilesStatistics
-{
+class APPLOGIC_EXPORT FilesStatistics : public IFilesStatistics {
 public:
     explicit FilesStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
     FilesStatistics(const FilesStatistics &) = default;
@@ -90,7 +91,9 @@ public:
 
     void fileAdded(const QString &path, AddingMethod method, int filesCount) override;
     void fileAnalyzed(const Media::File &file, const Timeline::ITimeline &timeline) override;
-    void filesWithH265NotificationShown(const QString &type, const QString &format, int filesCount) override;
+    void filesWithH265NotificationShown(const QString &type,
+                                        const QString &format,
+                                        int filesCount) override;
     void filesWithH265NotificationLinkClicked(const QString &link) override;
     void filesWithH265NotificationFinished(UnsupportedCodecInfoDialogAction action) override;
     void logoFileAdded(const QString &path) override;

@@ -10,8 +10,7 @@ namespace Statistics {
 class IFastTrackStatistics;
 class IFilesStatistics;
 
-class APPLOGIC_EXPORT IStatistics
-{
+class APPLOGIC_EXPORT IStatistics {
 public:
     virtual ~IStatistics();
 

@@ -10,8 +10,7 @@ namespace Statistics {
 // is a multiply and, nearly always, one probe in memory that stays in cache. A node-based set
 // chases a pointer per lookup, which on a walk over a hundred thousand clips cost more than all
 // the other counting together (bench/timelinecensus_bench.cpp).
-class PointerSet
-{
+class PointerSet {
 public:
     // False when the address was already there. Null is never stored.
     bool insert(const void *object)
@@ -39,7 +38,8 @@ private:
     {
         // Fibonacci hashing: addresses differ in their middle bits, the product spreads them
         // into the top bits the shift keeps.
-        return static_cast<std::size_t>((reinterpret_cast<std::uintptr_t>(object) * 0x9E3779B97F4A7C15ull) >> m_shift);
+        return static_cast<std::size_t>(
+            (reinterpret_cast<std::uintptr_t>(object) * 0x9E3779B97F4A7C15ull) >> m_shift);
     }
 
     void grow()

@@ -21,7 +21,7 @@ Events eventsOf(const ProjectOpenedNotification &n)
     params["PROJECT_ID"] = decimal(n.projectId);
     params["READ_DURATION_MS"] = millis(n.readDuration);
     appendTimelineParams(params, n.project);
-    return {{"PROJECT_OPENED", std::move(params)}};
+    return { { "PROJECT_OPENED", std::move(params) } };
 }
 
 Events eventsOf(const ProjectSavedNotification &n)
@@ -30,12 +30,12 @@ Events eventsOf(const ProjectSavedNotification &n)
     params["SUCCESS"] = flag(n.success);
     params["SAVE_DURATION_MS"] = millis(n.saveDuration);
     appendTimelineParams(params, n.project);
-    return {{"PROJECT_SAVED", std::move(params)}};
+    return { { "PROJECT_SAVED", std::move(params) } };
 }
 
 Events eventsOf(const PortableProjectSavedNotification &n)
 {
-    return {{"PORTABLE_PROJECT_SAVED", {{"PROJECT_ID", decimal(n.projectId)}}}};
+    return { { "PORTABLE_PROJECT_SAVED", { { "PROJECT_ID", decimal(n.projectId) } } } };
 }
 
 Events eventsOf(const AdjustProjectAspectSuggestedNotification &n)
@@ -43,17 +43,18 @@ Events eventsOf(const AdjustProjectAspectSuggestedNotification &n)
     Params params;
     params["RESULT"] = flag(n.accepted);
     params["ASPECT_RATIO"] = utf8(QStringLiteral("%1:%2").arg(n.ratioWidth).arg(n.ratioHeight));
-    return {{"ASPECT_DIALOG_SHOW", std::move(params)}};
+    return { { "ASPECT_DIALOG_SHOW", std::move(params) } };
 }
 
 Events eventsOf(const AspectRatioChanged &n)
 {
-    return {{"ASPECT_CHANGED", {{"WIDTH_HEIGHT", utf8(Format::videoResolution(n.frameSize))}}}};
+    return { { "ASPECT_CHANGED",
+               { { "WIDTH_HEIGHT", utf8(Format::videoResolution(n.frameSize)) } } } };
 }
 
 Events eventsOf(const ClipsChangedNotification &n)
 {
-    return {{utf8(n.event), {{"CLIPS_IN_SELECTION", decimal(n.clipsCount)}}}};
+    return { { utf8(n.event), { { "CLIPS_IN_SELECTION", decimal(n.clipsCount) } } } };
 }
 
 Events eventsOf(const DeleteFailedFilesEventNotification &n)
@@ -61,7 +62,7 @@ Events eventsOf(const DeleteFailedFilesEventNotification &n)
     Params params;
     params["DELETION_CLIPS_ALLOWED"] = flag(n.deletionAllowed);
     params["CLIPS_DELETED"] = flag(n.clipsDeleted);
-    return {{"FAILED_FILES_DIALOG_SHOWN", std::move(params)}};
+    return { { "FAILED_FILES_DIALOG_SHOWN", std::move(params) } };
 }
 
 Events eventsOf(const CodecsFailed &n)
@@ -71,7 +72,7 @@ Events eventsOf(const CodecsFailed &n)
     params["FIRST_CODEC"] = n.codecs.isEmpty() ? std::string() : utf8(n.codecs.first());
     params["ALL_CODECS"] = utf8(n.codecs.join(QLatin1Char(',')));
     params["CODECS_COUNT"] = decimal(n.codecs.size());
-    return {{"CODECS_FAILED", std::move(params)}};
+    return { { "CODECS_FAILED", std::move(params) } };
 }
 
 Events eventsOf(const PlayerEventNotification &n)
@@ -79,17 +80,17 @@ Events eventsOf(const PlayerEventNotification &n)
     const char *name = playerEvent(n.kind);
     if (!name)
         return {};
-    return {{name, {{"DIRECTION", playerDirection(n.kind)}}}};
+    return { { name, { { "DIRECTION", playerDirection(n.kind) } } } };
 }
 
 Events eventsOf(const InputMethodChanged &n)
 {
-    return {{"INPUT_METHOD_CHANGED", {{"METHOD", utf8(n.method)}}}};
+    return { { "INPUT_METHOD_CHANGED", { { "METHOD", utf8(n.method) } } } };
 }
 
 Events eventsOf(const IntelMediaTemporaryDisabled &)
 {
-    return {{"IM_TEMPORARY_DISABLED", {}}};
+    return { { "IM_TEMPORARY_DISABLED", {} } };
 }
 
 } // namespace Statistics

@@ -20,7 +20,7 @@ PreferenceSnapshot readPreferences(const IApplicationSettingsManager &manager)
 bool isReportedPreference(const std::string &key)
 {
     return key == SettingKeys::autoUpdate || key == SettingKeys::dontShowNewProjectDialog
-           || key == SettingKeys::fastTrackEnabled;
+        || key == SettingKeys::fastTrackEnabled;
 }
 
 Event prefChangedEvent(const PreferenceSnapshot &preferences)
@@ -30,7 +30,7 @@ Event prefChangedEvent(const PreferenceSnapshot &preferences)
     params["UPDATE_CHECKING"] = flag(preferences.autoUpdate);
     params["SHOW_NEW_PROJECT"] = flag(!preferences.dontShowNewProjectDialog);
     params["FTHD_ENABLED"] = flag(preferences.fastTrackEnabled);
-    return {"PREF_CHANGED", std::move(params)};
+    return { "PREF_CHANGED", std::move(params) };
 }
 
 SettingsHelper::SettingsHelper(Controller *controller)

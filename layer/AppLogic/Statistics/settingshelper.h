@@ -14,8 +14,7 @@ namespace Statistics {
 class Controller;
 
 // The four preferences "PREF_CHANGED" describes.
-struct PreferenceSnapshot
-{
+struct PreferenceSnapshot {
     std::string language;
     bool autoUpdate = true;
     bool dontShowNewProjectDialog = false;
@@ -24,13 +23,14 @@ struct PreferenceSnapshot
     bool operator==(const PreferenceSnapshot &o) const
     {
         return language == o.language && autoUpdate == o.autoUpdate
-               && dontShowNewProjectDialog == o.dontShowNewProjectDialog
-               && fastTrackEnabled == o.fastTrackEnabled;
+            && dontShowNewProjectDialog == o.dontShowNewProjectDialog
+            && fastTrackEnabled == o.fastTrackEnabled;
     }
     bool operator!=(const PreferenceSnapshot &o) const { return !(*this == o); }
 };
 
-APPLOGIC_EXPORT PreferenceSnapshot readPreferences(const Vantel::App::IApplicationSettingsManager &manager);
+APPLOGIC_EXPORT PreferenceSnapshot
+readPreferences(const Vantel::App::IApplicationSettingsManager &manager);
 // Whether a change of this key leads to a report; the language alone does not, it rides along.
 APPLOGIC_EXPORT bool isReportedPreference(const std::string &key);
 APPLOGIC_EXPORT Event prefChangedEvent(const PreferenceSnapshot &preferences);
@@ -39,16 +39,19 @@ APPLOGIC_EXPORT Event prefChangedEvent(const PreferenceSnapshot &preferences);
 // waits for the next pass of the event loop and then compares with what was last reported:
 // changes of one pass give one event, and a change undone within the pass gives none. Observes
 // the process's settings manager, which must outlive it. Main thread only.
-class SettingsHelper final : public Vantel::App::AbstractSettingsManagerObserver
-{
+class SettingsHelper final : public Vantel::App::AbstractSettingsManagerObserver {
 public:
     explicit SettingsHelper(Controller *controller);
     ~SettingsHelper() override;
     SettingsHelper(const SettingsHelper &) = delete;
     SettingsHelper &operator=(const SettingsHelper &) = delete;
 
-    void SettingChangedBool(const std::string &key, bool value, const std::optional<bool> &previous) override;
-    void SettingChangedInt(const std::string &key, int value, const std::optional<int> &previous) override;
+    void SettingChangedBool(const std::string &key,
+                            bool value,
+                            const std::optional<bool> &previous) override;
+    void SettingChangedInt(const std::string &key,
+                           int value,
+                           const std::optional<int> &previous) override;
     void SettingChangedString(const std::string &key,
                               const std::string &value,
                               const std::optional<std::string> &previous) override;

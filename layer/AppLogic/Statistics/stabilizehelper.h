@@ -10,8 +10,7 @@ class Controller;
 
 // Reports each stabilization run with the settings it was started with. Owned by the statistics
 // controller; main thread only.
-class StabilizeHelper final : public PubSub::Subscriber<Stabilization::FileStabilizeRequest>
-{
+class StabilizeHelper final : public PubSub::Subscriber<Stabilization::FileStabilizeRequest> {
 public:
     explicit StabilizeHelper(Controller *controller);
     ~StabilizeHelper() override;

@@ -20,8 +20,7 @@
 // computed them; the map sorts them anyway.
 namespace Statistics {
 
-struct Event
-{
+struct Event {
     std::string name;
     Params params;
 

@@ -10,8 +10,8 @@
 namespace Statistics {
 
 ITimelinePicker::~ITimelinePicker() = default;
-void ITimelinePicker::pick(const Transition::Object &) {}
-void ITimelinePicker::pick(const Timeline::IClip &) {}
+void ITimelinePicker::pick(const Transition::Object &) { }
+void ITimelinePicker::pick(const Timeline::IClip &) { }
 
 void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
 {
@@ -70,7 +70,8 @@ void FileCountPicker::pick(const Timeline::IClip &clip)
 EffectsPicker::EffectsPicker(QSet<QString> loadedLuts, QHash<QString, bool> colorPresets)
     : m_loadedLuts(std::move(loadedLuts))
     , m_colorPresets(std::move(colorPresets))
-{}
+{
+}
 
 void EffectsPicker::pick(const Timeline::IClip &clip)
 {
@@ -111,8 +112,7 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
     std::uint64_t backgroundPrecise = 0;
     // Tables and colour presets by identifier, then by kind and name: one string hash per
     // effect; where each came from is looked up once per identifier.
-    struct NamedUse
-    {
+    struct NamedUse {
         Effect::Id kind;
         QString name;
         std::uint64_t count;
@@ -148,7 +148,8 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
         }
         // The name as stored, by reference: a copy would write to every name's shared block.
         const auto *lut = Effect::as<Effect::Lut>(effect);
-        const QString &ownName = lut ? lut->ownName() : static_cast<const Effect::ManualEnhance &>(effect).ownName();
+        const QString &ownName
+            = lut ? lut->ownName() : static_cast<const Effect::ManualEnhance &>(effect).ownName();
         std::vector<NamedUse> &uses = named[effect.uniqueId()];
         const auto use = std::find_if(uses.begin(), uses.end(), [&](const NamedUse &u) {
             return u.kind == effect.id() && u.name == ownName;
@@ -156,7 +157,7 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
         if (use != uses.end())
             ++use->count;
         else
-            uses.push_back({effect.id(), ownName, 1});
+            uses.push_back({ effect.id(), ownName, 1 });
     }
 
     std::map<std::string, std::uint64_t> counts;
@@ -180,7 +181,8 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
                 suffix = preset == m_colorPresets.constEnd() ? "" : *preset ? "_saved" : "_preset";
             }
             // A table or preset without a name of its own is reported by its kind.
-            const std::string name = use.name.isEmpty() ? std::string(Effect::idText(use.kind)) : utf8(use.name);
+            const std::string name
+                = use.name.isEmpty() ? std::string(Effect::idText(use.kind)) : utf8(use.name);
             counts[name + suffix] += use.count;
         }
     }
@@ -196,17 +198,21 @@ void appendTimelineParams(Params &params, const Project::Object *project)
     const auto transitions = std::make_shared<TransitionCountPicker>();
     const auto effects = std::make_shared<EffectsPicker>(project->effectLibrary().loadedLuts,
                                                          project->effectLibrary().colorPresets);
-    walkTimeline(timeline, {clips, transitions, effects});
+    walkTimeline(timeline, { clips, transitions, effects });
 
     params["TIMELINE_DURATION_S"] = seconds(timeline.duration());
     params["TIMELINE_CLIPS_COUNT"] = decimal(clips->count());
     params["TIMELINE_TRANSITIONS_COUNT"] = decimal(transitions->count());
     params["TIMELINE_EFFECTS_COUNT"] = decimal(effects->total());
-    params["TIMELINE_VIDEO_TRACKS_COUNT"] = decimal(timeline.trackCount(Timeline::TrackType::Video));
-    params["TIMELINE_AUDIO_TRACKS_COUNT"] = decimal(timeline.trackCount(Timeline::TrackType::Audio));
-    params["TIMELINE_TITLES_TRACKS_COUNT"] = decimal(timeline.trackCount(Timeline::TrackType::Title));
+    params["TIMELINE_VIDEO_TRACKS_COUNT"]
+        = decimal(timeline.trackCount(Timeline::TrackType::Video));
+    params["TIMELINE_AUDIO_TRACKS_COUNT"]
+        = decimal(timeline.trackCount(Timeline::TrackType::Audio));
+    params["TIMELINE_TITLES_TRACKS_COUNT"]
+        = decimal(timeline.trackCount(Timeline::TrackType::Title));
     params["TIMELINE_ALL_TRACKS_COUNT"] = decimal(timeline.trackCount());
-    params["USER_COLLECTION_ITEMS_COUNT"] = decimal(static_cast<std::uint64_t>(project->userFiles().count()));
+    params["USER_COLLECTION_ITEMS_COUNT"]
+        = decimal(static_cast<std::uint64_t>(project->userFiles().count()));
 }
 
 } // namespace Statistics

@@ -36,8 +36,7 @@ class Object;
 // pickers it needs, walks once, then reads them. Pickers live for one report; main thread only.
 namespace Statistics {
 
-class APPLOGIC_EXPORT ITimelinePicker
-{
+class APPLOGIC_EXPORT ITimelinePicker {
 public:
     virtual ~ITimelinePicker();
     virtual void pick(const Transition::Object &transition);
@@ -49,8 +48,7 @@ using Pickers = std::vector<std::shared_ptr<ITimelinePicker>>;
 // Hands every clip of every track, then every transition, to each picker in list order.
 APPLOGIC_EXPORT void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers);
 
-class APPLOGIC_EXPORT ClipCountPicker final : public ITimelinePicker
-{
+class APPLOGIC_EXPORT ClipCountPicker final : public ITimelinePicker {
 public:
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t count() const noexcept { return m_count; }
@@ -59,8 +57,7 @@ private:
     std::uint64_t m_count = 0;
 };
 
-class APPLOGIC_EXPORT TransitionCountPicker final : public ITimelinePicker
-{
+class APPLOGIC_EXPORT TransitionCountPicker final : public ITimelinePicker {
 public:
     void pick(const Transition::Object &transition) override;
     std::uint64_t count() const noexcept { return m_count; }
@@ -71,8 +68,7 @@ private:
 
 // Distinct source files by kind. Sets hold file objects, not paths: two clips cut from one file
 // share its object, so the file counts once.
-class APPLOGIC_EXPORT FileCountPicker final : public ITimelinePicker
-{
+class APPLOGIC_EXPORT FileCountPicker final : public ITimelinePicker {
 public:
     void pick(const Timeline::IClip &clip) override;
     std::size_t videoCount() const noexcept { return m_video.size(); }
@@ -88,8 +84,7 @@ private:
 // How often each effect is used, by report name: the identifier for plain effects, with
 // "_quick"/"_precise" for background removal by quality, the table name with "_loaded" for the
 // user's own tables, the preset name with "_saved"/"_preset" for known colour presets.
-class APPLOGIC_EXPORT EffectsPicker final : public ITimelinePicker
-{
+class APPLOGIC_EXPORT EffectsPicker final : public ITimelinePicker {
 public:
     EffectsPicker(QSet<QString> loadedLuts, QHash<QString, bool> colorPresets);
 
@@ -104,7 +99,7 @@ public:
 private:
     QSet<QString> m_loadedLuts;
     QHash<QString, bool> m_colorPresets;
-    std::array<std::uint64_t, Effect::idCount> m_byId{};
+    std::array<std::uint64_t, Effect::idCount> m_byId {};
     std::vector<const Effect::Object *> m_lookInto; // background removals, tables, colour presets
     std::uint64_t m_total = 0;
 };

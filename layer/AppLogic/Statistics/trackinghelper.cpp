@@ -24,9 +24,9 @@ bool isFirstLaunch()
 const std::vector<std::pair<std::string, const char *>> &launchSteps()
 {
     static const std::vector<std::pair<std::string, const char *>> steps = {
-        {"FASTTRACK_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_FASTTRACK_CONTROLLER},
-        {"WAVEFORM_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_WAVEFORM_CONTROLLER},
-        {"CAPTURE_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_CAPTURE_CONTROLLER},
+        { "FASTTRACK_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_FASTTRACK_CONTROLLER },
+        { "WAVEFORM_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_WAVEFORM_CONTROLLER },
+        { "CAPTURE_CONTROLLER_CREATE", Vantel::Profiler::PROFILER_CAPTURE_CONTROLLER },
     };
     return steps;
 }
@@ -70,17 +70,19 @@ void TrackingHelper::startTracking(bool registerFillers)
     m_started = true;
 
     if (registerFillers) {
-        const auto filler = std::make_shared<Vantel::Tracking::Fillers::AcceleratorsPropertiesFiller>();
-        for (const std::string *event : {&GeneralVantelTracker::APP_FIRST_START,
-                                         &GeneralVantelTracker::APP_EVERY_START,
-                                         &GeneralVantelTracker::APP_FAILED}) {
-            m_tracker->RegisterFiller(*event, filler, Vantel::Tracking::FillerKeyMatchingMethod::Exact);
+        const auto filler
+            = std::make_shared<Vantel::Tracking::Fillers::AcceleratorsPropertiesFiller>();
+        for (const std::string *event :
+             { &GeneralVantelTracker::APP_FIRST_START, &GeneralVantelTracker::APP_EVERY_START,
+               &GeneralVantelTracker::APP_FAILED }) {
+            m_tracker->RegisterFiller(*event, filler,
+                                      Vantel::Tracking::FillerKeyMatchingMethod::Exact);
         }
     }
 
     if (const auto sessions = Vantel::Tracking::getSessionTrackerInstance()) {
         for (const auto &failed : sessions->failedSessions()) {
-            Params params{{GeneralVantelTracker::SID, failed.id}};
+            Params params { { GeneralVantelTracker::SID, failed.id } };
             if (failed.details) {
                 params["FAIL_AREA"] = failed.details->area;
                 params["FAIL_DEBUG_INFO"] = failed.details->debugInfo;
@@ -88,7 +90,7 @@ void TrackingHelper::startTracking(bool registerFillers)
             send(GeneralVantelTracker::APP_FAILED, std::move(params));
         }
         for (const auto &id : sessions->restartedSessions())
-            send(GeneralVantelTracker::APP_RESTARTED, {{GeneralVantelTracker::SID, id}});
+            send(GeneralVantelTracker::APP_RESTARTED, { { GeneralVantelTracker::SID, id } });
     }
 
     send(isFirstLaunch() ? GeneralVantelTracker::APP_FIRST_START
@@ -108,7 +110,8 @@ void TrackingHelper::notify(const InteractionNotification &n)
 
 void TrackingHelper::notify(const AppLaunchedNotification &n)
 {
-    Params params = Vantel::App::Util::Statistics::getAppLaunchedCommonParams(n.result, launchSteps());
+    Params params
+        = Vantel::App::Util::Statistics::getAppLaunchedCommonParams(n.result, launchSteps());
     params["IS_FIRST_START"] = flag(isFirstLaunch());
     send(GeneralVantelTracker::APP_LAUNCHED, std::move(params));
 }
@@ -124,47 +127,173 @@ void TrackingHelper::send(const Events &events) const
         send(event.name, event.params);
 }
 
-void TrackingHelper::notify(const FileAddedInFilmMakerNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const FilmMakerThemeStatusChanged &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const FilmMakerImportPageDone &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const FilmMakerThemePageDone &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const FilmMakerAudioPageDone &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const FilmMakerFinished &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const TutorialShowed &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const TutorialClosed &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const TutorialSkipOnboardingSuggested &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const OnboardingTutorialsAchieved &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ChromaKey> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Mask> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Crop> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioReverb> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const IntelMediaTemporaryDisabled &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const AnimationPresetApplied &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const PanZoomPresetApplied &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const PipPresetApplied &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const GuideButtonClickedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const GuideLinkClickedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const AspectRatioChanged &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const ClipsChangedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const PlayerEventNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const DeleteFailedFilesEventNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const VideoUploadStartedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const VideoUploadFinishedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const VideoUploadFailureNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const UploadedVideoUrlReceived &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const PortableProjectSavedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const ProjectOpenedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const ProjectSavedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const AdjustProjectAspectSuggestedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const ProcessingEffectNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const AiDenoiseCancellingDelayNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const AudioNoiseSuppressAppliedNotification &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const CodecsFailed &n) { send(eventsOf(n)); }
-void TrackingHelper::notify(const InputMethodChanged &n) { send(eventsOf(n)); }
+void TrackingHelper::notify(const FileAddedInFilmMakerNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const FilmMakerThemeStatusChanged &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const FilmMakerImportPageDone &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const FilmMakerThemePageDone &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const FilmMakerAudioPageDone &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const FilmMakerFinished &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const TutorialShowed &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const TutorialClosed &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const TutorialSkipOnboardingSuggested &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const OnboardingTutorialsAchieved &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ChromaKey> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Mask> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Crop> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioReverb> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const IntelMediaTemporaryDisabled &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const AnimationPresetApplied &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const PanZoomPresetApplied &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const PipPresetApplied &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const GuideButtonClickedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const GuideLinkClickedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const AspectRatioChanged &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const ClipsChangedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const PlayerEventNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const DeleteFailedFilesEventNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const VideoUploadStartedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const VideoUploadFinishedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const VideoUploadFailureNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const UploadedVideoUrlReceived &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const PortableProjectSavedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const ProjectOpenedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const ProjectSavedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const AdjustProjectAspectSuggestedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const ProcessingEffectNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const AiDenoiseCancellingDelayNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const AudioNoiseSuppressAppliedNotification &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const CodecsFailed &n)
+{
+    send(eventsOf(n));
+}
+void TrackingHelper::notify(const InputMethodChanged &n)
+{
+    send(eventsOf(n));
+}
 
 } // namespace Statistics

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "Messages/statistics.h"
-#include "Statistics/statisticsevents.h"
 #include "Statistics/eventparams.h"
 #include "Statistics/fasttrackstatistics.h"
 #include "Statistics/filesstatistics.h"
 #include "Statistics/istatistics.h"
+#include "Statistics/statisticsevents.h"
 
 #include "pubsub/subscriber.h"
 #include "tracking/generalvanteltracker.h"
@@ -66,8 +66,7 @@ class TrackingHelper final
                                 AiDenoiseCancellingDelayNotification,
                                 AudioNoiseSuppressAppliedNotification,
                                 CodecsFailed,
-                                InputMethodChanged>
-{
+                                InputMethodChanged> {
 public:
     TrackingHelper(Controller *controller,
                    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);

@@ -10,7 +10,7 @@ Events eventsOf(const TutorialShowed &n)
     Params params;
     params["NAME"] = tutorialName(n.tutorial);
     params["PAGE_NAME"] = tutorialPageName(n.page);
-    return {{"TUTORIAL_SHOWN", std::move(params)}};
+    return { { "TUTORIAL_SHOWN", std::move(params) } };
 }
 
 Events eventsOf(const TutorialClosed &n)
@@ -30,28 +30,28 @@ Events eventsOf(const TutorialClosed &n)
                 params[std::string(tutorialPageName(page)) + "_PAGE_DURATION"] = seconds(time);
         }
     }
-    return {{"TUTORIAL_CLOSED", std::move(params)}};
+    return { { "TUTORIAL_CLOSED", std::move(params) } };
 }
 
 Events eventsOf(const TutorialSkipOnboardingSuggested &n)
 {
-    return {{"TUTORIALS_SKIPPED", {{"RESULT", flag(n.skipped)}}}};
+    return { { "TUTORIALS_SKIPPED", { { "RESULT", flag(n.skipped) } } } };
 }
 
 Events eventsOf(const OnboardingTutorialsAchieved &)
 {
-    return {{"ALL_TUTORIALS_ACHIEVED", {}}};
+    return { { "ALL_TUTORIALS_ACHIEVED", {} } };
 }
 
 Events eventsOf(const GuideButtonClickedNotification &n)
 {
-    return {{"GUIDE_BUTTON_CLICKED", {{"GUIDE_SOURCE", utf8(n.source)}}}};
+    return { { "GUIDE_BUTTON_CLICKED", { { "GUIDE_SOURCE", utf8(n.source) } } } };
 }
 
 Events eventsOf(const GuideLinkClickedNotification &n)
 {
     const std::string source = n.tutorial ? std::string(tutorialName(*n.tutorial)) : utf8(n.source);
-    return {{"GUIDE_LINK_CLICKED", {{"GUIDE_SOURCE", source}}}};
+    return { { "GUIDE_LINK_CLICKED", { { "GUIDE_SOURCE", source } } } };
 }
 
 } // namespace Statistics

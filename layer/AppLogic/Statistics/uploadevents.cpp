@@ -7,12 +7,12 @@ namespace Statistics {
 
 Events eventsOf(const VideoUploadStartedNotification &n)
 {
-    return {{"UPLOAD_STARTED", {{"SHARING", sharingName(n.service)}}}};
+    return { { "UPLOAD_STARTED", { { "SHARING", sharingName(n.service) } } } };
 }
 
 Events eventsOf(const VideoUploadFinishedNotification &n)
 {
-    return {{"UPLOAD_FINISHED", {{"SHARING", sharingName(n.service)}}}};
+    return { { "UPLOAD_FINISHED", { { "SHARING", sharingName(n.service) } } } };
 }
 
 Events eventsOf(const VideoUploadFailureNotification &n)
@@ -20,7 +20,7 @@ Events eventsOf(const VideoUploadFailureNotification &n)
     Params params;
     params["SHARING"] = sharingName(n.service);
     params["PARAM_ERROR_INFO"] = utf8(n.error);
-    return {{"UPLOAD_FAILED", std::move(params)}};
+    return { { "UPLOAD_FAILED", std::move(params) } };
 }
 
 Events eventsOf(const UploadedVideoUrlReceived &n)
@@ -28,7 +28,7 @@ Events eventsOf(const UploadedVideoUrlReceived &n)
     Params params;
     params["PLATFORM"] = utf8(n.platform);
     params["ID"] = utf8(n.videoId);
-    return {{"VIDEO_UPLOAD_ID", std::move(params)}};
+    return { { "VIDEO_UPLOAD_ID", std::move(params) } };
 }
 
 } // namespace Statistics

@@ -8,17 +8,30 @@ namespace Statistics {
 
 namespace {
 
-template<class Enum>
-long long ordinal(Enum value)
+template<class Enum> long long ordinal(Enum value)
 {
     return static_cast<long long>(value);
 }
 
 constexpr const char *tutorialNames[] = {
-    "EDITOR_STARTED", "EFFECTS", "TRANSITIONS", "TITLES", "CALLOUTS", "STICKERS",
-    "PAGE_LUTS", "PAGE_SAMPLE_PROJECT", "PAGE_MASK_MOTION_TRACKING", "STICKER_DROP",
-    "TITLE_DROP", "DENOISER", "BACKGROUND_REMOVER", "BLADE_TOOL", "SPECIAL_FX",
-    "SPEECH_TO_TEXT", "MULTI_TRACK", "SHADER_ISF_FX",
+    "EDITOR_STARTED",
+    "EFFECTS",
+    "TRANSITIONS",
+    "TITLES",
+    "CALLOUTS",
+    "STICKERS",
+    "PAGE_LUTS",
+    "PAGE_SAMPLE_PROJECT",
+    "PAGE_MASK_MOTION_TRACKING",
+    "STICKER_DROP",
+    "TITLE_DROP",
+    "DENOISER",
+    "BACKGROUND_REMOVER",
+    "BLADE_TOOL",
+    "SPECIAL_FX",
+    "SPEECH_TO_TEXT",
+    "MULTI_TRACK",
+    "SHADER_ISF_FX",
 };
 
 constexpr const char *tutorialPageNames[] = {
@@ -27,29 +40,32 @@ constexpr const char *tutorialPageNames[] = {
 
 // Lower case on purpose: the close triggers have always been sent this way.
 constexpr const char *closeTriggerNames[] = {
-    "finish_button", "skip_all_button", "skip_all_esc", "app_closed", "playback_started", "skipped", "try",
+    "finish_button",    "skip_all_button", "skip_all_esc", "app_closed",
+    "playback_started", "skipped",         "try",
 };
 
-constexpr const char *zoomNames[] = {"Disabled", "Static", "Adaptive"};
+constexpr const char *zoomNames[] = { "Disabled", "Static", "Adaptive" };
 
 constexpr const char *equalizerPresetNames[] = {
-    "Custom", "Flat", "VoiceEnhance", "MusicEnhance", "Loudness", "HumReduction", "BassBoost",
-    "BassReduce", "TrebleBoost", "TrebleReduce", "Acoustic", "Classical", "Dance", "Deep",
-    "Electronic", "Hip-hop", "Jazz", "Latin", "Lounge", "Piano", "Pop", "RNB", "Rock",
-    "SmallSpeakers", "Saved",
+    "Custom",       "Flat",      "VoiceEnhance", "MusicEnhance",  "Loudness",
+    "HumReduction", "BassBoost", "BassReduce",   "TrebleBoost",   "TrebleReduce",
+    "Acoustic",     "Classical", "Dance",        "Deep",          "Electronic",
+    "Hip-hop",      "Jazz",      "Latin",        "Lounge",        "Piano",
+    "Pop",          "RNB",       "Rock",         "SmallSpeakers", "Saved",
 };
 
-constexpr const char *maskShapeNames[] = {"rectangle", "circle"};
-constexpr const char *maskEdgeModeNames[] = {"fade", "blur"};
+constexpr const char *maskShapeNames[] = { "rectangle", "circle" };
+constexpr const char *maskEdgeModeNames[] = { "fade", "blur" };
 
 constexpr const char *manualToolNames[] = {
-    "Brightness", "Contrast", "Saturation", "Highlights", "Gamma", "Shadows", "Hue", "Temperature", "Tint",
+    "Brightness", "Contrast", "Saturation",  "Highlights", "Gamma",
+    "Shadows",    "Hue",      "Temperature", "Tint",
 };
 static_assert(std::size(manualToolNames) == Effect::ManualEnhance::toolCount);
 
-constexpr const char *sharingNames[] = {"YOUTUBE", "VIMEO", "GOOGLE_DRIVE", "TIKTOK"};
-constexpr const char *sortOrderNames[] = {"NONE", "NAME", "DATE", "SHUFFLE"};
-constexpr const char *backgroundNames[] = {"CROP", "FILL_BLACK_BARS", "NONE"};
+constexpr const char *sharingNames[] = { "YOUTUBE", "VIMEO", "GOOGLE_DRIVE", "TIKTOK" };
+constexpr const char *sortOrderNames[] = { "NONE", "NAME", "DATE", "SHUFFLE" };
+constexpr const char *backgroundNames[] = { "CROP", "FILL_BLACK_BARS", "NONE" };
 
 // Indexed by the wizard's action number; 0 and 1 leave the wizard without a result.
 constexpr const char *wizardResultEvents[] = {
@@ -57,23 +73,37 @@ constexpr const char *wizardResultEvents[] = {
 };
 
 constexpr const char *themeStatusEvents[] = {
-    "WU_THEME_CLICKED", "WU_THEME_DOWNLOAD", "WU_THEME_DOWNLOAD_STOPPED", "WU_THEME_DOWNLOAD_FAILED",
+    "WU_THEME_CLICKED",
+    "WU_THEME_DOWNLOAD",
+    "WU_THEME_DOWNLOAD_STOPPED",
+    "WU_THEME_DOWNLOAD_FAILED",
 };
 
 constexpr const char *filmMakerFileEvents[] = {
-    "WU_FILES_DRAG_AND_DROP_ADDED_CLICKED", "WU_MUSIC_DRAG_AND_DROP_ADDED_CLICKED",
-    "WU_MUSIC_WINDOW_CLICKED", "WU_SAMPLE_MUSIC_ADDED",
+    "WU_FILES_DRAG_AND_DROP_ADDED_CLICKED",
+    "WU_MUSIC_DRAG_AND_DROP_ADDED_CLICKED",
+    "WU_MUSIC_WINDOW_CLICKED",
+    "WU_SAMPLE_MUSIC_ADDED",
 };
 
 constexpr const char *playerEvents[] = {
-    "FRAME_NAVIGATION_USED", "FRAME_NAVIGATION_USED", "CLIP_NAVIGATION_USED", "CLIP_NAVIGATION_USED",
+    "FRAME_NAVIGATION_USED",
+    "FRAME_NAVIGATION_USED",
+    "CLIP_NAVIGATION_USED",
+    "CLIP_NAVIGATION_USED",
 };
-constexpr const char *playerDirections[] = {"PREVIOUS", "NEXT", "PREVIOUS", "NEXT"};
+constexpr const char *playerDirections[] = { "PREVIOUS", "NEXT", "PREVIOUS", "NEXT" };
 
 } // namespace
 
-const char *tutorialName(Tutorial tutorial) { return wordOf(tutorialNames, ordinal(tutorial)); }
-const char *tutorialPageName(TutorialPage page) { return wordOf(tutorialPageNames, ordinal(page)); }
+const char *tutorialName(Tutorial tutorial)
+{
+    return wordOf(tutorialNames, ordinal(tutorial));
+}
+const char *tutorialPageName(TutorialPage page)
+{
+    return wordOf(tutorialPageNames, ordinal(page));
+}
 const char *tutorialCloseTriggerName(TutorialCloseTrigger trigger)
 {
     return wordOf(closeTriggerNames, ordinal(trigger));
@@ -82,10 +112,22 @@ const char *stabilizationZoomName(Stabilization::FileStabilizeRequest::Zoom zoom
 {
     return wordOf(zoomNames, ordinal(zoom), "");
 }
-const char *equalizerPresetName(int preset) { return wordOf(equalizerPresetNames, preset); }
-const char *maskShapeName(int shape) { return wordOf(maskShapeNames, shape, ""); }
-const char *maskEdgeModeName(int mode) { return wordOf(maskEdgeModeNames, mode, ""); }
-const char *sharingName(SharingService service) { return wordOf(sharingNames, ordinal(service)); }
+const char *equalizerPresetName(int preset)
+{
+    return wordOf(equalizerPresetNames, preset);
+}
+const char *maskShapeName(int shape)
+{
+    return wordOf(maskShapeNames, shape, "");
+}
+const char *maskEdgeModeName(int mode)
+{
+    return wordOf(maskEdgeModeNames, mode, "");
+}
+const char *sharingName(SharingService service)
+{
+    return wordOf(sharingNames, ordinal(service));
+}
 const char *sortOrderName(FilmMakerImportPageDone::SortOrder order)
 {
     return wordOf(sortOrderNames, ordinal(order), "");
@@ -107,7 +149,10 @@ const char *filmMakerFileEvent(FileAddedInFilmMakerNotification::Way way)
 {
     return wordOf(filmMakerFileEvents, ordinal(way), nullptr);
 }
-const char *playerEvent(PlayerEventNotification::Kind kind) { return wordOf(playerEvents, ordinal(kind), nullptr); }
+const char *playerEvent(PlayerEventNotification::Kind kind)
+{
+    return wordOf(playerEvents, ordinal(kind), nullptr);
+}
 const char *playerDirection(PlayerEventNotification::Kind kind)
 {
     return wordOf(playerDirections, ordinal(kind), "");

@@ -2,8 +2,8 @@
 
 #include "applogicexport.h"
 
-#include "Messages/filmmaker.h"
 #include "Messages/editorevents.h"
+#include "Messages/filmmaker.h"
 #include "Messages/stabilization.h"
 #include "Messages/tutorials.h"
 #include "Messages/uploads.h"

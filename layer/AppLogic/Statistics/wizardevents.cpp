@@ -15,7 +15,7 @@ std::shared_ptr<FileCountPicker> countFiles(const Timeline::ITimeline *timeline)
 {
     auto files = std::make_shared<FileCountPicker>();
     if (timeline)
-        walkTimeline(*timeline, {files});
+        walkTimeline(*timeline, { files });
     return files;
 }
 
@@ -31,7 +31,7 @@ Events eventsOf(const FileAddedInFilmMakerNotification &n)
         params["CATEGORY_NAME"] = utf8(n.category);
         params["MUSIC_NAME"] = utf8(n.music);
     }
-    return {{name, std::move(params)}};
+    return { { name, std::move(params) } };
 }
 
 Events eventsOf(const FilmMakerThemeStatusChanged &n)
@@ -40,7 +40,7 @@ Events eventsOf(const FilmMakerThemeStatusChanged &n)
     const char *name = themeStatusEvent(n.status);
     if (!name)
         return {};
-    return {{name, {{"THEME_NAME", utf8(n.theme)}}}};
+    return { { name, { { "THEME_NAME", utf8(n.theme) } } } };
 }
 
 Events eventsOf(const FilmMakerImportPageDone &n)
@@ -50,17 +50,17 @@ Events eventsOf(const FilmMakerImportPageDone &n)
     params["VIDEO_ADDED"] = decimal(static_cast<std::uint64_t>(files->videoCount()));
     params["PHOTO_ADDED"] = decimal(static_cast<std::uint64_t>(files->photoCount()));
     params["SORTED_BY"] = sortOrderName(n.sortedBy);
-    return {{"WU_IMPORT_DONE", std::move(params)}};
+    return { { "WU_IMPORT_DONE", std::move(params) } };
 }
 
 Events eventsOf(const FilmMakerThemePageDone &n)
 {
-    return {{"WU_THEME_DONE", {{"THEME_NAME", utf8(n.theme)}}}};
+    return { { "WU_THEME_DONE", { { "THEME_NAME", utf8(n.theme) } } } };
 }
 
 Events eventsOf(const FilmMakerAudioPageDone &n)
 {
-    return {{"WU_MUSIC_DONE", {{"MUSIC_COUNT", decimal(n.musicCount)}}}};
+    return { { "WU_MUSIC_DONE", { { "MUSIC_COUNT", decimal(n.musicCount) } } } };
 }
 
 Events eventsOf(const FilmMakerFinished &n)
@@ -82,7 +82,7 @@ Events eventsOf(const FilmMakerFinished &n)
     params["THEME_NAME"] = utf8(n.theme);
     params["TITLE_INTRO_CHANGE"] = flag(n.titleIntroChanged);
     params["TITLE_OUTRO_CHANGE"] = flag(n.titleOutroChanged);
-    return {{name, std::move(params)}};
+    return { { name, std::move(params) } };
 }
 
 } // namespace Statistics

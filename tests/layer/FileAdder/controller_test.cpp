@@ -4,8 +4,8 @@
 
 #include "timeline/transition.h"
 
-#include <QFileInfo>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -21,17 +21,19 @@ using FileAdder::Asrc;
 using TestSupport::readFile;
 using TestSupport::samplePath;
 
-class FileAdderTest : public ::testing::Test
-{
+class FileAdderTest : public ::testing::Test {
 protected:
-    QString write(const QString &name, const QByteArray &bytes) { return TestSupport::writeFile(dir.filePath(name), bytes); }
+    QString write(const QString &name, const QByteArray &bytes)
+    {
+        return TestSupport::writeFile(dir.filePath(name), bytes);
+    }
     FileAdder::Contexts contexts(bool timeline, bool collection, Transition::Object *transition)
     {
         FileAdder::Contexts c = timeline ? h.timelineContext() : FileAdder::Contexts();
         if (collection)
-            c.collection = FileAdder::CollectionContext{};
+            c.collection = FileAdder::CollectionContext {};
         if (transition)
-            c.transition = FileAdder::TransitionContext{transition};
+            c.transition = FileAdder::TransitionContext { transition };
         return c;
     }
     const FileAdder::AddMediaFilesResult &onlyResult()
@@ -54,8 +56,8 @@ TEST_F(FileAdderTest, an_empty_request_ends_with_one_empty_result)
 
 TEST_F(FileAdderTest, one_project_alone_is_opened)
 {
-    h.add({QStringLiteral("/films/summer.edproj")}, Asrc::MainMenu, h.timelineContext());
-    EXPECT_EQ(h.recorder.openedProjects, QStringList{QStringLiteral("/films/summer.edproj")});
+    h.add({ QStringLiteral("/films/summer.edproj") }, Asrc::MainMenu, h.timelineContext());
+    EXPECT_EQ(h.recorder.openedProjects, QStringList { QStringLiteral("/films/summer.edproj") });
     EXPECT_EQ(onlyResult().result, AddedResult::Done);
     EXPECT_TRUE(onlyResult().files.isEmpty());
     EXPECT_EQ(h.dialogs->shown.size(), 0u);
@@ -63,14 +65,15 @@ TEST_F(FileAdderTest, one_project_alone_is_opened)
 
 TEST_F(FileAdderTest, two_projects_alone_open_none_and_say_so)
 {
-    for (bool answer : {true, false}) {
+    for (bool answer : { true, false }) {
         h.recorder.results.clear();
         h.dialogs->shown.clear();
-        h.dialogs->answers = {answer};
-        h.add({QStringLiteral("/a.edproj"), QStringLiteral("/b.EDPROJ")}, Asrc::ImportButton, {});
+        h.dialogs->answers = { answer };
+        h.add({ QStringLiteral("/a.edproj"), QStringLiteral("/b.EDPROJ") }, Asrc::ImportButton, {});
         ASSERT_EQ(h.dialogs->shown.size(), 1u);
         EXPECT_EQ(h.dialogs->shown[0].title, QLatin1String("Open Project"));
-        EXPECT_EQ(h.dialogs->shown[0].text, QLatin1String("You can only open one project at a time."));
+        EXPECT_EQ(h.dialogs->shown[0].text,
+                  QLatin1String("You can only open one project at a time."));
         EXPECT_EQ(onlyResult().result, answer ? AddedResult::Declined : AddedResult::Done);
         EXPECT_TRUE(onlyResult().files.isEmpty());
     }
@@ -79,23 +82,26 @@ TEST_F(FileAdderTest, two_projects_alone_open_none_and_say_so)
 
 TEST_F(FileAdderTest, a_project_with_media_asks_and_on_consent_adds_the_media_only)
 {
-    h.dialogs->answers = {true};
+    h.dialogs->answers = { true };
     const QString clip = samplePath("tone.wav");
-    h.add({QStringLiteral("/films/summer.edproj"), clip}, Asrc::ImportButton, h.timelineContext());
+    h.add({ QStringLiteral("/films/summer.edproj"), clip }, Asrc::ImportButton,
+          h.timelineContext());
     ASSERT_EQ(h.dialogs->questionCount(), 1);
     EXPECT_EQ(h.dialogs->shown[0].text,
-              QLatin1String("Only media files will be opened. If you want to open the project, select it individually."));
+              QLatin1String("Only media files will be opened. If you want to open the project, "
+                            "select it individually."));
     EXPECT_EQ(onlyResult().result, AddedResult::Done);
-    EXPECT_EQ(onlyResult().files, QStringList{clip});
+    EXPECT_EQ(onlyResult().files, QStringList { clip });
     EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{clip});
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString> { clip });
 }
 
 TEST_F(FileAdderTest, a_project_with_media_declined_adds_nothing)
 {
-    h.dialogs->answers = {false};
-    h.add({QStringLiteral("/films/summer.edproj"), samplePath("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    h.dialogs->answers = { false };
+    h.add({ QStringLiteral("/films/summer.edproj"), samplePath("tone.wav") }, Asrc::ImportButton,
+          h.timelineContext());
     EXPECT_EQ(onlyResult().result, AddedResult::Declined);
     EXPECT_TRUE(onlyResult().files.isEmpty());
     EXPECT_TRUE(FileAnalyzer::Model::instance().objects().empty());
@@ -105,12 +111,13 @@ TEST_F(FileAdderTest, a_project_with_media_declined_adds_nothing)
 TEST_F(FileAdderTest, packages_go_to_the_installer_and_files_of_other_kinds_reach_no_list)
 {
     const QString clip = samplePath("tone.flac");
-    h.add({QStringLiteral("/dl/Titles.edpack"), QStringLiteral("/x/notes.txt"), QStringLiteral("/x/film.edproj.bak"),
-           QStringLiteral("/x/noextension"), QStringLiteral("/x/subtitles.srt"), QStringLiteral("/x/folder/"), clip},
+    h.add({ QStringLiteral("/dl/Titles.edpack"), QStringLiteral("/x/notes.txt"),
+            QStringLiteral("/x/film.edproj.bak"), QStringLiteral("/x/noextension"),
+            QStringLiteral("/x/subtitles.srt"), QStringLiteral("/x/folder/"), clip },
           Asrc::ImportButton, h.timelineContext());
-    EXPECT_EQ(h.recorder.packages, QStringList{QStringLiteral("/dl/Titles.edpack")});
+    EXPECT_EQ(h.recorder.packages, QStringList { QStringLiteral("/dl/Titles.edpack") });
     EXPECT_EQ(onlyResult().result, AddedResult::Done);
-    EXPECT_EQ(onlyResult().files, QStringList{clip});
+    EXPECT_EQ(onlyResult().files, QStringList { clip });
     EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
     EXPECT_EQ(h.dialogs->shown.size(), 0u) << "a package is no project: nothing to ask";
     ASSERT_TRUE(h.waitIdle());
@@ -118,7 +125,7 @@ TEST_F(FileAdderTest, packages_go_to_the_installer_and_files_of_other_kinds_reac
 
 TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_nor_reported)
 {
-    h.add({samplePath("tone.mp3")}, Asrc::ImportButton, {});
+    h.add({ samplePath("tone.mp3") }, Asrc::ImportButton, {});
     ASSERT_EQ(FileAnalyzer::Model::instance().objects().size(), 1u);
     EXPECT_EQ(FileAnalyzer::Model::instance().objects().front()->mask(), 0);
     ASSERT_TRUE(h.waitIdle());
@@ -132,19 +139,18 @@ TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_
 std::string destinationName(int source, bool timeline, bool collection, bool transition)
 {
     return "source_" + (source < 0 ? "minus_" + std::to_string(-source) : std::to_string(source))
-           + (timeline ? "_timeline" : "") + (collection ? "_collection" : "") + (transition ? "_transition" : "");
+        + (timeline ? "_timeline" : "") + (collection ? "_collection" : "")
+        + (transition ? "_transition" : "");
 }
 
-template<class Case>
-std::string caseName(const ::testing::TestParamInfo<Case> &info)
+template<class Case> std::string caseName(const ::testing::TestParamInfo<Case> &info)
 {
     std::ostringstream name;
     PrintTo(info.param, &name);
     return name.str();
 }
 
-struct MethodCase
-{
+struct MethodCase {
     int source;
     bool timeline;
     bool collection;
@@ -157,14 +163,15 @@ void PrintTo(const MethodCase &c, std::ostream *os)
     *os << destinationName(c.source, c.timeline, c.collection, c.transition);
 }
 
-class AddingMethods : public FileAdderTest, public ::testing::WithParamInterface<MethodCase>
-{};
+class AddingMethods
+    : public FileAdderTest
+    , public ::testing::WithParamInterface<MethodCase> { };
 
 TEST_P(AddingMethods, each_source_reports_its_adding_method)
 {
     const MethodCase &c = GetParam();
     Transition::Object transition(Transition::Id::Dissolve);
-    h.add({samplePath("tone.wav"), samplePath("still.png")}, static_cast<Asrc>(c.source),
+    h.add({ samplePath("tone.wav"), samplePath("still.png") }, static_cast<Asrc>(c.source),
           contexts(c.timeline, c.collection, c.transition ? &transition : nullptr));
     if (c.method) {
         ASSERT_EQ(h.eventCount("FILE_ADDED"), 2);
@@ -181,34 +188,33 @@ TEST_P(AddingMethods, each_source_reports_its_adding_method)
 INSTANTIATE_TEST_SUITE_P(
     Sources,
     AddingMethods,
-    ::testing::Values(MethodCase{0, true, false, false, "import_button"},
-                      MethodCase{1, false, true, false, "collection_button"},
-                      MethodCase{2, false, true, false, "collection_context_menu"},
-                      MethodCase{3, true, false, false, "plus_btn_files"},
-                      MethodCase{4, true, false, false, "plus_btn_music"},
-                      MethodCase{5, true, true, false, "main_import_button"},
-                      MethodCase{6, true, false, false, "main_menu"},
-                      MethodCase{7, true, false, false, "timeline_import_button"},
-                      MethodCase{8, false, true, false, "import_folders"},
-                      MethodCase{9, true, false, false, "drag_and_drop_timeline"},
-                      MethodCase{9, false, true, false, "drag_and_drop_collection"},
-                      MethodCase{9, true, true, false, "drag_and_drop_timeline_collection"},
-                      MethodCase{11, false, false, true, "drag_and_drop_timeline_collection"},
-                      MethodCase{11, true, false, false, "drag_and_drop_timeline"},
-                      MethodCase{10, true, false, false, "drag_and_drop_collection_to_timeline"},
-                      MethodCase{12, true, false, false, "intro_clip_drag_and_drop"},
-                      MethodCase{13, true, false, false, "intro_clip_drag_and_drop"},
-                      MethodCase{14, false, true, false, "audio_rec"},
-                      MethodCase{15, false, true, false, nullptr},
-                      MethodCase{16, false, true, false, "external"},
-                      MethodCase{17, true, false, false, nullptr},
-                      MethodCase{18, false, false, true, "transition_settings"},
-                      MethodCase{19, true, false, false, "drag_and_drop_collection"},
-                      MethodCase{-3, true, false, false, "drag_and_drop_collection"}),
+    ::testing::Values(MethodCase { 0, true, false, false, "import_button" },
+                      MethodCase { 1, false, true, false, "collection_button" },
+                      MethodCase { 2, false, true, false, "collection_context_menu" },
+                      MethodCase { 3, true, false, false, "plus_btn_files" },
+                      MethodCase { 4, true, false, false, "plus_btn_music" },
+                      MethodCase { 5, true, true, false, "main_import_button" },
+                      MethodCase { 6, true, false, false, "main_menu" },
+                      MethodCase { 7, true, false, false, "timeline_import_button" },
+                      MethodCase { 8, false, true, false, "import_folders" },
+                      MethodCase { 9, true, false, false, "drag_and_drop_timeline" },
+                      MethodCase { 9, false, true, false, "drag_and_drop_collection" },
+                      MethodCase { 9, true, true, false, "drag_and_drop_timeline_collection" },
+                      MethodCase { 11, false, false, true, "drag_and_drop_timeline_collection" },
+                      MethodCase { 11, true, false, false, "drag_and_drop_timeline" },
+                      MethodCase { 10, true, false, false, "drag_and_drop_collection_to_timeline" },
+                      MethodCase { 12, true, false, false, "intro_clip_drag_and_drop" },
+                      MethodCase { 13, true, false, false, "intro_clip_drag_and_drop" },
+                      MethodCase { 14, false, true, false, "audio_rec" },
+                      MethodCase { 15, false, true, false, nullptr },
+                      MethodCase { 16, false, true, false, "external" },
+                      MethodCase { 17, true, false, false, nullptr },
+                      MethodCase { 18, false, false, true, "transition_settings" },
+                      MethodCase { 19, true, false, false, "drag_and_drop_collection" },
+                      MethodCase { -3, true, false, false, "drag_and_drop_collection" }),
     caseName<MethodCase>);
 
-struct FlagCase
-{
+struct FlagCase {
     int source;
     bool timeline;
     bool transition;
@@ -220,14 +226,16 @@ void PrintTo(const FlagCase &c, std::ostream *os)
     *os << destinationName(c.source, c.timeline, true, c.transition);
 }
 
-class CollectionFlag : public FileAdderTest, public ::testing::WithParamInterface<FlagCase>
-{};
+class CollectionFlag
+    : public FileAdderTest
+    , public ::testing::WithParamInterface<FlagCase> { };
 
 TEST_P(CollectionFlag, the_collection_is_told_whether_the_files_came_for_it)
 {
     const FlagCase &c = GetParam();
     Transition::Object transition(Transition::Id::Fade);
-    h.add({samplePath("tone.wav")}, static_cast<Asrc>(c.source), contexts(c.timeline, true, c.transition ? &transition : nullptr));
+    h.add({ samplePath("tone.wav") }, static_cast<Asrc>(c.source),
+          contexts(c.timeline, true, c.transition ? &transition : nullptr));
     ASSERT_TRUE(h.waitIdle());
     ASSERT_EQ(h.recorder.collectionRequests.size(), 1u);
     EXPECT_EQ(h.recorder.collectionRequests[0].flag, c.flag);
@@ -238,10 +246,14 @@ TEST_P(CollectionFlag, the_collection_is_told_whether_the_files_came_for_it)
 
 INSTANTIATE_TEST_SUITE_P(Sources,
                          CollectionFlag,
-                         ::testing::Values(FlagCase{0, true, false, false}, FlagCase{15, true, false, true},
-                                           FlagCase{16, true, false, true}, FlagCase{17, true, false, false},
-                                           FlagCase{1, false, false, true}, FlagCase{18, false, true, false},
-                                           FlagCase{16, false, true, true}, FlagCase{15, true, true, true}),
+                         ::testing::Values(FlagCase { 0, true, false, false },
+                                           FlagCase { 15, true, false, true },
+                                           FlagCase { 16, true, false, true },
+                                           FlagCase { 17, true, false, false },
+                                           FlagCase { 1, false, false, true },
+                                           FlagCase { 18, false, true, false },
+                                           FlagCase { 16, false, true, true },
+                                           FlagCase { 15, true, true, true }),
                          caseName<FlagCase>);
 
 // Among them every kind of path that is not media (any more), so nothing may wait on one.
@@ -251,8 +263,9 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
     QStringList bad;
     for (const TestSupport::BadPath &path : TestSupport::makeBadMediaPaths(dir.path()))
         bad << path.path;
-    const QStringList good{samplePath("h264_aac.mp4"), samplePath("still.jpg"), samplePath("tone.mp3")};
-    const QStringList files = QStringList{good[0]} + bad + QStringList{good[1], good[2]};
+    const QStringList good { samplePath("h264_aac.mp4"), samplePath("still.jpg"),
+                             samplePath("tone.mp3") };
+    const QStringList files = QStringList { good[0] } + bad + QStringList { good[1], good[2] };
     h.add(files, Asrc::TimelineImportButton, h.timelineContext(0, MTime::fromMSec(2000)));
     EXPECT_EQ(onlyResult().files, files);
     ASSERT_TRUE(h.waitIdle());
@@ -263,12 +276,15 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
     EXPECT_EQ(track.clip(1).position(), track.clip(0).end()) << "one after another";
     EXPECT_EQ(h.eventCount("FILE_ADDED"), files.size());
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 3);
-    EXPECT_EQ(h.eventCount("FILE_FAILED"), bad.size()) << "each failed file is told once, though never placed";
+    EXPECT_EQ(h.eventCount("FILE_FAILED"), bad.size())
+        << "each failed file is told once, though never placed";
     ASSERT_EQ(h.dialogs->shown.size(), 1u) << "the user hears about every failure in one dialog";
     for (const QString &path : bad)
-        EXPECT_TRUE(h.dialogs->shown[0].details.contains(QFileInfo(path).fileName())) << path.toStdString();
+        EXPECT_TRUE(h.dialogs->shown[0].details.contains(QFileInfo(path).fileName()))
+            << path.toStdString();
     EXPECT_EQ(h.dialogs->questionCount(), 0) << "no clip of a failed file to offer for removal";
-    EXPECT_EQ(h.storageService->files().size(), static_cast<std::size_t>(files.size())) << "every path went to the storage";
+    EXPECT_EQ(h.storageService->files().size(), static_cast<std::size_t>(files.size()))
+        << "every path went to the storage";
 }
 
 TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_time)
@@ -276,10 +292,11 @@ TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_tim
     h.dialogs->fallback = false;
     const QString broken = write(QStringLiteral("broken clip.mp4"), QByteArray(4096, 'z'));
     for (int round = 0; round < 2; ++round) {
-        h.add({samplePath("tone.flac"), broken}, Asrc::ImportButton, h.timelineContext());
+        h.add({ samplePath("tone.flac"), broken }, Asrc::ImportButton, h.timelineContext());
         ASSERT_TRUE(h.waitIdle());
     }
-    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>{samplePath("tone.flac"), samplePath("tone.flac")}));
+    EXPECT_EQ(h.timelinePaths(),
+              (std::vector<QString> { samplePath("tone.flac"), samplePath("tone.flac") }));
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 4);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
     EXPECT_EQ(h.eventCount("FILE_FAILED"), 1);
@@ -287,8 +304,7 @@ TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_tim
     EXPECT_EQ(h.sink->last("FILE_FAILED")->params.at("FILE_EXTENSION"), "mp4");
 }
 
-struct BrokenCase
-{
+struct BrokenCase {
     bool remove;
     std::size_t clipsLeft;
     int failedEvents; // a kept clip makes the broken file's return its second use: no report
@@ -299,21 +315,23 @@ void PrintTo(const BrokenCase &c, std::ostream *os)
     *os << (c.remove ? "remove" : "keep");
 }
 
-class BrokenSinceAdded : public FileAdderTest, public ::testing::WithParamInterface<BrokenCase>
-{};
+class BrokenSinceAdded
+    : public FileAdderTest
+    , public ::testing::WithParamInterface<BrokenCase> { };
 
 TEST_P(BrokenSinceAdded, its_clips_are_offered_for_removal)
 {
     const BrokenCase &r = GetParam();
-    const QString clip = write(QStringLiteral("interview.mp4"), readFile(samplePath("h264_aac.mp4")));
-    h.add({clip}, Asrc::ImportButton, h.timelineContext());
+    const QString clip
+        = write(QStringLiteral("interview.mp4"), readFile(samplePath("h264_aac.mp4")));
+    h.add({ clip }, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());
     ASSERT_EQ(h.timelinePaths().size(), 1u);
 
     // The copy on disk is damaged; bringing the file in again finds it broken.
     write(QStringLiteral("interview.mp4"), "damaged");
-    h.dialogs->answers = {r.remove};
-    h.add({clip}, Asrc::ImportButton, h.timelineContext(0, MTime::fromMSec(60000)));
+    h.dialogs->answers = { r.remove };
+    h.add({ clip }, Asrc::ImportButton, h.timelineContext(0, MTime::fromMSec(60000)));
     ASSERT_TRUE(h.waitIdle());
 
     EXPECT_EQ(h.dialogs->questionCount(), 1);
@@ -327,7 +345,7 @@ TEST_P(BrokenSinceAdded, its_clips_are_offered_for_removal)
 
 INSTANTIATE_TEST_SUITE_P(Answers,
                          BrokenSinceAdded,
-                         ::testing::Values(BrokenCase{false, 1, 0}, BrokenCase{true, 0, 1}),
+                         ::testing::Values(BrokenCase { false, 1, 0 }, BrokenCase { true, 0, 1 }),
                          caseName<BrokenCase>);
 
 TEST_F(FileAdderTest, names_with_spaces_non_ascii_and_bad_bytes_each_end_as_opened_or_failed)
@@ -339,12 +357,13 @@ TEST_F(FileAdderTest, names_with_spaces_non_ascii_and_bad_bytes_each_end_as_open
     const QByteArray raw = QFile::encodeName(dir.path()) + "/caf\xe9 \xff.wav";
     const QString badBytes = TestSupport::writeFileWithRawName(raw, wav);
 
-    h.add({spaced, accented, badBytes}, Asrc::ImportFolders, h.timelineContext(1));
+    h.add({ spaced, accented, badBytes }, Asrc::ImportFolders, h.timelineContext(1));
     ASSERT_EQ(onlyResult().files.size(), 3);
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(1), (std::vector<QString>{spaced, accented}));
+    EXPECT_EQ(h.timelinePaths(1), (std::vector<QString> { spaced, accented }));
     ASSERT_GE(h.dialogs->shown.size(), 1u);
-    EXPECT_TRUE(h.dialogs->shown[0].details.contains(QLatin1String("UTF-8"))) << h.dialogs->shown[0].details.toStdString();
+    EXPECT_TRUE(h.dialogs->shown[0].details.contains(QLatin1String("UTF-8")))
+        << h.dialogs->shown[0].details.toStdString();
     ::unlink(raw.constData());
 }
 
@@ -362,11 +381,13 @@ TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_acco
     ASSERT_TRUE(h.waitIdle());
     EXPECT_EQ(h.timelinePaths().size(), 10u);
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 10000);
-    EXPECT_EQ(h.eventCount("FILE_OPENED"), 2) << "the same two files five times each: first use only";
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 2)
+        << "the same two files five times each: first use only";
     // The analysis told of every file: the progress went all the way.
     ASSERT_EQ(h.progress->records.size(), 1u);
     EXPECT_EQ(h.progress->records[0].maximum, 10000);
-    EXPECT_EQ(h.progress->records[0].texts.back(), QLatin1String("Analysing file 10000 of 10000. Please Wait."));
+    EXPECT_EQ(h.progress->records[0].texts.back(),
+              QLatin1String("Analysing file 10000 of 10000. Please Wait."));
     EXPECT_FALSE(h.progress->records[0].open);
     ASSERT_GE(h.dialogs->shown.size(), 1u);
     EXPECT_TRUE(h.dialogs->shown[0].text.contains(QLatin1String("9990")));
@@ -380,9 +401,9 @@ TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
     h.add(many, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(TestSupport::waitUntil([&] { return h.progress->current != nullptr; }));
     ASSERT_TRUE(h.progress->pressCancel());
-    h.add({samplePath("tone.wav")}, Asrc::ImportButton, h.timelineContext());
+    h.add({ samplePath("tone.wav") }, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(), std::vector<QString>{samplePath("tone.wav")});
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString> { samplePath("tone.wav") });
     EXPECT_EQ(h.recorder.results.size(), 2u);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
 }
@@ -391,10 +412,11 @@ TEST_F(FileAdderTest, transitions_take_the_media_they_accept)
 {
     Transition::Object dissolve(Transition::Id::Dissolve);
     Transition::Object shader(Transition::Id::ShaderISF);
-    for (Transition::Object *t : {&dissolve, &shader}) {
+    for (Transition::Object *t : { &dissolve, &shader }) {
         FileAdder::Contexts contexts;
-        contexts.transition = FileAdder::TransitionContext{t};
-        h.add({samplePath("still.png"), samplePath("tone.wav"), samplePath("video_only.mp4")}, Asrc::TransitionSettings, contexts);
+        contexts.transition = FileAdder::TransitionContext { t };
+        h.add({ samplePath("still.png"), samplePath("tone.wav"), samplePath("video_only.mp4") },
+              Asrc::TransitionSettings, contexts);
         ASSERT_TRUE(h.waitIdle());
     }
     ASSERT_EQ(dissolve.resources().size(), 3u);

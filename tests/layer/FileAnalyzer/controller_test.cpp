@@ -13,8 +13,7 @@ using Status = Object::Status;
 
 // Requests made straight to the analysis domain, on the intake as the editor builds it (the
 // adder there leaves requests it did not make alone).
-class AnalyzerTest : public ::testing::Test
-{
+class AnalyzerTest : public ::testing::Test {
 protected:
     ObjectPtr request(const QStringList &files, int mask = Object::TimelineOrTransition)
     {
@@ -48,25 +47,28 @@ protected:
 
 TEST_F(AnalyzerTest, sorts_the_files_of_a_request_into_opened_and_failed)
 {
-    const ObjectPtr o = request({TestSupport::samplePath("tone.wav"), missing("gone.mp4"), TestSupport::samplePath("still.png")});
+    const ObjectPtr o = request({ TestSupport::samplePath("tone.wav"), missing("gone.mp4"),
+                                  TestSupport::samplePath("still.png") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(o->mediaFiles().size(), 3u);
     ASSERT_EQ(o->opened().size(), 2u);
     ASSERT_EQ(o->failed().size(), 1u);
     EXPECT_EQ(o->failed()[0]->path, missing("gone.mp4"));
-    EXPECT_EQ(statusesOf(o), (std::vector<Status>{Status::Analysing, Status::Finished}));
+    EXPECT_EQ(statusesOf(o), (std::vector<Status> { Status::Analysing, Status::Finished }));
 }
 
 TEST_F(AnalyzerTest, a_one_file_request_shows_no_progress)
 {
-    const ObjectPtr o = request({TestSupport::samplePath("tone.flac")});
+    const ObjectPtr o = request({ TestSupport::samplePath("tone.flac") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_TRUE(progress->records.empty());
 }
 
 TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
 {
-    const ObjectPtr o = request({TestSupport::samplePath("tone.wav"), TestSupport::samplePath("tone.flac"), TestSupport::samplePath("tone.mp3"), TestSupport::samplePath("still.jpg")});
+    const ObjectPtr o
+        = request({ TestSupport::samplePath("tone.wav"), TestSupport::samplePath("tone.flac"),
+                    TestSupport::samplePath("tone.mp3"), TestSupport::samplePath("still.jpg") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(progress->records.size(), 1u);
     const auto &r = progress->records[0];
@@ -78,14 +80,16 @@ TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
     EXPECT_EQ(r.values.back(), 4);
     EXPECT_EQ(r.texts.back(), QLatin1String("Analysing file 4 of 4. Please Wait."));
     for (std::size_t i = 1; i < r.texts.size(); ++i)
-        EXPECT_EQ(r.texts[i], QStringLiteral("Analysing file %1 of 4. Please Wait.").arg(r.values[i - 1]));
+        EXPECT_EQ(r.texts[i],
+                  QStringLiteral("Analysing file %1 of 4. Please Wait.").arg(r.values[i - 1]));
     EXPECT_FALSE(r.open);
 }
 
 TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
 {
-    const ObjectPtr first = request({TestSupport::samplePath("hevc.mkv"), TestSupport::samplePath("vp9_opus.webm")});
-    const ObjectPtr second = request({TestSupport::samplePath("tone.wav")});
+    const ObjectPtr first = request(
+        { TestSupport::samplePath("hevc.mkv"), TestSupport::samplePath("vp9_opus.webm") });
+    const ObjectPtr second = request({ TestSupport::samplePath("tone.wav") });
     EXPECT_EQ(first->status(), Status::Analysing);
     EXPECT_EQ(second->status(), Status::Queued);
     ASSERT_TRUE(waitFor(second, Status::Finished));
@@ -97,7 +101,7 @@ TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
 TEST_F(AnalyzerTest, a_request_without_files_never_finishes_and_holds_the_queue_until_removed)
 {
     const ObjectPtr empty = request({});
-    const ObjectPtr next = request({TestSupport::samplePath("tone.wav")});
+    const ObjectPtr next = request({ TestSupport::samplePath("tone.wav") });
     EXPECT_EQ(empty->status(), Status::Analysing);
     QCoreApplication::processEvents();
     EXPECT_EQ(next->status(), Status::Queued);
@@ -111,18 +115,17 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
     for (int i = 0; i < 30; ++i)
         many << TestSupport::samplePath(i % 2 ? "hevc.mkv" : "h264_aac.mp4");
     const ObjectPtr o = request(many);
-    const ObjectPtr next = request({TestSupport::samplePath("tone.wav")});
+    const ObjectPtr next = request({ TestSupport::samplePath("tone.wav") });
     ASSERT_TRUE(TestSupport::waitUntil([&] { return progress->current != nullptr; }));
     EXPECT_TRUE(progress->pressCancel());
     EXPECT_FALSE(progress->pressCancel()) << "the progress closed with the first press";
     EXPECT_EQ(o->status(), Status::Cancelled);
     ASSERT_TRUE(waitFor(next, Status::Finished));
-    EXPECT_EQ(statusesOf(o), (std::vector<Status>{Status::Analysing, Status::Cancelled}));
+    EXPECT_EQ(statusesOf(o), (std::vector<Status> { Status::Analysing, Status::Cancelled }));
     EXPECT_TRUE(o->opened().empty()) << "nothing is handed on from a cancelled request";
 }
 
-struct MaskCase
-{
+struct MaskCase {
     const char *name;
     int firstMask;
     int secondMask;
@@ -134,32 +137,33 @@ void PrintTo(const MaskCase &c, std::ostream *os)
     *os << c.name;
 }
 
-class FailureDialogs : public AnalyzerTest, public ::testing::WithParamInterface<MaskCase>
-{};
+class FailureDialogs
+    : public AnalyzerTest
+    , public ::testing::WithParamInterface<MaskCase> { };
 
 TEST_P(FailureDialogs, follow_the_destination_of_the_previous_request)
 {
-    const ObjectPtr first = request({missing("a.mp4")}, GetParam().firstMask);
+    const ObjectPtr first = request({ missing("a.mp4") }, GetParam().firstMask);
     ASSERT_TRUE(waitFor(first, Status::Finished));
     FileAnalyzer::requestRemove(first);
     const std::size_t shownBefore = dialogs->shown.size();
     EXPECT_EQ(shownBefore, 1u);
-    const ObjectPtr second = request({missing("b.mp4")}, GetParam().secondMask);
+    const ObjectPtr second = request({ missing("b.mp4") }, GetParam().secondMask);
     ASSERT_TRUE(waitFor(second, Status::Finished));
     EXPECT_EQ(dialogs->shown.size() - shownBefore, GetParam().secondTold ? 1u : 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Masks,
                          FailureDialogs,
-                         ::testing::Values(MaskCase{"timeline_after_both_is_not_told_again", 3, 1, false},
-                                           MaskCase{"collection_after_both", 3, 2, true},
-                                           MaskCase{"timeline_after_timeline", 1, 1, true},
-                                           MaskCase{"timeline_after_collection", 2, 1, true},
-                                           MaskCase{"both_after_both", 3, 3, true}),
+                         ::testing::Values(MaskCase { "timeline_after_both_is_not_told_again", 3, 1,
+                                                      false },
+                                           MaskCase { "collection_after_both", 3, 2, true },
+                                           MaskCase { "timeline_after_timeline", 1, 1, true },
+                                           MaskCase { "timeline_after_collection", 2, 1, true },
+                                           MaskCase { "both_after_both", 3, 3, true }),
                          [](const auto &info) { return std::string(info.param.name); });
 
-struct DeletionCase
-{
+struct DeletionCase {
     const char *name;
     int mask;
     bool clipOnTimeline;
@@ -171,16 +175,18 @@ void PrintTo(const DeletionCase &c, std::ostream *os)
     *os << c.name;
 }
 
-class ClipDeletion : public AnalyzerTest, public ::testing::WithParamInterface<DeletionCase>
-{};
+class ClipDeletion
+    : public AnalyzerTest
+    , public ::testing::WithParamInterface<DeletionCase> { };
 
 TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_files)
 {
     const DeletionCase &c = GetParam();
     if (c.clipOnTimeline)
         timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
-    dialogs->answers = {true};
-    const ObjectPtr o = request({missing("old.mp4"), TestSupport::samplePath("tone.wav")}, c.mask);
+    dialogs->answers = { true };
+    const ObjectPtr o
+        = request({ missing("old.mp4"), TestSupport::samplePath("tone.wav") }, c.mask);
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_EQ(dialogs->questionCount(), c.asked ? 1 : 0);
     EXPECT_EQ(timeline.track(0).clipCount(), c.clipOnTimeline && !c.asked ? 1u : 0u);
@@ -194,18 +200,19 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
 
 INSTANTIATE_TEST_SUITE_P(Masks,
                          ClipDeletion,
-                         ::testing::Values(DeletionCase{"timeline_request", 1, true, true},
-                                           DeletionCase{"other_request", 4, true, true},
-                                           DeletionCase{"collection_request", 2, true, false},
-                                           DeletionCase{"timeline_and_collection_request", 3, true, false},
-                                           DeletionCase{"no_clip_of_the_file", 1, false, false}),
+                         ::testing::Values(DeletionCase { "timeline_request", 1, true, true },
+                                           DeletionCase { "other_request", 4, true, true },
+                                           DeletionCase { "collection_request", 2, true, false },
+                                           DeletionCase { "timeline_and_collection_request", 3,
+                                                          true, false },
+                                           DeletionCase { "no_clip_of_the_file", 1, false, false }),
                          [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 {
     timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
     FileAnalyzer::setTimeline(nullptr);
-    const ObjectPtr o = request({missing("old.mp4")});
+    const ObjectPtr o = request({ missing("old.mp4") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_EQ(dialogs->questionCount(), 0);
     EXPECT_EQ(timeline.track(0).clipCount(), 1u);
@@ -213,7 +220,7 @@ TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 
 TEST_F(AnalyzerTest, hdr_files_are_told_after_the_failures)
 {
-    const ObjectPtr o = request({TestSupport::samplePath("pq10.mkv"), missing("x.mov")});
+    const ObjectPtr o = request({ TestSupport::samplePath("pq10.mkv"), missing("x.mov") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(dialogs->shown.size(), 2u);
     EXPECT_FALSE(dialogs->shown[0].isQuestion) << "without clips to remove there is nothing to ask";

@@ -18,8 +18,7 @@ namespace {
 
 using Vantel::App::FileStorageKind;
 
-class Availability : public PubSub::Subscriber<Command::FileStorageAvailableNotification>
-{
+class Availability : public PubSub::Subscriber<Command::FileStorageAvailableNotification> {
 public:
     Availability() { subscribeAllTypes(); }
     void notify(const Command::FileStorageAvailableNotification &n) override
@@ -32,8 +31,7 @@ public:
     bool onMainThread = true;
 };
 
-class FileStorageController : public ::testing::Test
-{
+class FileStorageController : public ::testing::Test {
 protected:
     FileStorageController()
     {
@@ -42,14 +40,14 @@ protected:
         controller = std::make_unique<FileStorage::Controller>(std::move(service));
     }
 
-    std::shared_ptr<TestSupport::FakeFileStorage::Log> log = std::make_shared<TestSupport::FakeFileStorage::Log>();
+    std::shared_ptr<TestSupport::FakeFileStorage::Log> log
+        = std::make_shared<TestSupport::FakeFileStorage::Log>();
     TestSupport::FakeFileStorage *fake = nullptr;
     Availability availability;
     std::unique_ptr<FileStorage::Controller> controller;
 };
 
-struct PassCase
-{
+struct PassCase {
     const char *message;
     std::function<void()> publish;
     std::vector<std::string> paths;
@@ -60,21 +58,39 @@ TEST_F(FileStorageController, each_message_passes_its_files_with_their_kind)
 {
     PubSub::Object someEditorPart;
     const std::vector<PassCase> cases = {
-        {"add result", [] { PubSub::publish(FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Done,
-                                                                           {QStringLiteral("/m/a.mp4"), QStringLiteral("/m/été 東京.wav")})); },
-         {"/m/a.mp4", "/m/été 東京.wav"}, FileStorageKind::Media},
-        {"an empty result, as an empty sequence",
-         [] { PubSub::publish(FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})); }, {},
-         FileStorageKind::Media},
-        {"audio", [] { PubSub::publish(Command::AudioAddRequest(QStringLiteral("/rec/voice.wav"))); }, {"/rec/voice.wav"},
-         FileStorageKind::Media},
-        {"video", [] { PubSub::publish(Command::VideoAddRequest(QStringLiteral("/out/film.mp4"))); }, {"/out/film.mp4"},
-         FileStorageKind::Media},
-        {"save", [] { PubSub::publish(Project::SaveRequest(QStringLiteral("/p/one.edproj"))); }, {"/p/one.edproj"},
-         FileStorageKind::Project},
-        {"save in the background from any sender",
-         [&] { PubSub::publish(Project::SaveAsyncRequest(QStringLiteral("/p/two.edproj"), &someEditorPart)); },
-         {"/p/two.edproj"}, FileStorageKind::Project},
+        { "add result",
+          [] {
+              PubSub::publish(FileAdder::AddMediaFilesResult(
+                  FileAdder::AddedResult::Done,
+                  { QStringLiteral("/m/a.mp4"), QStringLiteral("/m/été 東京.wav") }));
+          },
+          { "/m/a.mp4", "/m/été 東京.wav" },
+          FileStorageKind::Media },
+        { "an empty result, as an empty sequence",
+          [] {
+              PubSub::publish(FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {}));
+          },
+          {},
+          FileStorageKind::Media },
+        { "audio",
+          [] { PubSub::publish(Command::AudioAddRequest(QStringLiteral("/rec/voice.wav"))); },
+          { "/rec/voice.wav" },
+          FileStorageKind::Media },
+        { "video",
+          [] { PubSub::publish(Command::VideoAddRequest(QStringLiteral("/out/film.mp4"))); },
+          { "/out/film.mp4" },
+          FileStorageKind::Media },
+        { "save",
+          [] { PubSub::publish(Project::SaveRequest(QStringLiteral("/p/one.edproj"))); },
+          { "/p/one.edproj" },
+          FileStorageKind::Project },
+        { "save in the background from any sender",
+          [&] {
+              PubSub::publish(
+                  Project::SaveAsyncRequest(QStringLiteral("/p/two.edproj"), &someEditorPart));
+          },
+          { "/p/two.edproj" },
+          FileStorageKind::Project },
     };
     for (const PassCase &c : cases) {
         log->adds.clear();
@@ -91,18 +107,18 @@ TEST_F(FileStorageController, each_message_passes_its_files_with_their_kind)
 
 TEST_F(FileStorageController, answers_whether_the_storage_is_there)
 {
-    for (bool value : {true, false}) {
+    for (bool value : { true, false }) {
         fake->available = value;
         PubSub::publish(Command::FileStorageAvailableRequest());
     }
-    EXPECT_EQ(availability.seen, (std::vector<bool>{true, false}));
+    EXPECT_EQ(availability.seen, (std::vector<bool> { true, false }));
 }
 
 TEST_F(FileStorageController, two_changes_in_a_row_make_two_notifications)
 {
     fake->setAvailable(false);
     fake->setAvailable(true);
-    EXPECT_EQ(availability.seen, (std::vector<bool>{false, true}));
+    EXPECT_EQ(availability.seen, (std::vector<bool> { false, true }));
 }
 
 TEST_F(FileStorageController, a_change_told_from_another_thread_is_announced_on_the_main_thread)
@@ -112,18 +128,18 @@ TEST_F(FileStorageController, a_change_told_from_another_thread_is_announced_on_
     ASSERT_TRUE(worker->wait(60000));
     delete worker;
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !availability.seen.empty(); }));
-    EXPECT_EQ(availability.seen, std::vector<bool>{false});
+    EXPECT_EQ(availability.seen, std::vector<bool> { false });
     EXPECT_TRUE(availability.onMainThread);
 }
 
 TEST_F(FileStorageController, going_away_releases_every_entry_in_order_and_stops_observing)
 {
-    PubSub::publish(FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Done,
-                                                   {QStringLiteral("/a.mp4"), QStringLiteral("/b.mp4")}));
+    PubSub::publish(FileAdder::AddMediaFilesResult(
+        FileAdder::AddedResult::Done, { QStringLiteral("/a.mp4"), QStringLiteral("/b.mp4") }));
     PubSub::publish(Project::SaveRequest(QStringLiteral("/p.edproj")));
     EXPECT_EQ(log->observers, 1);
     controller.reset();
-    EXPECT_EQ(log->released, (std::vector<Vantel::App::FileStorageEntryId>{998, 999, 1000}));
+    EXPECT_EQ(log->released, (std::vector<Vantel::App::FileStorageEntryId> { 998, 999, 1000 }));
     EXPECT_EQ(log->observers, 0);
     PubSub::publish(Project::SaveRequest(QStringLiteral("/later.edproj")));
     EXPECT_EQ(log->adds.size(), 2u) << "nothing is received after the controller is gone";

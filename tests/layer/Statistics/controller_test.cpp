@@ -19,8 +19,7 @@ using Vantel::Tracking::GeneralVantelTracker;
 
 namespace {
 
-class StatisticsController : public ::testing::Test
-{
+class StatisticsController : public ::testing::Test {
 protected:
     StatisticsController()
     {
@@ -33,18 +32,20 @@ protected:
     void markInstalled() { TestSupport::writeFile(data.filePath(QStringLiteral("installation"))); }
 
     TestSupport::TempDataFolder data;
-    boost::intrusive_ptr<GeneralVantelTracker> tracker{new GeneralVantelTracker("sid")};
-    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
-    std::shared_ptr<TestSupport::FakeSessionTracker> sessions =
-        std::make_shared<TestSupport::FakeSessionTracker>();
+    boost::intrusive_ptr<GeneralVantelTracker> tracker { new GeneralVantelTracker("sid") };
+    std::shared_ptr<TestSupport::RecordingEventSink> sink
+        = std::make_shared<TestSupport::RecordingEventSink>();
+    std::shared_ptr<TestSupport::FakeSessionTracker> sessions
+        = std::make_shared<TestSupport::FakeSessionTracker>();
 };
 
-TEST_F(StatisticsController, first_launch_sends_first_start_and_failures_with_accelerator_properties)
+TEST_F(StatisticsController,
+       first_launch_sends_first_start_and_failures_with_accelerator_properties)
 {
-    sessions->failed = {{"crashed", std::nullopt}};
+    sessions->failed = { { "crashed", std::nullopt } };
     Statistics::Controller controller(tracker);
     controller.startTracking(true);
-    ASSERT_EQ(sink->names(), (std::vector<std::string>{"APP_FAILED", "APP_FIRST_START"}));
+    ASSERT_EQ(sink->names(), (std::vector<std::string> { "APP_FAILED", "APP_FIRST_START" }));
     for (const auto &event : sink->events)
         EXPECT_EQ(event.params.count("HW_ACCELERATORS"), 1u) << event.name;
 }
@@ -54,7 +55,7 @@ TEST_F(StatisticsController, later_launch_sends_every_start)
     markInstalled();
     Statistics::Controller controller(tracker);
     controller.startTracking(true);
-    EXPECT_EQ(sink->names(), std::vector<std::string>{"APP_EVERY_START"});
+    EXPECT_EQ(sink->names(), std::vector<std::string> { "APP_EVERY_START" });
 }
 
 TEST_F(StatisticsController, second_start_tracking_does_nothing)
@@ -63,7 +64,7 @@ TEST_F(StatisticsController, second_start_tracking_does_nothing)
     controller.startTracking(true);
     controller.startTracking(true);
     controller.startTracking(false);
-    ASSERT_EQ(sink->names(), std::vector<std::string>{"APP_FIRST_START"});
+    ASSERT_EQ(sink->names(), std::vector<std::string> { "APP_FIRST_START" });
     // One filler registration only: a second one would not duplicate keys, so check it by the
     // one event that still gets fillers after start.
     tracker->sendEvent("APP_FAILED", {});
@@ -72,20 +73,23 @@ TEST_F(StatisticsController, second_start_tracking_does_nothing)
 
 TEST_F(StatisticsController, without_fillers_reports_earlier_sessions_and_start_bare)
 {
-    sessions->failed = {{"crashed", Vantel::Tracking::FailureDetails{"SIGSEGV", "*** SIGSEGV"}},
-                        {"killed", std::nullopt}};
-    sessions->restarted = {"restarted"};
+    sessions->failed
+        = { { "crashed", Vantel::Tracking::FailureDetails { "SIGSEGV", "*** SIGSEGV" } },
+            { "killed", std::nullopt } };
+    sessions->restarted = { "restarted" };
     Statistics::Controller controller(tracker);
     controller.startTracking(false);
 
     ASSERT_EQ(sink->names(),
-              (std::vector<std::string>{"APP_FAILED", "APP_FAILED", "APP_RESTARTED", "APP_FIRST_START"}));
+              (std::vector<std::string> { "APP_FAILED", "APP_FAILED", "APP_RESTARTED",
+                                          "APP_FIRST_START" }));
     EXPECT_EQ(sink->events[0].params,
-              (std::map<std::string, std::string>{{"SID", "crashed"},
-                                                  {"FAIL_AREA", "SIGSEGV"},
-                                                  {"FAIL_DEBUG_INFO", "*** SIGSEGV"}}));
-    EXPECT_EQ(sink->events[1].params, (std::map<std::string, std::string>{{"SID", "killed"}}));
-    EXPECT_EQ(sink->events[2].params, (std::map<std::string, std::string>{{"SID", "restarted"}}));
+              (std::map<std::string, std::string> { { "SID", "crashed" },
+                                                    { "FAIL_AREA", "SIGSEGV" },
+                                                    { "FAIL_DEBUG_INFO", "*** SIGSEGV" } }));
+    EXPECT_EQ(sink->events[1].params, (std::map<std::string, std::string> { { "SID", "killed" } }));
+    EXPECT_EQ(sink->events[2].params,
+              (std::map<std::string, std::string> { { "SID", "restarted" } }));
     EXPECT_TRUE(sink->events[3].params.empty());
 }
 
@@ -97,7 +101,7 @@ TEST_F(StatisticsController, destruction_sends_exit_clears_the_global_access_and
     }
     EXPECT_EQ(Statistics::statistics(), nullptr);
     PubSub::publish(Statistics::OsShutdownNotification());
-    EXPECT_EQ(sink->names(), std::vector<std::string>{"APP_EXIT"});
+    EXPECT_EQ(sink->names(), std::vector<std::string> { "APP_EXIT" });
 }
 
 TEST_F(StatisticsController, destruction_while_unwinding_sends_no_exit)
@@ -113,13 +117,16 @@ TEST_F(StatisticsController, destruction_while_unwinding_sends_no_exit)
 TEST_F(StatisticsController, interaction_becomes_event_with_method_and_parameters)
 {
     Statistics::Controller controller(tracker);
-    Statistics::InteractionNotification n(QStringLiteral("BLADE_ALERT_CLOSED"), QStringLiteral("ENABLE"));
+    Statistics::InteractionNotification n(QStringLiteral("BLADE_ALERT_CLOSED"),
+                                          QStringLiteral("ENABLE"));
     n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Übergang"));
     PubSub::publish(n);
     PubSub::publish(Statistics::InteractionNotification(QStringLiteral("BLADE_ALERT_SHOWN"), {}));
-    ASSERT_EQ(sink->names(), (std::vector<std::string>{"BLADE_ALERT_CLOSED", "BLADE_ALERT_SHOWN"}));
-    EXPECT_EQ(sink->events[0].params,
-              (std::map<std::string, std::string>{{"METHOD", "ENABLE"}, {"NAME", "Übergang"}}));
+    ASSERT_EQ(sink->names(),
+              (std::vector<std::string> { "BLADE_ALERT_CLOSED", "BLADE_ALERT_SHOWN" }));
+    EXPECT_EQ(
+        sink->events[0].params,
+        (std::map<std::string, std::string> { { "METHOD", "ENABLE" }, { "NAME", "Übergang" } }));
     EXPECT_TRUE(sink->events[1].params.empty()) << "without a value there is no method";
 }
 
@@ -133,9 +140,9 @@ TEST_F(StatisticsController, launch_report_carries_stage_times_and_first_start_f
     PubSub::publish(Statistics::AppLaunchedNotification(result));
     ASSERT_NE(sink->last("APP_LAUNCHED"), nullptr);
     EXPECT_EQ(sink->last("APP_LAUNCHED")->params,
-              (std::map<std::string, std::string>{{"CAPTURE_CONTROLLER_CREATE", "17"},
-                                                  {"IS_FIRST_START", "true"},
-                                                  {"STARTUP_TIME_MS", "1234"}}));
+              (std::map<std::string, std::string> { { "CAPTURE_CONTROLLER_CREATE", "17" },
+                                                    { "IS_FIRST_START", "true" },
+                                                    { "STARTUP_TIME_MS", "1234" } }));
 }
 
 } // namespace

@@ -8,8 +8,7 @@
 
 namespace {
 
-struct RealCase
-{
+struct RealCase {
     const char *name;
     double value;
     const char *text;
@@ -20,8 +19,7 @@ void PrintTo(const RealCase &c, std::ostream *os)
     *os << c.name;
 }
 
-class RealFormatting : public ::testing::TestWithParam<RealCase>
-{};
+class RealFormatting : public ::testing::TestWithParam<RealCase> { };
 
 // The reals must read exactly as Qt's "%1" with 'g' and six digits would write them.
 TEST_P(RealFormatting, matches_qt_g_with_six_digits)
@@ -31,19 +29,25 @@ TEST_P(RealFormatting, matches_qt_g_with_six_digits)
               QString::number(GetParam().value, 'g', 6).toStdString());
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, RealFormatting,
-                         ::testing::Values(RealCase{"zero", 0.0, "0"}, RealCase{"half", 0.5, "0.5"},
-                                           RealCase{"third", 1.0 / 3.0, "0.333333"}, RealCase{"hundred", 100.0, "100"},
-                                           RealCase{"million", 1234567.0, "1.23457e+06"},
-                                           RealCase{"negative", -2.25, "-2.25"}, RealCase{"tiny", 1e-5, "1e-05"}),
+INSTANTIATE_TEST_SUITE_P(Values,
+                         RealFormatting,
+                         ::testing::Values(RealCase { "zero", 0.0, "0" },
+                                           RealCase { "half", 0.5, "0.5" },
+                                           RealCase { "third", 1.0 / 3.0, "0.333333" },
+                                           RealCase { "hundred", 100.0, "100" },
+                                           RealCase { "million", 1234567.0, "1.23457e+06" },
+                                           RealCase { "negative", -2.25, "-2.25" },
+                                           RealCase { "tiny", 1e-5, "1e-05" }),
                          [](const auto &info) { return std::string(info.param.name); });
 
 TEST(EventParams, decimals_have_no_padding_or_grouping)
 {
     EXPECT_EQ(Statistics::decimal(0), "0");
     EXPECT_EQ(Statistics::decimal(-42), "-42");
-    EXPECT_EQ(Statistics::decimal(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
-    EXPECT_EQ(Statistics::decimal(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+    EXPECT_EQ(Statistics::decimal(std::numeric_limits<std::int64_t>::min()),
+              "-9223372036854775808");
+    EXPECT_EQ(Statistics::decimal(std::numeric_limits<std::uint64_t>::max()),
+              "18446744073709551615");
 }
 
 TEST(EventParams, durations_drop_the_fraction)

@@ -18,8 +18,7 @@ using Params = std::map<std::string, std::string>;
 
 // Preferences on a real settings file, observed by a real statistics controller. The manager is
 // installed before the controller and outlives it, as in the shell.
-class PreferenceEvents : public ::testing::Test
-{
+class PreferenceEvents : public ::testing::Test {
 protected:
     PreferenceEvents()
     {
@@ -45,8 +44,11 @@ protected:
 
     TestSupport::TempDataFolder data;
     ApplicationSettingsManager settings;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{new Vantel::Tracking::GeneralVantelTracker("sid")};
-    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
+        new Vantel::Tracking::GeneralVantelTracker("sid")
+    };
+    std::shared_ptr<TestSupport::RecordingEventSink> sink
+        = std::make_shared<TestSupport::RecordingEventSink>();
     std::unique_ptr<Statistics::Controller> controller;
 };
 
@@ -60,10 +62,11 @@ TEST_F(PreferenceEvents, three_changes_in_one_pass_give_one_report_of_the_new_va
 
     const auto events = prefEvents();
     ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].params, (Params{{"APP_LANGUAGE", "en_US"},
-                                        {"UPDATE_CHECKING", "false"},
-                                        {"SHOW_NEW_PROJECT", "false"},
-                                        {"FTHD_ENABLED", "false"}}));
+    EXPECT_EQ(events[0].params,
+              (Params { { "APP_LANGUAGE", "en_US" },
+                        { "UPDATE_CHECKING", "false" },
+                        { "SHOW_NEW_PROJECT", "false" },
+                        { "FTHD_ENABLED", "false" } }));
 }
 
 TEST_F(PreferenceEvents, a_change_undone_in_the_same_pass_gives_none)

@@ -12,15 +12,14 @@ namespace {
 using namespace StatisticsTest;
 using Timeline::TrackType;
 
-class TimelineCensus : public ::testing::Test
-{
+class TimelineCensus : public ::testing::Test {
 protected:
     TimelineCensus()
     {
-        timeline.addTrack(TrackType::Video);   // 0
-        timeline.addTrack(TrackType::Audio);   // 1
+        timeline.addTrack(TrackType::Video); // 0
+        timeline.addTrack(TrackType::Audio); // 1
         timeline.addTrack(TrackType::Overlay); // 2
-        timeline.addTrack(TrackType::Title);   // 3
+        timeline.addTrack(TrackType::Title); // 3
     }
 
     Timeline::Clip &clipWith(std::unique_ptr<Effect::Object> effect)
@@ -30,10 +29,11 @@ protected:
         return clip;
     }
 
-    std::map<std::string, std::uint64_t> effectNames(QSet<QString> luts = {}, QHash<QString, bool> presets = {})
+    std::map<std::string, std::uint64_t> effectNames(QSet<QString> luts = {},
+                                                     QHash<QString, bool> presets = {})
     {
         const auto picker = std::make_shared<Statistics::EffectsPicker>(luts, presets);
-        Statistics::walkTimeline(timeline, {picker});
+        Statistics::walkTimeline(timeline, { picker });
         return picker->counts();
     }
 
@@ -48,14 +48,15 @@ TEST_F(TimelineCensus, files_count_once_per_kind_however_many_clips_use_them)
     timeline.insertClip(0, MTime::fromMSec(20000), photoFile("a.jpg"));
     timeline.insertClip(0, MTime::fromMSec(30000), photoFile("b.jpg"));
     timeline.insertClip(1, MTime(), soundFile("song.mp3"));
-    timeline.insertClip(1, MTime::fromMSec(5000), movie);               // its sound, on an audio track
-    timeline.insertClip(2, MTime(), videoFile("overlay.mp4"));         // overlay clips are not counted
-    auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title); // nor clips without a file
+    timeline.insertClip(1, MTime::fromMSec(5000), movie); // its sound, on an audio track
+    timeline.insertClip(2, MTime(), videoFile("overlay.mp4")); // overlay clips are not counted
+    auto title
+        = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title); // nor clips without a file
     title->setDuration(MTime::fromMSec(100));
     timeline.placeClip(3, std::move(title));
 
     const auto files = std::make_shared<Statistics::FileCountPicker>();
-    Statistics::walkTimeline(timeline, {files});
+    Statistics::walkTimeline(timeline, { files });
     EXPECT_EQ(files->videoCount(), 1u);
     EXPECT_EQ(files->photoCount(), 2u);
     EXPECT_EQ(files->audioCount(), 2u);
@@ -71,7 +72,7 @@ TEST_F(TimelineCensus, one_walk_hands_every_clip_and_transition_to_every_picker)
     const auto clips1 = std::make_shared<Statistics::ClipCountPicker>();
     const auto transitions = std::make_shared<Statistics::TransitionCountPicker>();
     const auto clips2 = std::make_shared<Statistics::ClipCountPicker>();
-    Statistics::walkTimeline(timeline, {clips1, transitions, clips2});
+    Statistics::walkTimeline(timeline, { clips1, transitions, clips2 });
     EXPECT_EQ(clips1->count(), 3u);
     EXPECT_EQ(clips2->count(), 3u);
     EXPECT_EQ(transitions->count(), 1u);
@@ -79,13 +80,15 @@ TEST_F(TimelineCensus, one_walk_hands_every_clip_and_transition_to_every_picker)
 
 TEST_F(TimelineCensus, background_removal_is_named_by_its_quality)
 {
-    for (int mode : {64, 128, 128, 256, 512}) {
+    for (int mode : { 64, 128, 128, 256, 512 }) {
         auto effect = std::make_unique<Effect::BackgroundRemove>();
         effect->qualityMode = mode;
         clipWith(std::move(effect));
     }
-    EXPECT_EQ(effectNames(), (std::map<std::string, std::uint64_t>{
-                                 {"BackgroundRemove", 2}, {"BackgroundRemove_quick", 2}, {"BackgroundRemove_precise", 1}}));
+    EXPECT_EQ(effectNames(),
+              (std::map<std::string, std::uint64_t> { { "BackgroundRemove", 2 },
+                                                      { "BackgroundRemove_quick", 2 },
+                                                      { "BackgroundRemove_precise", 1 } }));
 }
 
 TEST_F(TimelineCensus, colour_tables_and_presets_say_where_they_came_from_and_every_effect_counts)
@@ -102,12 +105,18 @@ TEST_F(TimelineCensus, colour_tables_and_presets_say_where_they_came_from_and_ev
     clipWith(named(std::make_unique<Effect::ManualEnhance>(), "Mine", "mine"));
     clipWith(named(std::make_unique<Effect::ManualEnhance>(), "Odd", "not-known"));
     Timeline::Clip &clip = clipWith(std::make_unique<Effect::Crop>());
-    clip.addEffect(Effect::Crop{});
-    clip.addEffect(Effect::ChromaKey{});
+    clip.addEffect(Effect::Crop {});
+    clip.addEffect(Effect::ChromaKey {});
 
-    EXPECT_EQ(effectNames({QStringLiteral("lut-film")}, {{QStringLiteral("warm"), false}, {QStringLiteral("mine"), true}}),
-              (std::map<std::string, std::uint64_t>{
-                  {"Film_loaded", 2}, {"Teal", 1}, {"Warm_preset", 1}, {"Mine_saved", 1}, {"Odd", 1}, {"Crop", 2}, {"ChromaKey", 1}}));
+    EXPECT_EQ(effectNames({ QStringLiteral("lut-film") },
+                          { { QStringLiteral("warm"), false }, { QStringLiteral("mine"), true } }),
+              (std::map<std::string, std::uint64_t> { { "Film_loaded", 2 },
+                                                      { "Teal", 1 },
+                                                      { "Warm_preset", 1 },
+                                                      { "Mine_saved", 1 },
+                                                      { "Odd", 1 },
+                                                      { "Crop", 2 },
+                                                      { "ChromaKey", 1 } }));
 }
 
 TEST(TimelineBlock, an_empty_project_reports_zeros)
@@ -128,8 +137,8 @@ TEST(TimelineBlock, counts_the_whole_project_and_truncates_the_duration)
     Timeline::Model &timeline = project->timeline();
     const auto a = timeline.insertClip(0, MTime(), videoFile("a.mp4", 1000)).id();
     Timeline::Clip &b = timeline.insertClip(0, MTime::fromMSec(1000), videoFile("b.mp4", 999));
-    b.addEffect(Effect::Crop{});
-    b.addEffect(Effect::Mask{});
+    b.addEffect(Effect::Crop {});
+    b.addEffect(Effect::Mask {});
     timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Wipe), a, b.id());
     project->userFiles().add(b.file());
 

@@ -9,7 +9,7 @@ TEST_P(StatisticsEvents, reach_the_tracker_as_expected)
     GetParam().send();
     std::vector<Event> received;
     for (const auto &event : sink->events)
-        received.push_back({event.name, event.params});
+        received.push_back({ event.name, event.params });
     EXPECT_EQ(received, GetParam().expected);
 }
 

@@ -38,22 +38,22 @@ using Statistics::Event;
 
 // The statistics controller on a real tracker whose events land in a recorder. Notifications go
 // through the real dispatcher, so a test sees exactly what the editor would send.
-class TrackedEvents : public ::testing::Test
-{
+class TrackedEvents : public ::testing::Test {
 protected:
     TrackedEvents() { tracker->addSink(sink); }
 
     TestSupport::TempDataFolder data;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker{
-        new Vantel::Tracking::GeneralVantelTracker("sid")};
-    std::shared_ptr<TestSupport::RecordingEventSink> sink = std::make_shared<TestSupport::RecordingEventSink>();
-    Statistics::Controller controller{tracker};
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
+        new Vantel::Tracking::GeneralVantelTracker("sid")
+    };
+    std::shared_ptr<TestSupport::RecordingEventSink> sink
+        = std::make_shared<TestSupport::RecordingEventSink>();
+    Statistics::Controller controller { tracker };
 };
 
 // One row of an event table: what the editor publishes, and every event the tracker must be
 // handed for it, in order (nothing at all when `expected` is empty).
-struct EventCase
-{
+struct EventCase {
     const char *name;
     std::function<void()> send;
     std::vector<Event> expected;
@@ -64,15 +64,15 @@ inline void PrintTo(const EventCase &c, std::ostream *os)
     *os << c.name;
 }
 
-template<class N>
-std::function<void()> sending(N notification)
+template<class N> std::function<void()> sending(N notification)
 {
     return [n = std::move(notification)] { PubSub::publish(n); };
 }
 
 // The suite every event file instantiates with its own table.
-class StatisticsEvents : public TrackedEvents, public ::testing::WithParamInterface<EventCase>
-{};
+class StatisticsEvents
+    : public TrackedEvents
+    , public ::testing::WithParamInterface<EventCase> { };
 
 inline std::string caseName(const ::testing::TestParamInfo<EventCase> &info)
 {

@@ -15,10 +15,11 @@ namespace {
 using namespace Vantel::App;
 
 // Writes down every callback as "key=value (was previous)".
-class RecordingObserver : public AbstractSettingsManagerObserver
-{
+class RecordingObserver : public AbstractSettingsManagerObserver {
 public:
-    void SettingChangedBool(const std::string &key, bool value, const std::optional<bool> &previous) override
+    void SettingChangedBool(const std::string &key,
+                            bool value,
+                            const std::optional<bool> &previous) override
     {
         calls.push_back(key + "=" + (value ? "true" : "false") + " (was "
                         + (previous ? (*previous ? "true" : "false") : "nothing") + ")");
@@ -32,8 +33,7 @@ public:
     std::vector<std::string> calls;
 };
 
-class ApplicationSettings : public ::testing::Test
-{
+class ApplicationSettings : public ::testing::Test {
 protected:
     QString file() const { return folder.filePath(QStringLiteral("settings.ini")); }
     QTemporaryDir folder;
@@ -63,7 +63,8 @@ TEST_F(ApplicationSettings, changes_survive_a_restart)
     EXPECT_FALSE(again.boolValue(SettingKeys::autoUpdate));
     EXPECT_EQ(again.language(), "de_DE");
     EXPECT_EQ(again.intValue("recentCount"), 7);
-    EXPECT_EQ(again.storedKeys(), (std::vector<std::string>{"autoUpdate", "language", "recentCount"}));
+    EXPECT_EQ(again.storedKeys(),
+              (std::vector<std::string> { "autoUpdate", "language", "recentCount" }));
 }
 
 TEST_F(ApplicationSettings, observers_hear_real_changes_only_with_the_previous_value)
@@ -77,9 +78,10 @@ TEST_F(ApplicationSettings, observers_hear_real_changes_only_with_the_previous_v
     settings.setString(SettingKeys::language, "fr_FR");
     settings.removeObserver(&observer);
     settings.setBool(SettingKeys::autoUpdate, false);
-    EXPECT_EQ(observer.calls, (std::vector<std::string>{"autoUpdate=false (was nothing)",
-                                                        "autoUpdate=true (was false)",
-                                                        "language=fr_FR (was nothing)"}));
+    EXPECT_EQ(
+        observer.calls,
+        (std::vector<std::string> { "autoUpdate=false (was nothing)", "autoUpdate=true (was false)",
+                                    "language=fr_FR (was nothing)" }));
 }
 
 TEST_F(ApplicationSettings, a_hand_edited_value_that_does_not_parse_reads_as_the_default)

@@ -18,22 +18,24 @@ std::filesystem::path fsPath(const QString &path)
     return std::filesystem::u8path(path.toStdString());
 }
 
-class Observer : public Vantel::App::IFileStorageControllerObserver
-{
+class Observer : public Vantel::App::IFileStorageControllerObserver {
 public:
     explicit Observer(LocalFileStorage &storage)
         : storage(storage)
-    {}
+    {
+    }
     void fileStorageStateChanged() override { seen.push_back(storage.isAvailable()); }
     LocalFileStorage &storage;
     std::vector<bool> seen;
 };
 
-class LocalFileStorageTest : public ::testing::Test
-{
+class LocalFileStorageTest : public ::testing::Test {
 protected:
     QString index() const { return dir.filePath(QStringLiteral("storage/index.json")); }
-    QString media(const QString &name, const QByteArray &bytes = "data") { return TestSupport::writeFile(dir.filePath(name), bytes); }
+    QString media(const QString &name, const QByteArray &bytes = "data")
+    {
+        return TestSupport::writeFile(dir.filePath(name), bytes);
+    }
     QTemporaryDir dir;
 };
 
@@ -45,8 +47,9 @@ TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
     {
         LocalFileStorage storage(index());
         EXPECT_TRUE(storage.isAvailable());
-        EXPECT_EQ(storage.addFiles({fsPath(clip), fsPath(absent)}, FileStorageKind::Media).size(), 2u);
-        EXPECT_EQ(storage.addFiles({fsPath(project)}, FileStorageKind::Project).size(), 1u);
+        EXPECT_EQ(storage.addFiles({ fsPath(clip), fsPath(absent) }, FileStorageKind::Media).size(),
+                  2u);
+        EXPECT_EQ(storage.addFiles({ fsPath(project) }, FileStorageKind::Project).size(), 1u);
     }
     LocalFileStorage reopened(index());
     const auto files = reopened.files();
@@ -61,13 +64,14 @@ TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
     EXPECT_TRUE(byPath[project].firstAdded.isValid());
 }
 
-TEST_F(LocalFileStorageTest, each_registration_is_an_entry_of_its_own_and_files_outlive_their_entries)
+TEST_F(LocalFileStorageTest,
+       each_registration_is_an_entry_of_its_own_and_files_outlive_their_entries)
 {
     const QString clip = media(QStringLiteral("a.mp4"));
     LocalFileStorage storage(index());
-    std::vector<Vantel::App::FileStorageEntryId> entries =
-        storage.addFiles({fsPath(clip), fsPath(media(QStringLiteral("b.mp4")))}, FileStorageKind::Media);
-    const auto again = storage.addFiles({fsPath(clip)}, FileStorageKind::Media);
+    std::vector<Vantel::App::FileStorageEntryId> entries = storage.addFiles(
+        { fsPath(clip), fsPath(media(QStringLiteral("b.mp4"))) }, FileStorageKind::Media);
+    const auto again = storage.addFiles({ fsPath(clip) }, FileStorageKind::Media);
     ASSERT_EQ(again.size(), 1u);
     EXPECT_EQ(storage.heldEntries(), 3u);
     ASSERT_EQ(storage.files().size(), 2u) << "a file given again is updated, not repeated";
@@ -84,13 +88,17 @@ TEST_F(LocalFileStorageTest, each_registration_is_an_entry_of_its_own_and_files_
 
 TEST_F(LocalFileStorageTest, a_damaged_index_is_set_aside_and_a_new_one_started)
 {
-    for (const QByteArray &damage : {QByteArray("{\"version\": 1, \"files\": [ {"), QByteArray("[1,2,3]"),
-                                     QByteArray("{\"version\": 99}"), QByteArray("\xff\xfe garbage")}) {
+    for (const QByteArray &damage :
+         { QByteArray("{\"version\": 1, \"files\": [ {"), QByteArray("[1,2,3]"),
+           QByteArray("{\"version\": 99}"), QByteArray("\xff\xfe garbage") }) {
         TestSupport::writeFile(index(), damage);
         LocalFileStorage storage(index());
         EXPECT_TRUE(storage.files().empty());
         EXPECT_TRUE(QFile::exists(index() + QStringLiteral(".damaged")));
-        EXPECT_EQ(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).size(), 1u);
+        EXPECT_EQ(
+            storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media)
+                .size(),
+            1u);
         EXPECT_EQ(LocalFileStorage(index()).files().size(), 1u);
         QFile::remove(index());
     }
@@ -108,13 +116,16 @@ TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observer
     TestSupport::writeFile(folder);
     storage.refresh();
     EXPECT_FALSE(storage.isAvailable());
-    EXPECT_TRUE(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).empty());
+    EXPECT_TRUE(storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media)
+                    .empty());
 
     ASSERT_TRUE(QFile::remove(folder));
-    EXPECT_EQ(storage.addFiles({fsPath(media(QStringLiteral("a.mp4")))}, FileStorageKind::Media).size(), 1u)
+    EXPECT_EQ(
+        storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media).size(),
+        1u)
         << "the folder is made again when files arrive";
     EXPECT_TRUE(storage.isAvailable());
-    EXPECT_EQ(observer.seen, (std::vector<bool>{false, true}));
+    EXPECT_EQ(observer.seen, (std::vector<bool> { false, true }));
 
     storage.removeObserver(&observer);
     storage.refresh();

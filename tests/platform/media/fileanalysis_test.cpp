@@ -17,15 +17,14 @@ namespace {
 using Media::FilePtr;
 
 // Counts the analysis's announcements per file and checks where they come from.
-class Announcements : public PubSub::Subscriber<Media::FileOpenedNotification, Media::FileOpenFailedNotification>
-{
+class Announcements
+    : public PubSub::Subscriber<Media::FileOpenedNotification, Media::FileOpenFailedNotification> {
 public:
     Announcements() { subscribe(Media::globalObject()); }
     void notify(const Media::FileOpenedNotification &n) override { record(n.file, true); }
     void notify(const Media::FileOpenFailedNotification &n) override { record(n.file, false); }
 
-    struct Seen
-    {
+    struct Seen {
         int opened = 0;
         int failed = 0;
     };
@@ -38,7 +37,8 @@ private:
     void record(const FilePtr &file, bool opened)
     {
         offMainThread = offMainThread || QThread::currentThread() != qApp->thread();
-        announcedBeforeFilled = announcedBeforeFilled || file->state == Media::File::State::NotAnalysed;
+        announcedBeforeFilled
+            = announcedBeforeFilled || file->state == Media::File::State::NotAnalysed;
         (opened ? seen[file.get()].opened : seen[file.get()].failed)++;
         ++total;
     }
@@ -65,7 +65,8 @@ TEST(FileAnalysis, announces_each_file_once_on_the_main_thread_after_filling_it)
     Media::FileAnalysis analysis;
     for (const FilePtr &f : files)
         analysis.open(f);
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return announcements.total >= static_cast<int>(files.size()); }));
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] { return announcements.total >= static_cast<int>(files.size()); }));
     QCoreApplication::processEvents();
 
     EXPECT_EQ(announcements.total, static_cast<int>(files.size()));
@@ -90,7 +91,8 @@ TEST(FileAnalysis, a_cancelled_file_is_never_announced)
     analysis.open(dropped);
     analysis.open(kept);
     analysis.cancel(dropped.get());
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return announcements.total >= 1 && analysis.pendingCount() == 0; }));
+    ASSERT_TRUE(TestSupport::waitUntil(
+        [&] { return announcements.total >= 1 && analysis.pendingCount() == 0; }));
     QCoreApplication::processEvents();
     EXPECT_EQ(announcements.seen.count(dropped.get()), 0u);
     EXPECT_EQ(announcements.total, 1);

@@ -1,7 +1,7 @@
 #include "media/fileutil.h"
 
-#include "util/settingspaths.h"
 #include "media/filekinds.h"
+#include "util/settingspaths.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +10,9 @@ namespace {
 TEST(FileUtil, offers_what_the_decoder_library_reads)
 {
     const QSet<QString> &media = FileUtil::supportedMediaExtensions();
-    for (const char *ext : {"mp4", "mov", "m4a", "mkv", "webm", "avi", "mpg", "ts", "mts", "wmv", "flv", "mp3",
-                            "wav", "flac", "ogg", "aiff", "png", "jpg", "jpeg", "bmp", "tiff", "gif", "webp"}) {
+    for (const char *ext :
+         { "mp4", "mov",  "m4a", "mkv",  "webm", "avi", "mpg",  "ts",  "mts",  "wmv", "flv", "mp3",
+           "wav", "flac", "ogg", "aiff", "png",  "jpg", "jpeg", "bmp", "tiff", "gif", "webp" }) {
         EXPECT_TRUE(media.contains(QLatin1String(ext))) << ext;
     }
 }
@@ -19,7 +20,8 @@ TEST(FileUtil, offers_what_the_decoder_library_reads)
 TEST(FileUtil, leaves_out_text_playlists_and_non_media)
 {
     const QSet<QString> &all = FileUtil::supportedFileExtensions();
-    for (const char *ext : {"txt", "srt", "vtt", "ass", "m3u8", "mpd", "xml", "json", "doc", "", "exe"})
+    for (const char *ext :
+         { "txt", "srt", "vtt", "ass", "m3u8", "mpd", "xml", "json", "doc", "", "exe" })
         EXPECT_FALSE(all.contains(QLatin1String(ext))) << ext;
 }
 

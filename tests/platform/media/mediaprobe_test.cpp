@@ -3,8 +3,8 @@
 
 #include "mediasamples.h"
 #include "testfiles.h"
-#include "withoutfileaccessoverride.h"
 #include "util/format.h"
+#include "withoutfileaccessoverride.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -15,8 +15,7 @@ namespace {
 
 using Media::File;
 
-struct Expected
-{
+struct Expected {
     const char *name;
     const char *format;
     const char *videoCodec; // "" for no video track
@@ -31,8 +30,7 @@ void PrintTo(const Expected &e, std::ostream *os)
     *os << e.name;
 }
 
-class ProbeOfRealMedia : public ::testing::TestWithParam<Expected>
-{};
+class ProbeOfRealMedia : public ::testing::TestWithParam<Expected> { };
 
 TEST_P(ProbeOfRealMedia, reads_container_tracks_and_properties)
 {
@@ -86,29 +84,38 @@ INSTANTIATE_TEST_SUITE_P(
     Samples,
     ProbeOfRealMedia,
     ::testing::Values(
-        Expected{"h264_aac.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "CODEC_ID_AAC", false, false, 2},
-        Expected{"hevc.mkv", "matroska,webm", "CODEC_ID_HEVC", "CODEC_ID_OPUS", false, false, 2},
-        Expected{"vp9_opus.webm", "matroska,webm", "CODEC_ID_VP9", "CODEC_ID_OPUS", false, false, 2},
-        Expected{"mpeg4_pcm.mov", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_MPEG4", "CODEC_ID_PCM_S16LE", false, false, 2},
-        Expected{"video_only.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, false, 2},
-        Expected{"tone.mp3", "mp3", "", "CODEC_ID_MP3", false, false, 2},
-        Expected{"tone.wav", "wav", "", "CODEC_ID_PCM_S16LE", false, false, 2},
-        Expected{"tone.flac", "flac", "", "CODEC_ID_FLAC", false, false, 2},
-        Expected{"still.png", "png_pipe", "CODEC_ID_PNG", "", true, false, 2},
-        Expected{"still.jpg", "jpeg_pipe", "CODEC_ID_MJPEG", "", true, false, 2},
-        Expected{"pq10.mkv", "matroska,webm", "CODEC_ID_HEVC", "", false, true, 16},
-        Expected{"hlg.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, true, 18}),
+        Expected { "h264_aac.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "CODEC_ID_AAC",
+                   false, false, 2 },
+        Expected { "hevc.mkv", "matroska,webm", "CODEC_ID_HEVC", "CODEC_ID_OPUS", false, false, 2 },
+        Expected { "vp9_opus.webm", "matroska,webm", "CODEC_ID_VP9", "CODEC_ID_OPUS", false, false,
+                   2 },
+        Expected { "mpeg4_pcm.mov", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_MPEG4",
+                   "CODEC_ID_PCM_S16LE", false, false, 2 },
+        Expected { "video_only.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, false,
+                   2 },
+        Expected { "tone.mp3", "mp3", "", "CODEC_ID_MP3", false, false, 2 },
+        Expected { "tone.wav", "wav", "", "CODEC_ID_PCM_S16LE", false, false, 2 },
+        Expected { "tone.flac", "flac", "", "CODEC_ID_FLAC", false, false, 2 },
+        Expected { "still.png", "png_pipe", "CODEC_ID_PNG", "", true, false, 2 },
+        Expected { "still.jpg", "jpeg_pipe", "CODEC_ID_MJPEG", "", true, false, 2 },
+        Expected { "pq10.mkv", "matroska,webm", "CODEC_ID_HEVC", "", false, true, 16 },
+        Expected { "hlg.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, true, 18 }),
     [](const auto &info) {
         QString name = QLatin1String(info.param.name);
         return name.replace(QLatin1Char('.'), QLatin1Char('_')).toStdString();
     });
 
 // Files a user may drop that are not media, or not any more.
-class BadInput : public ::testing::Test
-{
+class BadInput : public ::testing::Test {
 protected:
-    QString write(const QString &name, const QByteArray &bytes) { return TestSupport::writeFile(dir.filePath(name), bytes); }
-    static QByteArray sampleBytes(const char *name) { return TestSupport::readFile(TestSupport::samplePath(name)); }
+    QString write(const QString &name, const QByteArray &bytes)
+    {
+        return TestSupport::writeFile(dir.filePath(name), bytes);
+    }
+    static QByteArray sampleBytes(const char *name)
+    {
+        return TestSupport::readFile(TestSupport::samplePath(name));
+    }
     QTemporaryDir dir;
 };
 
@@ -135,17 +142,19 @@ TEST_F(BadInput, a_probe_past_its_deadline_is_abandoned_and_fails)
 {
     Media::ProbeLimits limits;
     limits.timeout = std::chrono::milliseconds(0);
-    const File file = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    const File file
+        = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
     EXPECT_TRUE(file.isFailed());
     EXPECT_TRUE(file.error.contains(QLatin1String("too long"))) << file.error.toStdString();
 }
 
 TEST_F(BadInput, a_cancelled_probe_fails)
 {
-    const std::atomic<bool> cancelled{true};
+    const std::atomic<bool> cancelled { true };
     Media::ProbeLimits limits;
     limits.cancelled = &cancelled;
-    const File file = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    const File file
+        = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
     EXPECT_TRUE(file.isFailed());
     EXPECT_TRUE(file.error.contains(QLatin1String("cancelled"))) << file.error.toStdString();
 }
@@ -153,9 +162,10 @@ TEST_F(BadInput, a_cancelled_probe_fails)
 TEST_F(BadInput, names_with_spaces_non_ascii_and_address_like_prefixes_open)
 {
     const QByteArray mp4 = sampleBytes("h264_aac.mp4");
-    for (const QString &name : {QStringLiteral("summer holiday 2024.mp4"), QStringLiteral("été à Zürich – 東京.mp4"),
-                                QStringLiteral("http:clip.mp4"), QStringLiteral("concat:a|b.mp4"),
-                                QStringLiteral("take%03d.mp4"), QStringLiteral("#1?.mp4")}) {
+    for (const QString &name :
+         { QStringLiteral("summer holiday 2024.mp4"), QStringLiteral("été à Zürich – 東京.mp4"),
+           QStringLiteral("http:clip.mp4"), QStringLiteral("concat:a|b.mp4"),
+           QStringLiteral("take%03d.mp4"), QStringLiteral("#1?.mp4") }) {
         const File file = Media::probe(write(name, mp4));
         EXPECT_TRUE(file.isOpened()) << name.toStdString() << ": " << file.error.toStdString();
     }
@@ -170,23 +180,24 @@ TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
         GTEST_SKIP() << "running as root without the right to give up file access override";
     const File file = Media::probe(path);
     EXPECT_TRUE(file.isFailed());
-    EXPECT_TRUE(file.error.contains(QLatin1String("permission denied"))) << file.error.toStdString();
+    EXPECT_TRUE(file.error.contains(QLatin1String("permission denied")))
+        << file.error.toStdString();
 }
 
 TEST(CodecConfig, classifies_identifiers_by_kind)
 {
     using namespace Media::CodecConfig;
-    struct Row
-    {
+    struct Row {
         const char *id;
         bool video;
         bool audio;
     };
-    for (const Row &r : {Row{"CODEC_ID_H264", true, false}, Row{"CODEC_ID_HEVC", true, false},
-                         Row{CODEC_ID_MJPEG, true, false}, Row{"CODEC_ID_VP9", true, false},
-                         Row{"CODEC_ID_AAC", false, true}, Row{"CODEC_ID_PCM_S16LE", false, true},
-                         Row{"CODEC_ID_SUBRIP", false, false}, Row{"CODEC_ID_NOT_A_CODEC", false, false},
-                         Row{"", false, false}, Row{"h264", false, false}}) {
+    for (const Row &r :
+         { Row { "CODEC_ID_H264", true, false }, Row { "CODEC_ID_HEVC", true, false },
+           Row { CODEC_ID_MJPEG, true, false }, Row { "CODEC_ID_VP9", true, false },
+           Row { "CODEC_ID_AAC", false, true }, Row { "CODEC_ID_PCM_S16LE", false, true },
+           Row { "CODEC_ID_SUBRIP", false, false }, Row { "CODEC_ID_NOT_A_CODEC", false, false },
+           Row { "", false, false }, Row { "h264", false, false } }) {
         EXPECT_EQ(IsVideoCodec(QLatin1String(r.id)), r.video) << r.id;
         EXPECT_EQ(IsAudioCodec(QLatin1String(r.id)), r.audio) << r.id;
     }

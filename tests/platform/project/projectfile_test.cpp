@@ -53,44 +53,50 @@ std::unique_ptr<Object> richProject(const QString &folder)
     Timeline::Clip &first = timeline.insertClip(0, MTime(), clipFile);
     first.setSpeed(1.5, true);
     first.setStabilized(true);
-    first.setAnimation({QStringLiteral("zoom-in"), {MTime::fromMSec(0), MTime::fromMSec(900)}});
+    first.setAnimation({ QStringLiteral("zoom-in"), { MTime::fromMSec(0), MTime::fromMSec(900) } });
     first.setResourceId(QStringLiteral("store:item:7"));
-    first.addEffect(Effect::AudioEqualizer{}).preset = Effect::AudioEqualizer::Saved;
-    first.addEffect(Effect::AudioReverb{}).dryWetBalance = 0.55;
-    first.addEffect(Effect::AudioCompressor{}).attack = MTime::fromMSec(7);
-    first.addEffect(Effect::AudioNoiseGate{}).range = -12.5;
-    first.addEffect(Effect::AudioMonoChannel{}).source = Effect::AudioMonoChannel::Right;
-    first.addEffect(Effect::ChromaKey{}).keyColor = 0x04010203;
-    auto &mask = first.addEffect(Effect::Mask{});
+    first.addEffect(Effect::AudioEqualizer {}).preset = Effect::AudioEqualizer::Saved;
+    first.addEffect(Effect::AudioReverb {}).dryWetBalance = 0.55;
+    first.addEffect(Effect::AudioCompressor {}).attack = MTime::fromMSec(7);
+    first.addEffect(Effect::AudioNoiseGate {}).range = -12.5;
+    first.addEffect(Effect::AudioMonoChannel {}).source = Effect::AudioMonoChannel::Right;
+    first.addEffect(Effect::ChromaKey {}).keyColor = 0x04010203;
+    auto &mask = first.addEffect(Effect::Mask {});
     mask.edgeMode = Effect::Mask::Blur;
-    mask.highlights.push_back({Effect::MaskShape::Circle, QRectF(0.1, 0.2, 0.3, 0.4), 0.5, 0.25, 0, true});
-    mask.conceals.push_back({Effect::MaskShape::Rectangle, QRectF(0, 0, 1, 1), 1.0, 0, 40, false});
+    mask.highlights.push_back(
+        { Effect::MaskShape::Circle, QRectF(0.1, 0.2, 0.3, 0.4), 0.5, 0.25, 0, true });
+    mask.conceals.push_back(
+        { Effect::MaskShape::Rectangle, QRectF(0, 0, 1, 1), 1.0, 0, 40, false });
 
     Timeline::Clip &second = timeline.insertClip(0, MTime(), stillFile);
-    second.addEffect(Effect::Crop{}).top = 0.125;
-    auto &colour = second.addEffect(Effect::ManualEnhance{});
+    second.addEffect(Effect::Crop {}).top = 0.125;
+    auto &colour = second.addEffect(Effect::ManualEnhance {});
     colour.setValue(Effect::ManualEnhance::Hue, -30);
     colour.setName(QStringLiteral("Warm"));
     colour.setUniqueId(QStringLiteral("preset-warm"));
-    second.addEffect(Effect::BackgroundRemove{}).qualityMode = Effect::BackgroundRemove::Draft;
-    auto &lut = second.addEffect(Effect::Lut{});
+    second.addEffect(Effect::BackgroundRemove {}).qualityMode = Effect::BackgroundRemove::Draft;
+    auto &lut = second.addEffect(Effect::Lut {});
     lut.setName(QStringLiteral("Film"));
     lut.setUniqueId(QStringLiteral("lut-film"));
     lut.path = folder + QStringLiteral("/film.cube");
 
     auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
     title->setDuration(MTime::fromMSec(2500));
-    title->setTitleItem(Timeline::TitleItem{Timeline::TitleItem::Callout, QStringLiteral("Hello ünïcode"), QStringLiteral("bubble")});
+    title->setTitleItem(Timeline::TitleItem {
+        Timeline::TitleItem::Callout, QStringLiteral("Hello ünïcode"), QStringLiteral("bubble") });
     timeline.placeClip(2, std::move(title));
     auto fx = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Clip);
     fx->setDuration(MTime::fromMSec(100));
     fx->setContentId(QStringLiteral("special-fx"));
     timeline.placeClip(3, std::move(fx));
 
-    auto transition = std::make_unique<Transition::Object>(Transition::Id::Slide, MTime::fromMSec(750));
-    transition->addResource({Transition::ResourceType::Audio, clipFile, QStringLiteral("whoosh")});
+    auto transition
+        = std::make_unique<Transition::Object>(Transition::Id::Slide, MTime::fromMSec(750));
+    transition->addResource(
+        { Transition::ResourceType::Audio, clipFile, QStringLiteral("whoosh") });
     timeline.addTransition(std::move(transition), second.id(), first.id());
-    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Fade), 0, second.id());
+    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Fade), 0,
+                           second.id());
 
     project->userFiles().add(spare);
     project->userFiles().add(clipFile);
@@ -155,8 +161,7 @@ TEST(ProjectFile, a_written_project_reads_back_the_same)
     EXPECT_EQ(copy->mediaFiles().size(), 3u);
 }
 
-struct DamagedFile
-{
+struct DamagedFile {
     const char *name;
     const char *content;
     const char *reason; // a part of the message the user gets
@@ -167,8 +172,7 @@ void PrintTo(const DamagedFile &f, std::ostream *os)
     *os << f.name;
 }
 
-class DamagedProjectFile : public ::testing::TestWithParam<DamagedFile>
-{};
+class DamagedProjectFile : public ::testing::TestWithParam<DamagedFile> { };
 
 TEST_P(DamagedProjectFile, is_refused_with_a_reason)
 {
@@ -186,60 +190,84 @@ INSTANTIATE_TEST_SUITE_P(
     ProjectFile,
     DamagedProjectFile,
     ::testing::Values(
-        DamagedFile{"empty", "", "the file is empty"},
-        DamagedFile{"not_json", "\x89PNG\r\n", "not a project file"},
-        DamagedFile{"truncated", "{" HEADER ", \"tracks\": [", "not a project file"},
-        DamagedFile{"array_at_top", "[1, 2]", "no top-level object"},
-        DamagedFile{"text_after_the_document", "{" HEADER "}\n{\"x\": \"}\"}", "more text after the document at byte 42"},
-        DamagedFile{"foreign_json", R"({"name": "package", "version": "1.0"})", "not a project file"},
-        DamagedFile{"newer_version", R"({"format": "editor-project", "version": 2})", "version 2 is not supported"},
-        DamagedFile{"unknown_track", "{" HEADER R"(, "tracks": [{"type": "hologram"}]})", "tracks[0].type: \"hologram\""},
-        DamagedFile{"negative_position",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "positionMs": -5, "durationMs": 1}]}]})",
-                    "tracks[0].clips[0].positionMs"},
-        DamagedFile{"huge_duration",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 1e300}]}]})",
-                    "tracks[0].clips[0].durationMs"},
-        DamagedFile{"zero_length",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip"}]}]})",
-                    "must last longer than zero"},
-        DamagedFile{"overlap",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10},
+        DamagedFile { "empty", "", "the file is empty" },
+        DamagedFile { "not_json", "\x89PNG\r\n", "not a project file" },
+        DamagedFile { "truncated", "{" HEADER ", \"tracks\": [", "not a project file" },
+        DamagedFile { "array_at_top", "[1, 2]", "no top-level object" },
+        DamagedFile { "text_after_the_document", "{" HEADER "}\n{\"x\": \"}\"}",
+                      "more text after the document at byte 42" },
+        DamagedFile { "foreign_json", R"({"name": "package", "version": "1.0"})",
+                      "not a project file" },
+        DamagedFile { "newer_version", R"({"format": "editor-project", "version": 2})",
+                      "version 2 is not supported" },
+        DamagedFile { "unknown_track", "{" HEADER R"(, "tracks": [{"type": "hologram"}]})",
+                      "tracks[0].type: \"hologram\"" },
+        DamagedFile {
+            "negative_position",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "positionMs": -5, "durationMs": 1}]}]})",
+            "tracks[0].clips[0].positionMs" },
+        DamagedFile {
+            "huge_duration",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 1e300}]}]})",
+            "tracks[0].clips[0].durationMs" },
+        DamagedFile { "zero_length",
+                      "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip"}]}]})",
+                      "must last longer than zero" },
+        DamagedFile {
+            "overlap",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10},
                         {"kind": "clip", "positionMs": 5, "durationMs": 10}]}]})",
-                    "overlaps"},
-        DamagedFile{"bad_speed",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "speed": 0}]}]})",
-                    "speed"},
-        DamagedFile{"missing_media",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "media": 3}]}]})",
-                    "names media 3"},
-        DamagedFile{"unknown_effect",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+            "overlaps" },
+        DamagedFile {
+            "bad_speed",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "speed": 0}]}]})",
+            "speed" },
+        DamagedFile {
+            "missing_media",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "media": 3}]}]})",
+            "names media 3" },
+        DamagedFile { "unknown_effect",
+                      "{" HEADER
+                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
                         "effects": [{"type": "Sepia"}]}]}]})",
-                    "\"Sepia\" is not an effect"},
-        DamagedFile{"effect_parameter_of_wrong_type",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+                      "\"Sepia\" is not an effect" },
+        DamagedFile { "effect_parameter_of_wrong_type",
+                      "{" HEADER
+                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
                         "effects": [{"type": "Crop", "left": "wide"}]}]}]})",
-                    "effects[0].left: must be a number"},
-        DamagedFile{"equalizer_bands",
-                    "{" HEADER R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
+                      "effects[0].left: must be a number" },
+        DamagedFile {
+            "equalizer_bands",
+            "{" HEADER
+            R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
                         "effects": [{"type": "AudioEqualizer", "gains": [1, 2]}]}]}]})",
-                    "must hold 10 numbers"},
-        DamagedFile{"duplicate_media", "{" HEADER R"(, "media": [{"path": "a"}, {"path": "a"}]})", "listed twice"},
-        DamagedFile{"media_without_path", "{" HEADER R"(, "media": [{"durationMs": 5}]})", "media[0].path"},
-        DamagedFile{"dangling_transition",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10}]}],
+            "must hold 10 numbers" },
+        DamagedFile { "duplicate_media", "{" HEADER R"(, "media": [{"path": "a"}, {"path": "a"}]})",
+                      "listed twice" },
+        DamagedFile { "media_without_path", "{" HEADER R"(, "media": [{"durationMs": 5}]})",
+                      "media[0].path" },
+        DamagedFile {
+            "dangling_transition",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10}]}],
                         "transitions": [{"type": "Dissolve", "left": 1, "right": 9}]})",
-                    "names clip 9"},
-        DamagedFile{"duplicate_clip_id",
-                    "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10},
+            "names clip 9" },
+        DamagedFile {
+            "duplicate_clip_id",
+            "{" HEADER
+            R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10},
                         {"id": 1, "kind": "clip", "positionMs": 10, "durationMs": 10}]}]})",
-                    "used twice"},
-        DamagedFile{"collection_out_of_range", "{" HEADER R"(, "collection": [0]})", "collection[0]"}),
+            "used twice" },
+        DamagedFile { "collection_out_of_range", "{" HEADER R"(, "collection": [0]})",
+                      "collection[0]" }),
     [](const auto &info) { return std::string(info.param.name); });
 
-class ProjectOnDisk : public ::testing::Test
-{
+class ProjectOnDisk : public ::testing::Test {
 protected:
     QString path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
     void touch(const char *name) const { TestSupport::writeFile(path(name)); }
@@ -258,7 +286,8 @@ TEST_F(ProjectOnDisk, missing_media_are_counted_as_lost_and_marked_failed)
     EXPECT_EQ(opened.lostFiles, 2); // still.png and spare.mov were never made
     for (const auto &file : opened.project->mediaFiles()) {
         const bool present = file->path.endsWith(QLatin1String("clip.mp4"));
-        EXPECT_EQ(file->state, present ? Media::File::State::Opened : Media::File::State::Failed) << file->path.toStdString();
+        EXPECT_EQ(file->state, present ? Media::File::State::Opened : Media::File::State::Failed)
+            << file->path.toStdString();
     }
 }
 

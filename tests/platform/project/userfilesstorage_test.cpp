@@ -14,7 +14,7 @@ TEST(UserFilesStorage, holds_each_path_once_in_arrival_order)
     const auto a = std::make_shared<Media::File>(QStringLiteral("/m/a.mp4"));
     const auto b = std::make_shared<Media::File>(QStringLiteral("/m/b.mp4"));
     const auto aAgain = std::make_shared<Media::File>(QStringLiteral("/m/a.mp4"));
-    const std::deque<std::shared_ptr<Media::File>> request{b, a, nullptr, aAgain};
+    const std::deque<std::shared_ptr<Media::File>> request { b, a, nullptr, aAgain };
 
     EXPECT_EQ(storage.add(request), 2u);
     ASSERT_EQ(storage.count(), 2u);

@@ -12,36 +12,35 @@ namespace {
 
 struct Domain;
 
-class Ping : public Message::Types::Notification<Domain>
-{
+class Ping : public Message::Types::Notification<Domain> {
 public:
     Ping(const PubSub::Object *sender, int value)
         : Notification(sender)
         , value(value)
-    {}
+    {
+    }
     int value;
 };
 
-class Pong : public Message::Types::Request<Domain>
-{
+class Pong : public Message::Types::Request<Domain> {
 public:
     explicit Pong(const PubSub::Object *sender)
         : Request(sender)
-    {}
+    {
+    }
 };
 
-class DomainObject final : public PubSub::Object
-{};
+class DomainObject final : public PubSub::Object { };
 
 // Records what it received, in order, into a log shared by several subscribers; an optional
 // action runs inside notify so tests can act during a delivery.
-class Probe : public PubSub::Subscriber<Ping, Pong>
-{
+class Probe : public PubSub::Subscriber<Ping, Pong> {
 public:
     Probe(std::string name, std::vector<std::string> &log)
         : m_name(std::move(name))
         , m_log(log)
-    {}
+    {
+    }
 
     using PubSub::Subscriber<Ping, Pong>::subscribeAllTypes;
     using PubSub::Subscriber<Ping, Pong>::unsubscribeAllTypes;
@@ -61,8 +60,7 @@ private:
     std::vector<std::string> &m_log;
 };
 
-class Dispatcher : public ::testing::Test
-{
+class Dispatcher : public ::testing::Test {
 protected:
     DomainObject sender;
     DomainObject otherSender;
@@ -76,7 +74,7 @@ TEST_F(Dispatcher, delivers_in_registration_order_synchronously)
     b.subscribeAllTypes();
     c.subscribeAllTypes();
     PubSub::publish(Ping(&sender, 1));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:1", "b:1", "c:1"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:1", "b:1", "c:1" }));
 }
 
 TEST_F(Dispatcher, registered_unsubscribed_and_destroyed_subscribers_receive_nothing)
@@ -100,7 +98,7 @@ TEST_F(Dispatcher, named_sender_filters_other_senders)
     a.subscribe(&sender);
     PubSub::publish(Ping(&otherSender, 1));
     PubSub::publish(Ping(&sender, 2));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:2"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:2" }));
 }
 
 TEST_F(Dispatcher, subscribe_all_is_per_type)
@@ -109,7 +107,7 @@ TEST_F(Dispatcher, subscribe_all_is_per_type)
     a.subscribeAll(typeid(Pong));
     PubSub::publish(Ping(&sender, 1));
     PubSub::publish(Pong(&sender));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:pong"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:pong" }));
 }
 
 TEST_F(Dispatcher, subscribers_unsubscribed_or_destroyed_during_delivery_are_skipped)
@@ -125,8 +123,9 @@ TEST_F(Dispatcher, subscribers_unsubscribed_or_destroyed_during_delivery_are_ski
         c.reset();
     };
     PubSub::publish(Ping(&sender, 1));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:1", "d:1"}));
-    EXPECT_EQ(PubSub::Details::Dispatcher::instance().subscriberCount(typeid(Ping)), 3u) << "c's blank was dropped";
+    EXPECT_EQ(log, (std::vector<std::string> { "a:1", "d:1" }));
+    EXPECT_EQ(PubSub::Details::Dispatcher::instance().subscriberCount(typeid(Ping)), 3u)
+        << "c's blank was dropped";
 }
 
 TEST_F(Dispatcher, subscriber_added_during_delivery_waits_for_the_next_message)
@@ -142,7 +141,7 @@ TEST_F(Dispatcher, subscriber_added_during_delivery_waits_for_the_next_message)
     };
     PubSub::publish(Ping(&sender, 1));
     PubSub::publish(Ping(&sender, 2));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:1", "a:2", "late:2"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:1", "a:2", "late:2" }));
 }
 
 TEST_F(Dispatcher, nested_publish_of_the_same_type_is_delivered_inside)
@@ -155,7 +154,7 @@ TEST_F(Dispatcher, nested_publish_of_the_same_type_is_delivered_inside)
             PubSub::publish(Ping(&sender, 2));
     };
     PubSub::publish(Ping(&sender, 1));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:1", "a:2", "b:2", "b:1"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:1", "a:2", "b:2", "b:1" }));
 }
 
 TEST_F(Dispatcher, exception_from_notify_reaches_the_publisher_and_releases_the_list)
@@ -173,7 +172,7 @@ TEST_F(Dispatcher, exception_from_notify_reaches_the_publisher_and_releases_the_
     EXPECT_EQ(PubSub::Details::Dispatcher::instance().subscriberCount(typeid(Ping)), 1u);
     a.onPing = nullptr;
     PubSub::publish(Ping(&sender, 2));
-    EXPECT_EQ(log, (std::vector<std::string>{"a:1", "a:2"}));
+    EXPECT_EQ(log, (std::vector<std::string> { "a:1", "a:2" }));
 }
 
 TEST_F(Dispatcher, subscribe_all_for_a_foreign_type_is_refused)

@@ -14,10 +14,17 @@ using namespace Effect;
 // Every kind, default-constructed: the set the identity and equality rules must hold for.
 std::vector<std::shared_ptr<Object>> everyKind()
 {
-    return {std::make_shared<AudioEqualizer>(), std::make_shared<ChromaKey>(), std::make_shared<Mask>(),
-            std::make_shared<Crop>(), std::make_shared<ManualEnhance>(), std::make_shared<AudioReverb>(),
-            std::make_shared<AudioCompressor>(), std::make_shared<AudioNoiseGate>(),
-            std::make_shared<AudioMonoChannel>(), std::make_shared<BackgroundRemove>(), std::make_shared<Lut>()};
+    return { std::make_shared<AudioEqualizer>(),
+             std::make_shared<ChromaKey>(),
+             std::make_shared<Mask>(),
+             std::make_shared<Crop>(),
+             std::make_shared<ManualEnhance>(),
+             std::make_shared<AudioReverb>(),
+             std::make_shared<AudioCompressor>(),
+             std::make_shared<AudioNoiseGate>(),
+             std::make_shared<AudioMonoChannel>(),
+             std::make_shared<BackgroundRemove>(),
+             std::make_shared<Lut>() };
 }
 
 TEST(EffectKinds, every_identifier_reads_back_from_its_text)
@@ -46,8 +53,7 @@ TEST(EffectKinds, a_clone_equals_its_original_and_a_default_differs_from_another
 
 // One changed parameter per kind must make it differ from its default: "applied with the
 // defaults" is only honest when every parameter takes part in the comparison.
-struct ChangedParameter
-{
+struct ChangedParameter {
     const char *name;
     std::function<std::unique_ptr<Object>()> make;
 };
@@ -57,20 +63,19 @@ void PrintTo(const ChangedParameter &c, std::ostream *os)
     *os << c.name;
 }
 
-class EffectDefaults : public ::testing::TestWithParam<ChangedParameter>
-{};
+class EffectDefaults : public ::testing::TestWithParam<ChangedParameter> { };
 
 TEST_P(EffectDefaults, a_changed_parameter_is_not_the_default)
 {
     const auto changed = GetParam().make();
     const auto kinds = everyKind();
-    const auto same = std::find_if(kinds.begin(), kinds.end(), [&](const auto &k) { return k->id() == changed->id(); });
+    const auto same = std::find_if(kinds.begin(), kinds.end(),
+                                   [&](const auto &k) { return k->id() == changed->id(); });
     ASSERT_NE(same, kinds.end());
     EXPECT_FALSE(*changed == **same);
 }
 
-template<class E, class F>
-std::function<std::unique_ptr<Object>()> with(F change)
+template<class E, class F> std::function<std::unique_ptr<Object>()> with(F change)
 {
     return [change] {
         auto e = std::make_unique<E>();
@@ -83,23 +88,39 @@ INSTANTIATE_TEST_SUITE_P(
     EveryParameterCounts,
     EffectDefaults,
     ::testing::Values(
-        ChangedParameter{"equalizer_preset", with<AudioEqualizer>([](auto &e) { e.preset = AudioEqualizer::Rock; })},
-        ChangedParameter{"equalizer_band", with<AudioEqualizer>([](auto &e) { e.gains[3] = 2.5; })},
-        ChangedParameter{"reverb_balance", with<AudioReverb>([](auto &e) { e.dryWetBalance = 0.5; })},
-        ChangedParameter{"reverb_delay", with<AudioReverb>([](auto &e) { e.delay = MTime::fromMSec(40); })},
-        ChangedParameter{"compressor_release", with<AudioCompressor>([](auto &e) { e.release = MTime::fromMSec(1); })},
-        ChangedParameter{"compressor_blend", with<AudioCompressor>([](auto &e) { e.blend = 0.5; })},
-        ChangedParameter{"gate_range", with<AudioNoiseGate>([](auto &e) { e.range = -10; })},
-        ChangedParameter{"mono_source", with<AudioMonoChannel>([](auto &e) { e.source = AudioMonoChannel::Left; })},
-        ChangedParameter{"chroma_noise", with<ChromaKey>([](auto &e) { e.noise = 11; })},
-        ChangedParameter{"chroma_color", with<ChromaKey>([](auto &e) { e.keyColor = 0xff0000ff; })},
-        ChangedParameter{"mask_shape_added", with<Mask>([](auto &e) { e.conceals.emplace_back(); })},
-        ChangedParameter{"mask_edge", with<Mask>([](auto &e) { e.edgeMode = Mask::Blur; })},
-        ChangedParameter{"crop_side", with<Crop>([](auto &e) { e.bottom = 0.1; })},
-        ChangedParameter{"colour_tint", with<ManualEnhance>([](auto &e) { e.setValue(ManualEnhance::Tint, 3); })},
-        ChangedParameter{"colour_preset", with<ManualEnhance>([](auto &e) { e.setUniqueId(QStringLiteral("warm")); })},
-        ChangedParameter{"background_quality", with<BackgroundRemove>([](auto &e) { e.qualityMode = BackgroundRemove::Precise; })},
-        ChangedParameter{"lut_intensity", with<Lut>([](auto &e) { e.intensity = 0.4; })}),
+        ChangedParameter { "equalizer_preset",
+                           with<AudioEqualizer>([](auto &e) { e.preset = AudioEqualizer::Rock; }) },
+        ChangedParameter { "equalizer_band",
+                           with<AudioEqualizer>([](auto &e) { e.gains[3] = 2.5; }) },
+        ChangedParameter { "reverb_balance",
+                           with<AudioReverb>([](auto &e) { e.dryWetBalance = 0.5; }) },
+        ChangedParameter { "reverb_delay",
+                           with<AudioReverb>([](auto &e) { e.delay = MTime::fromMSec(40); }) },
+        ChangedParameter { "compressor_release",
+                           with<AudioCompressor>([](auto &e) { e.release = MTime::fromMSec(1); }) },
+        ChangedParameter { "compressor_blend",
+                           with<AudioCompressor>([](auto &e) { e.blend = 0.5; }) },
+        ChangedParameter { "gate_range", with<AudioNoiseGate>([](auto &e) { e.range = -10; }) },
+        ChangedParameter { "mono_source", with<AudioMonoChannel>([](auto &e) {
+                               e.source = AudioMonoChannel::Left;
+                           }) },
+        ChangedParameter { "chroma_noise", with<ChromaKey>([](auto &e) { e.noise = 11; }) },
+        ChangedParameter { "chroma_color",
+                           with<ChromaKey>([](auto &e) { e.keyColor = 0xff0000ff; }) },
+        ChangedParameter { "mask_shape_added",
+                           with<Mask>([](auto &e) { e.conceals.emplace_back(); }) },
+        ChangedParameter { "mask_edge", with<Mask>([](auto &e) { e.edgeMode = Mask::Blur; }) },
+        ChangedParameter { "crop_side", with<Crop>([](auto &e) { e.bottom = 0.1; }) },
+        ChangedParameter { "colour_tint", with<ManualEnhance>([](auto &e) {
+                               e.setValue(ManualEnhance::Tint, 3);
+                           }) },
+        ChangedParameter { "colour_preset", with<ManualEnhance>([](auto &e) {
+                               e.setUniqueId(QStringLiteral("warm"));
+                           }) },
+        ChangedParameter { "background_quality", with<BackgroundRemove>([](auto &e) {
+                               e.qualityMode = BackgroundRemove::Precise;
+                           }) },
+        ChangedParameter { "lut_intensity", with<Lut>([](auto &e) { e.intensity = 0.4; }) }),
     [](const auto &info) { return std::string(info.param.name); });
 
 } // namespace

@@ -38,8 +38,7 @@ std::vector<std::pair<std::int64_t, std::int64_t>> layout(const Track &track)
     return result;
 }
 
-class TimelineModel : public ::testing::Test
-{
+class TimelineModel : public ::testing::Test {
 protected:
     TimelineModel()
     {
@@ -72,22 +71,24 @@ TEST_F(TimelineModel, a_clip_takes_the_files_length_or_the_still_length_and_the_
 
 TEST_F(TimelineModel, a_drop_inside_a_clip_lands_after_it_and_pushes_only_what_it_must)
 {
-    timeline.insertClip(0, MTime(), video("a.mp4", 4000));                  // 0..4000
-    timeline.insertClip(0, MTime::fromMSec(5000), video("b.mp4", 1000));    // 5000..6000
-    timeline.insertClip(0, MTime::fromMSec(10000), video("c.mp4", 1000));   // 10000..11000
+    timeline.insertClip(0, MTime(), video("a.mp4", 4000)); // 0..4000
+    timeline.insertClip(0, MTime::fromMSec(5000), video("b.mp4", 1000)); // 5000..6000
+    timeline.insertClip(0, MTime::fromMSec(10000), video("c.mp4", 1000)); // 10000..11000
     // Dropped at 1000, inside the first clip: lands at 4000 and reaches 6000, so the clip at
     // 5000 must move 1000 ms; every later clip moves as much, keeping the edit's rhythm.
     timeline.insertClip(0, MTime::fromMSec(1000), video("d.mp4", 2000));
     EXPECT_EQ(layout(timeline.track(0)),
-              (std::vector<std::pair<std::int64_t, std::int64_t>>{{0, 4000}, {4000, 2000}, {6000, 1000}, {11000, 1000}}));
+              (std::vector<std::pair<std::int64_t, std::int64_t>> {
+                  { 0, 4000 }, { 4000, 2000 }, { 6000, 1000 }, { 11000, 1000 } }));
 }
 
 TEST_F(TimelineModel, a_drop_into_a_wide_gap_moves_nothing)
 {
     timeline.insertClip(0, MTime::fromMSec(10000), video("a.mp4", 1000));
     timeline.insertClip(0, MTime::fromMSec(2000), video("b.mp4", 1000));
-    EXPECT_EQ(layout(timeline.track(0)),
-              (std::vector<std::pair<std::int64_t, std::int64_t>>{{2000, 1000}, {10000, 1000}}));
+    EXPECT_EQ(
+        layout(timeline.track(0)),
+        (std::vector<std::pair<std::int64_t, std::int64_t>> { { 2000, 1000 }, { 10000, 1000 } }));
 }
 
 TEST_F(TimelineModel, bad_insertions_are_refused_without_changing_the_track)
@@ -95,7 +96,8 @@ TEST_F(TimelineModel, bad_insertions_are_refused_without_changing_the_track)
     EXPECT_THROW(timeline.insertClip(7, MTime(), video("a.mp4", 1000)), std::out_of_range);
     EXPECT_THROW(timeline.insertClip(2, MTime(), video("a.mp4", 1000)), std::invalid_argument);
     EXPECT_THROW(timeline.insertClip(0, MTime(), nullptr), std::invalid_argument);
-    EXPECT_THROW(timeline.insertClip(0, MTime::fromMSec(-1), video("a.mp4", 1000)), std::invalid_argument);
+    EXPECT_THROW(timeline.insertClip(0, MTime::fromMSec(-1), video("a.mp4", 1000)),
+                 std::invalid_argument);
     EXPECT_EQ(timeline.track(0).clipCount(), 0u);
 }
 
@@ -155,11 +157,14 @@ TEST_F(TimelineModel, a_transition_joins_clips_of_one_track)
 {
     const ClipId a = timeline.insertClip(0, MTime(), video("a.mp4", 1000)).id();
     const ClipId s = timeline.insertClip(1, MTime(), video("s.mp4", 1000)).id();
-    EXPECT_THROW(timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve), a, s),
+    EXPECT_THROW(timeline.addTransition(
+                     std::make_unique<Transition::Object>(Transition::Id::Dissolve), a, s),
                  std::invalid_argument);
-    EXPECT_THROW(timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve), 0, 0),
+    EXPECT_THROW(timeline.addTransition(
+                     std::make_unique<Transition::Object>(Transition::Id::Dissolve), 0, 0),
                  std::invalid_argument);
-    EXPECT_THROW(timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve), a, 999),
+    EXPECT_THROW(timeline.addTransition(
+                     std::make_unique<Transition::Object>(Transition::Id::Dissolve), a, 999),
                  std::invalid_argument);
     EXPECT_EQ(timeline.transitionCount(), 0u);
 }
@@ -192,16 +197,17 @@ TEST_F(TimelineModel, file_uses_count_clips_by_path_and_failed_arrivals)
 TEST(TransitionSound, comes_from_audio_resources_or_video_files_with_sound)
 {
     Transition::Object transition(Transition::Id::ShaderISF);
-    transition.addResource({Transition::ResourceType::Shader, nullptr, QStringLiteral("shader-1")});
+    transition.addResource(
+        { Transition::ResourceType::Shader, nullptr, QStringLiteral("shader-1") });
     EXPECT_FALSE(transition.hasAudioResources());
 
     auto silent = std::make_shared<Media::File>(QStringLiteral("silent.mp4"));
-    transition.addResource({Transition::ResourceType::Video, silent, {}});
+    transition.addResource({ Transition::ResourceType::Video, silent, {} });
     EXPECT_FALSE(transition.hasAudioResources());
 
     auto loud = std::make_shared<Media::File>(QStringLiteral("loud.mp4"));
     loud->audioTracks.emplace_back();
-    transition.addResource({Transition::ResourceType::Video, loud, {}});
+    transition.addResource({ Transition::ResourceType::Video, loud, {} });
     EXPECT_TRUE(transition.hasAudioResources());
     EXPECT_TRUE(transition.copy()->hasAudioResources());
 }

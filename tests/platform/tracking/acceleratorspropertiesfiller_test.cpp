@@ -13,12 +13,13 @@ using Vantel::Tracking::Fillers::AcceleratorsPropertiesFiller;
 namespace {
 
 // A /sys of our own: class/drm/<node>/device/{vendor,device} and the driver link.
-class FakeSysfs
-{
+class FakeSysfs {
 public:
     std::string root() const { return m_dir.path().toStdString(); }
 
-    void addNode(const QString &node, const QByteArray &vendor, const QByteArray &device,
+    void addNode(const QString &node,
+                 const QByteArray &vendor,
+                 const QByteArray &device,
                  const QString &driver = {})
     {
         const QString deviceDir = m_dir.filePath(QStringLiteral("devices/") + node);
@@ -48,33 +49,39 @@ std::map<std::string, std::string> fill(const FakeSysfs &sys)
 
 } // namespace
 
-TEST(AcceleratorsPropertiesFiller, a_machine_without_render_nodes_says_none_beside_the_senders_params)
+TEST(AcceleratorsPropertiesFiller,
+     a_machine_without_render_nodes_says_none_beside_the_senders_params)
 {
     FakeSysfs sys;
     AcceleratorsPropertiesFiller filler(sys.root());
-    std::map<std::string, std::string> params{{"SID", "abc"}};
+    std::map<std::string, std::string> params { { "SID", "abc" } };
     filler.appendParams(params);
-    EXPECT_EQ(params, (std::map<std::string, std::string>{
-                          {"SID", "abc"}, {"HW_ACCELERATORS", "none"}, {"HW_ACCELERATORS_COUNT", "0"}}));
+    EXPECT_EQ(params,
+              (std::map<std::string, std::string> { { "SID", "abc" },
+                                                    { "HW_ACCELERATORS", "none" },
+                                                    { "HW_ACCELERATORS_COUNT", "0" } }));
 }
 
 TEST(AcceleratorsPropertiesFiller, each_render_node_gives_vendor_device_and_driver_in_node_order)
 {
     FakeSysfs sys;
     sys.addNode(QStringLiteral("renderD129"), "0x1002", "0x73bf", QStringLiteral("amdgpu"));
-    sys.addNode(QStringLiteral("card0"), "0x10de", "0x2204", QStringLiteral("nvidia")); // not a render node
+    sys.addNode(QStringLiteral("card0"), "0x10de", "0x2204",
+                QStringLiteral("nvidia")); // not a render node
     sys.addNode(QStringLiteral("renderD128"), "0x8086", "0x9a49", QStringLiteral("i915"));
-    EXPECT_EQ(fill(sys), (std::map<std::string, std::string>{{"HW_ACCELERATORS", "INTEL,AMD"},
-                                                             {"HW_ACCELERATORS_COUNT", "2"},
-                                                             {"HW_ACCELERATOR_0_VENDOR", "INTEL"},
-                                                             {"HW_ACCELERATOR_0_DEVICE", "0x9a49"},
-                                                             {"HW_ACCELERATOR_0_DRIVER", "i915"},
-                                                             {"HW_ACCELERATOR_1_VENDOR", "AMD"},
-                                                             {"HW_ACCELERATOR_1_DEVICE", "0x73bf"},
-                                                             {"HW_ACCELERATOR_1_DRIVER", "amdgpu"}}));
+    EXPECT_EQ(fill(sys),
+              (std::map<std::string, std::string> { { "HW_ACCELERATORS", "INTEL,AMD" },
+                                                    { "HW_ACCELERATORS_COUNT", "2" },
+                                                    { "HW_ACCELERATOR_0_VENDOR", "INTEL" },
+                                                    { "HW_ACCELERATOR_0_DEVICE", "0x9a49" },
+                                                    { "HW_ACCELERATOR_0_DRIVER", "i915" },
+                                                    { "HW_ACCELERATOR_1_VENDOR", "AMD" },
+                                                    { "HW_ACCELERATOR_1_DEVICE", "0x73bf" },
+                                                    { "HW_ACCELERATOR_1_DRIVER", "amdgpu" } }));
 }
 
-TEST(AcceleratorsPropertiesFiller, an_unknown_vendor_is_reported_by_its_id_and_a_missing_driver_as_unknown)
+TEST(AcceleratorsPropertiesFiller,
+     an_unknown_vendor_is_reported_by_its_id_and_a_missing_driver_as_unknown)
 {
     FakeSysfs sys;
     sys.addNode(QStringLiteral("renderD128"), "0x1af4", "0x1050");

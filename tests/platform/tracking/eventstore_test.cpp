@@ -66,14 +66,13 @@ void execSql(const QString &path, const std::string &sql)
     ASSERT_EQ(rc, SQLITE_OK) << message;
 }
 
-class EventStoreTest : public ::testing::Test
-{
+class EventStoreTest : public ::testing::Test {
 protected:
     QString dbPath() const { return m_dir.filePath(QStringLiteral("usage/events.sqlite")); }
     QStringList setAside() const
     {
         return QDir(m_dir.filePath(QStringLiteral("usage")))
-            .entryList({QStringLiteral("events.sqlite.corrupt-*")}, QDir::Files);
+            .entryList({ QStringLiteral("events.sqlite.corrupt-*") }, QDir::Files);
     }
 
     QTemporaryDir m_dir;
@@ -86,8 +85,10 @@ protected:
 TEST_F(EventStoreTest, flushed_events_read_back_in_order_with_params_time_and_session)
 {
     const qint64 sentAt = nowMs();
-    const std::map<std::string, std::string> params = {
-        {"QUOTE", "say \"hi\"\\"}, {"LINES", "a\nb\tc"}, {"TEXT", "Grüße, 東京"}, {"EMPTY", ""}};
+    const std::map<std::string, std::string> params = { { "QUOTE", "say \"hi\"\\" },
+                                                        { "LINES", "a\nb\tc" },
+                                                        { "TEXT", "Grüße, 東京" },
+                                                        { "EMPTY", "" } };
     EventStore store(dbPath());
     store.consume(makeEvent("FIRST", params, sentAt - 5));
     store.consume(makeEvent("SECOND", {}, sentAt));
@@ -117,7 +118,7 @@ TEST_F(EventStoreTest, destruction_writes_everything_still_queued)
 TEST_F(EventStoreTest, reading_after_an_id_continues_where_the_reader_stopped)
 {
     EventStore store(dbPath());
-    for (const char *name : {"A", "B", "C", "D", "E"})
+    for (const char *name : { "A", "B", "C", "D", "E" })
         store.consume(makeEvent(name));
     store.flush();
 
@@ -153,10 +154,10 @@ TEST_F(EventStoreTest, switched_off_no_trace_of_the_events_is_left_in_its_files)
     {
         EventStore store(dbPath());
         for (int i = 0; i < 2000; ++i)
-            store.consume(makeEvent("E", {{"NOTE", marker.toStdString()}}));
+            store.consume(makeEvent("E", { { "NOTE", marker.toStdString() } }));
         store.flush();
         store.setEnabled(false);
-        for (const QString &file : {dbPath(), QString(dbPath() + QStringLiteral("-wal"))})
+        for (const QString &file : { dbPath(), QString(dbPath() + QStringLiteral("-wal")) })
             EXPECT_FALSE(TestSupport::readFile(file).contains(marker)) << file.toStdString();
     }
     EXPECT_FALSE(TestSupport::readFile(dbPath()).contains(marker));
@@ -187,8 +188,9 @@ TEST_F(EventStoreTest, count_cap_drops_the_oldest_and_counts_them_across_runs)
         for (int i = 0; i < 25; ++i)
             store.consume(makeEvent("E" + std::to_string(i)));
         store.flush();
-        EXPECT_THAT(names(store.events()), ElementsAre("E15", "E16", "E17", "E18", "E19", "E20",
-                                                       "E21", "E22", "E23", "E24"));
+        EXPECT_THAT(
+            names(store.events()),
+            ElementsAre("E15", "E16", "E17", "E18", "E19", "E20", "E21", "E22", "E23", "E24"));
     }
     EventStore later(dbPath(), limits);
     EXPECT_EQ(later.droppedCount(), 15);
@@ -214,7 +216,7 @@ TEST_F(EventStoreTest, size_cap_keeps_the_newest_events_within_the_file_limit)
     {
         EventStore store(dbPath(), limits);
         for (int i = 0; i < sent; ++i)
-            store.consume(makeEvent("E" + std::to_string(i), {{"PAD", std::string(300, 'p')}}));
+            store.consume(makeEvent("E" + std::to_string(i), { { "PAD", std::string(300, 'p') } }));
         store.flush();
 
         const std::vector<StoredEvent> kept = store.events();
@@ -235,14 +237,14 @@ TEST_F(EventStoreTest, a_batch_that_does_not_fit_is_dropped_with_a_warning_and_t
     limits.maxBytes = 1 << 20;
     EventStore store(dbPath(), limits);
 
-    store.consume(makeEvent("HUGE", {{"BLOB", std::string(2 << 20, 'x')}}));
+    store.consume(makeEvent("HUGE", { { "BLOB", std::string(2 << 20, 'x') } }));
     store.flush();
     store.consume(makeEvent("SMALL"));
     store.flush();
 
     EXPECT_THAT(names(store.events()), ElementsAre("SMALL"));
     EXPECT_EQ(store.droppedCount(), 1);
-    EXPECT_THAT(log.matching({"dropped 1 events", dbPath().toStdString()}), SizeIs(1));
+    EXPECT_THAT(log.matching({ "dropped 1 events", dbPath().toStdString() }), SizeIs(1));
 }
 
 TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of_the_new_batch)
@@ -251,12 +253,12 @@ TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of
     limits.maxBytes = 1 << 20;
     EventStore store(dbPath(), limits);
     for (int i = 0; i < 900; ++i)
-        store.consume(makeEvent("OLD", {{"PAD", std::string(1000, 'o')}}));
+        store.consume(makeEvent("OLD", { { "PAD", std::string(1000, 'o') } }));
     store.flush();
 
     // Larger than the room left above the cap: only fits once older events go.
     for (int i = 0; i < 400; ++i)
-        store.consume(makeEvent("NEW", {{"PAD", std::string(1000, 'n')}}));
+        store.consume(makeEvent("NEW", { { "PAD", std::string(1000, 'n') } }));
     store.flush();
 
     const std::vector<std::string> kept = names(store.events());
@@ -266,8 +268,7 @@ TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of
 
 namespace {
 
-struct DamagedFile
-{
+struct DamagedFile {
     const char *name;
     // Turns the store's path into the damaged or foreign file.
     void (*make)(const QString &path);
@@ -282,39 +283,45 @@ void fillStore(const QString &path)
 {
     EventStore store(path);
     for (int i = 0; i < 3000; ++i)
-        store.consume(makeEvent("E", {{"PAD", std::string(200, 'p')}}));
+        store.consume(makeEvent("E", { { "PAD", std::string(200, 'p') } }));
 }
 
 const DamagedFile damagedFiles[] = {
-    {"not_sqlite", [](const QString &path) { TestSupport::writeFile(path, QByteArray(5000, 'z')); }},
-    {"cut_short",
-     [](const QString &path) {
-         fillStore(path);
-         ASSERT_TRUE(QFile::resize(path, QFileInfo(path).size() / 3));
-     }},
-    {"cut_inside_the_header",
-     [](const QString &path) {
-         fillStore(path);
-         ASSERT_TRUE(QFile::resize(path, 40));
-     }},
-    {"another_programs_database",
-     [](const QString &path) { execSql(path, "CREATE TABLE songs(title TEXT); INSERT INTO songs VALUES('x');"); }},
-    {"same_table_names_but_another_program",
-     [](const QString &path) { execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);"); }},
-    {"our_mark_but_tables_missing",
-     [](const QString &path) {
-         fillStore(path);
-         execSql(path, "DROP TABLE meta;");
-     }},
-    {"newer_schema",
-     [](const QString &path) {
-         fillStore(path);
-         execSql(path, "PRAGMA user_version = 7;");
-     }},
+    { "not_sqlite",
+      [](const QString &path) { TestSupport::writeFile(path, QByteArray(5000, 'z')); } },
+    { "cut_short",
+      [](const QString &path) {
+          fillStore(path);
+          ASSERT_TRUE(QFile::resize(path, QFileInfo(path).size() / 3));
+      } },
+    { "cut_inside_the_header",
+      [](const QString &path) {
+          fillStore(path);
+          ASSERT_TRUE(QFile::resize(path, 40));
+      } },
+    { "another_programs_database",
+      [](const QString &path) {
+          execSql(path, "CREATE TABLE songs(title TEXT); INSERT INTO songs VALUES('x');");
+      } },
+    { "same_table_names_but_another_program",
+      [](const QString &path) {
+          execSql(path, "CREATE TABLE events(what TEXT); CREATE TABLE meta(k, v);");
+      } },
+    { "our_mark_but_tables_missing",
+      [](const QString &path) {
+          fillStore(path);
+          execSql(path, "DROP TABLE meta;");
+      } },
+    { "newer_schema",
+      [](const QString &path) {
+          fillStore(path);
+          execSql(path, "PRAGMA user_version = 7;");
+      } },
 };
 
-class EventStoreDamagedFile : public EventStoreTest, public ::testing::WithParamInterface<DamagedFile>
-{};
+class EventStoreDamagedFile
+    : public EventStoreTest
+    , public ::testing::WithParamInterface<DamagedFile> { };
 
 } // namespace
 
@@ -333,7 +340,7 @@ TEST_P(EventStoreDamagedFile, is_moved_aside_with_a_warning_and_a_fresh_store_wo
     ASSERT_THAT(setAside(), SizeIs(1));
     const QString kept = QFileInfo(dbPath()).absoluteDir().filePath(setAside().front());
     EXPECT_EQ(TestSupport::readFile(kept), original);
-    EXPECT_THAT(log.matching({dbPath().toStdString(), kept.toStdString()}), SizeIs(1));
+    EXPECT_THAT(log.matching({ dbPath().toStdString(), kept.toStdString() }), SizeIs(1));
 }
 
 INSTANTIATE_TEST_SUITE_P(EventStore,
@@ -343,7 +350,8 @@ INSTANTIATE_TEST_SUITE_P(EventStore,
 
 TEST_F(EventStoreTest, a_folder_that_cannot_be_created_is_refused_with_one_clear_error)
 {
-    TestSupport::writeFile(m_dir.filePath(QStringLiteral("usage")), "a file where the folder should be");
+    TestSupport::writeFile(m_dir.filePath(QStringLiteral("usage")),
+                           "a file where the folder should be");
     try {
         EventStore store(dbPath());
         FAIL() << "the store opened";
@@ -371,7 +379,7 @@ TEST_F(EventStoreTest, events_flushed_before_the_process_is_killed_survive_the_k
     const int flushed = 20000;
     QProcess child;
     child.start(QStringLiteral(TRACKING_CHILD),
-                {QStringLiteral("store"), dbPath(), QString::number(flushed)});
+                { QStringLiteral("store"), dbPath(), QString::number(flushed) });
     ASSERT_TRUE(child.waitForStarted());
     while (!child.canReadLine())
         ASSERT_TRUE(child.waitForReadyRead(60000)) << "the child never flushed";
@@ -391,9 +399,9 @@ TEST_F(EventStoreTest, events_flushed_before_the_process_is_killed_survive_the_k
 
 TEST(StoredParams, text_that_is_not_a_json_object_is_refused)
 {
-    for (const QByteArray &text : {QByteArray(), QByteArray("[]"), QByteArray("{\"A\":"),
-                                   QByteArray("\"A\""), QByteArray("\xff\xfe")}) {
-        std::map<std::string, std::string> params{{"LEFT", "OVER"}};
+    for (const QByteArray &text : { QByteArray(), QByteArray("[]"), QByteArray("{\"A\":"),
+                                    QByteArray("\"A\""), QByteArray("\xff\xfe") }) {
+        std::map<std::string, std::string> params { { "LEFT", "OVER" } };
         EXPECT_FALSE(paramsFromJson(text, params)) << text.toStdString();
         EXPECT_THAT(params, IsEmpty());
     }
@@ -403,5 +411,5 @@ TEST(StoredParams, values_that_are_not_strings_are_skipped)
 {
     std::map<std::string, std::string> params;
     ASSERT_TRUE(paramsFromJson(R"({"A":"1","B":2,"C":null,"D":{"E":"F"}})", params));
-    EXPECT_EQ(params, (std::map<std::string, std::string>{{"A", "1"}}));
+    EXPECT_EQ(params, (std::map<std::string, std::string> { { "A", "1" } }));
 }

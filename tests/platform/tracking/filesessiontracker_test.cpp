@@ -27,15 +27,18 @@ std::vector<std::string> ids(const std::vector<FailedSession> &sessions)
     return result;
 }
 
-class FileSessionTrackerTest : public ::testing::Test
-{
+class FileSessionTrackerTest : public ::testing::Test {
 protected:
     QString folder() const { return m_dir.filePath(QStringLiteral("sessions")); }
 
-    QString file(const std::string &name) const { return folder() + QChar('/') + QString::fromStdString(name); }
+    QString file(const std::string &name) const
+    {
+        return folder() + QChar('/') + QString::fromStdString(name);
+    }
 
     // A record as an earlier run of this code leaves it, in the file the run would name it.
-    void writeRecord(const std::string &id, const char *state, qint64 started, std::string fileId = {})
+    void
+    writeRecord(const std::string &id, const char *state, qint64 started, std::string fileId = {})
     {
         TestSupport::writeFile(file((fileId.empty() ? id : fileId) + ".session"),
                                QStringLiteral(R"({"id":"%1","state":"%2","started":%3,"pid":1})")
@@ -47,7 +50,7 @@ protected:
     // Starts the helper process in `mode` and returns the session id it reports.
     std::string startChild(QProcess &child, const QString &mode)
     {
-        child.start(QStringLiteral(TRACKING_CHILD), {mode, folder()});
+        child.start(QStringLiteral(TRACKING_CHILD), { mode, folder() });
         if (!child.waitForStarted())
             return {};
         while (!child.canReadLine()) {
@@ -70,7 +73,8 @@ TEST_F(FileSessionTrackerTest, every_run_gets_its_own_session_id)
     EXPECT_NE(first.sessionId(), second.sessionId());
 }
 
-TEST_F(FileSessionTrackerTest, a_run_that_never_ended_is_reported_once_as_failed_and_a_clean_end_never)
+TEST_F(FileSessionTrackerTest,
+       a_run_that_never_ended_is_reported_once_as_failed_and_a_clean_end_never)
 {
     std::string earlierId;
     {
@@ -127,8 +131,7 @@ TEST_F(FileSessionTrackerTest, a_crashed_run_is_reported_with_the_signal_and_the
     ASSERT_THAT(ids(failed), ElementsAre(crashedId));
     ASSERT_TRUE(failed[0].details.has_value());
     EXPECT_EQ(failed[0].details->area, "SIGSEGV");
-    EXPECT_THAT(failed[0].details->debugInfo,
-                HasSubstr("received by PID " + std::to_string(pid)));
+    EXPECT_THAT(failed[0].details->debugInfo, HasSubstr("received by PID " + std::to_string(pid)));
 }
 
 TEST_F(FileSessionTrackerTest, a_run_still_going_in_another_process_is_not_taken_for_failed)
@@ -162,9 +165,9 @@ TEST_F(FileSessionTrackerTest, unreadable_records_are_skipped_with_one_warning_e
         EXPECT_THAT(ids(now.failedSessions()), ElementsAre("good"));
         now.endSession();
     }
-    EXPECT_THAT(log.matching({"garbage.session"}), SizeIs(1));
-    EXPECT_THAT(log.matching({"named-another.session"}), SizeIs(1));
-    EXPECT_THAT(log.matching({"odd-state.session"}), SizeIs(1));
+    EXPECT_THAT(log.matching({ "garbage.session" }), SizeIs(1));
+    EXPECT_THAT(log.matching({ "named-another.session" }), SizeIs(1));
+    EXPECT_THAT(log.matching({ "odd-state.session" }), SizeIs(1));
 
     FileSessionTracker later(folder());
     EXPECT_THAT(log.messages(), SizeIs(3));
@@ -180,8 +183,7 @@ TEST_F(FileSessionTrackerTest, a_folder_that_cannot_be_created_is_refused)
 
 namespace {
 
-struct FailureText
-{
+struct FailureText {
     const char *name;
     QByteArray text;
     std::string area;
@@ -192,19 +194,20 @@ void PrintTo(const FailureText &t, std::ostream *os)
     *os << t.name;
 }
 
-class FailureTextParsing : public ::testing::TestWithParam<FailureText>
-{};
+class FailureTextParsing : public ::testing::TestWithParam<FailureText> { };
 
 const FailureText failureTexts[] = {
-    {"segfault",
-     "*** Aborted at 1700000000 (unix time) try \"date -d @1700000000\" if you are using GNU date ***\n"
-     "PC: @ 0x0 (unknown)\n"
-     "*** SIGSEGV (@0x0) received by PID 4242 (TID 0x7f) from PID 0; stack trace: ***\n"
-     "    @ 0x55 main\n",
-     "SIGSEGV"},
-    {"abort", "*** SIGABRT (@0x3e8) received by PID 7 (TID 0x1) from PID 7; stack trace: ***\n", "SIGABRT"},
-    {"no_signal_named", "something went wrong", "UNKNOWN"},
-    {"signal_word_without_the_marker", "SIGSEGV somewhere", "UNKNOWN"},
+    { "segfault",
+      "*** Aborted at 1700000000 (unix time) try \"date -d @1700000000\" if you are using GNU date "
+      "***\n"
+      "PC: @ 0x0 (unknown)\n"
+      "*** SIGSEGV (@0x0) received by PID 4242 (TID 0x7f) from PID 0; stack trace: ***\n"
+      "    @ 0x55 main\n",
+      "SIGSEGV" },
+    { "abort", "*** SIGABRT (@0x3e8) received by PID 7 (TID 0x1) from PID 7; stack trace: ***\n",
+      "SIGABRT" },
+    { "no_signal_named", "something went wrong", "UNKNOWN" },
+    { "signal_word_without_the_marker", "SIGSEGV somewhere", "UNKNOWN" },
 };
 
 } // namespace

@@ -10,40 +10,41 @@
 #include <memory>
 
 using namespace Vantel::Tracking;
-using TestSupport::RecordingEventSink;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
+using TestSupport::RecordingEventSink;
 
 namespace {
 
 // Adds one fixed key.
-class KeyFiller : public IDataFiller
-{
+class KeyFiller : public IDataFiller {
 public:
     KeyFiller(std::string key, std::string value)
         : m_key(std::move(key))
         , m_value(std::move(value))
-    {}
-    void appendParams(std::map<std::string, std::string> &params) override { params[m_key] = m_value; }
+    {
+    }
+    void appendParams(std::map<std::string, std::string> &params) override
+    {
+        params[m_key] = m_value;
+    }
 
 private:
     std::string m_key;
     std::string m_value;
 };
 
-class GeneralVantelTrackerTest : public ::testing::Test
-{
+class GeneralVantelTrackerTest : public ::testing::Test {
 protected:
     GeneralVantelTrackerTest() { tracker->addSink(sink); }
 
-    boost::intrusive_ptr<GeneralVantelTracker> tracker{new GeneralVantelTracker("session-7")};
+    boost::intrusive_ptr<GeneralVantelTracker> tracker { new GeneralVantelTracker("session-7") };
     std::shared_ptr<RecordingEventSink> sink = std::make_shared<RecordingEventSink>();
 };
 
-struct Matching
-{
+struct Matching {
     const char *name;
     FillerKeyMatchingMethod method;
     std::string key;
@@ -56,19 +57,22 @@ void PrintTo(const Matching &m, std::ostream *os)
     *os << m.name;
 }
 
-class FillerMatching : public GeneralVantelTrackerTest, public ::testing::WithParamInterface<Matching>
-{};
+class FillerMatching
+    : public GeneralVantelTrackerTest
+    , public ::testing::WithParamInterface<Matching> { };
 
 const Matching matchings[] = {
-    {"exact_same_name", FillerKeyMatchingMethod::Exact, "APP_FAILED", "APP_FAILED", true},
-    {"exact_longer_name", FillerKeyMatchingMethod::Exact, "APP", "APP_FAILED", false},
-    {"exact_shorter_name", FillerKeyMatchingMethod::Exact, "APP_FAILED", "APP", false},
-    {"exact_other_case", FillerKeyMatchingMethod::Exact, "APP_FAILED", "app_failed", false},
-    {"prefix_of_the_name", FillerKeyMatchingMethod::Prefix, "APP_", "APP_FAILED", true},
-    {"prefix_whole_name", FillerKeyMatchingMethod::Prefix, "APP_FAILED", "APP_FAILED", true},
-    {"prefix_longer_than_the_name", FillerKeyMatchingMethod::Prefix, "APP_FAILED_X", "APP_FAILED", false},
-    {"prefix_elsewhere_in_the_name", FillerKeyMatchingMethod::Prefix, "FAILED", "APP_FAILED", false},
-    {"empty_prefix", FillerKeyMatchingMethod::Prefix, "", "ANYTHING", true},
+    { "exact_same_name", FillerKeyMatchingMethod::Exact, "APP_FAILED", "APP_FAILED", true },
+    { "exact_longer_name", FillerKeyMatchingMethod::Exact, "APP", "APP_FAILED", false },
+    { "exact_shorter_name", FillerKeyMatchingMethod::Exact, "APP_FAILED", "APP", false },
+    { "exact_other_case", FillerKeyMatchingMethod::Exact, "APP_FAILED", "app_failed", false },
+    { "prefix_of_the_name", FillerKeyMatchingMethod::Prefix, "APP_", "APP_FAILED", true },
+    { "prefix_whole_name", FillerKeyMatchingMethod::Prefix, "APP_FAILED", "APP_FAILED", true },
+    { "prefix_longer_than_the_name", FillerKeyMatchingMethod::Prefix, "APP_FAILED_X", "APP_FAILED",
+      false },
+    { "prefix_elsewhere_in_the_name", FillerKeyMatchingMethod::Prefix, "FAILED", "APP_FAILED",
+      false },
+    { "empty_prefix", FillerKeyMatchingMethod::Prefix, "", "ANYTHING", true },
 };
 
 } // namespace
@@ -92,14 +96,15 @@ TEST_F(GeneralVantelTrackerTest, every_sink_gets_name_params_session_and_the_cur
     auto second = std::make_shared<RecordingEventSink>();
     tracker->addSink(second);
     const auto now = [] {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+                   std::chrono::system_clock::now().time_since_epoch())
             .count();
     };
     const auto before = now();
-    tracker->sendEvent("PROJECT_SAVED", {{"CLIPS", "3"}, {"AUDIO", "true"}});
+    tracker->sendEvent("PROJECT_SAVED", { { "CLIPS", "3" }, { "AUDIO", "true" } });
     const auto after = now();
 
-    for (const auto &recorder : {sink, second}) {
+    for (const auto &recorder : { sink, second }) {
         ASSERT_EQ(recorder->events.size(), 1u);
         const TrackedEvent &e = recorder->events[0];
         EXPECT_EQ(e.name, "PROJECT_SAVED");
@@ -120,8 +125,9 @@ TEST_F(GeneralVantelTrackerTest, a_removed_sink_gets_nothing_more)
 
 TEST_F(GeneralVantelTrackerTest, a_filler_value_wins_over_the_sender_for_the_same_key)
 {
-    tracker->RegisterFiller("E", std::make_shared<KeyFiller>("K", "filler"), FillerKeyMatchingMethod::Exact);
-    tracker->sendEvent("E", {{"K", "sender"}, {"OTHER", "kept"}});
+    tracker->RegisterFiller("E", std::make_shared<KeyFiller>("K", "filler"),
+                            FillerKeyMatchingMethod::Exact);
+    tracker->sendEvent("E", { { "K", "sender" }, { "OTHER", "kept" } });
     EXPECT_THAT(sink->events.at(0).params,
                 UnorderedElementsAre(Pair("K", "filler"), Pair("OTHER", "kept")));
 }

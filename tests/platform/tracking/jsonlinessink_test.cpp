@@ -30,8 +30,7 @@ QList<QByteArray> linesOf(const QString &path)
     return lines;
 }
 
-class JsonLinesSinkTest : public ::testing::Test
-{
+class JsonLinesSinkTest : public ::testing::Test {
 protected:
     QString path() const { return m_dir.filePath(QStringLiteral("events.jsonl")); }
     QTemporaryDir m_dir;
@@ -39,14 +38,18 @@ protected:
 
 } // namespace
 
-TEST_F(JsonLinesSinkTest, each_event_is_on_disk_as_soon_as_it_is_consumed_as_its_name_and_params_only)
+TEST_F(JsonLinesSinkTest,
+       each_event_is_on_disk_as_soon_as_it_is_consumed_as_its_name_and_params_only)
 {
     JsonLinesSink sink(path());
     sink.consume(makeEvent("FIRST", {}));
     EXPECT_EQ(linesOf(path()).size(), 1);
-    sink.consume(makeEvent("PROJECT_SAVED", {{"CLIPS", "3"}, {"AUDIO", "true"}}));
-    EXPECT_THAT(linesOf(path()), ElementsAre(QByteArray(R"({"event":"FIRST","params":{}})"),
-                                             QByteArray(R"({"event":"PROJECT_SAVED","params":{"AUDIO":"true","CLIPS":"3"}})")));
+    sink.consume(makeEvent("PROJECT_SAVED", { { "CLIPS", "3" }, { "AUDIO", "true" } }));
+    EXPECT_THAT(
+        linesOf(path()),
+        ElementsAre(
+            QByteArray(R"({"event":"FIRST","params":{}})"),
+            QByteArray(R"({"event":"PROJECT_SAVED","params":{"AUDIO":"true","CLIPS":"3"}})")));
 }
 
 TEST_F(JsonLinesSinkTest, an_existing_file_is_started_afresh)

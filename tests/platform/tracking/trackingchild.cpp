@@ -26,7 +26,7 @@ TrackedEvent numbered(long long i)
 {
     TrackedEvent event;
     event.name = "CHILD_EVENT";
-    event.params = {{"I", std::to_string(i)}, {"TEXT", std::string(64, 'x')}};
+    event.params = { { "I", std::to_string(i) }, { "TEXT", std::string(64, 'x') } };
     event.timeMs = QDateTime::currentMSecsSinceEpoch();
     event.session = "child";
     return event;

@@ -12,8 +12,7 @@ namespace {
 
 using TestSupport::writeFile;
 
-class Customization_ : public ::testing::Test
-{
+class Customization_ : public ::testing::Test {
 protected:
     ~Customization_() override { Customization::setProductConfigPath({}); }
     TestSupport::TempDataFolder data;
@@ -39,7 +38,8 @@ TEST_F(Customization_, user_configuration_in_the_data_folder_wins_and_resolves_r
                             "HOMEPAGE_URL": "https://example.org/"}})");
     EXPECT_EQ(Customization::appUrl(QStringLiteral("COLLECTIONS_EXTERNAL_AUDIO_URL")),
               QUrl::fromLocalFile(data.filePath(QStringLiteral("lists/audio.json"))));
-    EXPECT_EQ(Customization::appUrl(QStringLiteral("HOMEPAGE_URL")), QUrl(QStringLiteral("https://example.org/")));
+    EXPECT_EQ(Customization::appUrl(QStringLiteral("HOMEPAGE_URL")),
+              QUrl(QStringLiteral("https://example.org/")));
     EXPECT_TRUE(Customization::appUrl(QStringLiteral("NO_SUCH_KEY")).isEmpty());
 }
 
@@ -59,7 +59,8 @@ TEST_F(Customization_, bundled_configuration_names_the_collection_lists)
 
 TEST(SettingsPaths, unwritable_data_folder_is_refused_with_a_reason)
 {
-    EXPECT_THROW(Settings::setDataFolder(QStringLiteral("/proc/self/no-such-folder")), std::runtime_error);
+    EXPECT_THROW(Settings::setDataFolder(QStringLiteral("/proc/self/no-such-folder")),
+                 std::runtime_error);
 }
 
 } // namespace

@@ -4,10 +4,11 @@
 
 TEST(FS, join_path_skips_empty_parts_and_adds_the_extension)
 {
-    EXPECT_EQ(FS::joinPath({QStringLiteral("/root"), QString(), QStringLiteral("Music"), QStringLiteral("tag")},
+    EXPECT_EQ(FS::joinPath({ QStringLiteral("/root"), QString(), QStringLiteral("Music"),
+                             QStringLiteral("tag") },
                            QStringLiteral("mp3")),
               QStringLiteral("/root/Music/tag.mp3"));
-    EXPECT_EQ(FS::joinPath({QStringLiteral("a/"), QStringLiteral("b")}), QStringLiteral("a/b"));
+    EXPECT_EQ(FS::joinPath({ QStringLiteral("a/"), QStringLiteral("b") }), QStringLiteral("a/b"));
 }
 
 TEST(FS, extension_is_lower_case_without_dot)

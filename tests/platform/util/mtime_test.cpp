@@ -13,7 +13,8 @@ TEST(MTime, clock_form_has_unbounded_hours)
 {
     EXPECT_EQ(MTime::fromMSec(0).toClockString(), QStringLiteral("0:00:00.000"));
     EXPECT_EQ(MTime::fromMSec(3723004).toClockString(), QStringLiteral("1:02:03.004"));
-    EXPECT_EQ(MTime::fromMSec(100LL * 3600 * 1000).toClockString(), QStringLiteral("100:00:00.000"));
+    EXPECT_EQ(MTime::fromMSec(100LL * 3600 * 1000).toClockString(),
+              QStringLiteral("100:00:00.000"));
     EXPECT_EQ(MTime::fromMSec(-1500).toClockString(), QStringLiteral("-0:00:01.500"));
 }
 

@@ -10,12 +10,12 @@
 
 namespace {
 
-class Owner
-{
+class Owner {
 public:
     Owner()
         : scheduler(this, &Owner::report)
-    {}
+    {
+    }
     void report() { ++calls; }
 
     int calls = 0;
@@ -65,8 +65,7 @@ TEST(Scheduler, destroyed_with_a_pending_request_never_calls)
 
 TEST(Scheduler, request_from_another_thread_runs_on_the_owner_thread)
 {
-    struct Probe
-    {
+    struct Probe {
         void run()
         {
             seen = QThread::currentThread();
