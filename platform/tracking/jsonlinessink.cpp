@@ -32,6 +32,7 @@ JsonLinesSink::~JsonLinesSink() = default;
 void JsonLinesSink::consume(const TrackedEvent &event)
 {
     const QByteArray line = eventToJsonLine(event);
+    std::lock_guard<std::mutex> lock(m_mutex);
     if (m_file.write(line) == line.size() || m_failed)
         return;
     // One warning: a full disk would otherwise add a line to the log for every event.
