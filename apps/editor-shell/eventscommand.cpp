@@ -1,6 +1,7 @@
 // Commands about usage statistics: the stored events, the user's switch, and the run's status.
 
 #include "application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
 
 #include "tracking/eventstore.h"
@@ -12,8 +13,6 @@
 #include <QJsonObject>
 #include <QThread>
 
-#include <atomic>
-#include <csignal>
 #include <limits>
 
 namespace Shell {
@@ -28,13 +27,6 @@ const QCommandLineOption
 const QCommandLineOption limitOption(QStringLiteral("limit"),
                                      QStringLiteral("Only the newest N events."),
                                      QStringLiteral("N"));
-
-std::atomic<bool> interrupted { false };
-
-void onInterrupt(int)
-{
-    interrupted = true;
-}
 
 QString paramsText(const std::map<std::string, std::string> &params)
 {
@@ -90,9 +82,7 @@ int runEvents(Context &c)
     if (!c.parser.isSet(followOption))
         return 0;
 
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
-    while (!interrupted) {
+    while (!ExitSignals::exitRequested()) {
         QThread::msleep(200);
         for (const auto &e : store.events(after)) {
             printEvent(c.out, e, json);

@@ -2,8 +2,11 @@
 // editor does, and drives them from the command line.
 
 #include "application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
 
+#include "tracking/eventstore.h"
+#include "tracking/sessiontracker.h"
 #include "util/settingspaths.h"
 
 #include <QApplication>
@@ -140,6 +143,8 @@ int main(int argc, char **argv)
     FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
     QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
 
+    // Before the application: a signal during its start-up is a clean exit too.
+    Shell::ExitSignals exitSignals;
     std::unique_ptr<Shell::Application> application;
     try {
         Shell::Options options;
@@ -149,6 +154,14 @@ int main(int argc, char **argv)
         err << "editor-shell: " << e.what() << "\n";
         return 1;
     }
+
+    exitSignals.setCleanUp(
+        [&app = *application, session = Vantel::Tracking::getSessionTrackerInstance()] {
+            app.tracker().sendEvent(Vantel::Tracking::GeneralVantelTracker::APP_EXIT, {});
+            app.eventStore().flush();
+            if (session)
+                session->endSession();
+        });
 
     Shell::Context context { *application,       parser, parser.positionalArguments(),
                              Shell::Answer::Ask, out,    err };
@@ -164,5 +177,11 @@ int main(int argc, char **argv)
         LOG(ERROR) << name.toStdString() << " failed: " << e.what();
         err << "editor-shell: " << e.what() << "\n";
     }
+    // From here the application is taken apart: a signal now only waits for that to finish.
+    exitSignals.setCleanUp([session = Vantel::Tracking::getSessionTrackerInstance()] {
+        if (session)
+            session->endSession();
+    });
+    application.reset();
     return status;
 }

@@ -16,6 +16,7 @@
 #include <glog/logging.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -241,7 +242,12 @@ FileSessionTracker::Impl::Impl(const QString &folderPath, CrashHandler crashHand
     if (crashHandler == CrashHandler::Install) {
         g_crashBytes = 0;
         g_crashFd = crashFile.get();
+        // SIGTERM asks the program to end; it is no failure, and whoever handled it before
+        // (the application, or the default) keeps it.
+        struct sigaction terminate = {};
+        ::sigaction(SIGTERM, nullptr, &terminate);
         google::InstallFailureSignalHandler();
+        ::sigaction(SIGTERM, &terminate, nullptr);
         google::InstallFailureWriter(&writeFailure);
     }
 }

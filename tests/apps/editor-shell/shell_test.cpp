@@ -4,6 +4,13 @@
 
 #include <QTemporaryDir>
 
+#include <gmock/gmock.h>
+
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <functional>
+
 namespace {
 
 using TestSupport::eventNames;
@@ -104,5 +111,95 @@ TEST_F(EditorShell, unknown_command_is_refused_with_usage)
     EXPECT_EQ(r.exitCode, 2);
     EXPECT_TRUE(r.err.contains(QStringLiteral("Usage:")));
 }
+
+// The events of one session, by name.
+QStringList sessionEvents(const QList<QJsonObject> &events, const QString &session)
+{
+    QStringList names;
+    for (const QJsonObject &e : events) {
+        if (e.value(QStringLiteral("session")).toString() == session)
+            names << e.value(QStringLiteral("event")).toString();
+    }
+    return names;
+}
+
+class EditorShellSignal
+    : public EditorShell
+    , public ::testing::WithParamInterface<int> { };
+
+TEST_P(EditorShellSignal, ends_the_run_cleanly_and_is_no_failure)
+{
+    QProcess follower;
+    follower.start(QStringLiteral(EDITOR_SHELL),
+                   { QStringLiteral("--data-dir"), data.path(), QStringLiteral("events"),
+                     QStringLiteral("--follow"), QStringLiteral("--json") });
+    ASSERT_TRUE(follower.waitForReadyRead(30000));
+    const QString session = TestSupport::jsonLines(follower.readAllStandardOutput())
+                                .front()
+                                .value(QStringLiteral("session"))
+                                .toString();
+    ::kill(static_cast<pid_t>(follower.processId()), GetParam());
+    ASSERT_TRUE(follower.waitForFinished(30000));
+    EXPECT_EQ(follower.exitStatus(), QProcess::NormalExit);
+
+    const QList<QJsonObject> events = storedEvents();
+    EXPECT_TRUE(sessionEvents(events, session).contains(QStringLiteral("APP_EXIT")));
+    EXPECT_FALSE(eventNames(events).contains(QStringLiteral("APP_FAILED")));
+}
+
+INSTANTIATE_TEST_SUITE_P(EditorShell,
+                         EditorShellSignal,
+                         ::testing::Values(SIGINT, SIGTERM),
+                         [](const auto &info) {
+                             return std::string(info.param == SIGINT ? "ctrl_c" : "sigterm");
+                         });
+
+// A start refused with a message: no hang, a non-zero exit, and no failed session next time.
+struct RefusedStart {
+    const char *name;
+    std::function<QStringList(const QTemporaryDir &data)> arguments;
+    const char *message;
+};
+
+void PrintTo(const RefusedStart &r, std::ostream *os)
+{
+    *os << r.name;
+}
+
+class EditorShellRefusedStart
+    : public EditorShell
+    , public ::testing::WithParamInterface<RefusedStart> { };
+
+TEST_P(EditorShellRefusedStart, says_why_and_is_no_failure)
+{
+    QProcess shell;
+    shell.start(QStringLiteral(EDITOR_SHELL), GetParam().arguments(data));
+    shell.closeWriteChannel();
+    ASSERT_TRUE(shell.waitForFinished(30000)) << "the shell hung";
+    EXPECT_EQ(shell.exitCode(), 1);
+    EXPECT_THAT(shell.readAllStandardError().toStdString(), testing::HasSubstr(GetParam().message));
+    EXPECT_FALSE(eventNames(storedEvents()).contains(QStringLiteral("APP_FAILED")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EditorShell,
+    EditorShellRefusedStart,
+    ::testing::Values(RefusedStart { "empty_data_dir",
+                                     [](const QTemporaryDir &) {
+                                         return QStringList { QStringLiteral("--data-dir"),
+                                                              QString(), QStringLiteral("status") };
+                                     },
+                                     "data folder must be named" },
+                      RefusedStart { "events_out_to_a_pipe_nobody_reads",
+                                     [](const QTemporaryDir &data) {
+                                         const QString pipe = data.filePath(QStringLiteral("pipe"));
+                                         ::mkfifo(QFile::encodeName(pipe).constData(), 0644);
+                                         return QStringList { QStringLiteral("--data-dir"),
+                                                              data.path(),
+                                                              QStringLiteral("--events-out"), pipe,
+                                                              QStringLiteral("status") };
+                                     },
+                                     "nobody reads" }),
+    [](const auto &info) { return std::string(info.param.name); });
 
 } // namespace
