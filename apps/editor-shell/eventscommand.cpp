@@ -59,9 +59,17 @@ void printEvent(QTextStream &out, const Vantel::Tracking::StoredEvent &e, bool j
         << paramsText(e.params) << '\n';
 }
 
+// The store's warning at start-up already said why; nothing to add but the failure.
+bool storeMissing(const Vantel::Tracking::EventStore &store)
+{
+    return !store.isAvailable();
+}
+
 int runEvents(Context &c)
 {
     Vantel::Tracking::EventStore &store = c.app.eventStore();
+    if (storeMissing(store))
+        return 1;
     // This run's own start events are part of the record.
     store.flush();
     const bool json = c.parser.isSet(jsonOption);
@@ -102,6 +110,8 @@ int runStatistics(Context &c)
         return 2;
     }
     const bool on = c.arguments[0] == QLatin1String("on");
+    if (storeMissing(store))
+        return 1;
     store.flush();
     store.setEnabled(on);
     c.out << (on ? "Usage statistics are on: events are stored on this machine.\n"
@@ -117,8 +127,13 @@ int runStatus(Context &c)
     c.out << "Data folder:        " << Settings::dataFolder() << '\n'
           << "Session:            "
           << QString::fromStdString(session ? session->sessionId() : std::string()) << '\n'
-          << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n'
-          << "Events stored:      " << store.count() << '\n'
+          << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n';
+    if (storeMissing(store)) {
+        c.out << "Events stored:      none, the store cannot be used\n"
+              << "Event store:        " << store.path() << '\n';
+        return 0;
+    }
+    c.out << "Events stored:      " << store.count() << '\n'
           << "Events dropped:     " << store.droppedCount() << '\n'
           << "Event store:        " << store.path() << '\n';
     return 0;

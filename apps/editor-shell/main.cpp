@@ -4,6 +4,7 @@
 #include "application.h"
 #include "exitsignals.h"
 #include "shellcontext.h"
+#include "terminallog.h"
 
 #include "tracking/eventstore.h"
 #include "tracking/sessiontracker.h"
@@ -52,15 +53,6 @@ QString usage()
     for (const Shell::Command &command : Shell::commands())
         text += QStringLiteral("  %1\n").arg(QString::fromUtf8(command.synopsis));
     return text;
-}
-
-void setUpLogging(const char *argv0, bool verbose)
-{
-    FLAGS_logtostderr = false;
-    FLAGS_alsologtostderr = false;
-    FLAGS_stderrthreshold = verbose ? google::GLOG_INFO : google::GLOG_WARNING;
-    FLAGS_colorlogtostderr = false;
-    google::InitGoogleLogging(argv0);
 }
 
 } // namespace
@@ -131,7 +123,8 @@ int main(int argc, char **argv)
         return parser.isSet(option) || global.isSet(option);
     };
 
-    setUpLogging(argv[0], globalSet(verboseOption));
+    google::InitGoogleLogging(argv[0]);
+    Shell::TerminalLog terminalLog(globalSet(verboseOption));
 
     try {
         Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
@@ -174,6 +167,7 @@ int main(int argc, char **argv)
     try {
         status = command->run(context);
     } catch (const std::exception &e) {
+        const Shell::TerminalLog::Told told;
         LOG(ERROR) << name.toStdString() << " failed: " << e.what();
         err << "editor-shell: " << e.what() << "\n";
     }

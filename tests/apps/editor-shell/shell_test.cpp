@@ -2,6 +2,7 @@
 
 #include "shellrun.h"
 
+#include <QDir>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
@@ -201,5 +202,18 @@ INSTANTIATE_TEST_SUITE_P(
                                      },
                                      "nobody reads" }),
     [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(EditorShell, a_store_that_cannot_be_used_is_said_once_and_the_editor_works_on)
+{
+    ASSERT_TRUE(QDir().mkpath(data.filePath(QStringLiteral("usage/events.sqlite"))));
+    const auto r
+        = run({ QStringLiteral("prefs"), QStringLiteral("language"), QStringLiteral("de_DE") });
+    EXPECT_EQ(r.exitCode, 0);
+    EXPECT_EQ(r.err.count(QStringLiteral("usage events are not being kept")), 1)
+        << r.err.toStdString();
+    EXPECT_FALSE(r.err.contains(QStringLiteral("eventstore.cpp"))) << "a log line, not a sentence";
+    ASSERT_TRUE(QDir(data.filePath(QStringLiteral("usage/events.sqlite"))).removeRecursively());
+    EXPECT_FALSE(eventNames(storedEvents()).contains(QStringLiteral("APP_FAILED")));
+}
 
 } // namespace
