@@ -9,11 +9,16 @@
 #include "util/settingspaths.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
 
+#include <glog/logging.h>
+#include <sys/stat.h>
+
 #include <limits>
+#include <utility>
 
 namespace Shell {
 
@@ -90,11 +95,30 @@ int runEvents(Context &c)
     if (!c.parser.isSet(followOption))
         return 0;
 
+    // Another editor may set a damaged store aside and start a new one, whose ids begin again:
+    // a new file is followed from its first event.
+    const QByteArray storePath = QFile::encodeName(store.path());
+    const auto fileIdentity = [&] {
+        struct stat info { };
+        return ::stat(storePath.constData(), &info) == 0 ? std::make_pair(info.st_dev, info.st_ino)
+                                                         : std::make_pair(dev_t(0), ino_t(0));
+    };
+    auto identity = fileIdentity();
     while (!ExitSignals::exitRequested()) {
         QThread::msleep(200);
-        for (const auto &e : store.events(after)) {
-            printEvent(c.out, e, json);
-            after = e.id;
+        const auto now = fileIdentity();
+        if (now != identity) {
+            identity = now;
+            after = 0;
+        }
+        try {
+            for (const auto &e : store.events(after)) {
+                printEvent(c.out, e, json);
+                after = e.id;
+            }
+        } catch (const std::exception &e) {
+            // Between a file set aside and its successor there is a moment without a store.
+            VLOG(1) << e.what();
         }
         c.out.flush();
     }

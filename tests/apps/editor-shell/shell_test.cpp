@@ -216,4 +216,31 @@ TEST_F(EditorShell, a_store_that_cannot_be_used_is_said_once_and_the_editor_work
     EXPECT_FALSE(eventNames(storedEvents()).contains(QStringLiteral("APP_FAILED")));
 }
 
+TEST_F(EditorShell, follow_goes_on_with_a_store_that_replaced_the_followed_one)
+{
+    QProcess follower;
+    follower.start(QStringLiteral(EDITOR_SHELL),
+                   { QStringLiteral("--data-dir"), data.path(), QStringLiteral("events"),
+                     QStringLiteral("--follow"), QStringLiteral("--json") });
+    ASSERT_TRUE(follower.waitForReadyRead(30000));
+    const QString store = data.filePath(QStringLiteral("usage/events.sqlite"));
+    for (const char *suffix : { "", "-wal", "-shm" })
+        QFile::rename(store + QLatin1String(suffix),
+                      store + QStringLiteral(".old") + QLatin1String(suffix));
+
+    const QString status = run({ QStringLiteral("status") }).out;
+    const QString session
+        = status.section(QStringLiteral("Session:"), 1).section(QLatin1Char('\n'), 0, 0).trimmed();
+    ASSERT_FALSE(session.isEmpty()) << status.toStdString();
+    QByteArray printed;
+    while (!printed.contains(session.toUtf8())) {
+        if (!follower.waitForReadyRead(30000))
+            break;
+        printed += follower.readAllStandardOutput();
+    }
+    follower.terminate();
+    follower.waitForFinished();
+    EXPECT_TRUE(printed.contains(session.toUtf8())) << printed.toStdString();
+}
+
 } // namespace
