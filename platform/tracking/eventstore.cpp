@@ -21,6 +21,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
@@ -291,6 +292,7 @@ private:
     qint64 prune(qint64 rows);
     qint64 pruneToSize(qint64 rows, qint64 liveBytes);
     bool makeRoom(qint64 bytes);
+    bool renumberIfExhausted(qint64 count);
     void persistDropped();
     void recover(const Sqlite::Error &error);
     void applyEnabled(bool enabled);
@@ -585,7 +587,7 @@ void EventStore::Impl::writeBatch(const PendingEvents &events, std::size_t begin
         } catch (const Sqlite::Error &e) {
             rollback();
             // A full file, or disk, that still holds old events has room once they go.
-            if (attempt == 0 && e.isFull() && makeRoom(bytes))
+            if (attempt == 0 && e.isFull() && (renumberIfExhausted(count) || makeRoom(bytes)))
                 continue;
             dropped += count;
             LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
@@ -697,6 +699,42 @@ bool EventStore::Impl::makeRoom(qint64 bytes)
         rollback();
         return false;
     }
+}
+
+// SQLite says "full" when the id counter has no room for `count` more ids; deleting events
+// would not help. The ids are moved down to start at 1 again, in order, so nothing is lost.
+// True when that was the trouble.
+bool EventStore::Impl::renumberIfExhausted(qint64 count)
+{
+    if (!m_db)
+        return false;
+    constexpr qint64 Largest = std::numeric_limits<qint64>::max();
+    try {
+        m_begin.run();
+        const qint64 counter = queryInt(
+            m_db.get(),
+            "SELECT coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'events'), 0)");
+        if (counter < Largest - count) {
+            m_commit.run();
+            return false;
+        }
+        const qint64 newest = queryInt(m_db.get(), "SELECT coalesce(max(id), 0) FROM events");
+        if (newest > Largest / 2) {
+            // Ids are one unbroken run of at most maxEvents, here far above the rows there are:
+            // moving them down by the oldest one's distance from 1 cannot collide.
+            exec(m_db.get(), "UPDATE events SET id = id - (SELECT min(id) - 1 FROM events)");
+        }
+        exec(m_db.get(),
+             "UPDATE sqlite_sequence SET seq = (SELECT coalesce(max(id), 0) FROM events) "
+             "WHERE name = 'events'");
+        m_commit.run();
+    } catch (const Sqlite::Error &) {
+        rollback();
+        return false;
+    }
+    LOG(WARNING) << "usage event store " << path.toStdString()
+                 << ": event ids ran out; the stored events were numbered again from 1";
+    return true;
 }
 
 // After a failed batch the count must still survive a restart; on a full disk this may fail

@@ -269,6 +269,27 @@ TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of
     EXPECT_EQ(static_cast<qint64>(kept.size()) + store.droppedCount(), 1300);
 }
 
+TEST_F(EventStoreTest, ids_that_ran_out_are_numbered_again_and_nothing_is_lost)
+{
+    {
+        EventStore store(dbPath());
+        for (const char *name : { "A", "B", "C" })
+            store.consume(makeEvent(name));
+    }
+    execSql(dbPath(),
+            "UPDATE events SET id = id + 9223372036854775000;"
+            "UPDATE sqlite_sequence SET seq = 9223372036854775807;");
+
+    EventStore store(dbPath());
+    for (const char *name : { "D", "E" })
+        store.consume(makeEvent(name));
+    store.flush();
+
+    EXPECT_THAT(names(store.events()), ElementsAre("A", "B", "C", "D", "E"));
+    EXPECT_EQ(store.events().back().id, 5);
+    EXPECT_EQ(store.droppedCount(), 0);
+}
+
 namespace {
 
 struct DamagedFile {
