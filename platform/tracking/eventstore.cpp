@@ -12,13 +12,18 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <fcntl.h>
 #include <glog/logging.h>
 #include <pthread.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -253,6 +258,57 @@ struct PendingEvents {
     }
 };
 
+// Where the count of dropped events goes when the database cannot take it: on a full disk
+// every SQLite commit needs room in its log, but overwriting the bytes of a file that already
+// has them needs none. One fixed-size record, so each write lands on the same block.
+class DroppedCountFile {
+public:
+    DroppedCountFile() = default;
+    ~DroppedCountFile()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    DroppedCountFile(const DroppedCountFile &) = delete;
+    DroppedCountFile &operator=(const DroppedCountFile &) = delete;
+
+    // Made while there is room, so it has its block before the disk fills up.
+    void open(const QString &path)
+    {
+        m_fd = ::open(QFile::encodeName(path).constData(),
+                      O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
+        struct stat info { };
+        if (m_fd < 0 || ::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+            if (m_fd >= 0)
+                ::close(m_fd);
+            m_fd = -1;
+            return;
+        }
+        if (info.st_size < RecordSize)
+            write(0);
+    }
+    qint64 read() const
+    {
+        char record[RecordSize + 1] = {};
+        if (m_fd < 0 || ::pread(m_fd, record, RecordSize, 0) != RecordSize)
+            return 0;
+        char *end = nullptr;
+        const long long value = std::strtoll(record, &end, 10);
+        return end == record + RecordSize - 1 && *end == '\n' && value > 0 ? value : 0;
+    }
+    void write(qint64 count)
+    {
+        char record[RecordSize + 1];
+        std::snprintf(record, sizeof record, "%019lld\n", static_cast<long long>(count));
+        if (m_fd >= 0 && ::pwrite(m_fd, record, RecordSize, 0) == RecordSize)
+            ::fdatasync(m_fd);
+    }
+
+private:
+    static constexpr int RecordSize = 20;
+    int m_fd = -1;
+};
+
 } // namespace
 
 class EventStore::Impl {
@@ -316,6 +372,8 @@ private:
         m_liveBytes;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
+    DroppedCountFile m_droppedFile;
+    bool m_failing = false;
     std::thread m_thread;
 };
 
@@ -334,6 +392,8 @@ EventStore::Impl::Impl(QString path_, const Limits &limits_)
         open();
         enabled = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'enabled'") != 0;
         m_persistedDropped = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'dropped'");
+        m_droppedFile.open(path + QStringLiteral("-dropped"));
+        m_persistedDropped = std::max(m_persistedDropped, m_droppedFile.read());
     } catch (const std::exception &e) {
         m_db.reset();
         problem = e.what();
@@ -520,6 +580,7 @@ void EventStore::Impl::applyEnabled(bool on)
         throw;
     }
     if (!on) {
+        m_droppedFile.write(0);
         m_rows = 0;
         m_persistedDropped = 0;
         dropped = 0;
@@ -583,6 +644,7 @@ void EventStore::Impl::writeBatch(const PendingEvents &events, std::size_t begin
             if (!m_db)
                 throw Sqlite::Error(SQLITE_CANTOPEN, "the database is not open");
             insertBatch(events, begin, end);
+            m_failing = false;
             return;
         } catch (const Sqlite::Error &e) {
             rollback();
@@ -590,8 +652,12 @@ void EventStore::Impl::writeBatch(const PendingEvents &events, std::size_t begin
             if (attempt == 0 && e.isFull() && (renumberIfExhausted(count) || makeRoom(bytes)))
                 continue;
             dropped += count;
-            LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
-                         << " events: " << e.what();
+            // Once per spell of failures: a full disk would otherwise say so every batch.
+            if (!std::exchange(m_failing, true)) {
+                LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
+                             << " events: " << e.what()
+                             << "; later losses are counted, not repeated here";
+            }
             if (e.isDamage() || !m_db)
                 recover(e);
             persistDropped();
@@ -741,14 +807,16 @@ bool EventStore::Impl::renumberIfExhausted(qint64 count)
 // too, and the next successful batch carries it.
 void EventStore::Impl::persistDropped()
 {
-    if (!m_db)
-        return;
     const qint64 total = dropped.load();
     try {
-        setMeta("dropped", total);
-        m_persistedDropped = total;
+        if (m_db) {
+            setMeta("dropped", total);
+            m_persistedDropped = total;
+            return;
+        }
     } catch (const Sqlite::Error &) {
     }
+    m_droppedFile.write(total);
 }
 
 // A file damaged under a running store: set it aside and go on with a fresh one.

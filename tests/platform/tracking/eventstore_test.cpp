@@ -269,6 +269,25 @@ TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of
     EXPECT_EQ(static_cast<qint64>(kept.size()) + store.droppedCount(), 1300);
 }
 
+TEST_F(EventStoreTest, events_dropped_on_a_full_disk_are_still_counted_at_the_next_start)
+{
+    TestSupport::SmallTmpfs disk(256 * 1024);
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    const QString path = disk.filePath(QStringLiteral("events.sqlite"));
+    qint64 dropped = 0;
+    {
+        EventStore store(path);
+        disk.fill();
+        for (int i = 0; i < 2000; ++i)
+            store.consume(makeEvent("LOST", { { "PAD", std::string(500, 'p') } }));
+        store.flush();
+        dropped = store.droppedCount();
+    }
+    EXPECT_GT(dropped, 1000);
+    EXPECT_EQ(EventStore(path).droppedCount(), dropped);
+}
+
 TEST_F(EventStoreTest, ids_that_ran_out_are_numbered_again_and_nothing_is_lost)
 {
     {
