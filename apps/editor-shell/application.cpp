@@ -21,6 +21,18 @@ Application::Application(const Options &options)
     Vantel::Profiler::StartupProfiler profiler;
     m_session = std::make_shared<Vantel::Tracking::FileSessionTracker>();
     Vantel::Tracking::setSessionTrackerInstance(m_session);
+    try {
+        start(options, profiler);
+    } catch (...) {
+        // A start refused with a message is not a crash of this session.
+        m_session->endSession();
+        Vantel::Tracking::setSessionTrackerInstance(nullptr);
+        throw;
+    }
+}
+
+void Application::start(const Options &options, Vantel::Profiler::StartupProfiler &profiler)
+{
     m_store = std::make_shared<Vantel::Tracking::EventStore>();
     m_tracker = new Vantel::Tracking::GeneralVantelTracker(m_session->sessionId());
     m_tracker->addSink(m_store);

@@ -26,6 +26,9 @@ class Controller;
 namespace Vantel::App {
 class ApplicationSettingsManager;
 }
+namespace Vantel::Profiler {
+class StartupProfiler;
+}
 namespace Vantel::Tracking {
 class EventStore;
 class ISessionTracker;
@@ -56,6 +59,8 @@ public:
     void setProject(std::unique_ptr<Project::Object> project);
 
 private:
+    void start(const Options &options, Vantel::Profiler::StartupProfiler &profiler);
+
     std::shared_ptr<Vantel::Tracking::ISessionTracker> m_session;
     std::shared_ptr<Vantel::Tracking::EventStore> m_store;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;

@@ -1,6 +1,7 @@
 // Commands about usage statistics: the stored events, the user's switch, and the run's status.
 
 #include "application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
 
 #include "tracking/eventstore.h"
@@ -8,13 +9,16 @@
 #include "util/settingspaths.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
 
-#include <atomic>
-#include <csignal>
+#include <glog/logging.h>
+#include <sys/stat.h>
+
 #include <limits>
+#include <utility>
 
 namespace Shell {
 
@@ -28,13 +32,6 @@ const QCommandLineOption
 const QCommandLineOption limitOption(QStringLiteral("limit"),
                                      QStringLiteral("Only the newest N events."),
                                      QStringLiteral("N"));
-
-std::atomic<bool> interrupted { false };
-
-void onInterrupt(int)
-{
-    interrupted = true;
-}
 
 QString paramsText(const std::map<std::string, std::string> &params)
 {
@@ -67,9 +64,17 @@ void printEvent(QTextStream &out, const Vantel::Tracking::StoredEvent &e, bool j
         << paramsText(e.params) << '\n';
 }
 
+// The store's warning at start-up already said why; nothing to add but the failure.
+bool storeMissing(const Vantel::Tracking::EventStore &store)
+{
+    return !store.isAvailable();
+}
+
 int runEvents(Context &c)
 {
     Vantel::Tracking::EventStore &store = c.app.eventStore();
+    if (storeMissing(store))
+        return 1;
     // This run's own start events are part of the record.
     store.flush();
     const bool json = c.parser.isSet(jsonOption);
@@ -90,13 +95,30 @@ int runEvents(Context &c)
     if (!c.parser.isSet(followOption))
         return 0;
 
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
-    while (!interrupted) {
+    // Another editor may set a damaged store aside and start a new one, whose ids begin again:
+    // a new file is followed from its first event.
+    const QByteArray storePath = QFile::encodeName(store.path());
+    const auto fileIdentity = [&] {
+        struct stat info { };
+        return ::stat(storePath.constData(), &info) == 0 ? std::make_pair(info.st_dev, info.st_ino)
+                                                         : std::make_pair(dev_t(0), ino_t(0));
+    };
+    auto identity = fileIdentity();
+    while (!ExitSignals::exitRequested()) {
         QThread::msleep(200);
-        for (const auto &e : store.events(after)) {
-            printEvent(c.out, e, json);
-            after = e.id;
+        const auto now = fileIdentity();
+        if (now != identity) {
+            identity = now;
+            after = 0;
+        }
+        try {
+            for (const auto &e : store.events(after)) {
+                printEvent(c.out, e, json);
+                after = e.id;
+            }
+        } catch (const std::exception &e) {
+            // Between a file set aside and its successor there is a moment without a store.
+            VLOG(1) << e.what();
         }
         c.out.flush();
     }
@@ -112,6 +134,8 @@ int runStatistics(Context &c)
         return 2;
     }
     const bool on = c.arguments[0] == QLatin1String("on");
+    if (storeMissing(store))
+        return 1;
     store.flush();
     store.setEnabled(on);
     c.out << (on ? "Usage statistics are on: events are stored on this machine.\n"
@@ -127,8 +151,13 @@ int runStatus(Context &c)
     c.out << "Data folder:        " << Settings::dataFolder() << '\n'
           << "Session:            "
           << QString::fromStdString(session ? session->sessionId() : std::string()) << '\n'
-          << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n'
-          << "Events stored:      " << store.count() << '\n'
+          << "Usage statistics:   " << (store.isEnabled() ? "on" : "off") << '\n';
+    if (storeMissing(store)) {
+        c.out << "Events stored:      none, the store cannot be used\n"
+              << "Event store:        " << store.path() << '\n';
+        return 0;
+    }
+    c.out << "Events stored:      " << store.count() << '\n'
           << "Events dropped:     " << store.droppedCount() << '\n'
           << "Event store:        " << store.path() << '\n';
     return 0;

@@ -2,8 +2,12 @@
 // editor does, and drives them from the command line.
 
 #include "application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
+#include "terminallog.h"
 
+#include "tracking/eventstore.h"
+#include "tracking/sessiontracker.h"
 #include "util/settingspaths.h"
 
 #include <QApplication>
@@ -49,15 +53,6 @@ QString usage()
     for (const Shell::Command &command : Shell::commands())
         text += QStringLiteral("  %1\n").arg(QString::fromUtf8(command.synopsis));
     return text;
-}
-
-void setUpLogging(const char *argv0, bool verbose)
-{
-    FLAGS_logtostderr = false;
-    FLAGS_alsologtostderr = false;
-    FLAGS_stderrthreshold = verbose ? google::GLOG_INFO : google::GLOG_WARNING;
-    FLAGS_colorlogtostderr = false;
-    google::InitGoogleLogging(argv0);
 }
 
 } // namespace
@@ -128,7 +123,8 @@ int main(int argc, char **argv)
         return parser.isSet(option) || global.isSet(option);
     };
 
-    setUpLogging(argv[0], globalSet(verboseOption));
+    google::InitGoogleLogging(argv[0]);
+    Shell::TerminalLog terminalLog(globalSet(verboseOption));
 
     try {
         Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
@@ -140,6 +136,8 @@ int main(int argc, char **argv)
     FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
     QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
 
+    // Before the application: a signal during its start-up is a clean exit too.
+    Shell::ExitSignals exitSignals;
     std::unique_ptr<Shell::Application> application;
     try {
         Shell::Options options;
@@ -149,6 +147,14 @@ int main(int argc, char **argv)
         err << "editor-shell: " << e.what() << "\n";
         return 1;
     }
+
+    exitSignals.setCleanUp(
+        [&app = *application, session = Vantel::Tracking::getSessionTrackerInstance()] {
+            app.tracker().sendEvent(Vantel::Tracking::GeneralVantelTracker::APP_EXIT, {});
+            app.eventStore().flush();
+            if (session)
+                session->endSession();
+        });
 
     Shell::Context context { *application,       parser, parser.positionalArguments(),
                              Shell::Answer::Ask, out,    err };
@@ -161,8 +167,15 @@ int main(int argc, char **argv)
     try {
         status = command->run(context);
     } catch (const std::exception &e) {
+        const Shell::TerminalLog::Told told;
         LOG(ERROR) << name.toStdString() << " failed: " << e.what();
         err << "editor-shell: " << e.what() << "\n";
     }
+    // From here the application is taken apart: a signal now only waits for that to finish.
+    exitSignals.setCleanUp([session = Vantel::Tracking::getSessionTrackerInstance()] {
+        if (session)
+            session->endSession();
+    });
+    application.reset();
     return status;
 }

@@ -83,22 +83,29 @@ int run(Context &context)
             return 2;
         }
     }
-    for (int i = 0; i < args.size(); i += 2) {
+    int status = 0;
+    for (int i = 0; i < args.size() && status == 0; i += 2) {
         const std::string key = args.at(i).toStdString();
         const QString value = args.at(i + 1);
         bool isNumber = false;
         const int number = value.toInt(&isNumber);
-        if (booleanKeys().count(key) || value == QLatin1String("true")
-            || value == QLatin1String("false"))
-            settings.setBool(key, value == QLatin1String("true"));
-        else if (isNumber && key != SettingKeys::language)
-            settings.setInt(key, number);
-        else
-            settings.setString(key, value.toStdString());
-        context.out << args.at(i) << " = " << value << '\n';
+        try {
+            if (booleanKeys().count(key) || value == QLatin1String("true")
+                || value == QLatin1String("false"))
+                settings.setBool(key, value == QLatin1String("true"));
+            else if (isNumber && key != SettingKeys::language)
+                settings.setInt(key, number);
+            else
+                settings.setString(key, value.toStdString());
+            context.out << args.at(i) << " = " << value << '\n';
+        } catch (const std::exception &e) {
+            // What was saved before the failure stays saved, and is reported as changed.
+            context.err << "editor-shell: " << e.what() << '\n';
+            status = 1;
+        }
     }
     letDeferredWorkRun();
-    return 0;
+    return status;
 }
 
 } // namespace

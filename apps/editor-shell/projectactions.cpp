@@ -5,6 +5,7 @@
 #include "projectactions.h"
 
 #include "application.h"
+#include "terminallog.h"
 
 #include "Messages/project.h"
 #include "Messages/projectrequests.h"
@@ -167,7 +168,10 @@ bool openProject(Context &context, const QString &path, bool print)
         opened.errorReason = QString::fromStdString(e.what());
         opened.readDuration = elapsed(timer);
         PubSub::publish(opened);
-        LOG(WARNING) << e.what();
+        {
+            const TerminalLog::Told told;
+            LOG(WARNING) << e.what();
+        }
         context.err << "editor-shell: " << e.what() << '\n';
         return false;
     }
@@ -184,7 +188,10 @@ bool saveProject(Context &context, const QString &path, bool portable)
         Project::save(project, path);
     } catch (const Project::FileError &e) {
         publishSaved(&project, false, elapsed(timer));
-        LOG(ERROR) << e.what();
+        {
+            const TerminalLog::Told told;
+            LOG(ERROR) << e.what();
+        }
         context.err << "editor-shell: " << e.what() << '\n';
         return false;
     }

@@ -1,12 +1,14 @@
 #include "appsettings/applicationsettingsmanager.h"
 
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
-#include <QSettings>
+#include <QFileInfo>
 
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace Vantel::App {
 
@@ -35,7 +37,109 @@ std::optional<int> parseInt(const QString &text)
     return ok ? std::optional<int>(value) : std::nullopt;
 }
 
+// Preferences are a few dozen short lines; anything near this was not written by us.
+constexpr qint64 MaxSettingsFile = 1 << 20;
+
+const QByteArray plainKeyCharacters = "_.-";
+
+QString unquote(const QString &raw)
+{
+    if (!raw.startsWith(QLatin1Char('"')))
+        return raw;
+    QString value;
+    for (int i = 1; i < raw.size(); ++i) {
+        const QChar c = raw.at(i);
+        if (c == QLatin1Char('"'))
+            break;
+        if (c != QLatin1Char('\\') || i + 1 == raw.size()) {
+            value += c;
+            continue;
+        }
+        const QChar next = raw.at(++i);
+        value += next == QLatin1Char('n') ? QLatin1Char('\n')
+            : next == QLatin1Char('r')    ? QLatin1Char('\r')
+            : next == QLatin1Char('t')    ? QLatin1Char('\t')
+                                          : next;
+    }
+    return value;
+}
+
+QString quoted(const QString &value)
+{
+    const bool plain = value.trimmed() == value && !value.contains(QLatin1Char('"'))
+        && !value.contains(QLatin1Char('\\')) && !value.contains(QLatin1Char('\n'))
+        && !value.contains(QLatin1Char('\r')) && !value.contains(QLatin1Char('\t'));
+    if (plain)
+        return value;
+    QString text = QStringLiteral("\"");
+    for (const QChar c : value) {
+        if (c == QLatin1Char('"') || c == QLatin1Char('\\'))
+            text += QLatin1Char('\\') + c;
+        else if (c == QLatin1Char('\n'))
+            text += QLatin1String("\\n");
+        else if (c == QLatin1Char('\r'))
+            text += QLatin1String("\\r");
+        else if (c == QLatin1Char('\t'))
+            text += QLatin1String("\\t");
+        else
+            text += c;
+    }
+    return text + QLatin1Char('"');
+}
+
+QByteArray encodedKey(const QString &key)
+{
+    return key.toUtf8().toPercentEncoding(plainKeyCharacters);
+}
+
 } // namespace
+
+QByteArray writeSettingsText(const std::map<QString, QString> &values)
+{
+    std::map<QString, QByteArray> sections;
+    for (const auto &[key, value] : values) {
+        const int slash = key.indexOf(QLatin1Char('/'));
+        const QString section = slash > 0 ? key.left(slash) : QStringLiteral("General");
+        const QString name = slash > 0 ? key.mid(slash + 1) : key;
+        sections[section] += encodedKey(name) + '=' + quoted(value).toUtf8() + '\n';
+    }
+    QByteArray text;
+    for (const auto &[section, lines] : sections) {
+        if (!text.isEmpty())
+            text += '\n';
+        text += '[' + encodedKey(section) + "]\n" + lines;
+    }
+    return text;
+}
+
+std::map<QString, QString> readSettingsText(const QByteArray &text)
+{
+    std::map<QString, QString> values;
+    QString section;
+    for (const QByteArray &rawLine : text.split('\n')) {
+        const QString line = QString::fromUtf8(rawLine).trimmed();
+        if (line.isEmpty() || line.startsWith(QLatin1Char(';'))
+            || line.startsWith(QLatin1Char('#')))
+            continue;
+        if (line.startsWith(QLatin1Char('[')) && line.endsWith(QLatin1Char(']'))) {
+            section = QString::fromUtf8(
+                QByteArray::fromPercentEncoding(line.mid(1, line.size() - 2).toUtf8()));
+            if (section == QLatin1String("General"))
+                section.clear();
+            continue;
+        }
+        const int equals = line.indexOf(QLatin1Char('='));
+        if (equals <= 0)
+            continue;
+        const QString key = QString::fromUtf8(
+            QByteArray::fromPercentEncoding(line.left(equals).trimmed().toUtf8()));
+        if (key.isEmpty())
+            continue;
+        values[section.isEmpty() ? key : section + QLatin1Char('/') + key]
+            = unquote(line.mid(equals + 1).trimmed());
+    }
+    return values;
+}
 
 bool defaultBool(const std::string &key)
 {
@@ -53,18 +157,27 @@ ApplicationSettingsManager::ApplicationSettingsManager()
 }
 
 ApplicationSettingsManager::ApplicationSettingsManager(const QString &path)
-    : m_settings(std::make_unique<QSettings>(path, QSettings::IniFormat))
+    : m_path(QFileInfo(path).absoluteFilePath())
 {
+    reload();
 }
 
-ApplicationSettingsManager::~ApplicationSettingsManager()
-{
-    m_settings->sync();
-}
+ApplicationSettingsManager::~ApplicationSettingsManager() = default;
 
 QString ApplicationSettingsManager::path() const
 {
-    return m_settings->fileName();
+    return m_path;
+}
+
+void ApplicationSettingsManager::reload()
+{
+    try {
+        m_values = readSettingsText(FS::readRegularFile(m_path, MaxSettingsFile));
+    } catch (const FS::Error &e) {
+        m_values.clear();
+        if (!e.notFound())
+            LOG(WARNING) << "cannot read the preferences, using the defaults: " << e.what();
+    }
 }
 
 void ApplicationSettingsManager::addObserver(ISettingsManagerObserver *observer)
@@ -84,18 +197,26 @@ void ApplicationSettingsManager::removeObserver(ISettingsManagerObserver *observ
 // that does not parse falls back to the default instead of to Qt's guess.
 std::optional<QString> ApplicationSettingsManager::stored(const std::string &key) const
 {
-    const QVariant value = m_settings->value(qKey(key));
-    if (!value.isValid())
+    const auto found = m_values.find(qKey(key));
+    if (found == m_values.end())
         return std::nullopt;
-    return value.toString();
+    return found->second;
 }
 
+// Another editor on the same data folder may have changed other keys since we read the file:
+// the change is made to the file as it is now, under its lock.
 void ApplicationSettingsManager::store(const std::string &key, const QString &value)
 {
-    m_settings->setValue(qKey(key), value);
-    m_settings->sync();
-    if (m_settings->status() != QSettings::NoError)
-        LOG(WARNING) << "cannot write the preferences to " << path().toStdString();
+    try {
+        const FS::FileLock lock(m_path + QStringLiteral(".lock"));
+        reload();
+        std::map<QString, QString> values = m_values;
+        values[qKey(key)] = value;
+        FS::writeFileAtomically(m_path, writeSettingsText(values));
+        m_values = std::move(values);
+    } catch (const FS::Error &e) {
+        throw std::runtime_error("cannot save the preference " + key + ": " + e.what());
+    }
 }
 
 bool ApplicationSettingsManager::boolValue(const std::string &key) const
@@ -159,8 +280,8 @@ void ApplicationSettingsManager::setString(const std::string &key, const std::st
 std::vector<std::string> ApplicationSettingsManager::storedKeys() const
 {
     std::vector<std::string> keys;
-    for (const QString &key : m_settings->allKeys())
-        keys.push_back(key.toStdString());
+    for (const auto &entry : m_values)
+        keys.push_back(entry.first.toStdString());
     std::sort(keys.begin(), keys.end());
     return keys;
 }

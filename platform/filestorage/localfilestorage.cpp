@@ -1,5 +1,6 @@
 #include "filestorage/localfilestorage.h"
 
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
 #include <QDir>
@@ -8,17 +9,19 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <optional>
 
 namespace Vantel::App {
 
 namespace {
 
 constexpr int indexVersion = 1;
+// Some hundred bytes an entry: room for far more files than anyone adds.
+constexpr qint64 MaxIndexSize = qint64(256) << 20;
 
 QString kindText(FileStorageKind kind)
 {
@@ -72,17 +75,18 @@ bool LocalFileStorage::folderUsable() const
 
 void LocalFileStorage::load()
 {
-    QFile file(m_indexPath);
-    if (!file.exists())
-        return;
-    if (!file.open(QIODevice::ReadOnly)) {
-        LOG(WARNING) << "Cannot read the file storage index " << m_indexPath.toStdString() << ": "
-                     << file.errorString().toStdString();
+    m_files.clear();
+    m_byPath.clear();
+    QByteArray bytes;
+    try {
+        bytes = FS::readRegularFile(m_indexPath, MaxIndexSize);
+    } catch (const FS::Error &e) {
+        if (!e.notFound())
+            LOG(WARNING) << "Cannot read the file storage index: " << e.what();
         return;
     }
     QJsonParseError error {};
-    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
-    file.close();
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
     const QJsonObject root = doc.object();
     if (!doc.isObject() || root.value(QLatin1String("version")).toInt() != indexVersion) {
         const QString aside = m_indexPath + QStringLiteral(".damaged");
@@ -116,7 +120,7 @@ void LocalFileStorage::load()
     }
 }
 
-bool LocalFileStorage::save()
+QByteArray LocalFileStorage::indexText() const
 {
     QJsonArray files;
     for (const StoredFile &f : m_files) {
@@ -131,15 +135,7 @@ bool LocalFileStorage::save()
     }
     const QJsonObject root { { QStringLiteral("version"), indexVersion },
                              { QStringLiteral("files"), files } };
-    QDir().mkpath(QFileInfo(m_indexPath).absolutePath());
-    QSaveFile out(m_indexPath);
-    if (!out.open(QIODevice::WriteOnly)
-        || out.write(QJsonDocument(root).toJson(QJsonDocument::Compact)) < 0 || !out.commit()) {
-        LOG(WARNING) << "Cannot write the file storage index " << m_indexPath.toStdString() << ": "
-                     << out.errorString().toStdString();
-        return false;
-    }
-    return true;
+    return QJsonDocument(root).toJson(QJsonDocument::Compact);
 }
 
 std::vector<FileStorageEntryId>
@@ -155,6 +151,17 @@ LocalFileStorage::addFiles(const std::vector<std::filesystem::path> &paths, File
     }
     const QDateTime now = QDateTime::currentDateTimeUtc();
     entries.reserve(paths.size());
+    // Other editors on this data folder add files too: their entries are read again, under
+    // the index's lock, and ours are added to them, so nobody's are lost.
+    std::optional<FS::FileLock> lock;
+    try {
+        lock.emplace(m_indexPath + QStringLiteral(".lock"));
+    } catch (const FS::Error &e) {
+        LOG(WARNING) << "Cannot change the file storage index: " << e.what();
+        setAvailable(false);
+        return entries;
+    }
+    load();
     for (const std::filesystem::path &p : paths) {
         const QString path = toQString(p);
         if (path.isEmpty())
@@ -181,8 +188,17 @@ LocalFileStorage::addFiles(const std::vector<std::filesystem::path> &paths, File
         m_entries.emplace(id, path);
         entries.push_back(id);
     }
-    if (!paths.empty())
-        setAvailable(save());
+    if (paths.empty())
+        return entries;
+    try {
+        FS::writeFileAtomically(m_indexPath, indexText());
+        setAvailable(true);
+    } catch (const FS::Error &e) {
+        LOG(WARNING) << "Cannot write the file storage index: " << e.what();
+        // What is on disk is still the truth; the entries stay handed out for this run.
+        load();
+        setAvailable(false);
+    }
     return entries;
 }
 

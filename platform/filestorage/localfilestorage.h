@@ -14,8 +14,10 @@
 namespace Vantel::App {
 
 // The service as a JSON index in the data folder, rewritten whole and atomically on every change
-// (a crash mid-write leaves the previous index). An index that cannot be read is set aside (as
-// "<index>.damaged") and a new one started, so one bad file never stops the user adding files.
+// (a crash or a full disk leaves the previous index). Each change is made under a lock on the
+// index to what is on disk then, so several editors on one data folder keep each other's
+// entries. An index that cannot be read is set aside (as "<index>.damaged") and a new one
+// started, so one bad file never stops the user adding files.
 // The service is available while its folder can be written; it watches the folder and tells
 // its observers when that changes.
 class FILESTORAGE_EXPORT LocalFileStorage final
@@ -43,7 +45,7 @@ public:
 
 private:
     void load();
-    bool save();
+    QByteArray indexText() const;
     bool folderUsable() const;
     void setAvailable(bool available);
     void watch();

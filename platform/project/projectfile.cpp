@@ -3,6 +3,7 @@
 #include "media/mediafile.h"
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
+#include "util/fs.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,7 +11,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <glog/logging.h>
 
@@ -883,19 +883,18 @@ QByteArray writeProjectFile(const Object &project)
 
 OpenResult open(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw FileError(
-            QStringLiteral("cannot open %1: %2").arg(path, file.errorString()).toStdString());
     // Project files are small; anything this large is not one, and reading it would only cost
-    // the user memory and time.
+    // the user memory and time. A pipe or a device named as a project is refused, not waited on.
     constexpr qint64 maxProjectFileSize = 256 * 1024 * 1024;
-    if (file.size() > maxProjectFileSize)
-        throw FileError(
-            QStringLiteral("%1 is too large to be a project file").arg(path).toStdString());
+    QByteArray bytes;
+    try {
+        bytes = FS::readRegularFile(path, maxProjectFileSize, FS::LinkPolicy::UsersOwn);
+    } catch (const FS::Error &e) {
+        throw FileError(e.what());
+    }
     OpenResult result;
     try {
-        result.project = readProjectFile(file.readAll());
+        result.project = readProjectFile(bytes);
     } catch (const FileError &e) {
         throw FileError(
             QStringLiteral("%1: %2").arg(path, QString::fromStdString(e.what())).toStdString());
@@ -922,10 +921,13 @@ void save(Object &project, const QString &path)
     const QByteArray bytes = writeDocument(project, [&](const QString &media) {
         return portable ? folder.relativeFilePath(media) : media;
     });
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
-        throw FileError(
-            QStringLiteral("cannot save %1: %2").arg(path, file.errorString()).toStdString());
+    // A link at the path is the user's: the project replaces the link, and whatever it pointed
+    // at is left alone.
+    try {
+        FS::writeFileAtomically(path, bytes, FS::LinkPolicy::UsersOwn);
+    } catch (const FS::Error &e) {
+        throw FileError(e.what());
+    }
     project.setPath(QFileInfo(path).absoluteFilePath());
 }
 

@@ -1,6 +1,7 @@
 #include "tracking/eventstore.h"
 
 #include "tracking/jsontext.h"
+#include "tracking/sqlite.h"
 
 #include "util/settingspaths.h"
 
@@ -11,15 +12,21 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <fcntl.h>
 #include <glog/logging.h>
 #include <pthread.h>
 #include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
@@ -30,6 +37,13 @@ namespace Vantel::Tracking {
 
 namespace {
 
+using Sqlite::columnText;
+using Sqlite::Database;
+using Sqlite::exec;
+using Sqlite::fail;
+using Sqlite::queryInt;
+using Sqlite::Statement;
+
 // Marks the file as this store's ("VTLE"), so any other SQLite database found at the path is
 // recognised as foreign rather than written into.
 constexpr int ApplicationId = 0x56544c45;
@@ -39,13 +53,15 @@ constexpr int SchemaVersion = 1;
 constexpr qint64 RowOverhead = 32;
 // Rows per INSERT statement: a statement's own cost is larger than a row's, so rows share one.
 constexpr int RowsPerInsert = 50;
+// Another editor on the same data folder may be committing, or creating the store; its
+// transactions are short.
+constexpr int BusyTimeoutMs = 5000;
 
 // AUTOINCREMENT: ids are never reused, so a reader's cursor stays valid. Every deletion takes the
 // oldest ids (a prefix) or all of them, so the ids in the table are always one unbroken run: the
 // row count is max - min + 1 and no index is needed to find the oldest events. An index on time
 // cost more than a third of each insert.
 constexpr const char *CreateSchema = R"(
-BEGIN;
 CREATE TABLE events(
   id INTEGER PRIMARY KEY AUTOINCREMENT,
   name TEXT NOT NULL,
@@ -56,28 +72,8 @@ CREATE TABLE meta(key TEXT PRIMARY KEY, value INTEGER NOT NULL) WITHOUT ROWID;
 INSERT INTO meta VALUES('enabled', 1), ('dropped', 0);
 PRAGMA application_id = 1448365125;
 PRAGMA user_version = 1;
-COMMIT;
 )";
 static_assert(ApplicationId == 1448365125, "the schema text spells the id in decimal");
-
-class SqliteError : public std::runtime_error {
-public:
-    SqliteError(int code, const std::string &message)
-        : std::runtime_error(message)
-        , m_code(code)
-    {
-    }
-    // The file itself is bad: no retry on it can succeed.
-    bool isDamage() const
-    {
-        const int primary = m_code & 0xff;
-        return primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB;
-    }
-    bool isFull() const { return (m_code & 0xff) == SQLITE_FULL; }
-
-private:
-    int m_code;
-};
 
 // A sound SQLite file that belongs to someone else, or to a schema this build does not know.
 class ForeignDatabase : public std::runtime_error {
@@ -85,109 +81,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-struct DatabaseCloser {
-    void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
-};
-using Database = std::unique_ptr<sqlite3, DatabaseCloser>;
-
-[[noreturn]] void fail(sqlite3 *db, int code, const std::string &what)
-{
-    throw SqliteError(code, what + ": " + (db ? sqlite3_errmsg(db) : sqlite3_errstr(code)));
-}
-
-void exec(sqlite3 *db, const char *sql)
-{
-    const int rc = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-    if (rc != SQLITE_OK)
-        fail(db, rc, sql);
-}
-
-class Statement {
-public:
-    Statement() = default;
-    Statement(sqlite3 *db, const char *sql)
-        : m_db(db)
-    {
-        const int rc = sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &m_stmt, nullptr);
-        if (rc != SQLITE_OK)
-            fail(db, rc, sql);
-    }
-    ~Statement() { sqlite3_finalize(m_stmt); }
-    Statement(Statement &&other) noexcept
-        : m_db(std::exchange(other.m_db, nullptr))
-        , m_stmt(std::exchange(other.m_stmt, nullptr))
-    {
-    }
-    Statement &operator=(Statement &&other) noexcept
-    {
-        std::swap(m_db, other.m_db);
-        std::swap(m_stmt, other.m_stmt);
-        return *this;
-    }
-
-    sqlite3_stmt *get() const { return m_stmt; }
-
-    void bind(int index, qint64 value) { check(sqlite3_bind_int64(m_stmt, index, value)); }
-    // The text must outlive the step that uses it.
-    void bind(int index, const char *text, std::size_t size)
-    {
-        check(sqlite3_bind_text64(m_stmt, index, text, size, SQLITE_STATIC, SQLITE_UTF8));
-    }
-    void bind(int index, const std::string &text) { bind(index, text.data(), text.size()); }
-
-    // True while there is a row to read.
-    bool step()
-    {
-        const int rc = sqlite3_step(m_stmt);
-        if (rc == SQLITE_ROW)
-            return true;
-        if (rc == SQLITE_DONE)
-            return false;
-        sqlite3_reset(m_stmt);
-        fail(m_db, rc, sqlite3_sql(m_stmt));
-    }
-    void run()
-    {
-        while (step()) { }
-        sqlite3_reset(m_stmt);
-    }
-    qint64 single()
-    {
-        const qint64 value = step() ? sqlite3_column_int64(m_stmt, 0) : 0;
-        sqlite3_reset(m_stmt);
-        return value;
-    }
-    void reset() { sqlite3_reset(m_stmt); }
-
-private:
-    void check(int rc)
-    {
-        if (rc != SQLITE_OK)
-            fail(m_db, rc, "bind");
-    }
-
-    sqlite3 *m_db = nullptr;
-    sqlite3_stmt *m_stmt = nullptr;
-};
-
-qint64 queryInt(sqlite3 *db, const char *sql)
-{
-    return Statement(db, sql).single();
-}
-
-std::string columnText(sqlite3_stmt *stmt, int column)
-{
-    const auto *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
-    return text ? std::string(text, sqlite3_column_bytes(stmt, column)) : std::string();
-}
-
 qint64 nowMs()
 {
     return QDateTime::currentMSecsSinceEpoch();
 }
 
 // Makes `db` this store's database: a new file gets the schema, an existing one must already
-// have it. Throws SqliteError (damage or I/O) or ForeignDatabase.
+// have it. Throws Sqlite::Error (damage or I/O) or ForeignDatabase.
 void prepareSchema(sqlite3 *db)
 {
     // The first read of the header: a file that is not SQLite at all fails here.
@@ -209,11 +109,22 @@ void prepareSchema(sqlite3 *db)
     const std::string journal = mode.step() ? columnText(mode.get(), 0) : std::string();
     mode.reset();
     if (journal != "wal")
-        throw SqliteError(SQLITE_IOERR,
-                          "cannot switch the database to WAL (got \"" + journal + "\")");
+        throw Sqlite::Error(SQLITE_IOERR,
+                            "cannot switch the database to WAL (got \"" + journal + "\")");
 
-    if (objects == 0)
-        exec(db, CreateSchema);
+    // Two editors starting on a fresh folder both find it empty. Looking again and creating in
+    // one write transaction makes the second wait for the first and then find its tables.
+    if (objects == 0) {
+        exec(db, "BEGIN IMMEDIATE");
+        try {
+            if (queryInt(db, "SELECT count(*) FROM sqlite_schema") == 0)
+                exec(db, CreateSchema, "creating the tables");
+            exec(db, "COMMIT");
+        } catch (...) {
+            sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+            throw;
+        }
+    }
 
     // Proves the tables are the ones this code reads and writes. (A file cut short is found
     // earlier: SQLite compares the page count in the header with the file's length.)
@@ -222,7 +133,7 @@ void prepareSchema(sqlite3 *db)
         Statement(db, "SELECT id, name, params, time, session FROM events LIMIT 0").run();
         settings = Statement(db, "SELECT count(*) FROM meta WHERE key IN ('enabled', 'dropped')")
                        .single();
-    } catch (const SqliteError &e) {
+    } catch (const Sqlite::Error &e) {
         if (e.isDamage())
             throw;
         throw ForeignDatabase(std::string("its tables differ: ") + e.what());
@@ -231,25 +142,12 @@ void prepareSchema(sqlite3 *db)
         throw ForeignDatabase("its settings are missing");
 }
 
-Database openDatabase(const QString &path, int flags)
-{
-    sqlite3 *raw = nullptr;
-    const int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &raw, flags, nullptr);
-    Database db(raw);
-    if (rc != SQLITE_OK)
-        fail(raw, rc, "cannot open " + path.toStdString());
-    sqlite3_extended_result_codes(db.get(), 1);
-    // Another instance of the editor may be committing; its transactions are short.
-    sqlite3_busy_timeout(db.get(), 2000);
-    return db;
-}
-
 Database openForWriting(const QString &path)
 {
-    Database db
-        = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX);
+    Database db = Sqlite::open(
+        path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, BusyTimeoutMs);
     if (sqlite3_db_readonly(db.get(), "main") == 1)
-        throw SqliteError(SQLITE_READONLY, "the file " + path.toStdString() + " is read-only");
+        throw Sqlite::Error(SQLITE_READONLY, "the file " + path.toStdString() + " is read-only");
     prepareSchema(db.get());
     // A kill loses nothing committed; only a power cut can take the last commits, and for usage
     // events that is not worth an fsync per batch.
@@ -360,6 +258,57 @@ struct PendingEvents {
     }
 };
 
+// Where the count of dropped events goes when the database cannot take it: on a full disk
+// every SQLite commit needs room in its log, but overwriting the bytes of a file that already
+// has them needs none. One fixed-size record, so each write lands on the same block.
+class DroppedCountFile {
+public:
+    DroppedCountFile() = default;
+    ~DroppedCountFile()
+    {
+        if (m_fd >= 0)
+            ::close(m_fd);
+    }
+    DroppedCountFile(const DroppedCountFile &) = delete;
+    DroppedCountFile &operator=(const DroppedCountFile &) = delete;
+
+    // Made while there is room, so it has its block before the disk fills up.
+    void open(const QString &path)
+    {
+        m_fd = ::open(QFile::encodeName(path).constData(),
+                      O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644);
+        struct stat info { };
+        if (m_fd < 0 || ::fstat(m_fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+            if (m_fd >= 0)
+                ::close(m_fd);
+            m_fd = -1;
+            return;
+        }
+        if (info.st_size < RecordSize)
+            write(0);
+    }
+    qint64 read() const
+    {
+        char record[RecordSize + 1] = {};
+        if (m_fd < 0 || ::pread(m_fd, record, RecordSize, 0) != RecordSize)
+            return 0;
+        char *end = nullptr;
+        const long long value = std::strtoll(record, &end, 10);
+        return end == record + RecordSize - 1 && *end == '\n' && value > 0 ? value : 0;
+    }
+    void write(qint64 count)
+    {
+        char record[RecordSize + 1];
+        std::snprintf(record, sizeof record, "%019lld\n", static_cast<long long>(count));
+        if (m_fd >= 0 && ::pwrite(m_fd, record, RecordSize, 0) == RecordSize)
+            ::fdatasync(m_fd);
+    }
+
+private:
+    static constexpr int RecordSize = 20;
+    int m_fd = -1;
+};
+
 } // namespace
 
 class EventStore::Impl {
@@ -376,6 +325,15 @@ public:
     const Limits limits;
     std::atomic<bool> enabled { true };
     std::atomic<qint64> dropped { 0 };
+    // Why the store could not be opened; empty while it works.
+    std::string problem;
+
+    // Throws when there is no store to speak of.
+    void checkAvailable() const
+    {
+        if (!problem.empty())
+            throw std::runtime_error("usage events are not being kept: " + problem);
+    }
 
 private:
     // Everything below the mutex is shared with the writer.
@@ -390,8 +348,9 @@ private:
     qint64 prune(qint64 rows);
     qint64 pruneToSize(qint64 rows, qint64 liveBytes);
     bool makeRoom(qint64 bytes);
+    bool renumberIfExhausted(qint64 count);
     void persistDropped();
-    void recover(const SqliteError &error);
+    void recover(const Sqlite::Error &error);
     void applyEnabled(bool enabled);
 
     std::mutex m_mutex;
@@ -413,6 +372,8 @@ private:
         m_liveBytes;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
+    DroppedCountFile m_droppedFile;
+    bool m_failing = false;
     std::thread m_thread;
 };
 
@@ -420,20 +381,33 @@ EventStore::Impl::Impl(QString path_, const Limits &limits_)
     : path(QFileInfo(path_).absoluteFilePath())
     , limits(limits_)
 {
-    const QString folder = QFileInfo(path).absolutePath();
-    if (!QDir().mkpath(folder)) {
-        throw std::runtime_error("cannot create the folder " + folder.toStdString()
-                                 + " for the usage event store");
+    // Usage statistics are optional: a store that cannot be opened costs the user nothing but
+    // the statistics, and is said once.
+    try {
+        const QString folder = QFileInfo(path).absolutePath();
+        if (!QDir().mkpath(folder)) {
+            throw std::runtime_error("cannot create the folder " + folder.toStdString()
+                                     + " for the usage event store");
+        }
+        open();
+        enabled = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'enabled'") != 0;
+        m_persistedDropped = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'dropped'");
+        m_droppedFile.open(path + QStringLiteral("-dropped"));
+        m_persistedDropped = std::max(m_persistedDropped, m_droppedFile.read());
+    } catch (const std::exception &e) {
+        m_db.reset();
+        problem = e.what();
+        LOG(WARNING) << "usage events are not being kept: " << problem;
+        return;
     }
-    open();
-    enabled = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'enabled'") != 0;
-    m_persistedDropped = queryInt(m_db.get(), "SELECT value FROM meta WHERE key = 'dropped'");
     dropped = m_persistedDropped;
     m_thread = std::thread(&Impl::run, this);
 }
 
 EventStore::Impl::~Impl()
 {
+    if (!m_thread.joinable())
+        return;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         m_stopping = true;
@@ -447,9 +421,14 @@ void EventStore::Impl::open()
     // Closes whatever was open first, so a damaged file can be renamed.
     close();
     try {
+        const QFileInfo place(path);
+        if (place.isSymLink())
+            throw std::runtime_error("it is a symbolic link, which the editor does not follow");
+        if (place.exists() && !place.isFile())
+            throw std::runtime_error("something other than a file is in its place");
         try {
             m_db = openForWriting(path);
-        } catch (const SqliteError &e) {
+        } catch (const Sqlite::Error &e) {
             if (!e.isDamage())
                 throw;
             m_db.reset();
@@ -545,6 +524,8 @@ void EventStore::Impl::consume(const TrackedEvent &event)
 
 void EventStore::Impl::flush()
 {
+    if (!m_thread.joinable())
+        return;
     std::unique_lock<std::mutex> lock(m_mutex);
     const quint64 events = m_accepted;
     const quint64 tasks = m_tasksPosted;
@@ -556,6 +537,7 @@ void EventStore::Impl::flush()
 
 void EventStore::Impl::setEnabled(bool on)
 {
+    checkAvailable();
     std::string error;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -598,6 +580,7 @@ void EventStore::Impl::applyEnabled(bool on)
         throw;
     }
     if (!on) {
+        m_droppedFile.write(0);
         m_rows = 0;
         m_persistedDropped = 0;
         dropped = 0;
@@ -659,17 +642,22 @@ void EventStore::Impl::writeBatch(const PendingEvents &events, std::size_t begin
     for (int attempt = 0;; ++attempt) {
         try {
             if (!m_db)
-                throw SqliteError(SQLITE_CANTOPEN, "the database is not open");
+                throw Sqlite::Error(SQLITE_CANTOPEN, "the database is not open");
             insertBatch(events, begin, end);
+            m_failing = false;
             return;
-        } catch (const SqliteError &e) {
+        } catch (const Sqlite::Error &e) {
             rollback();
             // A full file, or disk, that still holds old events has room once they go.
-            if (attempt == 0 && e.isFull() && makeRoom(bytes))
+            if (attempt == 0 && e.isFull() && (renumberIfExhausted(count) || makeRoom(bytes)))
                 continue;
             dropped += count;
-            LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
-                         << " events: " << e.what();
+            // Once per spell of failures: a full disk would otherwise say so every batch.
+            if (!std::exchange(m_failing, true)) {
+                LOG(WARNING) << "usage event store " << path.toStdString() << ": dropped " << count
+                             << " events: " << e.what()
+                             << "; later losses are counted, not repeated here";
+            }
             if (e.isDamage() || !m_db)
                 recover(e);
             persistDropped();
@@ -773,28 +761,66 @@ bool EventStore::Impl::makeRoom(qint64 bytes)
         dropped += removed;
         m_persistedDropped = total;
         return removed > 0;
-    } catch (const SqliteError &) {
+    } catch (const Sqlite::Error &) {
         rollback();
         return false;
     }
+}
+
+// SQLite says "full" when the id counter has no room for `count` more ids; deleting events
+// would not help. The ids are moved down to start at 1 again, in order, so nothing is lost.
+// True when that was the trouble.
+bool EventStore::Impl::renumberIfExhausted(qint64 count)
+{
+    if (!m_db)
+        return false;
+    constexpr qint64 Largest = std::numeric_limits<qint64>::max();
+    try {
+        m_begin.run();
+        const qint64 counter = queryInt(
+            m_db.get(),
+            "SELECT coalesce((SELECT seq FROM sqlite_sequence WHERE name = 'events'), 0)");
+        if (counter < Largest - count) {
+            m_commit.run();
+            return false;
+        }
+        const qint64 newest = queryInt(m_db.get(), "SELECT coalesce(max(id), 0) FROM events");
+        if (newest > Largest / 2) {
+            // Ids are one unbroken run of at most maxEvents, here far above the rows there are:
+            // moving them down by the oldest one's distance from 1 cannot collide.
+            exec(m_db.get(), "UPDATE events SET id = id - (SELECT min(id) - 1 FROM events)");
+        }
+        exec(m_db.get(),
+             "UPDATE sqlite_sequence SET seq = (SELECT coalesce(max(id), 0) FROM events) "
+             "WHERE name = 'events'");
+        m_commit.run();
+    } catch (const Sqlite::Error &) {
+        rollback();
+        return false;
+    }
+    LOG(WARNING) << "usage event store " << path.toStdString()
+                 << ": event ids ran out; the stored events were numbered again from 1";
+    return true;
 }
 
 // After a failed batch the count must still survive a restart; on a full disk this may fail
 // too, and the next successful batch carries it.
 void EventStore::Impl::persistDropped()
 {
-    if (!m_db)
-        return;
     const qint64 total = dropped.load();
     try {
-        setMeta("dropped", total);
-        m_persistedDropped = total;
-    } catch (const SqliteError &) {
+        if (m_db) {
+            setMeta("dropped", total);
+            m_persistedDropped = total;
+            return;
+        }
+    } catch (const Sqlite::Error &) {
     }
+    m_droppedFile.write(total);
 }
 
 // A file damaged under a running store: set it aside and go on with a fresh one.
-void EventStore::Impl::recover(const SqliteError &error)
+void EventStore::Impl::recover(const Sqlite::Error &error)
 {
     try {
         close();
@@ -815,7 +841,7 @@ void EventStore::Impl::recover(const SqliteError &error)
 Database EventStore::Impl::openForReading() const
 {
     // Read-write without create, so a reader can attach to the log, never make a file.
-    Database db = openDatabase(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX);
+    Database db = Sqlite::open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, BusyTimeoutMs);
     exec(db.get(), "PRAGMA query_only = 1");
     return db;
 }
@@ -834,7 +860,7 @@ EventStore::~EventStore() = default;
 
 void EventStore::consume(const TrackedEvent &event)
 {
-    if (d->enabled.load(std::memory_order_relaxed))
+    if (d->enabled.load(std::memory_order_relaxed) && d->problem.empty())
         d->consume(event);
 }
 
@@ -846,6 +872,7 @@ void EventStore::flush()
 std::vector<StoredEvent> EventStore::events(qint64 afterId, int limit) const
 {
     std::vector<StoredEvent> result;
+    d->checkAvailable();
     try {
         if (!QFileInfo::exists(d->path))
             return result;
@@ -878,6 +905,7 @@ std::vector<StoredEvent> EventStore::events(qint64 afterId, int limit) const
 
 qint64 EventStore::count() const
 {
+    d->checkAvailable();
     try {
         if (!QFileInfo::exists(d->path))
             return 0;
@@ -907,6 +935,16 @@ bool EventStore::isEnabled() const
 QString EventStore::path() const
 {
     return d->path;
+}
+
+bool EventStore::isAvailable() const
+{
+    return d->problem.empty();
+}
+
+std::string EventStore::problem() const
+{
+    return d->problem;
 }
 
 } // namespace Vantel::Tracking

@@ -60,7 +60,10 @@ public:
     EventStore();
     // Opens (or creates) the store at `path`. A file that is not this store's database (damaged,
     // cut short, another program's) is renamed "<path>.corrupt-<time>" with a warning and a
-    // fresh store replaces it. Throws std::runtime_error when the folder cannot hold the store.
+    // fresh store replaces it. Two editors may open one store at the same moment. When there can
+    // be no store there (a folder, a link, a read-only file or a full disk at the path), the
+    // store is unavailable: it says so once, with the reason, and keeps nothing; the editor
+    // works on without it.
     explicit EventStore(const QString &path, const Limits &limits = Limits());
     // Writes everything still queued before returning.
     ~EventStore() override;
@@ -92,6 +95,10 @@ public:
     bool isEnabled() const;
 
     QString path() const;
+    // False when the store could not be opened; problem() says why. events(), count() and
+    // setEnabled() then throw std::runtime_error with that reason.
+    bool isAvailable() const;
+    std::string problem() const;
 
 private:
     class Impl;

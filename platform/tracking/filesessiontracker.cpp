@@ -1,5 +1,6 @@
 #include "tracking/filesessiontracker.h"
 
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
 #include <QCoreApplication>
@@ -10,12 +11,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QUuid>
 
 #include <glog/logging.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -116,7 +117,8 @@ private:
 // A live run holds an exclusive lock on its crash file until its process ends, however it ends.
 bool heldByLiveRun(const QString &crashPath)
 {
-    const FileDescriptor fd(::open(QFile::encodeName(crashPath).constData(), O_RDONLY | O_CLOEXEC));
+    const FileDescriptor fd(::open(QFile::encodeName(crashPath).constData(),
+                                   O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC));
     if (fd.get() < 0)
         return false;
     return ::flock(fd.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
@@ -134,17 +136,15 @@ constexpr qint64 MaxRecordSize = 64 * 1024;
 
 std::optional<EarlierRun> readRecord(const QString &path, const QString &id, std::string &problem)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        problem = file.errorString().toStdString();
-        return std::nullopt;
-    }
-    if (file.size() > MaxRecordSize) {
-        problem = "too large";
+    QByteArray bytes;
+    try {
+        bytes = FS::readRegularFile(path, MaxRecordSize);
+    } catch (const FS::Error &e) {
+        problem = e.what();
         return std::nullopt;
     }
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll(), &error);
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
         problem = "not a JSON object";
         return std::nullopt;
@@ -168,10 +168,15 @@ std::optional<EarlierRun> readRecord(const QString &path, const QString &id, std
 
 std::optional<FailureDetails> readFailureDetails(const QString &crashPath)
 {
-    QFile file(crashPath);
-    if (!file.open(QIODevice::ReadOnly))
+    QByteArray text;
+    try {
+        // The handler writes MaxFailureText at most; a larger file is not its.
+        text = FS::readRegularFile(crashPath, MaxRecordSize);
+    } catch (const FS::Error &e) {
+        if (!e.notFound())
+            LOG(WARNING) << "ignoring the crash details of an earlier session: " << e.what();
         return std::nullopt;
-    const QByteArray text = file.read(MaxFailureText);
+    }
     if (text.trimmed().isEmpty())
         return std::nullopt;
     return parseFailureText(text);
@@ -204,6 +209,7 @@ public:
     {
         return folder.filePath(QString::fromStdString(id) + QStringLiteral(".crash"));
     }
+    void start();
     void readEarlierRuns();
     bool writeRecord(State state, QString &error) const;
     // Takes an earlier run's record for reporting. False when another instance already took it.
@@ -213,6 +219,7 @@ public:
     const std::string id;
     const qint64 started;
     FileDescriptor crashFile;
+    bool recorded = false;
     std::vector<EarlierRun> failed;
     std::vector<EarlierRun> restarted;
 };
@@ -222,15 +229,40 @@ FileSessionTracker::Impl::Impl(const QString &folderPath, CrashHandler crashHand
     , id(QUuid::createUuid().toString(QUuid::WithoutBraces).toStdString())
     , started(QDateTime::currentMSecsSinceEpoch())
 {
-    if (!QDir().mkpath(folder.path())) {
+    // Sessions serve the usage statistics only: a folder that cannot hold them costs this run
+    // its record (a failure of it goes unreported), never the editor.
+    try {
+        start();
+        recorded = true;
+    } catch (const std::exception &e) {
+        LOG(WARNING) << "this run is not recorded, so a failure of it will not be reported: "
+                     << e.what();
+    }
+
+    if (crashHandler == CrashHandler::Install) {
+        g_crashBytes = 0;
+        g_crashFd = crashFile.get();
+        // SIGTERM asks the program to end; it is no failure, and whoever handled it before
+        // (the application, or the default) keeps it.
+        struct sigaction terminate = {};
+        ::sigaction(SIGTERM, nullptr, &terminate);
+        google::InstallFailureSignalHandler();
+        ::sigaction(SIGTERM, &terminate, nullptr);
+        google::InstallFailureWriter(&writeFailure);
+    }
+}
+
+void FileSessionTracker::Impl::start()
+{
+    if (!QDir().mkpath(folder.path()))
         throw std::runtime_error("cannot create the sessions folder "
                                  + folder.path().toStdString());
-    }
     readEarlierRuns();
 
     const QString crash = crashPath(id);
-    crashFile = FileDescriptor(::open(QFile::encodeName(crash).constData(),
-                                      O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    crashFile
+        = FileDescriptor(::open(QFile::encodeName(crash).constData(),
+                                O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (crashFile.get() < 0) {
         throw std::runtime_error("cannot create the session file " + crash.toStdString() + ": "
                                  + std::strerror(errno));
@@ -239,16 +271,10 @@ FileSessionTracker::Impl::Impl(const QString &folderPath, CrashHandler crashHand
 
     QString error;
     if (!writeRecord(State::Running, error)) {
+        crashFile = FileDescriptor();
         QFile::remove(crash);
         throw std::runtime_error("cannot write the session record " + recordPath(id).toStdString()
                                  + ": " + error.toStdString());
-    }
-
-    if (crashHandler == CrashHandler::Install) {
-        g_crashBytes = 0;
-        g_crashFd = crashFile.get();
-        google::InstallFailureSignalHandler();
-        google::InstallFailureWriter(&writeFailure);
     }
 }
 
@@ -261,8 +287,8 @@ FileSessionTracker::Impl::~Impl()
 
 void FileSessionTracker::Impl::readEarlierRuns()
 {
-    const QFileInfoList records
-        = folder.entryInfoList({ QStringLiteral("*.session") }, QDir::Files, QDir::Name);
+    const QFileInfoList records = folder.entryInfoList({ QStringLiteral("*.session") },
+                                                       QDir::Files | QDir::System, QDir::Name);
     for (const QFileInfo &info : records) {
         const QString runId = info.completeBaseName();
         std::string problem;
@@ -304,11 +330,11 @@ bool FileSessionTracker::Impl::writeRecord(State state, QString &error) const
     record.insert(QStringLiteral("state"), QLatin1String(stateName(state)));
     record.insert(QStringLiteral("started"), static_cast<double>(started));
     record.insert(QStringLiteral("pid"), static_cast<double>(QCoreApplication::applicationPid()));
-    // Written aside and renamed, so a crash mid-write leaves the previous state, never half a file.
-    QSaveFile file(recordPath(id));
-    if (!file.open(QIODevice::WriteOnly)
-        || file.write(QJsonDocument(record).toJson(QJsonDocument::Compact)) < 0 || !file.commit()) {
-        error = file.errorString();
+    try {
+        FS::writeFileAtomically(recordPath(id),
+                                QJsonDocument(record).toJson(QJsonDocument::Compact));
+    } catch (const FS::Error &e) {
+        error = QString::fromUtf8(e.what());
         return false;
     }
     return true;
@@ -366,6 +392,8 @@ std::vector<std::string> FileSessionTracker::restartedSessions()
 
 void FileSessionTracker::markRestarting()
 {
+    if (!d->recorded)
+        return;
     QString error;
     if (!d->writeRecord(State::Restarting, error)) {
         LOG(WARNING) << "cannot mark session " << d->id << " as restarting: " << error.toStdString()
@@ -375,6 +403,8 @@ void FileSessionTracker::markRestarting()
 
 void FileSessionTracker::endSession()
 {
+    if (!d->recorded)
+        return;
     QString error;
     if (!d->writeRecord(State::Clean, error)) {
         LOG(WARNING) << "cannot mark session " << d->id << " as ended: " << error.toStdString()

@@ -27,8 +27,9 @@ public:
 
     // The application's tracker: records under Settings::sessionsPath(), crash handler installed.
     FileSessionTracker();
-    // Starts this run's record in `folder` and reads what earlier runs left there. Throws
-    // std::runtime_error when the folder or the record cannot be written.
+    // Starts this run's record in `folder` and reads what earlier runs left there. A folder that
+    // cannot hold the record (blocked, read-only, full) gives one warning and a run without a
+    // record; records and crash files that are not regular files are skipped, never waited on.
     explicit FileSessionTracker(const QString &folder,
                                 CrashHandler crashHandler = CrashHandler::None);
     // Without endSession() or markRestarting() the record stays "running": the next run reports

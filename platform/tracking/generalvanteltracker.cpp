@@ -15,6 +15,7 @@ const std::string GeneralVantelTracker::SID = "SID";
 
 GeneralVantelTracker::GeneralVantelTracker(std::string sessionId)
     : m_sessionId(std::move(sessionId))
+    , m_routes(std::make_shared<const Routes>())
 {
 }
 
@@ -36,19 +37,35 @@ void GeneralVantelTracker::sendEvent(const std::string &event,
     tracked.timeMs = std::chrono::duration_cast<std::chrono::milliseconds>(
                          std::chrono::system_clock::now().time_since_epoch())
                          .count();
-    for (const Registration &r : m_fillers) {
+    const std::shared_ptr<const Routes> current = routes();
+    for (const Registration &r : current->fillers) {
         const bool matches = r.method == FillerKeyMatchingMethod::Exact
             ? event == r.key
             : event.compare(0, r.key.size(), r.key) == 0;
         if (matches)
             r.filler->appendParams(tracked.params);
     }
-    if (m_sinks.empty())
+    const auto &sinks = current->sinks;
+    if (sinks.empty())
         return;
     // Every sink but the last sees the event; the last one gets it.
-    for (std::size_t i = 0; i + 1 < m_sinks.size(); ++i)
-        m_sinks[i]->consume(static_cast<const TrackedEvent &>(tracked));
-    m_sinks.back()->consume(std::move(tracked));
+    for (std::size_t i = 0; i + 1 < sinks.size(); ++i)
+        sinks[i]->consume(static_cast<const TrackedEvent &>(tracked));
+    sinks.back()->consume(std::move(tracked));
+}
+
+std::shared_ptr<const GeneralVantelTracker::Routes> GeneralVantelTracker::routes() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_routes;
+}
+
+void GeneralVantelTracker::change(const std::function<void(Routes &)> &edit)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    auto changed = std::make_shared<Routes>(*m_routes);
+    edit(*changed);
+    m_routes = std::move(changed);
 }
 
 void GeneralVantelTracker::RegisterFiller(const std::string &event,
@@ -56,18 +73,20 @@ void GeneralVantelTracker::RegisterFiller(const std::string &event,
                                           FillerKeyMatchingMethod method)
 {
     if (filler)
-        m_fillers.push_back(Registration { event, filler, method });
+        change([&](Routes &r) { r.fillers.push_back(Registration { event, filler, method }); });
 }
 
 void GeneralVantelTracker::addSink(std::shared_ptr<IEventSink> sink)
 {
     if (sink)
-        m_sinks.push_back(std::move(sink));
+        change([&](Routes &r) { r.sinks.push_back(std::move(sink)); });
 }
 
 void GeneralVantelTracker::removeSink(const std::shared_ptr<IEventSink> &sink)
 {
-    m_sinks.erase(std::remove(m_sinks.begin(), m_sinks.end(), sink), m_sinks.end());
+    change([&](Routes &r) {
+        r.sinks.erase(std::remove(r.sinks.begin(), r.sinks.end(), sink), r.sinks.end());
+    });
 }
 
 } // namespace Vantel::Tracking

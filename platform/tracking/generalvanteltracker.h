@@ -6,8 +6,10 @@
 #include "tracking/refcounted.h"
 #include "tracking/trackedevent.h"
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -47,10 +49,18 @@ private:
         std::shared_ptr<IDataFiller> filler;
         FillerKeyMatchingMethod method;
     };
+    // Never changed once published; a change publishes a new one.
+    struct Routes {
+        std::vector<Registration> fillers;
+        std::vector<std::shared_ptr<IEventSink>> sinks;
+    };
 
-    std::string m_sessionId;
-    std::vector<Registration> m_fillers;
-    std::vector<std::shared_ptr<IEventSink>> m_sinks;
+    std::shared_ptr<const Routes> routes() const;
+    void change(const std::function<void(Routes &)> &edit);
+
+    const std::string m_sessionId;
+    mutable std::mutex m_mutex;
+    std::shared_ptr<const Routes> m_routes;
 };
 
 } // namespace Vantel::Tracking

@@ -4,6 +4,11 @@
 
 #include <glog/logging.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 
 namespace Vantel::Tracking {
@@ -21,7 +26,20 @@ QByteArray eventToJsonLine(const TrackedEvent &event)
 JsonLinesSink::JsonLinesSink(const QString &path)
     : m_file(path)
 {
-    if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)) {
+    // Without blocking: a pipe nobody reads would hold the editor's start for ever. A pipe with
+    // a reader (a shell's process substitution) is fine, and is written normally after.
+    const int fd = ::open(QFile::encodeName(path).constData(),
+                          O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+    if (fd < 0) {
+        const int code = errno;
+        throw std::runtime_error("cannot write the event file " + path.toStdString() + ": "
+                                 + (code == ENXIO ? std::string("it is a pipe that nobody reads")
+                                                  : std::string(std::strerror(code))));
+    }
+    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+    if (!m_file.open(fd, QIODevice::WriteOnly | QIODevice::Unbuffered,
+                     QFileDevice::AutoCloseHandle)) {
+        ::close(fd);
         throw std::runtime_error("cannot write the event file " + path.toStdString() + ": "
                                  + m_file.errorString().toStdString());
     }
@@ -32,6 +50,7 @@ JsonLinesSink::~JsonLinesSink() = default;
 void JsonLinesSink::consume(const TrackedEvent &event)
 {
     const QByteArray line = eventToJsonLine(event);
+    std::lock_guard<std::mutex> lock(m_mutex);
     if (m_file.write(line) == line.size() || m_failed)
         return;
     // One warning: a full disk would otherwise add a line to the log for every event.

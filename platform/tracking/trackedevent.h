@@ -16,8 +16,9 @@ struct TRACKING_EXPORT TrackedEvent {
     std::string session;
 };
 
-// Where sent events go. consume() runs on the sending thread (the main thread), inside
-// sendEvent, so a sink must only hand the event on, never wait for a disk or a network.
+// Where sent events go. consume() runs on the sending thread, inside sendEvent, so a sink must
+// only hand the event on, never wait for a disk or a network; events may be sent from several
+// threads at once.
 class TRACKING_EXPORT IEventSink {
 public:
     virtual ~IEventSink() = default;

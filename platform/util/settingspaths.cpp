@@ -27,6 +27,9 @@ QString under(const QString &relative)
 
 void setDataFolder(const QString &folder)
 {
+    // An empty path would quietly mean the current folder, wherever the user happens to be.
+    if (folder.trimmed().isEmpty())
+        throw std::runtime_error("the data folder must be named: an empty path is not one");
     const QString absolute = QDir(folder).absolutePath();
     if (!QDir().mkpath(absolute))
         throw std::runtime_error("cannot create the data folder " + absolute.toStdString());

@@ -8,8 +8,8 @@
 // shell's --data-dir, or the user's application data location). Nothing else decides a path.
 namespace Settings {
 
-// Sets the data folder and creates it. Throws std::runtime_error when it cannot be created or
-// written to, so the caller can refuse to start with one clear message.
+// Sets the data folder and creates it. Throws std::runtime_error when it is empty or cannot be
+// created or written to, so the caller can refuse to start with one clear message.
 UTIL_EXPORT void setDataFolder(const QString &folder);
 // The folder set above; until one is set, the user's application data location.
 UTIL_EXPORT QString dataFolder();

@@ -1,11 +1,17 @@
 #include "appsettings/applicationsettingsmanager.h"
 
+#include "smalltmpfs.h"
 #include "testfiles.h"
 
+#include <QDir>
 #include <QTemporaryDir>
+
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -90,6 +96,77 @@ TEST_F(ApplicationSettings, a_hand_edited_value_that_does_not_parse_reads_as_the
     ApplicationSettingsManager settings(file());
     EXPECT_TRUE(settings.boolValue(SettingKeys::autoUpdate));
     EXPECT_FALSE(settings.boolValue(SettingKeys::fastTrackEnabled));
+}
+
+TEST_F(ApplicationSettings, two_editors_on_one_file_keep_each_others_changes)
+{
+    ApplicationSettingsManager first(file());
+    ApplicationSettingsManager second(file());
+    first.setString(SettingKeys::language, "de_DE");
+    second.setBool(SettingKeys::autoUpdate, false);
+    ApplicationSettingsManager again(file());
+    EXPECT_EQ(again.language(), "de_DE");
+    EXPECT_FALSE(again.boolValue(SettingKeys::autoUpdate));
+}
+
+TEST_F(ApplicationSettings, any_key_and_text_survive_the_file)
+{
+    const std::map<QString, QString> values {
+        { QStringLiteral("odd key=[x]"), QStringLiteral(" padded \"quoted\" back\\slash\nline ") },
+        { QStringLiteral("section/key"), QStringLiteral("a,b;c") },
+    };
+    EXPECT_EQ(readSettingsText(writeSettingsText(values)), values);
+}
+
+// What stands at settings.ini instead of the file: the change is refused with its reason, nothing
+// is written anywhere, and the editor still starts on its defaults.
+struct BadSettingsPath {
+    const char *name;
+    std::function<void(const QString &path, const QString &victim)> plant;
+};
+
+class BadSettingsFile : public testing::TestWithParam<BadSettingsPath> { };
+
+TEST_P(BadSettingsFile, gives_the_defaults_and_refuses_the_change)
+{
+    QTemporaryDir dir;
+    const QString victim = TestSupport::writeFile(dir.filePath(QStringLiteral("passwd")),
+                                                  "[General]\nlanguage=fr_FR\n");
+    const QString path = dir.filePath(QStringLiteral("settings.ini"));
+    GetParam().plant(path, victim);
+
+    ApplicationSettingsManager settings(path);
+    EXPECT_EQ(settings.language(), "en_US");
+    EXPECT_THROW(settings.setString(SettingKeys::language, "de_DE"), std::runtime_error);
+    EXPECT_EQ(settings.language(), "en_US");
+    EXPECT_EQ(TestSupport::readFile(victim), "[General]\nlanguage=fr_FR\n");
+}
+
+const BadSettingsPath badSettingsPaths[] = {
+    { "symlink", [](const QString &path, const QString &victim) { QFile::link(victim, path); } },
+    { "fifo",
+      [](const QString &path, const QString &) {
+          ::mkfifo(QFile::encodeName(path).constData(), 0600);
+      } },
+    { "folder", [](const QString &path, const QString &) { QDir().mkpath(path); } },
+};
+
+INSTANTIATE_TEST_SUITE_P(ApplicationSettings,
+                         BadSettingsFile,
+                         testing::ValuesIn(badSettingsPaths),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(ApplicationSettings, a_full_disk_refuses_the_change_and_keeps_the_saved_ones)
+{
+    TestSupport::SmallTmpfs disk(32 * 1024);
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    ApplicationSettingsManager settings(disk.filePath(QStringLiteral("settings.ini")));
+    settings.setString(SettingKeys::language, "de_DE");
+    disk.fill();
+    EXPECT_THROW(settings.setString(SettingKeys::language, std::string(8192, 'x')),
+                 std::runtime_error);
+    EXPECT_EQ(ApplicationSettingsManager(settings.path()).language(), "de_DE");
 }
 
 } // namespace

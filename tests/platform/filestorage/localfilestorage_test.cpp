@@ -1,5 +1,6 @@
 #include "filestorage/localfilestorage.h"
 
+#include "smalltmpfs.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -7,6 +8,10 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <functional>
 
 namespace {
 
@@ -130,6 +135,80 @@ TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observer
     storage.removeObserver(&observer);
     storage.refresh();
     EXPECT_EQ(observer.seen.size(), 2u);
+}
+
+TEST_F(LocalFileStorageTest, editors_sharing_the_index_keep_each_others_entries)
+{
+    LocalFileStorage first(index());
+    LocalFileStorage second(index());
+    first.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media);
+    second.addFiles({ fsPath(media(QStringLiteral("b.mp4"))) }, FileStorageKind::Media);
+    first.addFiles({ fsPath(media(QStringLiteral("c.mp4"))) }, FileStorageKind::Media);
+    EXPECT_EQ(LocalFileStorage(index()).files().size(), 3u);
+}
+
+// What stands at the index's path. Nothing hangs, nothing outside is written, what was kept
+// stays, and the service says it is not available.
+struct BadIndexPlace {
+    const char *name;
+    std::function<void(const QString &index, const QString &victim)> make;
+};
+
+void PrintTo(const BadIndexPlace &place, std::ostream *os)
+{
+    *os << place.name;
+}
+
+class LocalFileStorageBadIndex
+    : public LocalFileStorageTest
+    , public ::testing::WithParamInterface<BadIndexPlace> { };
+
+const BadIndexPlace badIndexPlaces[] = {
+    { "fifo",
+      [](const QString &index, const QString &) {
+          QDir().mkpath(QFileInfo(index).absolutePath());
+          ::mkfifo(QFile::encodeName(index).constData(), 0644);
+      } },
+    { "symlink",
+      [](const QString &index, const QString &victim) {
+          QDir().mkpath(QFileInfo(index).absolutePath());
+          QFile::link(victim, index);
+      } },
+};
+
+TEST_P(LocalFileStorageBadIndex, refuses_the_change_and_writes_nothing_through_it)
+{
+    const QString victim = media(QStringLiteral("victim.txt"), "precious");
+    GetParam().make(index(), victim);
+    LocalFileStorage storage(index());
+    EXPECT_TRUE(storage.files().empty());
+    storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media);
+    EXPECT_FALSE(storage.isAvailable());
+    EXPECT_EQ(TestSupport::readFile(victim), "precious");
+}
+
+INSTANTIATE_TEST_SUITE_P(LocalFileStorage,
+                         LocalFileStorageBadIndex,
+                         ::testing::ValuesIn(badIndexPlaces),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(LocalFileStorageTest, a_full_disk_keeps_the_index_as_it_was)
+{
+    TestSupport::SmallTmpfs disk(64 * 1024);
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    const QString onDisk = disk.filePath(QStringLiteral("storage/index.json"));
+    LocalFileStorage storage(onDisk);
+    storage.addFiles({ fsPath(media(QStringLiteral("kept.mp4"))) }, FileStorageKind::Media);
+    disk.fill();
+
+    std::vector<std::filesystem::path> many;
+    for (int i = 0; i < 200; ++i)
+        many.push_back(fsPath(dir.filePath(QStringLiteral("clip %1.mp4").arg(i))));
+    storage.addFiles(many, FileStorageKind::Media);
+
+    EXPECT_FALSE(storage.isAvailable());
+    EXPECT_EQ(LocalFileStorage(onDisk).files().size(), 1u);
 }
 
 } // namespace

@@ -3,12 +3,16 @@
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
 
+#include "smalltmpfs.h"
 #include "testfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <memory>
 #include <string>
@@ -324,6 +328,49 @@ TEST_F(ProjectOnDisk, opening_a_missing_file_names_it)
     } catch (const FileError &e) {
         EXPECT_NE(std::string(e.what()).find("nothing.edproj"), std::string::npos);
     }
+}
+
+// What a user may name as a project to open: refused with the reason, never waited on or read
+// without end.
+TEST_F(ProjectOnDisk, a_pipe_or_an_endless_device_is_refused_as_a_project)
+{
+    ASSERT_EQ(::mkfifo(QFile::encodeName(path("pipe.edproj")).constData(), 0644), 0);
+    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), path("zero.edproj")));
+    for (const char *name : { "pipe.edproj", "zero.edproj" }) {
+        try {
+            open(path(name));
+            ADD_FAILURE() << name << " opened";
+        } catch (const FileError &e) {
+            EXPECT_THAT(e.what(), testing::HasSubstr("not a file")) << name;
+        }
+    }
+}
+
+TEST_F(ProjectOnDisk, saving_as_a_link_replaces_the_link_and_leaves_its_target_alone)
+{
+    TestSupport::writeFile(path("theirs.txt"), "precious");
+    ASSERT_TRUE(QFile::link(path("theirs.txt"), path("link.edproj")));
+    auto project = Object::createNew();
+    save(*project, path("link.edproj"));
+    EXPECT_EQ(TestSupport::readFile(path("theirs.txt")), "precious");
+    EXPECT_FALSE(QFileInfo(path("link.edproj")).isSymLink());
+    EXPECT_NO_THROW(open(path("link.edproj")));
+}
+
+TEST_F(ProjectOnDisk, a_save_on_a_full_disk_fails_and_keeps_the_saved_file)
+{
+    TestSupport::SmallTmpfs disk(64 * 1024);
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    const QString file = disk.filePath(QStringLiteral("p.edproj"));
+    auto project = Object::createNew();
+    save(*project, file);
+    const QByteArray saved = TestSupport::readFile(file);
+    disk.fill();
+    for (int i = 0; i < 50; ++i)
+        project->timeline().addTrack(Timeline::TrackType::Video);
+    EXPECT_THROW(save(*project, file), FileError);
+    EXPECT_EQ(TestSupport::readFile(file), saved);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "tracking/eventstore.h"
 
 #include "logcapture.h"
+#include "smalltmpfs.h"
 #include "testfiles.h"
 #include "withoutfileaccessoverride.h"
 
@@ -15,6 +16,8 @@
 #include <sqlite3.h>
 
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <string>
 
 using namespace Vantel::Tracking;
@@ -266,6 +269,46 @@ TEST_F(EventStoreTest, a_full_store_makes_room_by_dropping_the_oldest_instead_of
     EXPECT_EQ(static_cast<qint64>(kept.size()) + store.droppedCount(), 1300);
 }
 
+TEST_F(EventStoreTest, events_dropped_on_a_full_disk_are_still_counted_at_the_next_start)
+{
+    TestSupport::SmallTmpfs disk(256 * 1024);
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    const QString path = disk.filePath(QStringLiteral("events.sqlite"));
+    qint64 dropped = 0;
+    {
+        EventStore store(path);
+        disk.fill();
+        for (int i = 0; i < 2000; ++i)
+            store.consume(makeEvent("LOST", { { "PAD", std::string(500, 'p') } }));
+        store.flush();
+        dropped = store.droppedCount();
+    }
+    EXPECT_GT(dropped, 1000);
+    EXPECT_EQ(EventStore(path).droppedCount(), dropped);
+}
+
+TEST_F(EventStoreTest, ids_that_ran_out_are_numbered_again_and_nothing_is_lost)
+{
+    {
+        EventStore store(dbPath());
+        for (const char *name : { "A", "B", "C" })
+            store.consume(makeEvent(name));
+    }
+    execSql(dbPath(),
+            "UPDATE events SET id = id + 9223372036854775000;"
+            "UPDATE sqlite_sequence SET seq = 9223372036854775807;");
+
+    EventStore store(dbPath());
+    for (const char *name : { "D", "E" })
+        store.consume(makeEvent(name));
+    store.flush();
+
+    EXPECT_THAT(names(store.events()), ElementsAre("A", "B", "C", "D", "E"));
+    EXPECT_EQ(store.events().back().id, 5);
+    EXPECT_EQ(store.droppedCount(), 0);
+}
+
 namespace {
 
 struct DamagedFile {
@@ -348,30 +391,100 @@ INSTANTIATE_TEST_SUITE_P(EventStore,
                          ::testing::ValuesIn(damagedFiles),
                          [](const auto &info) { return std::string(info.param.name); });
 
-TEST_F(EventStoreTest, a_folder_that_cannot_be_created_is_refused_with_one_clear_error)
+namespace {
+
+// What stands where the store should be. The editor goes on without statistics: the store says
+// once why it keeps nothing, and accepts events without failing.
+struct UnusablePlace {
+    const char *name;
+    // Returns false when this run cannot build the case (a right root keeps).
+    std::function<bool(const QString &path, std::unique_ptr<TestSupport::SmallTmpfs> &disk)> make;
+};
+
+void PrintTo(const UnusablePlace &place, std::ostream *os)
 {
-    TestSupport::writeFile(m_dir.filePath(QStringLiteral("usage")),
-                           "a file where the folder should be");
-    try {
-        EventStore store(dbPath());
-        FAIL() << "the store opened";
-    } catch (const std::runtime_error &e) {
-        EXPECT_THAT(e.what(), HasSubstr(m_dir.filePath(QStringLiteral("usage")).toStdString()));
-    }
+    *os << place.name;
 }
 
-TEST_F(EventStoreTest, a_read_only_folder_is_refused_with_one_clear_error)
+class EventStoreUnusable
+    : public EventStoreTest
+    , public ::testing::WithParamInterface<UnusablePlace> { };
+
+const UnusablePlace unusablePlaces[] = {
+    { "file_where_the_folder_should_be",
+      [](const QString &path, auto &) {
+          TestSupport::writeFile(QFileInfo(path).absolutePath(), "a file");
+          return true;
+      } },
+    { "folder_at_the_path", [](const QString &path, auto &) { return QDir().mkpath(path); } },
+    { "dangling_symlink",
+      [](const QString &path, auto &) {
+          QDir().mkpath(QFileInfo(path).absolutePath());
+          return QFile::link(path + QStringLiteral("-nowhere"), path);
+      } },
+    { "read_only_file",
+      [](const QString &path, auto &) {
+          fillStore(path);
+          return QFile::setPermissions(path, QFile::ReadOwner)
+              && TestSupport::WithoutFileAccessOverride().modeBitsBind();
+      } },
+    { "full_disk",
+      [](const QString &path, std::unique_ptr<TestSupport::SmallTmpfs> &disk) {
+          disk = std::make_unique<TestSupport::SmallTmpfs>(16 * 1024);
+          if (!disk->mounted())
+              return false;
+          QDir().mkpath(disk->filePath(QStringLiteral("usage")));
+          disk->fill();
+          return QFile::link(disk->filePath(QStringLiteral("usage")),
+                             QFileInfo(path).absolutePath());
+      } },
+};
+
+} // namespace
+
+TEST_P(EventStoreUnusable, the_store_says_once_why_it_keeps_nothing_and_the_editor_goes_on)
 {
-    const QString folder = m_dir.filePath(QStringLiteral("usage"));
-    QDir().mkpath(folder);
-    QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner);
-    {
-        TestSupport::WithoutFileAccessOverride guard;
-        if (!guard.modeBitsBind())
-            GTEST_SKIP() << "running as root without the right to give up file access override";
-        EXPECT_THROW(EventStore store(dbPath()), std::runtime_error);
+    std::unique_ptr<TestSupport::SmallTmpfs> disk;
+    if (!GetParam().make(dbPath(), disk))
+        GTEST_SKIP() << "this run cannot build the case";
+    TestSupport::LogCapture log;
+    TestSupport::WithoutFileAccessOverride guard;
+    EventStore store(dbPath());
+    store.consume(makeEvent("LOST"));
+    store.flush();
+
+    EXPECT_FALSE(store.isAvailable());
+    EXPECT_THAT(log.matching({ "usage events are not being kept", store.problem() }), SizeIs(1));
+    EXPECT_THROW(store.events(), std::runtime_error);
+}
+
+INSTANTIATE_TEST_SUITE_P(EventStore,
+                         EventStoreUnusable,
+                         ::testing::ValuesIn(unusablePlaces),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(EventStoreTest, editors_starting_together_on_a_fresh_folder_all_keep_their_events)
+{
+    constexpr int children = 4;
+    constexpr int rounds = 3;
+    for (int round = 0; round < rounds; ++round) {
+        const QString path = m_dir.filePath(QStringLiteral("round%1/events.sqlite").arg(round));
+        std::vector<std::unique_ptr<QProcess>> started;
+        for (int i = 0; i < children; ++i) {
+            started.push_back(std::make_unique<QProcess>());
+            started.back()->start(QStringLiteral(TRACKING_CHILD),
+                                  { QStringLiteral("race"), path, QStringLiteral("50") });
+            while (!started.back()->canReadLine())
+                ASSERT_TRUE(started.back()->waitForReadyRead(60000)) << "a child never started";
+        }
+        for (auto &child : started)
+            child->write("go\n");
+        for (auto &child : started) {
+            ASSERT_TRUE(child->waitForFinished(60000));
+            EXPECT_EQ(child->exitCode(), 0) << child->readAllStandardError().toStdString();
+        }
+        EXPECT_EQ(EventStore(path).count(), children * 50);
     }
-    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 TEST_F(EventStoreTest, events_flushed_before_the_process_is_killed_survive_the_kill)

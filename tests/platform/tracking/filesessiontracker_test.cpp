@@ -3,13 +3,18 @@
 #include "logcapture.h"
 #include "testfiles.h"
 
+#include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <functional>
 #include <string>
+#include <vector>
 
 using namespace Vantel::Tracking;
 using ::testing::ElementsAre;
@@ -28,7 +33,7 @@ std::vector<std::string> ids(const std::vector<FailedSession> &sessions)
 }
 
 class FileSessionTrackerTest : public ::testing::Test {
-protected:
+public:
     QString folder() const { return m_dir.filePath(QStringLiteral("sessions")); }
 
     QString file(const std::string &name) const
@@ -173,11 +178,71 @@ TEST_F(FileSessionTrackerTest, unreadable_records_are_skipped_with_one_warning_e
     EXPECT_THAT(log.messages(), SizeIs(3));
 }
 
-TEST_F(FileSessionTrackerTest, a_folder_that_cannot_be_created_is_refused)
+// What a hostile or unlucky sessions folder holds. Nothing is waited on or read without bound,
+// each problem is said once, and the editor starts.
+struct HostileSessions {
+    const char *name;
+    std::function<void(FileSessionTrackerTest &test)> make;
+    std::vector<std::string> failed; // the earlier runs reported
+    const char *warning;
+};
+
+void PrintTo(const HostileSessions &h, std::ostream *os)
 {
-    TestSupport::writeFile(folder());
-    EXPECT_THROW(FileSessionTracker tracker(folder()), std::runtime_error);
+    *os << h.name;
 }
+
+class FileSessionTrackerHostile
+    : public FileSessionTrackerTest
+    , public ::testing::WithParamInterface<HostileSessions> {
+public:
+    void plantFifo(const std::string &name)
+    {
+        QDir().mkpath(folder());
+        ASSERT_EQ(::mkfifo(QFile::encodeName(file(name)).constData(), 0644), 0);
+    }
+};
+
+const HostileSessions hostileSessions[] = {
+    { "folder_blocked_by_a_file",
+      [](FileSessionTrackerTest &t) { TestSupport::writeFile(t.folder()); },
+      {},
+      "not recorded" },
+    { "record_is_a_fifo",
+      [](FileSessionTrackerTest &t) {
+          static_cast<FileSessionTrackerHostile &>(t).plantFifo("piped.session");
+      },
+      {},
+      "FIFO" },
+    { "crash_file_is_a_fifo",
+      [](FileSessionTrackerTest &t) {
+          t.writeRecord("crashed", "running", 1);
+          static_cast<FileSessionTrackerHostile &>(t).plantFifo("crashed.crash");
+      },
+      { "crashed" },
+      "FIFO" },
+    { "crash_file_links_to_an_endless_device",
+      [](FileSessionTrackerTest &t) {
+          t.writeRecord("crashed", "running", 1);
+          QFile::link(QStringLiteral("/dev/zero"), t.file("crashed.crash"));
+      },
+      { "crashed" },
+      "symbolic link" },
+};
+
+TEST_P(FileSessionTrackerHostile, starts_without_waiting_and_says_what_it_skipped)
+{
+    GetParam().make(*this);
+    TestSupport::LogCapture log;
+    FileSessionTracker tracker(folder());
+    EXPECT_EQ(ids(tracker.failedSessions()), GetParam().failed);
+    EXPECT_THAT(log.matching({ GetParam().warning }), SizeIs(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(FileSessionTracker,
+                         FileSessionTrackerHostile,
+                         ::testing::ValuesIn(hostileSessions),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 // What a crash file says
 

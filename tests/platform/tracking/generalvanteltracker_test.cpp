@@ -1,6 +1,12 @@
 #include "tracking/generalvanteltracker.h"
 
+#include "tracking/eventstore.h"
+#include "tracking/jsonlinessink.h"
+
 #include "recordingeventsink.h"
+#include "shellrun.h"
+
+#include <QTemporaryDir>
 
 #include <boost/intrusive_ptr.hpp>
 #include <gmock/gmock.h>
@@ -8,6 +14,9 @@
 
 #include <chrono>
 #include <memory>
+#include <set>
+#include <thread>
+#include <vector>
 
 using namespace Vantel::Tracking;
 using ::testing::ElementsAre;
@@ -137,4 +146,43 @@ TEST_F(GeneralVantelTrackerTest, a_null_filler_is_not_registered)
     tracker->RegisterFiller("E", nullptr, FillerKeyMatchingMethod::Exact);
     tracker->sendEvent("E", {});
     EXPECT_THAT(sink->events.at(0).params, IsEmpty());
+}
+
+TEST(GeneralVantelTrackerThreads,
+     sends_from_several_threads_reach_the_export_file_and_the_store_whole)
+{
+    QTemporaryDir dir;
+    const QString lines = dir.filePath(QStringLiteral("events.jsonl"));
+    auto store = std::make_shared<EventStore>(dir.filePath(QStringLiteral("events.sqlite")));
+    boost::intrusive_ptr<GeneralVantelTracker> tracker { new GeneralVantelTracker("threads") };
+    tracker->addSink(std::make_shared<JsonLinesSink>(lines));
+    tracker->addSink(store);
+
+    constexpr int senders = 4;
+    constexpr int perSender = 500;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < senders; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < perSender; ++i)
+                tracker->sendEvent("FROM_THREAD",
+                                   { { "T", std::to_string(t) }, { "I", std::to_string(i) } });
+        });
+    }
+    // Registering while the others send: a filler may or may not see a given event, never half.
+    for (int i = 0; i < 200; ++i)
+        tracker->RegisterFiller("FROM_THREAD",
+                                std::make_shared<KeyFiller>("F" + std::to_string(i), "x"),
+                                FillerKeyMatchingMethod::Exact);
+    for (auto &thread : threads)
+        thread.join();
+    store->flush();
+
+    std::set<std::pair<QString, QString>> seen;
+    for (const QJsonObject &line : TestSupport::jsonLinesOf(lines)) {
+        const QJsonObject params = line.value(QStringLiteral("params")).toObject();
+        seen.emplace(params.value(QStringLiteral("T")).toString(),
+                     params.value(QStringLiteral("I")).toString());
+    }
+    EXPECT_EQ(seen.size(), static_cast<std::size_t>(senders * perSender));
+    EXPECT_EQ(store->count(), senders * perSender);
 }

@@ -37,7 +37,8 @@ TrackedEvent numbered(long long i)
 int main(int argc, char **argv)
 {
     if (argc < 3) {
-        std::cerr << "usage: trackingchild crash|hold SESSIONS_FOLDER | store DATABASE COUNT\n";
+        std::cerr
+            << "usage: trackingchild crash|hold SESSIONS_FOLDER | store|race DATABASE COUNT\n";
         return 2;
     }
     const std::string mode = argv[1];
@@ -56,6 +57,21 @@ int main(int argc, char **argv)
         std::string line;
         std::getline(std::cin, line);
         tracker.endSession();
+        return 0;
+    }
+    if (mode == "race" && argc >= 4) {
+        // Opens the store the moment the test says go, with the other children.
+        say("ready");
+        std::string line;
+        std::getline(std::cin, line);
+        EventStore store(path);
+        if (!store.isAvailable()) {
+            std::cerr << store.problem() << std::endl;
+            return 1;
+        }
+        const long long count = std::stoll(argv[3]);
+        for (long long i = 0; i < count; ++i)
+            store.consume(numbered(i));
         return 0;
     }
     if (mode == "store" && argc >= 4) {
