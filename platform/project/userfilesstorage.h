@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QHash>
 #include <QString>
 
 #include <cstddef>
@@ -39,6 +40,8 @@ public:
 
 private:
     std::vector<std::shared_ptr<Media::File>> m_files;
+    // Path -> file, so a project of many thousands of files opens in linear time.
+    QHash<QString, std::shared_ptr<Media::File>> m_byPath;
 };
 
 } // namespace Project
