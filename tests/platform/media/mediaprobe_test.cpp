@@ -186,43 +186,10 @@ TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
         << file.error.toStdString();
 }
 
-// A PNG that declares a picture of width x height and holds a few rows of it: enough for a decoder
-// to set aside the whole picture.
-QByteArray pngDeclaring(quint32 width, quint32 height)
-{
-    // Every piece is a QByteArray of its own: string builders must not outlive their parts.
-    auto crc = [](const QByteArray &bytes) {
-        quint32 c = 0xffffffffu;
-        for (const char byte : bytes) {
-            c ^= static_cast<quint8>(byte);
-            for (int k = 0; k < 8; ++k)
-                c = (c >> 1) ^ (0xedb88320u & (0u - (c & 1u)));
-        }
-        return ~c;
-    };
-    auto be32 = [](quint32 v) {
-        const char bytes[] = { char(v >> 24), char(v >> 16), char(v >> 8), char(v) };
-        return QByteArray(bytes, 4);
-    };
-    auto chunk = [&](const char *type, const QByteArray &data) -> QByteArray {
-        const QByteArray body = QByteArray(type) + data;
-        return be32(static_cast<quint32>(data.size())) + body + be32(crc(body));
-    };
-    const QByteArray header = be32(width) + be32(height) + QByteArray("\x08\x02\x00\x00\x00", 5);
-    const QByteArray rows = qCompress(QByteArray(64 * 1024, '\0')).mid(4); // zlib, no Qt prefix
-    return QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", header) + chunk("IDAT", rows)
-        + chunk("IEND", {});
-}
-
 TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
 {
     const QString manyStreams = dir.filePath(QStringLiteral("eight streams.mp4"));
-    QStringList encoding { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                           QStringLiteral("testsrc=s=32x24:d=0.2") };
-    for (int i = 0; i < 8; ++i)
-        encoding << QStringLiteral("-map") << QStringLiteral("0:v");
-    TestSupport::MediaSamples::runFfmpeg(encoding << QStringLiteral("-c:v")
-                                                  << QStringLiteral("mpeg4") << manyStreams);
+    TestSupport::MediaSamples::makeManyStreams(manyStreams, 8);
     const QString video = write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4"));
     struct Row {
         const char *what;
@@ -235,7 +202,7 @@ TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
         { "declared picture", video, [](auto &l) { l.maxPixels = 1000; },
           "A picture of the file is 64x48 pixels" },
         { "picture found by decoding",
-          write(QStringLiteral("vast.png"), pngDeclaring(16000, 16000)), [](auto &) {},
+          write(QStringLiteral("vast.png"), TestSupport::pngDeclaring(16000, 16000)), [](auto &) {},
           "A picture of the file is 16000x16000 pixels" },
         { "memory", video, [](auto &l) { l.maxMemory = 1000; }, "one analysis may use 1 MB" },
     };
