@@ -7,6 +7,8 @@
 #include "mediasamples.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QThreadPool>
 
@@ -16,8 +18,10 @@
 #include <fcntl.h>
 #include <map>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 extern char **environ;
 
@@ -148,10 +152,58 @@ void BM_Ffprobe_AllCores(benchmark::State &state)
     record(state, paths.size());
 }
 
+// Hostile files eight at a time, as a folder of them would be: MP4s of a thousand streams and PNGs
+// declaring 16000x16000 are refused by their limits; PNGs of 8000x8000 are within them and decode,
+// sharing the process-wide budget. The peak resident size of the process is the figure (run this
+// one alone: --benchmark_filter=Hostile).
+void BM_HostileProbes_EightAtOnce(benchmark::State &state)
+{
+    static const QTemporaryDir dir;
+    static const QStringList paths = [] {
+        QStringList made;
+        const QString streams = dir.filePath(QStringLiteral("streams.mp4"));
+        TestSupport::MediaSamples::makeManyStreams(streams, 1000);
+        const QString vast = dir.filePath(QStringLiteral("vast.png"));
+        const QString large = dir.filePath(QStringLiteral("large.png"));
+        for (const auto &[path, side] :
+             { std::pair { vast, 16000u }, std::pair { large, 8000u } }) {
+            QFile file(path);
+            if (!file.open(QIODevice::WriteOnly))
+                return made;
+            file.write(TestSupport::pngDeclaring(side, side));
+        }
+        for (int i = 0; i < 8; ++i)
+            made << (i % 3 == 0 ? streams : i % 3 == 1 ? vast : large);
+        return made;
+    }();
+    QThreadPool pool;
+    pool.setMaxThreadCount(8);
+    for (auto _ : state) {
+        std::atomic<int> failed { 0 };
+        for (const QString &path : paths) {
+            pool.start(QRunnable::create([path, &failed] {
+                if (Media::probe(path).isFailed())
+                    failed.fetch_add(1);
+            }));
+        }
+        pool.waitForDone();
+        if (failed.load() < 6)
+            state.SkipWithError("a hostile file was not refused");
+    }
+    rusage usage {};
+    ::getrusage(RUSAGE_SELF, &usage);
+    state.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
+    state.counters["budget_MB"] = static_cast<double>(Media::probeMemoryTotal >> 20);
+}
+
 BENCHMARK(BM_ProbeInProcess_OneThread)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 BENCHMARK(BM_ProbeInProcess_AllCores)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
 BENCHMARK(BM_Ffprobe_OnePerFile)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
 BENCHMARK(BM_Ffprobe_AllCores)->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(2.0);
+BENCHMARK(BM_HostileProbes_EightAtOnce)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(3);
 
 // Keeps each run's rate so the ratios can be printed after the table.
 class RatioReporter : public benchmark::ConsoleReporter {

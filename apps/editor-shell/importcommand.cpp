@@ -23,6 +23,7 @@
 #include "project/project.h"
 #include "project/projectfile.h"
 #include "pubsub/subscriber.h"
+#include "timeline/clip.h"
 #include "timeline/timeline.h"
 #include "timeline/transition.h"
 #include "util/format.h"
@@ -38,10 +39,16 @@
 #include <glog/logging.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <dirent.h>
+#include <limits>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_set>
 
 namespace Shell {
 
@@ -72,13 +79,44 @@ const QCommandLineOption
              QStringLiteral("Timeline position in seconds; default the end of the track."),
              QStringLiteral("SECONDS"));
 
+// A path the request named but that never reached the add request, and why.
+struct Unread {
+    QString path;
+    QString reason;
+};
+
+// Folders deeper than this below the one named are not walked: a user's folder tree is not that
+// deep, a generated or looping one is.
+constexpr int maxFolderDepth = 32;
+
+QString systemReason(int error)
+{
+    switch (error) {
+    case ELOOP:
+        return QStringLiteral("a symbolic link that leads back to itself");
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("cannot be read: permission denied");
+    case ENOENT:
+        return QStringLiteral("does not exist");
+    case ENAMETOOLONG:
+        return QStringLiteral("the name is too long");
+    default:
+        return QStringLiteral("cannot be read: %1")
+            .arg(QString::fromLocal8Bit(std::strerror(error)));
+    }
+}
+
 // Folders are walked with the system's own directory reading: the toolkit's leaves out names
 // that are not valid UTF-8, and such a file must be reported as failed, not silently missed.
-void walk(const QByteArray &folder, QStringList &out, int depth)
+void walk(const QByteArray &folder, QStringList &out, std::vector<Unread> &unread, int depth)
 {
     DIR *dir = ::opendir(folder.constData());
     if (!dir) {
-        LOG(WARNING) << "Cannot read the folder " << folder.constData();
+        const int error = errno;
+        LOG(INFO) << "Cannot read the folder " << folder.constData(); // the report tells the user
+        unread.push_back(
+            { QFile::decodeName(folder), QStringLiteral("a folder that ") + systemReason(error) });
         return;
     }
     std::vector<QByteArray> names;
@@ -91,12 +129,18 @@ void walk(const QByteArray &folder, QStringList &out, int depth)
     for (const QByteArray &name : names) {
         const QByteArray path = folder + '/' + name;
         struct stat st = {};
-        if (::lstat(path.constData(), &st) != 0)
+        if (::lstat(path.constData(), &st) != 0) {
+            unread.push_back({ QFile::decodeName(path), systemReason(errno) });
             continue;
+        }
         if (S_ISDIR(st.st_mode)) {
             // Symbolic links to folders are not followed: a loop would never end.
-            if (depth < 32)
-                walk(path, out, depth + 1);
+            if (depth < maxFolderDepth)
+                walk(path, out, unread, depth + 1);
+            else
+                unread.push_back({ QFile::decodeName(path),
+                                   QStringLiteral("a folder more than %1 levels deep, not read")
+                                       .arg(maxFolderDepth) });
             continue;
         }
         out << QFile::decodeName(path);
@@ -105,6 +149,7 @@ void walk(const QByteArray &folder, QStringList &out, int depth)
 
 struct Paths {
     QStringList files;
+    std::vector<Unread> unread;
     int folders = 0;
 };
 
@@ -112,10 +157,16 @@ Paths expand(const QStringList &arguments)
 {
     Paths paths;
     for (const QString &argument : arguments) {
+        if (argument.isEmpty()) {
+            // An empty name is no file; made absolute it would name the current folder.
+            paths.unread.push_back({ argument, QStringLiteral("an empty path names no file") });
+            continue;
+        }
         const QFileInfo info(argument);
         if (info.isDir()) {
             ++paths.folders;
-            walk(QFile::encodeName(QDir::cleanPath(info.absoluteFilePath())), paths.files, 0);
+            walk(QFile::encodeName(QDir::cleanPath(info.absoluteFilePath())), paths.files,
+                 paths.unread, 0);
         } else {
             paths.files << (info.isRelative() ? QDir::cleanPath(info.absoluteFilePath())
                                               : argument);
@@ -213,7 +264,18 @@ QString describe(const Media::File &file)
 
 QString name(const QString &path)
 {
-    return QFileInfo(path).fileName();
+    const QString fileName = QFileInfo(path).fileName();
+    return Format::printable(fileName.isEmpty() ? path : fileName);
+}
+
+// Reads a whole number from `min` to `max`, or says why not.
+std::optional<int> wholeNumber(const QString &text, int min, int max)
+{
+    bool ok = false;
+    const qlonglong value = text.trimmed().toLongLong(&ok);
+    if (!ok || value < min || value > max)
+        return std::nullopt;
+    return static_cast<int>(value);
 }
 
 // A folder of thousands makes lists nobody reads; the report shows the first lines of each and
@@ -248,9 +310,15 @@ void printPlaced(Context &context,
                  int track,
                  const FileAnalyzer::MediaFiles &opened)
 {
+    const std::unordered_set<const Media::File *> placed = [&] {
+        std::unordered_set<const Media::File *> set;
+        for (const Media::FilePtr &file : opened)
+            set.insert(file.get());
+        return set;
+    }();
     QStringList lines;
     for (const auto &clip : timeline.track(track).clips()) {
-        if (std::find(opened.begin(), opened.end(), clip->file()) == opened.end())
+        if (!placed.count(clip->file().get()))
             continue;
         lines << QStringLiteral("%1  +%2  %3  (%4)")
                      .arg(clip->position().toClockString(), clip->duration().toClockString(),
@@ -272,16 +340,16 @@ int run(Context &context)
     const QString to = context.parser.value(toOption);
     if (to != QLatin1String("timeline") && to != QLatin1String("collection")
         && to != QLatin1String("transition")) {
-        context.err << "editor-shell: --to takes timeline, collection or transition, not " << to
-                    << '\n';
+        context.err << "editor-shell: --to takes timeline, collection or transition, not "
+                    << Format::printable(to) << '\n';
         return 2;
     }
 
     const QString projectPath = context.parser.value(projectOption);
     if (!projectPath.isEmpty()) {
         if (!Settings::isProjectFilePath(projectPath)) {
-            context.err << "editor-shell: " << projectPath << " does not end in ."
-                        << Settings::projectFileExtension() << '\n';
+            context.err << "editor-shell: " << Format::printable(projectPath)
+                        << " does not end in ." << Settings::projectFileExtension() << '\n';
             return 2;
         }
         // A project that does not exist yet is made: importing into a new project is how one
@@ -291,7 +359,7 @@ int run(Context &context)
                 return 1;
         } else {
             context.app.setProject(Project::Object::createNew());
-            context.out << "New project " << projectPath << '\n';
+            context.out << "New project " << Format::printable(projectPath) << '\n';
         }
     }
 
@@ -320,15 +388,39 @@ int run(Context &context)
     Transition::Object transition(Transition::Id::Dissolve);
     if (to == QLatin1String("timeline")) {
         Timeline::Model &timeline = project.timeline();
-        track = context.parser.isSet(trackOption) ? context.parser.value(trackOption).toInt()
-                                                  : firstVideoTrack(timeline);
-        if (track < 0 || track >= timeline.trackCount()) {
-            context.err << "editor-shell: the project has no track " << track << '\n';
+        if (context.parser.isSet(trackOption)) {
+            const QString text = context.parser.value(trackOption);
+            const std::optional<int> number = wholeNumber(text, 0, std::numeric_limits<int>::max());
+            if (!number) {
+                context.err << "editor-shell: --track takes a track number from 0, not \""
+                            << Format::printable(text) << "\"\n";
+                return 2;
+            }
+            track = *number;
+        } else {
+            track = firstVideoTrack(timeline);
+        }
+        if (track >= timeline.trackCount()) {
+            context.err << "editor-shell: the project has no track " << track << " (it has "
+                        << timeline.trackCount() << ")\n";
             return 2;
         }
-        const MTime at = context.parser.isSet(atOption)
-            ? MTime::fromSec(context.parser.value(atOption).toDouble())
-            : timeline.track(track).end();
+        MTime at = timeline.track(track).end();
+        if (context.parser.isSet(atOption)) {
+            // Checked as a number of seconds before it becomes a time: a huge or odd value must
+            // be refused here, not wrap around into a position the project cannot hold.
+            const QString text = context.parser.value(atOption);
+            bool ok = false;
+            const double seconds = text.trimmed().toDouble(&ok);
+            if (!ok || !std::isfinite(seconds) || seconds < 0
+                || seconds > Timeline::maxTime.toSecF()) {
+                context.err << "editor-shell: --at takes a position in seconds from 0 to "
+                            << QString::number(Timeline::maxTime.toSecF(), 'f', 0) << ", not \""
+                            << Format::printable(text) << "\"\n";
+                return 2;
+            }
+            at = MTime::fromMSec(std::llround(seconds * 1000.0));
+        }
         contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
         context.out << "Importing " << paths.files.size() << " file"
                     << (paths.files.size() == 1 ? "" : "s") << " to the timeline, track " << track
@@ -362,10 +454,13 @@ int run(Context &context)
     const FileAdder::AddMediaFilesResult result = watch.results.empty()
         ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})
         : watch.results.back();
+    // Sets, not lists: a folder of many thousand files must not cost the square of their number.
+    const QSet<QString> passedOn(result.files.begin(), result.files.end());
+    const QSet<QString> packages(watch.packages.begin(), watch.packages.end());
     QStringList skipped;
     for (const QString &path : paths.files) {
-        if (!result.files.contains(path) && !watch.packages.contains(path)
-            && path != watch.projectToOpen && !Settings::isProjectFilePath(path))
+        if (!passedOn.contains(path) && !packages.contains(path) && path != watch.projectToOpen
+            && !Settings::isProjectFilePath(path))
             skipped << path;
     }
 
@@ -391,7 +486,7 @@ int run(Context &context)
             context.out << "Failed: " << object->failed().size() << '\n';
             QStringList lines;
             for (const Media::FilePtr &file : object->failed())
-                lines << name(file->path) + QStringLiteral(": ") + file->error;
+                lines << name(file->path) + QStringLiteral(": ") + Format::printable(file->error);
             printLines(context, lines);
         }
     }
@@ -406,6 +501,14 @@ int run(Context &context)
         QStringList lines;
         for (const QString &p : watch.packages)
             lines << name(p);
+        printLines(context, lines);
+    }
+    if (!paths.unread.empty()) {
+        context.out << "Not read: " << paths.unread.size() << '\n';
+        QStringList lines;
+        for (const Unread &u : paths.unread)
+            lines << (u.path.isEmpty() ? QStringLiteral("\"\"") : Format::printable(u.path))
+                    + QStringLiteral(": ") + u.reason;
         printLines(context, lines);
     }
     if (!skipped.isEmpty()) {

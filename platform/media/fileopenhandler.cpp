@@ -1,6 +1,7 @@
 #include "media/fileopenhandler.h"
 
 #include "dialogs/dialog.h"
+#include "util/format.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -27,9 +28,9 @@ QString listOf(const FileOpenHandler::FileSet &files, bool withReason)
             text += tr("... and %1 more\n").arg(files.size() - listedFiles);
             break;
         }
-        text += QFileInfo(file->path).fileName();
+        text += Format::printable(QFileInfo(file->path).fileName());
         if (withReason && !file->error.isEmpty())
-            text += QStringLiteral(": ") + file->error;
+            text += QStringLiteral(": ") + Format::printable(file->error);
         else if (!file->unsupportedCodecs.isEmpty())
             text += QStringLiteral(": ") + file->unsupportedCodecs.join(QLatin1String(", "));
         text += QLatin1Char('\n');

@@ -14,8 +14,14 @@ extern "C" {
 
 #include <glog/logging.h>
 
+#include <cerrno>
+#include <condition_variable>
 #include <cstdio>
+#include <cstring>
+#include <functional>
 #include <mutex>
+
+#include <sys/stat.h>
 
 namespace Media {
 
@@ -28,6 +34,34 @@ QString tr(const char *text)
     return QCoreApplication::translate("MediaProbe", text);
 }
 
+// What the library said about a limit it enforced for the probe running on this thread. The
+// library only says which limit stopped it in its log, so that is where the probe learns it.
+struct LimitsHit {
+    bool streams = false;
+    QString picture; // "16000x16000" when a picture was over the pixel limit
+};
+thread_local LimitsHit *t_limitsHit = nullptr;
+
+void noteLimit(const char *fmt, void *avcl, int level, va_list args)
+{
+    if (!t_limitsHit || level > AV_LOG_ERROR)
+        return;
+    if (std::strstr(fmt, "max_streams")) {
+        t_limitsHit->streams = true;
+    } else if (std::strstr(fmt, "max pixel")) {
+        char line[256];
+        int printPrefix = 0;
+        av_log_format_line2(avcl, level, fmt, args, line, sizeof line, &printPrefix);
+        // "Picture size 16000x16000 exceeds specified max pixel count ..."
+        const QByteArray text(line);
+        const int from = text.indexOf("size ");
+        const int to = text.indexOf(' ', from + 5);
+        t_limitsHit->picture = from >= 0 && to > from
+            ? QString::fromLatin1(text.mid(from + 5, to - from - 5))
+            : QStringLiteral("?");
+    }
+}
+
 // The decoder library writes its complaints about broken files to stderr by default; a folder of
 // odd files would bury the terminal. They go to the log instead, where a developer finds them.
 void routeLibraryLogOnce()
@@ -35,6 +69,10 @@ void routeLibraryLogOnce()
     static std::once_flag once;
     std::call_once(once, [] {
         av_log_set_callback([](void *avcl, int level, const char *fmt, va_list args) {
+            va_list copy;
+            va_copy(copy, args);
+            noteLimit(fmt, avcl, level, copy);
+            va_end(copy);
             if (level > AV_LOG_WARNING || !VLOG_IS_ON(1))
                 return;
             char line[1024];
@@ -43,6 +81,90 @@ void routeLibraryLogOnce()
             VLOG(1) << "libav: " << line;
         });
     });
+}
+
+// The memory all probes of the process may reserve together (probeMemoryTotal).
+class MemoryBudget {
+public:
+    // Waits until `bytes` fit; false when the probe was cancelled or ran out of time meanwhile.
+    bool acquire(std::int64_t bytes, const std::function<bool()> &givingUp)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        while (m_free < bytes) {
+            if (givingUp())
+                return false;
+            // Polled: a cancel or the deadline does not signal this condition.
+            m_changed.wait_for(lock, std::chrono::milliseconds(20));
+        }
+        m_free -= bytes;
+        return true;
+    }
+    void release(std::int64_t bytes)
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_free += bytes;
+        }
+        m_changed.notify_all();
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::int64_t m_free = probeMemoryTotal;
+};
+
+MemoryBudget &memoryBudget()
+{
+    static MemoryBudget budget;
+    return budget;
+}
+
+class Reservation {
+public:
+    ~Reservation()
+    {
+        if (m_bytes)
+            memoryBudget().release(m_bytes);
+    }
+    bool take(std::int64_t bytes, const std::function<bool()> &givingUp)
+    {
+        if (!memoryBudget().acquire(bytes, givingUp))
+            return false;
+        m_bytes = bytes;
+        return true;
+    }
+
+private:
+    std::int64_t m_bytes = 0;
+};
+
+// What the decoders of a probe will hold, from what the file declares. Video: a few frames of
+// 8-bit 4:2:0 (a decoder keeps references while the analysis decodes its first frames); a
+// picture whose size is not declared counts as the largest allowed, four bytes a pixel. Sound
+// and the rest: their buffers and parser state.
+std::int64_t memoryEstimate(const AVFormatContext *ctx, const ProbeLimits &limits)
+{
+    constexpr std::int64_t framesHeld = 4;
+    std::int64_t bytes = 0;
+    for (unsigned i = 0; i < ctx->nb_streams; ++i) {
+        const AVCodecParameters *par = ctx->streams[i]->codecpar;
+        if (par->codec_type == AVMEDIA_TYPE_VIDEO) {
+            const std::int64_t pixels
+                = par->width > 0 && par->height > 0 ? std::int64_t(par->width) * par->height : 0;
+            bytes += pixels > 0 ? pixels * 3 / 2 * framesHeld : limits.maxPixels * 4;
+        } else if (par->codec_type == AVMEDIA_TYPE_AUDIO) {
+            bytes += 1 << 20;
+        } else {
+            bytes += 64 << 10;
+        }
+    }
+    return bytes;
+}
+
+QString megabytes(std::int64_t bytes)
+{
+    return QString::number((bytes + (1 << 20) - 1) >> 20);
 }
 
 struct Interrupt {
@@ -106,6 +228,37 @@ QString openFailure(int code, const Interrupt &interrupt)
     if (code == AVERROR_INVALIDDATA)
         return tr("The file is damaged or not in a media format.");
     return tr("The file cannot be read: %1.").arg(libraryError(code));
+}
+
+// Why a path that does not lead to a file does not: the user fixes a link loop differently from
+// a missing file or a folder they may not enter.
+QString missingReason(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat st = {};
+    if (::stat(name.constData(), &st) == 0)
+        return tr("The file cannot be read.");
+    const int error = errno;
+    const bool link = ::lstat(name.constData(), &st) == 0 && S_ISLNK(st.st_mode);
+    switch (error) {
+    case ELOOP:
+        return tr("The file is a symbolic link that leads back to itself.");
+    case EACCES:
+    case EPERM:
+        return tr("The file cannot be reached: permission denied.");
+    case ENOTDIR:
+        return tr("A part of the file's path is not a folder.");
+    case ENAMETOOLONG:
+        return tr("The file's name is too long.");
+    case ENOENT:
+        if (link)
+            return tr("The file is a symbolic link to %1, which does not exist.")
+                .arg(QFileInfo(path).symLinkTarget());
+        return tr("The file does not exist.");
+    default:
+        return tr("The file cannot be reached: %1.")
+            .arg(QString::fromLocal8Bit(std::strerror(error)));
+    }
 }
 
 MTime fromStreamTime(std::int64_t value, AVRational timeBase)
@@ -318,7 +471,7 @@ File probe(const QString &path, const ProbeLimits &limits)
         if (path.contains(QChar::ReplacementCharacter))
             return fail(tr("The file's name is not valid UTF-8, so the file cannot be opened. "
                            "Rename it and add it again."));
-        return fail(tr("The file does not exist."));
+        return fail(missingReason(path));
     }
     if (info.isDir())
         return fail(tr("This is a folder, not a media file."));
@@ -338,6 +491,19 @@ File probe(const QString &path, const ProbeLimits &limits)
         return fail(tr("Out of memory."));
     format.ctx->interrupt_callback = AVIOInterruptCB { &interruptCallback, &interrupt };
 
+    LimitsHit limitsHit;
+    t_limitsHit = &limitsHit;
+    struct Clear {
+        ~Clear() { t_limitsHit = nullptr; }
+    } clearLimits;
+    const int maxStreams = std::max(1, limits.maxStreams);
+    // One past the limit, so that a file just over it opens and is refused with its count.
+    format.ctx->max_streams = maxStreams + 1;
+    auto streamsFailure = [&] {
+        return fail(tr("The file holds more than %1 streams; this editor analyses at most %1.")
+                        .arg(maxStreams));
+    };
+
     AVDictionary *openOptions = nullptr;
     // Only the file itself is read: a playlist or reference file inside it must not make the
     // probe open network addresses or other protocols.
@@ -355,6 +521,8 @@ File probe(const QString &path, const ProbeLimits &limits)
     av_dict_free(&openOptions);
     if (rc < 0) {
         format.ctx = nullptr; // the library freed it
+        if (limitsHit.streams)
+            return streamsFailure();
         return fail(openFailure(rc, interrupt));
     }
     // A guess from the name alone (random bytes called ".mp3") is not worth trusting; real media
@@ -362,16 +530,47 @@ File probe(const QString &path, const ProbeLimits &limits)
     if (format.ctx->probe_score <= AVPROBE_SCORE_RETRY)
         return fail(tr("The file's content is not in a media format this editor reads."));
 
+    if (format.ctx->nb_streams > static_cast<unsigned>(maxStreams))
+        return streamsFailure();
+    const std::int64_t maxPixels = std::max<std::int64_t>(1, limits.maxPixels);
+    auto pictureFailure = [&](const QString &size) {
+        return fail(tr("A picture of the file is %1 pixels; this editor analyses pictures of at "
+                       "most %2 megapixels.")
+                        .arg(size)
+                        .arg(maxPixels / 1'000'000.0, 0, 'f', 1));
+    };
+    for (unsigned i = 0; i < format.ctx->nb_streams; ++i) {
+        const AVCodecParameters *par = format.ctx->streams[i]->codecpar;
+        if (par->codec_type == AVMEDIA_TYPE_VIDEO && par->width > 0 && par->height > 0
+            && std::int64_t(par->width) * par->height > maxPixels)
+            return pictureFailure(QStringLiteral("%1x%2").arg(par->width).arg(par->height));
+    }
+    const std::int64_t estimate = memoryEstimate(format.ctx, limits);
+    if (estimate > limits.maxMemory)
+        return fail(tr("Analysing the file would take about %1 MB; one analysis may use %2 MB.")
+                        .arg(megabytes(estimate), megabytes(limits.maxMemory)));
+    Reservation reservation;
+    if (!reservation.take(estimate, [&] { return interruptCallback(&interrupt) != 0; }))
+        return fail(openFailure(AVERROR_EXIT, interrupt));
+
     {
         // One decoder thread per stream while probing: the pictures decoded here are few, and a
-        // thread pool per stream would cost more than the decoding.
+        // thread pool per stream would cost more than the decoding. The pixel limit also holds
+        // for pictures whose size only the decoder finds out.
+        const QByteArray pixels = QByteArray::number(static_cast<qlonglong>(maxPixels));
         StreamOptions streamOptions;
         streamOptions.dicts.assign(format.ctx->nb_streams, nullptr);
-        for (AVDictionary *&d : streamOptions.dicts)
+        for (AVDictionary *&d : streamOptions.dicts) {
             av_dict_set(&d, "threads", "1", 0);
+            av_dict_set(&d, "max_pixels", pixels.constData(), 0);
+        }
         rc = avformat_find_stream_info(
             format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
     }
+    if (limitsHit.streams)
+        return streamsFailure();
+    if (!limitsHit.picture.isEmpty())
+        return pictureFailure(limitsHit.picture);
     if (rc < 0 || interrupt.timedOut || interrupt.wasCancelled)
         return fail(openFailure(rc < 0 ? rc : AVERROR_EXIT, interrupt));
 

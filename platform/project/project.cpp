@@ -4,6 +4,7 @@
 
 #include <QRandomGenerator>
 
+#include <stdexcept>
 #include <unordered_set>
 
 namespace Project {
@@ -14,6 +15,14 @@ Object::Object()
 }
 
 Object::~Object() = default;
+
+void Object::setResolution(QSize size)
+{
+    auto bad = [](int side) { return side < 1 || side > maxResolutionSide; };
+    if (bad(size.width()) || bad(size.height()))
+        throw std::invalid_argument("a project's frame size must be from 1x1 to 65536x65536");
+    m_resolution = size;
+}
 
 std::unique_ptr<Object> Object::createNew()
 {

@@ -47,9 +47,11 @@ public:
     std::int64_t id() const noexcept { return m_id; }
     void setId(std::int64_t id) { m_id = id; }
 
-    // The frame size of the edit.
+    static constexpr int maxResolutionSide = 1 << 16;
+    // The frame size of the edit. Throws std::invalid_argument for a side below 1 or above
+    // maxResolutionSide.
     QSize resolution() const noexcept { return m_resolution; }
-    void setResolution(QSize size) { m_resolution = size; }
+    void setResolution(QSize size);
 
     // A portable project keeps its media paths relative to the project file, so the folder can
     // be moved or copied as a whole.

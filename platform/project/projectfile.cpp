@@ -23,9 +23,9 @@ namespace Project {
 
 namespace {
 
-// Times beyond a few years are damage, not edits; the bound also keeps sums of positions and
-// lengths far from overflowing.
-constexpr std::int64_t maxTimeMs = 100'000'000'000;
+constexpr std::int64_t maxTimeMs = Timeline::maxTime.toMSec();
+// Facts an analysis found rather than edits: kept as found, only bounded by their types.
+constexpr std::int64_t maxFact = std::numeric_limits<int>::max();
 
 // ---------------------------------------------------------------------------------------------
 // Reading. Every value is checked where it is read, and the first bad one ends the reading with
@@ -219,55 +219,9 @@ constexpr std::pair<Transition::ResourceType, const char *> resourceTypes[] = {
     { Transition::ResourceType::Shader, "shader" },
 };
 
-constexpr const char *toolNames[Effect::ManualEnhance::toolCount] = {
-    "Brightness", "Contrast", "Saturation",  "Highlights", "Gamma",
-    "Shadows",    "Hue",      "Temperature", "Tint",
-};
-
 QJsonArray rectArray(const QRectF &r)
 {
     return QJsonArray { r.x(), r.y(), r.width(), r.height() };
-}
-
-QRectF readRect(const Node &node, const char *key, const QRectF &fallback)
-{
-    if (!node.has(key))
-        return fallback;
-    const QJsonArray a = node.array(key);
-    const QString where = at(node.where(), key);
-    if (a.size() != 4)
-        fail(where, QStringLiteral("must hold four numbers: x, y, width, height"));
-    return QRectF(elementReal(a, 0, where), elementReal(a, 1, where), elementReal(a, 2, where),
-                  elementReal(a, 3, where));
-}
-
-QJsonObject writeMaskShape(const Effect::MaskShape &s)
-{
-    return { { QStringLiteral("shape"), s.shape },
-             { QStringLiteral("area"), rectArray(s.area) },
-             { QStringLiteral("opacity"), s.opacity },
-             { QStringLiteral("smoothBorder"), s.smoothBorder },
-             { QStringLiteral("pixelationPercent"), s.pixelationPercent },
-             { QStringLiteral("outline"), s.outline } };
-}
-
-std::vector<Effect::MaskShape> readMaskShapes(const Node &node, const char *key)
-{
-    std::vector<Effect::MaskShape> shapes;
-    const QJsonArray list = node.array(key);
-    const QString where = at(node.where(), key);
-    for (int i = 0; i < list.size(); ++i) {
-        const Node n = elementNode(list, i, where);
-        Effect::MaskShape s;
-        s.shape = n.int32("shape", s.shape);
-        s.area = readRect(n, "area", s.area);
-        s.opacity = n.real("opacity", s.opacity);
-        s.smoothBorder = n.real("smoothBorder", s.smoothBorder);
-        s.pixelationPercent = n.real("pixelationPercent", s.pixelationPercent);
-        s.outline = n.flag("outline", s.outline);
-        shapes.push_back(s);
-    }
-    return shapes;
 }
 
 qint64 ms(MTime t)
@@ -275,192 +229,285 @@ qint64 ms(MTime t)
     return t.toMSec();
 }
 
-// One reader and one writer per effect kind, so the two cannot drift apart unnoticed: the round
-// trip test covers every kind.
-QJsonObject writeEffect(const Effect::Object &effect)
+QString rangeText(double min, double max)
+{
+    return QStringLiteral("must be a number from %1 to %2").arg(min).arg(max);
+}
+
+QString wholeRangeText(std::int64_t min, std::int64_t max)
+{
+    return QStringLiteral("must be a whole number from %1 to %2").arg(min).arg(max);
+}
+
+bool within(double value, double min, double max)
+{
+    return value >= min && value <= max; // false for NaN
+}
+
+// Reads an effect's parameters through its kind's field table (Effect::Kind). A parameter that
+// is missing keeps the effect's default; one outside the table's range is an error.
+template<class T> class FieldReader {
+public:
+    FieldReader(T &target, const Node &node)
+        : m_target(target)
+        , m_node(node)
+    {
+    }
+
+    template<class I> void integer(const char *key, I T::*m, std::int64_t min, std::int64_t max)
+    {
+        m_target.*m = static_cast<I>(m_node.integer(key, m_target.*m, min, max));
+    }
+    void real(const char *key, double T::*m, double min, double max)
+    {
+        const double v = m_node.real(key, m_target.*m);
+        if (!within(v, min, max))
+            fail(at(m_node.where(), key), rangeText(min, max));
+        m_target.*m = v;
+    }
+    void time(const char *key, MTime T::*m, MTime min, MTime max)
+    {
+        m_target.*m = MTime::fromMSec(
+            m_node.integer(key, (m_target.*m).toMSec(), min.toMSec(), max.toMSec()));
+    }
+    void flag(const char *key, bool T::*m) { m_target.*m = m_node.flag(key, m_target.*m); }
+    void text(const char *key, QString T::*m) { m_target.*m = m_node.text(key, m_target.*m); }
+    template<class Get, class Set> void name(const char *key, Get, Set set)
+    {
+        (m_target.*set)(m_node.text(key));
+    }
+    void rect(const char *key, QRectF T::*m, double min, double max)
+    {
+        if (!m_node.has(key))
+            return;
+        std::array<double, 4> v {};
+        readList(key, v, min, max, "must hold four numbers: x, y, width, height");
+        if (v[2] < 0 || v[3] < 0)
+            fail(at(m_node.where(), key), QStringLiteral("must not have a negative size"));
+        m_target.*m = QRectF(v[0], v[1], v[2], v[3]);
+    }
+    template<std::size_t N>
+    void reals(const char *key, std::array<double, N> T::*m, double min, double max)
+    {
+        if (m_node.has(key))
+            readList(key, m_target.*m, min, max, nullptr);
+    }
+    template<std::size_t N>
+    void namedReals(const char *key,
+                    std::array<double, N> T::*m,
+                    const char *const (&names)[N],
+                    const std::array<double, N> &defaults,
+                    double min,
+                    double max)
+    {
+        const auto values = m_node.child(key);
+        if (!values)
+            return;
+        for (std::size_t i = 0; i < N; ++i) {
+            const double v = values->real(names[i], defaults[i]);
+            if (!within(v, min, max))
+                fail(at(values->where(), names[i]), rangeText(min, max));
+            (m_target.*m)[i] = v;
+        }
+    }
+    template<class Shape> void shapes(const char *key, std::vector<Shape> T::*m)
+    {
+        const QJsonArray list = m_node.array(key);
+        const QString where = at(m_node.where(), key);
+        auto &shapes = m_target.*m;
+        shapes.clear();
+        for (int i = 0; i < list.size(); ++i) {
+            Shape shape;
+            FieldReader<Shape> reader(shape, elementNode(list, i, where));
+            Shape::fields(reader);
+            shapes.push_back(shape);
+        }
+    }
+
+private:
+    template<std::size_t N>
+    void readList(const char *key,
+                  std::array<double, N> &out,
+                  double min,
+                  double max,
+                  const char *sizeMessage)
+    {
+        const QJsonArray list = m_node.array(key);
+        const QString where = at(m_node.where(), key);
+        if (list.size() != static_cast<int>(N))
+            fail(where,
+                 sizeMessage ? QString::fromLatin1(sizeMessage)
+                             : QStringLiteral("must hold %1 numbers").arg(N));
+        for (std::size_t i = 0; i < N; ++i) {
+            const double v = elementReal(list, static_cast<int>(i), where);
+            if (!within(v, min, max))
+                fail(at(where, static_cast<int>(i)), rangeText(min, max));
+            out[i] = v;
+        }
+    }
+
+    T &m_target;
+    const Node m_node;
+};
+
+// Writes an effect's parameters through the same table, refusing a value the reader would
+// refuse: a file that cannot be opened again is worse than a save that says why it failed.
+template<class T> class FieldWriter {
+public:
+    FieldWriter(const T &source, QJsonObject &out, const QString &where)
+        : m_source(source)
+        , m_out(out)
+        , m_where(where)
+    {
+    }
+
+    template<class I> void integer(const char *key, I T::*m, std::int64_t min, std::int64_t max)
+    {
+        const auto v = static_cast<std::int64_t>(m_source.*m);
+        if (v < min || v > max)
+            fail(at(m_where, key), wholeRangeText(min, max));
+        m_out[QLatin1String(key)] = static_cast<qint64>(v);
+    }
+    void real(const char *key, double T::*m, double min, double max)
+    {
+        m_out[QLatin1String(key)] = checked(key, m_source.*m, min, max);
+    }
+    void time(const char *key, MTime T::*m, MTime min, MTime max)
+    {
+        const MTime v = m_source.*m;
+        if (v < min || v > max)
+            fail(at(m_where, key), wholeRangeText(min.toMSec(), max.toMSec()));
+        m_out[QLatin1String(key)] = ms(v);
+    }
+    void flag(const char *key, bool T::*m) { m_out[QLatin1String(key)] = m_source.*m; }
+    void text(const char *key, QString T::*m) { m_out[QLatin1String(key)] = m_source.*m; }
+    template<class Get, class Set> void name(const char *key, Get get, Set)
+    {
+        m_out[QLatin1String(key)] = (m_source.*get)();
+    }
+    void rect(const char *key, QRectF T::*m, double min, double max)
+    {
+        const QRectF &r = m_source.*m;
+        if (r.width() < 0 || r.height() < 0)
+            fail(at(m_where, key), QStringLiteral("must not have a negative size"));
+        m_out[QLatin1String(key)]
+            = QJsonArray { checked(key, r.x(), min, max), checked(key, r.y(), min, max),
+                           checked(key, r.width(), min, max), checked(key, r.height(), min, max) };
+    }
+    template<std::size_t N>
+    void reals(const char *key, std::array<double, N> T::*m, double min, double max)
+    {
+        QJsonArray list;
+        for (double v : m_source.*m)
+            list.append(checked(key, v, min, max));
+        m_out[QLatin1String(key)] = list;
+    }
+    template<std::size_t N>
+    void namedReals(const char *key,
+                    std::array<double, N> T::*m,
+                    const char *const (&names)[N],
+                    const std::array<double, N> &,
+                    double min,
+                    double max)
+    {
+        QJsonObject values;
+        for (std::size_t i = 0; i < N; ++i)
+            values[QLatin1String(names[i])] = checked(key, (m_source.*m)[i], min, max);
+        m_out[QLatin1String(key)] = values;
+    }
+    template<class Shape> void shapes(const char *key, std::vector<Shape> T::*m)
+    {
+        QJsonArray list;
+        const QString where = at(m_where, key);
+        for (const Shape &shape : m_source.*m) {
+            QJsonObject o;
+            FieldWriter<Shape> writer(shape, o, at(where, list.size()));
+            Shape::fields(writer);
+            list.append(o);
+        }
+        m_out[QLatin1String(key)] = list;
+    }
+
+private:
+    double checked(const char *key, double v, double min, double max) const
+    {
+        if (!within(v, min, max))
+            fail(at(m_where, key), rangeText(min, max));
+        return v;
+    }
+
+    const T &m_source;
+    QJsonObject &m_out;
+    const QString m_where;
+};
+
+template<class T> struct KindTag {
+    using type = T;
+};
+
+// The one list of effect kinds the file knows; `f` is called with a tag of the kind's class.
+template<class F> decltype(auto) withKind(Effect::Id id, F &&f)
 {
     using namespace Effect;
+    switch (id) {
+    case Id::AudioEqualizer:
+        return f(KindTag<AudioEqualizer> {});
+    case Id::AudioReverb:
+        return f(KindTag<AudioReverb> {});
+    case Id::AudioCompressor:
+        return f(KindTag<AudioCompressor> {});
+    case Id::AudioNoiseGate:
+        return f(KindTag<AudioNoiseGate> {});
+    case Id::AudioMonoChannel:
+        return f(KindTag<AudioMonoChannel> {});
+    case Id::ChromaKey:
+        return f(KindTag<ChromaKey> {});
+    case Id::Mask:
+        return f(KindTag<Mask> {});
+    case Id::Crop:
+        return f(KindTag<Crop> {});
+    case Id::ManualEnhance:
+        return f(KindTag<ManualEnhance> {});
+    case Id::BackgroundRemove:
+        return f(KindTag<BackgroundRemove> {});
+    case Id::Lut:
+        break;
+    }
+    return f(KindTag<Lut> {});
+}
+
+QJsonObject writeEffect(const Effect::Object &effect, const QString &where)
+{
     const std::string_view idText = Effect::idText(effect.id());
+    if (idText.empty())
+        fail(at(where, "type"), QStringLiteral("is not an effect this editor knows"));
     QJsonObject o { { QStringLiteral("type"),
                       QString::fromLatin1(idText.data(), static_cast<int>(idText.size())) } };
     if (!effect.uniqueId().isEmpty())
         o[QStringLiteral("uniqueId")] = effect.uniqueId();
-    if (const auto *e = as<AudioEqualizer>(effect)) {
-        QJsonArray gains;
-        for (double g : e->gains)
-            gains.append(g);
-        o[QStringLiteral("preset")] = e->preset;
-        o[QStringLiteral("gains")] = gains;
-    } else if (const auto *e = as<AudioReverb>(effect)) {
-        o[QStringLiteral("durationMs")] = ms(e->duration);
-        o[QStringLiteral("delayMs")] = ms(e->delay);
-        o[QStringLiteral("dryWetBalance")] = e->dryWetBalance;
-        o[QStringLiteral("frequency")] = e->frequency;
-    } else if (const auto *e = as<AudioCompressor>(effect)) {
-        o[QStringLiteral("threshold")] = e->threshold;
-        o[QStringLiteral("ratio")] = e->ratio;
-        o[QStringLiteral("attackMs")] = ms(e->attack);
-        o[QStringLiteral("releaseMs")] = ms(e->release);
-        o[QStringLiteral("gainOut")] = e->gainOut;
-        o[QStringLiteral("blend")] = e->blend;
-    } else if (const auto *e = as<AudioNoiseGate>(effect)) {
-        o[QStringLiteral("threshold")] = e->threshold;
-        o[QStringLiteral("range")] = e->range;
-        o[QStringLiteral("attackMs")] = ms(e->attack);
-        o[QStringLiteral("releaseMs")] = ms(e->release);
-    } else if (const auto *e = as<AudioMonoChannel>(effect)) {
-        o[QStringLiteral("source")] = e->source;
-    } else if (const auto *e = as<ChromaKey>(effect)) {
-        o[QStringLiteral("keyColor")] = static_cast<qint64>(e->keyColor);
-        o[QStringLiteral("tolerance")] = e->tolerance;
-        o[QStringLiteral("noise")] = e->noise;
-        o[QStringLiteral("edges")] = e->edges;
-        o[QStringLiteral("opacity")] = e->opacity;
-    } else if (const auto *e = as<Mask>(effect)) {
-        QJsonArray highlights, conceals;
-        for (const auto &s : e->highlights)
-            highlights.append(writeMaskShape(s));
-        for (const auto &s : e->conceals)
-            conceals.append(writeMaskShape(s));
-        o[QStringLiteral("edgeMode")] = e->edgeMode;
-        o[QStringLiteral("highlights")] = highlights;
-        o[QStringLiteral("conceals")] = conceals;
-    } else if (const auto *e = as<Crop>(effect)) {
-        o[QStringLiteral("left")] = e->left;
-        o[QStringLiteral("top")] = e->top;
-        o[QStringLiteral("right")] = e->right;
-        o[QStringLiteral("bottom")] = e->bottom;
-    } else if (const auto *e = as<ManualEnhance>(effect)) {
-        QJsonObject values;
-        for (int t = 0; t < ManualEnhance::toolCount; ++t)
-            values[QLatin1String(toolNames[t])] = e->values[static_cast<std::size_t>(t)];
-        o[QStringLiteral("name")] = e->name();
-        o[QStringLiteral("values")] = values;
-    } else if (const auto *e = as<BackgroundRemove>(effect)) {
-        o[QStringLiteral("qualityMode")] = e->qualityMode;
-    } else if (const auto *e = as<Lut>(effect)) {
-        o[QStringLiteral("name")] = e->name();
-        o[QStringLiteral("path")] = e->path;
-        o[QStringLiteral("intensity")] = e->intensity;
-    }
+    withKind(effect.id(), [&](auto tag) {
+        using E = typename decltype(tag)::type;
+        FieldWriter<E> writer(static_cast<const E &>(effect), o, where);
+        E::fields(writer);
+    });
     return o;
 }
 
 std::unique_ptr<Effect::Object> readEffect(const Node &n)
 {
-    using namespace Effect;
-    Id id;
+    Effect::Id id;
     const QString type = n.text("type");
-    if (!idFromText(type.toStdString(), &id))
+    if (!Effect::idFromText(type.toStdString(), &id))
         fail(at(n.where(), "type"),
              QStringLiteral("\"%1\" is not an effect this editor knows").arg(type));
-
-    std::unique_ptr<Effect::Object> effect;
-    switch (id) {
-    case Id::AudioEqualizer: {
-        auto e = std::make_unique<AudioEqualizer>();
-        e->preset = n.int32("preset", e->preset);
-        if (n.has("gains")) {
-            const QJsonArray gains = n.array("gains");
-            const QString where = at(n.where(), "gains");
-            if (gains.size() != AudioEqualizer::bandCount)
-                fail(where, QStringLiteral("must hold %1 numbers").arg(AudioEqualizer::bandCount));
-            for (int b = 0; b < AudioEqualizer::bandCount; ++b)
-                e->gains[static_cast<std::size_t>(b)] = elementReal(gains, b, where);
-        }
-        effect = std::move(e);
-        break;
-    }
-    case Id::AudioReverb: {
-        auto e = std::make_unique<AudioReverb>();
-        e->duration = n.time("durationMs", e->duration);
-        e->delay = n.time("delayMs", e->delay);
-        e->dryWetBalance = n.real("dryWetBalance", e->dryWetBalance);
-        e->frequency = n.int32("frequency", e->frequency);
-        effect = std::move(e);
-        break;
-    }
-    case Id::AudioCompressor: {
-        auto e = std::make_unique<AudioCompressor>();
-        e->threshold = n.real("threshold", e->threshold);
-        e->ratio = n.real("ratio", e->ratio);
-        e->attack = n.time("attackMs", e->attack);
-        e->release = n.time("releaseMs", e->release);
-        e->gainOut = n.real("gainOut", e->gainOut);
-        e->blend = n.real("blend", e->blend);
-        effect = std::move(e);
-        break;
-    }
-    case Id::AudioNoiseGate: {
-        auto e = std::make_unique<AudioNoiseGate>();
-        e->threshold = n.real("threshold", e->threshold);
-        e->range = n.real("range", e->range);
-        e->attack = n.time("attackMs", e->attack);
-        e->release = n.time("releaseMs", e->release);
-        effect = std::move(e);
-        break;
-    }
-    case Id::AudioMonoChannel: {
-        auto e = std::make_unique<AudioMonoChannel>();
-        e->source = n.int32("source", e->source);
-        effect = std::move(e);
-        break;
-    }
-    case Id::ChromaKey: {
-        auto e = std::make_unique<ChromaKey>();
-        e->keyColor
-            = static_cast<std::uint32_t>(n.integer("keyColor", e->keyColor, 0, 0xFFFFFFFFLL));
-        e->tolerance = n.int32("tolerance", e->tolerance);
-        e->noise = n.int32("noise", e->noise);
-        e->edges = n.int32("edges", e->edges);
-        e->opacity = n.int32("opacity", e->opacity);
-        effect = std::move(e);
-        break;
-    }
-    case Id::Mask: {
-        auto e = std::make_unique<Mask>();
-        e->edgeMode = n.int32("edgeMode", e->edgeMode);
-        e->highlights = readMaskShapes(n, "highlights");
-        e->conceals = readMaskShapes(n, "conceals");
-        effect = std::move(e);
-        break;
-    }
-    case Id::Crop: {
-        auto e = std::make_unique<Crop>();
-        e->left = n.real("left", e->left);
-        e->top = n.real("top", e->top);
-        e->right = n.real("right", e->right);
-        e->bottom = n.real("bottom", e->bottom);
-        effect = std::move(e);
-        break;
-    }
-    case Id::ManualEnhance: {
-        auto e = std::make_unique<ManualEnhance>();
-        e->setName(n.text("name"));
-        if (const auto values = n.child("values")) {
-            for (int t = 0; t < ManualEnhance::toolCount; ++t) {
-                e->values[static_cast<std::size_t>(t)] = values->real(
-                    toolNames[t], ManualEnhance::defaults[static_cast<std::size_t>(t)]);
-            }
-        }
-        effect = std::move(e);
-        break;
-    }
-    case Id::BackgroundRemove: {
-        auto e = std::make_unique<BackgroundRemove>();
-        e->qualityMode = n.int32("qualityMode", e->qualityMode);
-        effect = std::move(e);
-        break;
-    }
-    case Id::Lut: {
-        auto e = std::make_unique<Lut>();
-        e->setName(n.text("name"));
-        e->path = n.text("path");
-        e->intensity = n.real("intensity", e->intensity);
-        effect = std::move(e);
-        break;
-    }
-    }
+    std::unique_ptr<Effect::Object> effect
+        = withKind(id, [&](auto tag) -> std::unique_ptr<Effect::Object> {
+              using E = typename decltype(tag)::type;
+              auto e = std::make_unique<E>();
+              FieldReader<E> reader(*e, n);
+              E::fields(reader);
+              return e;
+          });
     effect->setUniqueId(n.text("uniqueId"));
     return effect;
 }
@@ -476,14 +523,15 @@ std::shared_ptr<Media::File> readMedia(const Node &n)
     file->state = Media::File::State::Opened;
     file->format = n.text("format");
     file->size = n.integer("size", 0, 0, std::numeric_limits<qint64>::max() / 2);
-    file->duration = n.time("durationMs");
+    file->duration
+        = MTime::fromMSec(n.integer("durationMs", 0, 0, std::numeric_limits<qint64>::max() / 2));
     const QJsonArray video = n.array("video");
     for (int i = 0; i < video.size(); ++i) {
         const Node v = elementNode(video, i, at(n.where(), "video"));
         Media::VideoTrack track;
         track.codecName = v.text("codec");
-        track.frameSize = QSize(static_cast<int>(v.integer("width", 0, 0, 1 << 16)),
-                                static_cast<int>(v.integer("height", 0, 0, 1 << 16)));
+        track.frameSize = QSize(static_cast<int>(v.integer("width", 0, 0, maxFact)),
+                                static_cast<int>(v.integer("height", 0, 0, maxFact)));
         track.stillImage = v.flag("still", false);
         file->videoTracks.push_back(track);
     }
@@ -492,8 +540,8 @@ std::shared_ptr<Media::File> readMedia(const Node &n)
         const Node a = elementNode(audio, i, at(n.where(), "audio"));
         Media::AudioTrack track;
         track.codecName = a.text("codec");
-        track.channels = static_cast<int>(a.integer("channels", 0, 0, 64));
-        track.sampleRate = static_cast<int>(a.integer("sampleRate", 0, 0, 1'000'000));
+        track.channels = static_cast<int>(a.integer("channels", 0, 0, maxFact));
+        track.sampleRate = static_cast<int>(a.integer("sampleRate", 0, 0, maxFact));
         file->audioTracks.push_back(track);
     }
     return file;
@@ -538,15 +586,30 @@ std::shared_ptr<Media::File> mediaRef(const Node &n, const char *key, const Medi
     return media[static_cast<std::size_t>(index)];
 }
 
-std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
+// What a clip is when the file does not say: what a drop on its track would make.
+Timeline::ClipKind defaultKind(Timeline::TrackType track)
 {
-    auto clip = std::make_unique<Timeline::Clip>(wordValue(n, "kind", clipKinds),
-                                                 mediaRef(n, "media", media));
+    switch (track) {
+    case Timeline::TrackType::Audio:
+        return Timeline::ClipKind::Audio;
+    case Timeline::TrackType::Title:
+        return Timeline::ClipKind::Title;
+    default:
+        return Timeline::ClipKind::Clip;
+    }
+}
+
+std::unique_ptr<Timeline::Clip>
+readClip(const Node &n, Timeline::TrackType track, const Media_ &media)
+{
+    const Timeline::ClipKind kind
+        = n.has("kind") ? wordValue(n, "kind", clipKinds) : defaultKind(track);
+    auto clip = std::make_unique<Timeline::Clip>(kind, mediaRef(n, "media", media));
     clip->setPosition(n.time("positionMs"));
     clip->setDuration(n.time("durationMs"));
     clip->setSourceIn(n.time("sourceInMs"));
     const double speed = n.real("speed", 1.0);
-    if (!(speed > 0.0 && speed <= 100.0))
+    if (!(speed > 0.0 && speed <= Timeline::Clip::maxSpeed))
         fail(at(n.where(), "speed"), QStringLiteral("must be above 0 and at most 100"));
     clip->setSpeed(speed, n.flag("speedCompensated", false));
     clip->setStabilized(n.flag("stabilized", false));
@@ -561,7 +624,8 @@ std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
     }
     if (const auto t = n.child("title")) {
         Timeline::TitleItem title;
-        title.subtype = t->int32("subtype", title.subtype);
+        title.subtype = static_cast<int>(t->integer(
+            "subtype", title.subtype, Timeline::TitleItem::Title, Timeline::TitleItem::Subtitle));
         title.text = t->text("text");
         title.styleId = t->text("style");
         clip->setTitleItem(std::move(title));
@@ -574,8 +638,10 @@ std::unique_ptr<Timeline::Clip> readClip(const Node &n, const Media_ &media)
     return clip;
 }
 
-QJsonObject writeClip(const Timeline::IClip &clip,
-                      const std::unordered_map<const Media::File *, int> &mediaIndex)
+using MediaIndex = std::unordered_map<const Media::File *, int>;
+
+QJsonObject
+writeClip(const Timeline::IClip &clip, const MediaIndex &mediaIndex, const QString &where)
 {
     QJsonObject o { { QStringLiteral("id"), static_cast<qint64>(clip.id()) },
                     { QStringLiteral("kind"), wordOf(clip.kind(), clipKinds) },
@@ -610,8 +676,9 @@ QJsonObject writeClip(const Timeline::IClip &clip,
         o[QStringLiteral("contentId")] = clip.contentId();
     if (!clip.effects().empty()) {
         QJsonArray effects;
+        const QString effectsAt = at(where, "effects");
         for (const auto &effect : clip.effects())
-            effects.append(writeEffect(*effect));
+            effects.append(writeEffect(*effect, at(effectsAt, effects.size())));
         o[QStringLiteral("effects")] = effects;
     }
     return o;
@@ -668,10 +735,22 @@ QJsonDocument parseDocument(const QByteArray &bytes)
 QByteArray writeDocument(const Object &project,
                          const std::function<QString(const QString &)> &pathOf)
 {
+    // One path is one entry: a file brought in twice is two objects in the model but one file
+    // on disk, and its clips all name the first.
     const std::vector<std::shared_ptr<Media::File>> files = project.mediaFiles();
-    std::unordered_map<const Media::File *, int> mediaIndex;
+    MediaIndex mediaIndex;
+    QHash<QString, int> indexOfPath;
     QJsonArray media;
     for (const auto &file : files) {
+        const auto known = indexOfPath.constFind(file->path);
+        if (known != indexOfPath.constEnd()) {
+            mediaIndex.emplace(file.get(), *known);
+            continue;
+        }
+        if (file->path.isEmpty())
+            fail(at(QStringLiteral("media"), media.size()),
+                 QStringLiteral("a media file without a path cannot be saved"));
+        indexOfPath.insert(file->path, media.size());
         mediaIndex.emplace(file.get(), media.size());
         media.append(writeMedia(*file, pathOf(file->path)));
     }
@@ -681,8 +760,9 @@ QByteArray writeDocument(const Object &project,
     for (int t = 0; t < timeline.trackCount(); ++t) {
         const Timeline::Track &track = timeline.track(t);
         QJsonArray clips;
+        const QString clipsAt = at(at(QStringLiteral("tracks"), t), "clips");
         for (const auto &clip : track.clips())
-            clips.append(writeClip(*clip, mediaIndex));
+            clips.append(writeClip(*clip, mediaIndex, at(clipsAt, clips.size())));
         tracks.append(QJsonObject { { QStringLiteral("type"), wordOf(track.type(), trackTypes) },
                                     { QStringLiteral("clips"), clips } });
     }
@@ -713,8 +793,14 @@ QByteArray writeDocument(const Object &project,
     }
 
     QJsonArray collection;
-    for (const auto &file : project.userFiles().files())
-        collection.append(mediaIndex.at(file.get()));
+    QSet<int> inCollection;
+    for (const auto &file : project.userFiles().files()) {
+        const int index = mediaIndex.at(file.get());
+        if (!inCollection.contains(index)) {
+            inCollection.insert(index);
+            collection.append(index);
+        }
+    }
 
     QJsonArray luts;
     QStringList lutIds(project.effectLibrary().loadedLuts.begin(),
@@ -751,7 +837,11 @@ QByteArray writeDocument(const Object &project,
 
 } // namespace
 
-std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
+namespace {
+
+// `pathOf` turns a path as written into the path the project holds.
+std::unique_ptr<Object> readDocument(const QByteArray &bytes,
+                                     const std::function<QString(const QString &)> &pathOf)
 {
     const Node root(parseDocument(bytes).object(), QString());
     if (root.value("format").toString() != QLatin1String(fileFormatName))
@@ -773,9 +863,16 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
         const QJsonArray size = root.array("resolution");
         if (size.size() != 2)
             fail(QStringLiteral("resolution"), QStringLiteral("must hold width and height"));
-        project->setResolution(QSize(
-            static_cast<int>(elementInteger(size, 0, QStringLiteral("resolution"), 1 << 16)),
-            static_cast<int>(elementInteger(size, 1, QStringLiteral("resolution"), 1 << 16))));
+        int side[2] = {};
+        for (int i = 0; i < 2; ++i) {
+            side[i] = static_cast<int>(
+                elementInteger(size, i, QStringLiteral("resolution"), Object::maxResolutionSide));
+            if (side[i] < 1)
+                fail(at(QStringLiteral("resolution"), i),
+                     QStringLiteral("must be a whole number from 1 to %1")
+                         .arg(Object::maxResolutionSide));
+        }
+        project->setResolution(QSize(side[0], side[1]));
     }
     project->setPortable(root.flag("portable", false));
 
@@ -784,6 +881,7 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
     const QJsonArray mediaList = root.array("media");
     for (int i = 0; i < mediaList.size(); ++i) {
         auto file = readMedia(elementNode(mediaList, i, QStringLiteral("media")));
+        file->path = pathOf(file->path);
         // One path is one file: two entries would count a file twice and split its clips.
         if (paths.contains(file->path))
             fail(at(QStringLiteral("media"), i),
@@ -797,7 +895,8 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
     const QJsonArray tracks = root.array("tracks");
     for (int t = 0; t < tracks.size(); ++t) {
         const Node track = elementNode(tracks, t, QStringLiteral("tracks"));
-        timeline.addTrack(wordValue(track, "type", trackTypes));
+        const Timeline::TrackType type = wordValue(track, "type", trackTypes);
+        timeline.addTrack(type);
         const QJsonArray clips = track.array("clips");
         for (int c = 0; c < clips.size(); ++c) {
             const Node clipNode = elementNode(clips, c, at(track.where(), "clips"));
@@ -805,7 +904,7 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
                 = clipNode.integer("id", 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
             Timeline::ClipId placed = 0;
             try {
-                placed = timeline.placeClip(t, readClip(clipNode, media)).id();
+                placed = timeline.placeClip(t, readClip(clipNode, type, media)).id();
             } catch (const std::invalid_argument &e) {
                 fail(clipNode.where(), QString::fromStdString(e.what()));
             }
@@ -876,6 +975,13 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
     return project;
 }
 
+} // namespace
+
+std::unique_ptr<Object> readProjectFile(const QByteArray &bytes)
+{
+    return readDocument(bytes, [](const QString &path) { return path; });
+}
+
 QByteArray writeProjectFile(const Object &project)
 {
     return writeDocument(project, [](const QString &path) { return path; });
@@ -894,16 +1000,18 @@ OpenResult open(const QString &path)
     }
     OpenResult result;
     try {
-        result.project = readProjectFile(bytes);
+        // Relative paths are made whole before anything indexes the files by path.
+        const QDir folder = QFileInfo(path).absoluteDir();
+        result.project = readDocument(bytes, [&](const QString &media) {
+            return QDir::isRelativePath(media) ? QDir::cleanPath(folder.absoluteFilePath(media))
+                                               : media;
+        });
     } catch (const FileError &e) {
         throw FileError(
             QStringLiteral("%1: %2").arg(path, QString::fromStdString(e.what())).toStdString());
     }
 
-    const QDir folder = QFileInfo(path).absoluteDir();
     for (const auto &media : result.project->mediaFiles()) {
-        if (QDir::isRelativePath(media->path))
-            media->path = QDir::cleanPath(folder.absoluteFilePath(media->path));
         if (!QFileInfo::exists(media->path)) {
             media->state = Media::File::State::Failed;
             media->error = QStringLiteral("the file is missing");

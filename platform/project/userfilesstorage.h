@@ -2,6 +2,7 @@
 
 #include "project_export.h"
 
+#include <QHash>
 #include <QString>
 
 #include <cstddef>
@@ -41,6 +42,8 @@ public:
 
 private:
     std::vector<std::shared_ptr<Media::File>> m_files;
+    // Path -> file, so a project of many thousands of files opens in linear time.
+    QHash<QString, std::shared_ptr<Media::File>> m_byPath;
 };
 
 } // namespace Project

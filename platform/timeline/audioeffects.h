@@ -6,7 +6,6 @@
 #include "util/mtime.h"
 
 #include <array>
-#include <tuple>
 
 // The audio effects a clip can carry. Parameters are public values in the units the effect panel
 // shows; the defaults are what the panel starts with, so an effect equal to a default-constructed
@@ -48,7 +47,11 @@ public:
     int preset = Flat;
     std::array<double, bandCount> gains {}; // dB per band, 31 Hz to 16 kHz
 
-    auto parameters() const { return std::tie(preset, gains); }
+    template<class V> static void fields(V &v)
+    {
+        v.integer("preset", &AudioEqualizer::preset, Custom, Saved);
+        v.reals("gains", &AudioEqualizer::gains, -24.0, 24.0);
+    }
 };
 
 class TIMELINE_EXPORT AudioReverb final : public Kind<AudioReverb, Id::AudioReverb> {
@@ -58,7 +61,13 @@ public:
     double dryWetBalance = 0.3; // 0 dry only, 1 wet only
     int frequency = 5000; // Hz, damping cut-off
 
-    auto parameters() const { return std::tie(duration, delay, dryWetBalance, frequency); }
+    template<class V> static void fields(V &v)
+    {
+        v.time("durationMs", &AudioReverb::duration, MTime(), MTime::fromMSec(60'000));
+        v.time("delayMs", &AudioReverb::delay, MTime(), MTime::fromMSec(10'000));
+        v.real("dryWetBalance", &AudioReverb::dryWetBalance, 0.0, 1.0);
+        v.integer("frequency", &AudioReverb::frequency, 1, 100'000);
+    }
 };
 
 class TIMELINE_EXPORT AudioCompressor final : public Kind<AudioCompressor, Id::AudioCompressor> {
@@ -70,7 +79,15 @@ public:
     double gainOut = 0.0; // dB
     double blend = 1.0; // 0 dry only, 1 compressed only
 
-    auto parameters() const { return std::tie(threshold, ratio, attack, release, gainOut, blend); }
+    template<class V> static void fields(V &v)
+    {
+        v.real("threshold", &AudioCompressor::threshold, -100.0, 0.0);
+        v.real("ratio", &AudioCompressor::ratio, 1.0, 100.0);
+        v.time("attackMs", &AudioCompressor::attack, MTime(), MTime::fromMSec(10'000));
+        v.time("releaseMs", &AudioCompressor::release, MTime(), MTime::fromMSec(10'000));
+        v.real("gainOut", &AudioCompressor::gainOut, -60.0, 60.0);
+        v.real("blend", &AudioCompressor::blend, 0.0, 1.0);
+    }
 };
 
 class TIMELINE_EXPORT AudioNoiseGate final : public Kind<AudioNoiseGate, Id::AudioNoiseGate> {
@@ -80,7 +97,13 @@ public:
     MTime attack = MTime::fromMSec(10);
     MTime release = MTime::fromMSec(100);
 
-    auto parameters() const { return std::tie(threshold, range, attack, release); }
+    template<class V> static void fields(V &v)
+    {
+        v.real("threshold", &AudioNoiseGate::threshold, -100.0, 0.0);
+        v.real("range", &AudioNoiseGate::range, -100.0, 0.0);
+        v.time("attackMs", &AudioNoiseGate::attack, MTime(), MTime::fromMSec(10'000));
+        v.time("releaseMs", &AudioNoiseGate::release, MTime(), MTime::fromMSec(10'000));
+    }
 };
 
 class TIMELINE_EXPORT AudioMonoChannel final : public Kind<AudioMonoChannel, Id::AudioMonoChannel> {
@@ -89,7 +112,10 @@ public:
 
     int source = Mix;
 
-    auto parameters() const { return std::tie(source); }
+    template<class V> static void fields(V &v)
+    {
+        v.integer("source", &AudioMonoChannel::source, Mix, Right);
+    }
 };
 
 } // namespace Effect

@@ -3,6 +3,7 @@
 #include "media/mediafile.h"
 
 #include <stdexcept>
+#include <string>
 
 namespace Timeline {
 
@@ -52,12 +53,54 @@ void Clip::removeEffect(std::size_t index)
     m_effects.erase(m_effects.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
+namespace {
+
+MTime checkedTime(MTime t, const char *what)
+{
+    if (t < MTime() || t > maxTime)
+        throw std::invalid_argument(std::string("a clip's ") + what + " must be from 0 to "
+                                    + maxTime.toClockString().toStdString());
+    return t;
+}
+
+} // namespace
+
+void Clip::setPosition(MTime position)
+{
+    m_position = checkedTime(position, "position");
+}
+
+void Clip::setDuration(MTime duration)
+{
+    m_duration = checkedTime(duration, "length");
+}
+
+void Clip::setSourceIn(MTime in)
+{
+    m_sourceIn = checkedTime(in, "start in its file");
+}
+
+void Clip::setAnimation(AnimationItem animation)
+{
+    for (MTime key : animation.keyframes)
+        checkedTime(key, "key frame");
+    m_animation = std::move(animation);
+}
+
+void Clip::setTitleItem(std::optional<TitleItem> title)
+{
+    if (title && (title->subtype < TitleItem::Title || title->subtype > TitleItem::Subtitle))
+        throw std::invalid_argument("a title's subtype must be from 1 to 4, not "
+                                    + std::to_string(title->subtype));
+    m_title = std::move(title);
+}
+
 void Clip::setSpeed(double speed, bool compensated)
 {
     // A speed of zero or less would make the clip endless or run backwards; the editor has no
     // such clips.
-    if (!(speed > 0.0))
-        throw std::invalid_argument("a clip's speed must be positive");
+    if (!(speed > 0.0 && speed <= maxSpeed))
+        throw std::invalid_argument("a clip's speed must be above 0 and at most 100");
     m_speed = speed;
     m_speedCompensated = compensated;
 }

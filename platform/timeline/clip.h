@@ -36,6 +36,11 @@ enum class ClipKind : int { Clip = 0, Intro = 1, Title = 2, Audio = 3, IntroAudi
 
 using ClipId = std::uint64_t;
 
+// Times beyond a few years are damage, not edits: no clip starts, lasts or ends past this, which
+// also keeps sums of positions and lengths far from overflowing. Project files hold the same
+// bound, so whatever a timeline holds can be saved and opened again.
+inline constexpr MTime maxTime = MTime::fromMSec(100'000'000'000);
+
 // The text item of a title clip. The subtype numbers are the title designer's.
 struct TIMELINE_EXPORT TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
@@ -126,10 +131,13 @@ public:
     const QString &resourceId() const noexcept override { return m_resourceId; }
     const QString &contentId() const noexcept override { return m_contentId; }
 
-    // Only before the clip is placed on a track.
-    void setPosition(MTime position) { m_position = position; }
-    void setDuration(MTime duration) { m_duration = duration; }
-    void setSourceIn(MTime in) { m_sourceIn = in; }
+    static constexpr double maxSpeed = 100.0;
+
+    // Only before the clip is placed on a track. Each throws std::invalid_argument for a time
+    // before 0 or past maxTime.
+    void setPosition(MTime position);
+    void setDuration(MTime duration);
+    void setSourceIn(MTime in);
 
     Effect::Object &addEffect(std::unique_ptr<Effect::Object> effect);
     template<class E, class = std::enable_if_t<std::is_base_of_v<Effect::Object, E>>>
@@ -142,8 +150,10 @@ public:
 
     void setSpeed(double speed, bool compensated = false);
     void setStabilized(bool stabilized) { m_stabilized = stabilized; }
-    void setAnimation(AnimationItem animation) { m_animation = std::move(animation); }
-    void setTitleItem(std::optional<TitleItem> title) { m_title = std::move(title); }
+    // Throws std::invalid_argument for a key frame before 0 or past maxTime.
+    void setAnimation(AnimationItem animation);
+    // Throws std::invalid_argument for a subtype the title designer does not have.
+    void setTitleItem(std::optional<TitleItem> title);
     void setResourceId(QString id) { m_resourceId = std::move(id); }
     void setContentId(QString id) { m_contentId = std::move(id); }
 

@@ -66,8 +66,50 @@ private:
     QString m_uniqueId;
 };
 
-// The shared plumbing of the concrete kinds: identity, cloning and parameter comparison through
-// the kind's own operator== on its parameter block.
+namespace Detail {
+
+// Walks a kind's field table comparing two effects. Every entry of the table takes part, so a
+// parameter cannot be written to project files and forgotten by the comparison, or the reverse.
+template<class T> class SameFields {
+public:
+    SameFields(const T &a, const T &b)
+        : m_a(a)
+        , m_b(b)
+    {
+    }
+
+    template<class M, class... Rest> void real(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void integer(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void time(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void flag(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void text(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void rect(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void reals(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class M, class... Rest> void namedReals(const char *, M T::*m, Rest &&...)
+    {
+        compare(m);
+    }
+    template<class M, class... Rest> void shapes(const char *, M T::*m, Rest &&...) { compare(m); }
+    template<class Get, class Set> void name(const char *, Get get, Set)
+    {
+        same = same && (m_a.*get)() == (m_b.*get)();
+    }
+
+    bool same = true;
+
+private:
+    template<class M> void compare(M T::*m) { same = same && m_a.*m == m_b.*m; }
+
+    const T &m_a;
+    const T &m_b;
+};
+
+} // namespace Detail
+
+// The shared plumbing of the concrete kinds: identity, cloning and parameter comparison. Each
+// kind lists its parameters once, in `fields(visitor)`: key in the project file, member, and the
+// range the editor's panels allow. The project file reads, writes and checks through that table
+// and the comparison walks it too.
 template<class Derived, Id kind> class Kind : public Object {
 public:
     static constexpr Id staticId = kind;
@@ -81,8 +123,10 @@ public:
 protected:
     bool equalParameters(const Object &other) const final
     {
-        return static_cast<const Derived &>(*this).parameters()
-            == static_cast<const Derived &>(other).parameters();
+        Detail::SameFields<Derived> visitor(static_cast<const Derived &>(*this),
+                                            static_cast<const Derived &>(other));
+        Derived::fields(visitor);
+        return visitor.same;
     }
 };
 

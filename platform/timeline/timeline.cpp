@@ -102,6 +102,7 @@ void Model::removeTrack(int index)
     for (const auto &clip : track.clips()) {
         dropTransitionsOf(clip.get());
         m_clipsById.erase(clip->id());
+        forgetUse(*clip);
     }
     m_tracks.erase(m_tracks.begin() + index);
 }
@@ -111,6 +112,8 @@ Clip &Model::adopt(Track &track, std::unique_ptr<Clip> clip)
     clip->m_id = m_nextId++;
     Clip &placed = track.add(std::move(clip));
     m_clipsById.emplace(placed.id(), &placed);
+    if (placed.file())
+        ++m_clipUses[placed.file()->path];
     return placed;
 }
 
@@ -121,6 +124,9 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
         throw std::invalid_argument("cannot insert a clip without a file");
     if (position < MTime())
         throw std::invalid_argument("cannot insert a clip before the start of the timeline");
+    if (position > maxTime)
+        throw std::invalid_argument("cannot insert a clip past "
+                                    + maxTime.toClockString().toStdString());
     ClipKind kind;
     switch (track.type()) {
     case TrackType::Video:
@@ -149,8 +155,15 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
         position = (*std::prev(next))->end();
         next = startsAt(position);
     }
+    // Nothing moves unless everything still ends in time.
+    if (length > maxTime - position)
+        throw std::invalid_argument("the clip would end past "
+                                    + maxTime.toClockString().toStdString());
     if (next != clips.end()) {
         const MTime needed = position + length - (*next)->position();
+        if (needed > MTime() && clips.back()->end() > maxTime - needed)
+            throw std::invalid_argument("the clips after the drop would be moved past "
+                                        + maxTime.toClockString().toStdString());
         if (needed > MTime()) {
             for (auto it = next; it != clips.end(); ++it)
                 (*it)->m_position += needed;
@@ -172,6 +185,8 @@ Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
         throw std::invalid_argument("a clip cannot start before the timeline");
     if (clip->duration() <= MTime())
         throw std::invalid_argument("a clip must last longer than zero");
+    if (clip->duration() > maxTime - clip->position())
+        throw std::invalid_argument("a clip must end by " + maxTime.toClockString().toStdString());
     if (track.overlaps(clip->position(), clip->duration()))
         throw std::invalid_argument("the clip at " + clip->position().toClockString().toStdString()
                                     + " overlaps another clip of track "
@@ -181,15 +196,16 @@ Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
 
 int Model::fileUses(const Media::File &file) const
 {
-    int uses = m_failedUses.value(file.path);
-    for (const auto &track : m_tracks) {
-        for (std::size_t c = 0; c < track->clipCount(); ++c) {
-            const auto &clipFile = track->clip(c).file();
-            if (clipFile && (clipFile.get() == &file || clipFile->path == file.path))
-                ++uses;
-        }
-    }
-    return uses;
+    return m_failedUses.value(file.path) + m_clipUses.value(file.path);
+}
+
+void Model::forgetUse(const Clip &clip)
+{
+    if (!clip.file())
+        return;
+    const auto it = m_clipUses.find(clip.file()->path);
+    if (it != m_clipUses.end() && --*it <= 0)
+        m_clipUses.erase(it);
 }
 
 void Model::noteFailedFile(const Media::File &file)
@@ -205,6 +221,7 @@ bool Model::removeClip(ClipId id)
     const Clip *clip = m_clipsById.at(id);
     dropTransitionsOf(clip);
     m_clipsById.erase(id);
+    forgetUse(*clip);
     m_tracks[static_cast<std::size_t>(index)]->take(clip);
     return true;
 }

@@ -100,11 +100,17 @@ private:
     Track &checkedTrack(int index) const;
     Clip &adopt(Track &track, std::unique_ptr<Clip> clip);
     void dropTransitionsOf(const IClip *clip);
+    void forgetUse(const Clip &clip);
 
     std::vector<std::unique_ptr<Track>> m_tracks;
     std::vector<std::unique_ptr<Transition::Object>> m_transitions;
     std::unordered_map<ClipId, Clip *> m_clipsById;
     QHash<QString, int> m_failedUses;
+    // Clips per file path, kept as clips come and go: asking per file must not walk every clip,
+    // or an import of many files would cost the square of their number. A file's path is
+    // settled before it reaches a timeline (analysis keeps the requested path, a project file
+    // resolves its paths while reading).
+    QHash<QString, int> m_clipUses;
     ClipId m_nextId = 1;
 };
 

@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cstdint>
-#include <tuple>
 #include <vector>
 
 // The picture effects a clip can carry. As with the audio effects, parameters are public values
@@ -24,7 +23,14 @@ public:
     int edges = 10;
     int opacity = 100; // percent
 
-    auto parameters() const { return std::tie(keyColor, tolerance, noise, edges, opacity); }
+    template<class V> static void fields(V &v)
+    {
+        v.integer("keyColor", &ChromaKey::keyColor, 0, 0xFFFFFFFFLL);
+        v.integer("tolerance", &ChromaKey::tolerance, 0, 100);
+        v.integer("noise", &ChromaKey::noise, 0, 100);
+        v.integer("edges", &ChromaKey::edges, 0, 100);
+        v.integer("opacity", &ChromaKey::opacity, 0, 100);
+    }
 };
 
 // One shape of a mask effect. Shapes either highlight what lies inside them or conceal it.
@@ -38,11 +44,22 @@ struct TIMELINE_EXPORT MaskShape {
     double pixelationPercent = 0.0; // conceal shapes only
     bool outline = false;
 
-    auto tie() const
+    template<class V> static void fields(V &v)
     {
-        return std::tie(shape, area, opacity, smoothBorder, pixelationPercent, outline);
+        v.integer("shape", &MaskShape::shape, Rectangle, Circle);
+        // Shapes may reach past the frame's edges, but not by more than a frame's size.
+        v.rect("area", &MaskShape::area, -1.0, 2.0);
+        v.real("opacity", &MaskShape::opacity, 0.0, 1.0);
+        v.real("smoothBorder", &MaskShape::smoothBorder, 0.0, 1.0);
+        v.real("pixelationPercent", &MaskShape::pixelationPercent, 0.0, 100.0);
+        v.flag("outline", &MaskShape::outline);
     }
-    bool operator==(const MaskShape &o) const { return tie() == o.tie(); }
+    bool operator==(const MaskShape &o) const
+    {
+        Detail::SameFields<MaskShape> visitor(*this, o);
+        fields(visitor);
+        return visitor.same;
+    }
     bool operator!=(const MaskShape &o) const { return !(*this == o); }
 };
 
@@ -54,7 +71,12 @@ public:
     std::vector<MaskShape> highlights;
     std::vector<MaskShape> conceals;
 
-    auto parameters() const { return std::tie(edgeMode, highlights, conceals); }
+    template<class V> static void fields(V &v)
+    {
+        v.integer("edgeMode", &Mask::edgeMode, Fade, Blur);
+        v.shapes("highlights", &Mask::highlights);
+        v.shapes("conceals", &Mask::conceals);
+    }
 };
 
 class TIMELINE_EXPORT Crop final : public Kind<Crop, Id::Crop> {
@@ -65,7 +87,13 @@ public:
     double right = 0.0;
     double bottom = 0.0;
 
-    auto parameters() const { return std::tie(left, top, right, bottom); }
+    template<class V> static void fields(V &v)
+    {
+        v.real("left", &Crop::left, 0.0, 1.0);
+        v.real("top", &Crop::top, 0.0, 1.0);
+        v.real("right", &Crop::right, 0.0, 1.0);
+        v.real("bottom", &Crop::bottom, 0.0, 1.0);
+    }
 };
 
 // Manual colour correction: nine independent tools. A colour preset is a ManualEnhance with the
@@ -98,7 +126,17 @@ public:
     // The preset's name as set; empty for an effect made by hand.
     const QString &ownName() const noexcept { return m_name; }
 
-    auto parameters() const { return std::tie(values, m_name); }
+    // The tools' names as the project file writes them, in Tool order.
+    static constexpr const char *toolNames[toolCount] = {
+        "Brightness", "Contrast", "Saturation",  "Highlights", "Gamma",
+        "Shadows",    "Hue",      "Temperature", "Tint",
+    };
+
+    template<class V> static void fields(V &v)
+    {
+        v.name("name", &ManualEnhance::ownName, &ManualEnhance::setName);
+        v.namedReals("values", &ManualEnhance::values, toolNames, defaults, -100.0, 100.0);
+    }
 
 private:
     QString m_name;
@@ -111,7 +149,10 @@ public:
 
     int qualityMode = Quick;
 
-    auto parameters() const { return std::tie(qualityMode); }
+    template<class V> static void fields(V &v)
+    {
+        v.integer("qualityMode", &BackgroundRemove::qualityMode, Draft, Precise);
+    }
 };
 
 // A colour lookup table: one of the shipped tables or one the user loaded from a file.
@@ -125,7 +166,12 @@ public:
     // The table's name as set; empty when it has none of its own.
     const QString &ownName() const noexcept { return m_name; }
 
-    auto parameters() const { return std::tie(path, intensity, m_name); }
+    template<class V> static void fields(V &v)
+    {
+        v.name("name", &Lut::ownName, &Lut::setName);
+        v.text("path", &Lut::path);
+        v.real("intensity", &Lut::intensity, 0.0, 1.0);
+    }
 
 private:
     QString m_name;

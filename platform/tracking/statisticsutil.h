@@ -16,8 +16,8 @@ TRACKING_EXPORT const char *boolToString(bool value) noexcept;
 
 // The launch event's common parameters: the whole start-up time ("STARTUP_TIME_MS") and, for each
 // (parameter, stage key) pair whose stage the profiler recorded, that stage's milliseconds.
-std::map<std::string, std::string> TRACKING_EXPORT
-TRACKING_EXPORT getAppLaunchedCommonParams(const Vantel::Profiler::Result &result,
+TRACKING_EXPORT std::map<std::string, std::string>
+getAppLaunchedCommonParams(const Vantel::Profiler::Result &result,
                            const std::vector<std::pair<std::string, const char *>> &steps);
 
 } // namespace Vantel::App::Util::Statistics

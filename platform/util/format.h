@@ -17,5 +17,9 @@ UTIL_EXPORT QString videoResolution(const QSize &size);
 UTIL_EXPORT QString videoFrameRate(const boost::rational<int> &rate);
 // A byte count for people: "512 B", "1.5 MB" (binary multiples).
 UTIL_EXPORT QString fileSize(qint64 bytes);
+// A text from outside (a file name above all) as it may be shown in a report or a dialog: control
+// characters and the marks that turn text around become escapes ("\n", "\x1b", "\u202e"), and a
+// backslash is doubled, so a name can neither forge a line nor drive a terminal.
+UTIL_EXPORT QString printable(const QString &text);
 
 } // namespace Format

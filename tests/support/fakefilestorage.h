@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
 #include <vector>
 
 namespace TestSupport {
@@ -32,6 +33,11 @@ public:
              Vantel::App::FileStorageKind kind) override
     {
         log->adds.push_back({ paths, kind });
+        if (failAdds)
+            throw std::runtime_error("the index cannot be written");
+        // The real service looks at its folder again on every add, and may find it changed.
+        if (changeOnAdd)
+            setAvailable(!available);
         std::vector<Vantel::App::FileStorageEntryId> ids;
         for (std::size_t i = 0; i < paths.size(); ++i)
             ids.push_back(nextId--); // handed out in falling order, so release order is visible
@@ -64,6 +70,8 @@ public:
 
     std::shared_ptr<Log> log;
     bool available = true;
+    bool failAdds = false;
+    bool changeOnAdd = false;
     Vantel::App::FileStorageEntryId nextId = 1000;
     std::vector<Vantel::App::IFileStorageControllerObserver *> observers;
 };

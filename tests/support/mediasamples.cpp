@@ -3,6 +3,7 @@
 #include "testfiles.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 
 #include <sys/stat.h>
@@ -118,6 +119,47 @@ MediaSamples::MediaSamples(const QStringList &names)
 QString MediaSamples::path(const QString &name) const
 {
     return m_dir.filePath(name);
+}
+
+// A PNG that declares a picture of width x height and holds a few rows of it: enough for a decoder
+// to set aside the whole picture.
+QByteArray pngDeclaring(quint32 width, quint32 height)
+{
+    // Every piece is a QByteArray of its own: string builders must not outlive their parts.
+    auto crc = [](const QByteArray &bytes) {
+        quint32 c = 0xffffffffu;
+        for (const char byte : bytes) {
+            c ^= static_cast<quint8>(byte);
+            for (int k = 0; k < 8; ++k)
+                c = (c >> 1) ^ (0xedb88320u & (0u - (c & 1u)));
+        }
+        return ~c;
+    };
+    auto be32 = [](quint32 v) {
+        const char bytes[] = { char(v >> 24), char(v >> 16), char(v >> 8), char(v) };
+        return QByteArray(bytes, 4);
+    };
+    auto chunk = [&](const char *type, const QByteArray &data) -> QByteArray {
+        const QByteArray body = QByteArray(type) + data;
+        return be32(static_cast<quint32>(data.size())) + body + be32(crc(body));
+    };
+    const QByteArray header = be32(width) + be32(height) + QByteArray("\x08\x02\x00\x00\x00", 5);
+    const QByteArray rows = qCompress(QByteArray(64 * 1024, '\0')).mid(4); // zlib, no Qt prefix
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR", header) + chunk("IDAT", rows)
+        + chunk("IEND", {});
+}
+
+void MediaSamples::makeManyStreams(const QString &path, int streams)
+{
+    const QString one = path + QStringLiteral(".one.mp4");
+    runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                QStringLiteral("testsrc=s=16x16:d=0.1"), QStringLiteral("-c:v"),
+                QStringLiteral("mpeg4"), one });
+    QStringList arguments { QStringLiteral("-i"), one };
+    for (int i = 0; i < streams; ++i)
+        arguments << QStringLiteral("-map") << QStringLiteral("0:v");
+    runFfmpeg(arguments << QStringLiteral("-c") << QStringLiteral("copy") << path);
+    QFile::remove(one);
 }
 
 QByteArray randomBytes(int size, unsigned seed)

@@ -34,6 +34,8 @@ public:
     static void make(const QString &name, const QString &path);
     // Runs ffmpeg with `arguments` (after "-y -hide_banner -loglevel error").
     static void runFfmpeg(const QStringList &arguments);
+    // An MP4 of `streams` tiny video streams: a few kilobytes that ask for a decoder each.
+    static void makeManyStreams(const QString &path, int streams);
 
 private:
     QTemporaryDir m_dir;
@@ -51,6 +53,10 @@ struct BadPath {
 // Makes in `folder`, under media names: zero bytes, an mp4 cut before its index, random bytes,
 // text, a folder, a path through a file and a named pipe; and names a missing path.
 std::vector<BadPath> makeBadMediaPaths(const QString &folder);
+
+// A PNG that declares a picture of width x height and holds a few rows of it: enough for a decoder
+// to set aside the whole picture.
+QByteArray pngDeclaring(quint32 width, quint32 height);
 
 // `size` bytes of noise, the same for the same seed.
 QByteArray randomBytes(int size, unsigned seed);

@@ -6,6 +6,8 @@
 
 #include "pubsub/subscriber.h"
 
+#include <glog/logging.h>
+
 #include <QCoreApplication>
 #include <QObject>
 #include <QThread>
@@ -38,8 +40,14 @@ public:
 
     ~Impl() override
     {
-        for (const auto &[entry, kind] : entries)
-            service->releaseEntry(entry);
+        for (const auto &[entry, kind] : entries) {
+            try {
+                service->releaseEntry(entry);
+            } catch (const std::exception &e) {
+                LOG(WARNING) << "The file storage service did not release entry " << entry << ": "
+                             << e.what();
+            }
+        }
         service->removeObserver(this);
         unsubscribeAllTypes();
         unsubscribe(FileAdder::globalObject());
@@ -70,34 +78,66 @@ public:
 
     void fileStorageStateChanged() override
     {
+        // Giving the service nothing is not news: whatever it noticed on the way is told at the
+        // next real change or request.
+        if (passingNothing && QThread::currentThread() == context.thread())
+            return;
         // Each change is told with the state of its own moment, so two changes in a row make two
-        // notifications; from another thread the change is carried over to the main thread.
+        // notifications. The value is read here, on the service's thread, because by the time
+        // the main thread gets to it the service may have changed again.
+        bool available = false;
+        try {
+            available = service->isAvailable();
+        } catch (const std::exception &e) {
+            LOG(WARNING) << "The file storage service could not say whether it is available: "
+                         << e.what();
+            return;
+        }
         if (QThread::currentThread() == context.thread()) {
-            announce();
+            announce(available);
             return;
         }
         QMetaObject::invokeMethod(
-            &context, [this] { announce(); }, Qt::QueuedConnection);
+            &context, [this, available] { announce(available); }, Qt::QueuedConnection);
     }
 
     void pass(const QStringList &paths, FileStorageKind kind)
     {
-        std::vector<std::filesystem::path> converted;
-        converted.reserve(static_cast<std::size_t>(paths.size()));
-        for (const QString &path : paths)
-            converted.push_back(std::filesystem::u8path(path.toStdString()));
-        for (FileStorageEntryId entry : service->addFiles(converted, kind))
-            entries.emplace(entry, kind);
+        // Whoever published the message added files and is done with them: a failing service is
+        // this controller's problem, not theirs.
+        passingNothing = paths.isEmpty();
+        try {
+            std::vector<std::filesystem::path> converted;
+            converted.reserve(static_cast<std::size_t>(paths.size()));
+            for (const QString &path : paths)
+                converted.push_back(std::filesystem::u8path(path.toStdString()));
+            for (FileStorageEntryId entry : service->addFiles(converted, kind))
+                entries.emplace(entry, kind);
+        } catch (const std::exception &e) {
+            LOG(WARNING) << "The file storage service did not take " << paths.size()
+                         << " file(s): " << e.what();
+        }
+        passingNothing = false;
     }
 
     void announce()
     {
-        PubSub::publish(Command::FileStorageAvailableNotification(service->isAvailable()));
+        try {
+            announce(service->isAvailable());
+        } catch (const std::exception &e) {
+            LOG(WARNING) << "The file storage service could not say whether it is available: "
+                         << e.what();
+        }
+    }
+    void announce(bool available)
+    {
+        PubSub::publish(Command::FileStorageAvailableNotification(available));
     }
 
     const std::unique_ptr<Vantel::App::IFileStorageController> service;
     // What this controller registered, to be released on its way out.
     std::map<FileStorageEntryId, FileStorageKind> entries;
+    bool passingNothing = false;
     // Lives on the main thread; queued calls die with it.
     QObject context;
 };

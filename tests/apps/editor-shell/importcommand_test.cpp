@@ -9,6 +9,9 @@
 
 #include <unistd.h>
 
+#include <utility>
+#include <vector>
+
 namespace {
 
 class ImportCommand : public ::testing::Test {
@@ -150,6 +153,43 @@ TEST_F(ImportCommand, wrong_use_is_refused_with_a_message)
         EXPECT_EQ(r.exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
         EXPECT_FALSE(r.err.isEmpty());
     }
+    // A place on the timeline that is no number, or none the project could hold.
+    for (const auto &[option, value] :
+         std::vector<std::pair<const char *, const char *>> { { "--at", "abc" },
+                                                              { "--at", "-1" },
+                                                              { "--at", "inf" },
+                                                              { "--at", "1e300" },
+                                                              { "--at", "9e9" },
+                                                              { "--track", "abc" },
+                                                              { "--track", "-1" },
+                                                              { "--track", "1e9" } }) {
+        const auto r = run({ QStringLiteral("import"), QStringLiteral("a.mp4"),
+                             QLatin1String(option), QLatin1String(value) });
+        EXPECT_EQ(r.exitCode, 2) << option << ' ' << value;
+        EXPECT_TRUE(r.err.contains(QLatin1String(option) + QLatin1String(" takes")))
+            << option << ' ' << value << ": " << r.err.toStdString();
+    }
+}
+
+TEST_F(ImportCommand, every_path_is_accounted_for_with_its_real_cause_and_names_cannot_forge_lines)
+{
+    TestSupport::writeFile(media.filePath(QStringLiteral("evil\n\x1b[31mname.mp4")), "not media");
+    ASSERT_TRUE(QFile::link(media.filePath(QStringLiteral("loop.mp4")),
+                            media.filePath(QStringLiteral("loop.mp4"))));
+    QString deep = media.path();
+    for (int level = 0; level < 34; ++level)
+        deep += QStringLiteral("/d");
+    ASSERT_TRUE(QDir().mkpath(deep));
+    const auto r = run({ QStringLiteral("import"), media.path(), QString() });
+    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
+    EXPECT_FALSE(r.out.contains(QLatin1Char('\x1b'))) << "the terminal is not driven";
+    EXPECT_TRUE(r.out.contains(QLatin1String("evil\\n\\x1b[31mname.mp4: The file is damaged")))
+        << r.out.toStdString();
+    EXPECT_TRUE(
+        r.out.contains(QLatin1String("loop.mp4: The file is a symbolic link that leads back")));
+    EXPECT_TRUE(r.out.contains(QLatin1String("Not read: 2\n"))) << r.out.toStdString();
+    EXPECT_TRUE(r.out.contains(QLatin1String("  \"\": an empty path names no file")));
+    EXPECT_TRUE(r.out.contains(QLatin1String("/d: a folder more than 32 levels deep, not read")));
 }
 
 } // namespace

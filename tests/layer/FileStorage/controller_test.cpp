@@ -121,15 +121,40 @@ TEST_F(FileStorageController, two_changes_in_a_row_make_two_notifications)
     EXPECT_EQ(availability.seen, (std::vector<bool> { false, true }));
 }
 
-TEST_F(FileStorageController, a_change_told_from_another_thread_is_announced_on_the_main_thread)
+TEST_F(FileStorageController, changes_told_from_another_thread_are_announced_with_their_own_values)
 {
-    QThread *worker = QThread::create([this] { fake->setAvailable(false); });
+    QThread *worker = QThread::create([this] {
+        fake->setAvailable(false);
+        fake->setAvailable(true);
+    });
     worker->start();
     ASSERT_TRUE(worker->wait(60000));
     delete worker;
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return !availability.seen.empty(); }));
-    EXPECT_EQ(availability.seen, std::vector<bool> { false });
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return availability.seen.size() == 2; }));
+    EXPECT_EQ(availability.seen, (std::vector<bool> { false, true }));
     EXPECT_TRUE(availability.onMainThread);
+}
+
+TEST_F(FileStorageController, a_failing_service_stays_inside_the_controller)
+{
+    fake->failAdds = true;
+    EXPECT_NO_THROW(PubSub::publish(FileAdder::AddMediaFilesResult(
+        FileAdder::AddedResult::Done, { QStringLiteral("/m/a.mp4") })));
+    EXPECT_NO_THROW(PubSub::publish(Project::SaveRequest(QStringLiteral("/p/one.edproj"))));
+    EXPECT_EQ(log->adds.size(), 2u);
+    fake->failAdds = false;
+    PubSub::publish(Command::VideoAddRequest(QStringLiteral("/out/film.mp4")));
+    controller.reset();
+    EXPECT_EQ(log->released.size(), 1u) << "only what the service took is released";
+}
+
+TEST_F(FileStorageController, an_empty_add_result_publishes_nothing_even_when_the_service_changes)
+{
+    fake->changeOnAdd = true;
+    PubSub::publish(FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {}));
+    EXPECT_TRUE(availability.seen.empty());
+    PubSub::publish(Command::AudioAddRequest(QStringLiteral("/rec/voice.wav")));
+    EXPECT_EQ(availability.seen, std::vector<bool> { true }) << "a real add still tells";
 }
 
 TEST_F(FileStorageController, going_away_releases_every_entry_in_order_and_stops_observing)

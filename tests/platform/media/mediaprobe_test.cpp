@@ -11,6 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace {
 
 using Media::File;
@@ -182,6 +184,46 @@ TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
     EXPECT_TRUE(file.isFailed());
     EXPECT_TRUE(file.error.contains(QLatin1String("permission denied")))
         << file.error.toStdString();
+}
+
+TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
+{
+    const QString manyStreams = dir.filePath(QStringLiteral("eight streams.mp4"));
+    TestSupport::MediaSamples::makeManyStreams(manyStreams, 8);
+    const QString video = write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4"));
+    struct Row {
+        const char *what;
+        QString path;
+        std::function<void(Media::ProbeLimits &)> limit;
+        const char *reason;
+    };
+    const Row rows[] = {
+        { "streams", manyStreams, [](auto &l) { l.maxStreams = 4; }, "more than 4 streams" },
+        { "declared picture", video, [](auto &l) { l.maxPixels = 1000; },
+          "A picture of the file is 64x48 pixels" },
+        { "picture found by decoding",
+          write(QStringLiteral("vast.png"), TestSupport::pngDeclaring(16000, 16000)), [](auto &) {},
+          "A picture of the file is 16000x16000 pixels" },
+        { "memory", video, [](auto &l) { l.maxMemory = 1000; }, "one analysis may use 1 MB" },
+    };
+    for (const Row &row : rows) {
+        Media::ProbeLimits limits;
+        row.limit(limits);
+        const File file = Media::probe(row.path, limits);
+        EXPECT_TRUE(file.isFailed()) << row.what;
+        EXPECT_TRUE(file.error.contains(QLatin1String(row.reason)))
+            << row.what << ": " << file.error.toStdString();
+    }
+}
+
+TEST_F(BadInput, a_link_that_leads_nowhere_says_so)
+{
+    const QString loop = dir.filePath(QStringLiteral("loop.mp4"));
+    ASSERT_TRUE(QFile::link(loop, loop));
+    const QString dangling = dir.filePath(QStringLiteral("gone.mp4"));
+    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("moved.mp4")), dangling));
+    EXPECT_TRUE(Media::probe(loop).error.contains(QLatin1String("leads back to itself")));
+    EXPECT_TRUE(Media::probe(dangling).error.contains(QLatin1String("moved.mp4, which does not")));
 }
 
 TEST(CodecConfig, classifies_identifiers_by_kind)

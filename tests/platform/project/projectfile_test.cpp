@@ -15,7 +15,9 @@
 #include <sys/stat.h>
 
 #include <memory>
+#include <random>
 #include <string>
+#include <tuple>
 
 namespace {
 
@@ -268,8 +270,217 @@ INSTANTIATE_TEST_SUITE_P(
                         {"id": 1, "kind": "clip", "positionMs": 10, "durationMs": 10}]}]})",
             "used twice" },
         DamagedFile { "collection_out_of_range", "{" HEADER R"(, "collection": [0]})",
-                      "collection[0]" }),
+                      "collection[0]" },
+        DamagedFile { "no_frame_size", "{" HEADER R"(, "resolution": [0, 0]})",
+                      "resolution[0]: must be a whole number from 1" },
+        DamagedFile { "crop_outside_the_frame",
+                      "{" HEADER
+                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+                        "effects": [{"type": "Crop", "left": -5}]}]}]})",
+                      "effects[0].left: must be a number from 0 to 1" },
+        DamagedFile {
+            "deafening_gain",
+            "{" HEADER
+            R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
+                        "effects": [{"type": "AudioEqualizer", "gains": [0, 0, 1e308, 0, 0, 0, 0, 0, 0, 0]}]}]}]})",
+            "effects[0].gains[2]: must be a number from -24 to 24" },
+        DamagedFile {
+            "unknown_title_subtype",
+            "{" HEADER
+            R"(, "tracks": [{"type": "title", "clips": [{"kind": "title", "durationMs": 10,
+                        "title": {"subtype": 99}}]}]})",
+            "title.subtype: must be a whole number from 1 to 4" },
+        DamagedFile { "mask_shape_of_no_kind",
+                      "{" HEADER
+                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
+                        "effects": [{"type": "Mask", "conceals": [{"shape": 7}]}]}]}]})",
+                      "effects[0].conceals[0].shape" }),
     [](const auto &info) { return std::string(info.param.name); });
+
+TEST(ProjectFile, a_clip_without_a_kind_takes_the_kind_of_its_track)
+{
+    const auto project = readProjectFile("{" HEADER R"(, "tracks": [
+        {"type": "audio", "clips": [{"durationMs": 10}]},
+        {"type": "title", "clips": [{"durationMs": 10}]},
+        {"type": "overlay", "clips": [{"durationMs": 10}]}]})");
+    EXPECT_EQ(project->timeline().track(0).clip(0).kind(), Timeline::ClipKind::Audio);
+    EXPECT_EQ(project->timeline().track(1).clip(0).kind(), Timeline::ClipKind::Title);
+    EXPECT_EQ(project->timeline().track(2).clip(0).kind(), Timeline::ClipKind::Clip);
+}
+
+TEST(ProjectFile, a_value_the_reader_would_refuse_is_refused_by_the_writer_with_its_place)
+{
+    auto project = Object::createNew();
+    auto &clip = project->timeline().insertClip(0, MTime(), mediaFile(QStringLiteral("/a.mp4")));
+    clip.addEffect(Effect::Crop {});
+    clip.addEffect(Effect::AudioEqualizer {}).gains[3] = 1e308;
+    try {
+        writeProjectFile(*project);
+        FAIL() << "wrote a file it cannot read";
+    } catch (const FileError &e) {
+        EXPECT_STREQ(e.what(),
+                     "tracks[0].clips[0].effects[1].gains: must be a number from -24 to 24");
+    }
+}
+
+// Sets every parameter of an effect to a random value within the range its table allows.
+template<class T> class RandomFields {
+public:
+    RandomFields(T &target, std::mt19937 &random)
+        : m_target(target)
+        , m_random(random)
+    {
+    }
+    template<class I> void integer(const char *, I T::*m, std::int64_t min, std::int64_t max)
+    {
+        m_target.*m
+            = static_cast<I>(std::uniform_int_distribution<std::int64_t>(min, max)(m_random));
+    }
+    void real(const char *, double T::*m, double min, double max) { m_target.*m = real(min, max); }
+    void time(const char *, MTime T::*m, MTime min, MTime max)
+    {
+        m_target.*m = MTime::fromMSec(
+            std::uniform_int_distribution<std::int64_t>(min.toMSec(), max.toMSec())(m_random));
+    }
+    void flag(const char *, bool T::*m) { m_target.*m = m_random() % 2; }
+    void text(const char *, QString T::*m) { m_target.*m = QString::number(m_random()); }
+    template<class Get, class Set> void name(const char *, Get, Set set)
+    {
+        (m_target.*set)(QStringLiteral("n%1").arg(m_random()));
+    }
+    void rect(const char *, QRectF T::*m, double min, double max)
+    {
+        m_target.*m = QRectF(real(min, max), real(min, max), real(0, max), real(0, max));
+    }
+    template<std::size_t N>
+    void reals(const char *, std::array<double, N> T::*m, double min, double max)
+    {
+        for (double &v : m_target.*m)
+            v = real(min, max);
+    }
+    template<std::size_t N, class... Rest>
+    void namedReals(const char *key, std::array<double, N> T::*m, Rest &&...rest)
+    {
+        reals(key, m, std::get<sizeof...(Rest) - 2>(std::tie(rest...)),
+              std::get<sizeof...(Rest) - 1>(std::tie(rest...)));
+    }
+    template<class Shape> void shapes(const char *, std::vector<Shape> T::*m)
+    {
+        (m_target.*m).resize(m_random() % 3);
+        for (Shape &shape : m_target.*m) {
+            RandomFields<Shape> inner(shape, m_random);
+            Shape::fields(inner);
+        }
+    }
+
+private:
+    double real(double min, double max)
+    {
+        return std::uniform_real_distribution<double>(min, max)(m_random);
+    }
+
+    T &m_target;
+    std::mt19937 &m_random;
+};
+
+template<class E> std::unique_ptr<Effect::Object> randomEffect(std::mt19937 &random)
+{
+    auto effect = std::make_unique<E>();
+    RandomFields<E> fields(*effect, random);
+    E::fields(fields);
+    return effect;
+}
+
+class RandomEdits : public ::testing::TestWithParam<unsigned> { };
+
+// Whatever edits the model takes, the file it is saved to opens again with the same content; an
+// edit the file could not hold is refused when it is made.
+TEST_P(RandomEdits, whatever_the_model_holds_is_written_and_read_back)
+{
+    std::mt19937 random(GetParam());
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    const std::vector<std::unique_ptr<Effect::Object> (*)(std::mt19937 &)> effectKinds = {
+        randomEffect<Effect::AudioEqualizer>,
+        randomEffect<Effect::AudioReverb>,
+        randomEffect<Effect::AudioCompressor>,
+        randomEffect<Effect::AudioNoiseGate>,
+        randomEffect<Effect::AudioMonoChannel>,
+        randomEffect<Effect::ChromaKey>,
+        randomEffect<Effect::Mask>,
+        randomEffect<Effect::Crop>,
+        randomEffect<Effect::ManualEnhance>,
+        randomEffect<Effect::BackgroundRemove>,
+        randomEffect<Effect::Lut>,
+    };
+    // Times around the edges of what a timeline holds, as a typed --at would give them.
+    const std::vector<MTime> positions
+        = { MTime(), MTime::fromMSec(1234), Timeline::maxTime - MTime::fromMSec(1),
+            MTime::fromSec(9e9), MTime::fromMSec(-1) };
+    auto project = Object::createNew();
+    project->timeline().addTrack(Timeline::TrackType::Title);
+    Timeline::Model &timeline = project->timeline();
+    std::vector<Timeline::ClipId> placed;
+    int refused = 0;
+    for (int step = 0; step < 150; ++step) {
+        try {
+            switch (pick(6)) {
+            case 0: // the same file brought in again is a new object with the same path
+            case 1: {
+                const int which = pick(4); // one path, one set of facts
+                auto file = mediaFile(QStringLiteral("/m/%1.mp4").arg(which), which % 2, which / 2);
+                if (pick(3) == 0)
+                    project->userFiles().add(file);
+                placed.push_back(
+                    timeline.insertClip(pick(2), positions[pick(5)], std::move(file)).id());
+                break;
+            }
+            case 2: {
+                auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
+                title->setPosition(MTime::fromMSec(pick(100000)));
+                title->setDuration(MTime::fromMSec(1 + pick(5000)));
+                title->setTitleItem(Timeline::TitleItem { pick(6), QStringLiteral("t"), {} });
+                timeline.placeClip(2, std::move(title));
+                break;
+            }
+            case 3:
+                if (!placed.empty()) {
+                    if (auto *clip
+                        = timeline.findClip(placed[pick(static_cast<int>(placed.size()))]))
+                        clip->addEffect(
+                            effectKinds[pick(static_cast<int>(effectKinds.size()))](random));
+                }
+                break;
+            case 4:
+                if (placed.size() > 1)
+                    timeline.addTransition(
+                        std::make_unique<Transition::Object>(Transition::Id::Wipe),
+                        placed[pick(static_cast<int>(placed.size()))], placed.back());
+                break;
+            default:
+                project->setResolution(QSize(pick(5000), pick(5000)));
+                if (!placed.empty())
+                    timeline.removeClip(placed[pick(static_cast<int>(placed.size()))]);
+                break;
+            }
+        } catch (const std::invalid_argument &) {
+            ++refused;
+        }
+    }
+    ASSERT_GT(refused, 0) << "the edits reach past what a file holds";
+
+    const auto copy = readProjectFile(writeProjectFile(*project));
+    EXPECT_EQ(copy->resolution(), project->resolution());
+    ASSERT_EQ(copy->timeline().trackCount(), timeline.trackCount());
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        ASSERT_EQ(copy->timeline().track(t).clipCount(), timeline.track(t).clipCount());
+        for (std::size_t c = 0; c < timeline.track(t).clipCount(); ++c)
+            expectSameClip(timeline.track(t).clip(c), copy->timeline().track(t).clip(c));
+    }
+    EXPECT_EQ(copy->timeline().transitionCount(), timeline.transitionCount());
+    EXPECT_EQ(copy->userFiles().count(), project->userFiles().count());
+}
+
+INSTANTIATE_TEST_SUITE_P(ProjectFile, RandomEdits, ::testing::Range(1u, 9u));
 
 class ProjectOnDisk : public ::testing::Test {
 protected:
