@@ -3,6 +3,7 @@
 #include "project/project.h"
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 
 #include <memory>
@@ -27,6 +28,11 @@ std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
 // The file's bytes. Media paths are written as the files hold them; see save() for portable
 // projects.
 QByteArray writeProjectFile(const Object &project);
+
+// One effect as the file holds it, for the editing commands that change settings by name: the
+// object the file would write, and the effect such an object reads as (FileError when it is bad).
+QJsonObject effectToJson(const Effect::Object &effect);
+std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object);
 
 struct OpenResult {
     std::unique_ptr<Object> project;

@@ -34,6 +34,11 @@ std::unique_ptr<Clip> Clip::copy() const
     clip->m_title = m_title;
     clip->m_resourceId = m_resourceId;
     clip->m_contentId = m_contentId;
+    clip->m_opacity = m_opacity;
+    clip->m_volume = m_volume;
+    clip->m_fadeIn = m_fadeIn;
+    clip->m_fadeOut = m_fadeOut;
+    clip->m_blending = m_blending;
     return clip;
 }
 
@@ -60,6 +65,46 @@ void Clip::setSpeed(double speed, bool compensated)
         throw std::invalid_argument("a clip's speed must be positive");
     m_speed = speed;
     m_speedCompensated = compensated;
+}
+
+} // namespace Timeline
+
+namespace Timeline {
+
+void Clip::setOpacity(int percent)
+{
+    if (percent < 0 || percent > maxOpacity)
+        throw std::invalid_argument("opacity must be 0 to 100 percent");
+    m_opacity = percent;
+}
+
+void Clip::setVolume(int percent)
+{
+    if (percent < 0 || percent > maxVolume)
+        throw std::invalid_argument("volume must be 0 to 400 percent");
+    m_volume = percent;
+}
+
+void Clip::setFadeIn(MTime fade)
+{
+    if (fade < MTime() || fade > m_duration)
+        throw std::invalid_argument("a fade must be 0 to the clip's length");
+    m_fadeIn = fade;
+}
+
+void Clip::setFadeOut(MTime fade)
+{
+    if (fade < MTime() || fade > m_duration)
+        throw std::invalid_argument("a fade must be 0 to the clip's length");
+    m_fadeOut = fade;
+}
+
+void Clip::setBlendingMode(BlendingMode mode)
+{
+    const int value = static_cast<int>(mode);
+    if (value < 0 || value >= blendingModeCount)
+        throw std::invalid_argument("no such blending mode");
+    m_blending = mode;
 }
 
 } // namespace Timeline

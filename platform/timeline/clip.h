@@ -34,6 +34,29 @@ enum class ClipKind : int { Clip = 0, Intro = 1, Title = 2, Audio = 3, IntroAudi
 
 using ClipId = std::uint64_t;
 
+// How a clip's picture is laid over what lies beneath it. The numbers are stored in project files
+// and reported by the statistics.
+enum class BlendingMode : int {
+    Overlay = 0,
+    Lighten = 1,
+    Color = 2,
+    ColorDodge = 3,
+    LinearDodge = 4,
+    SourceOver = 5,
+    Screen = 6,
+    Difference = 7,
+    Multiply = 8,
+    Darken = 9,
+    ColorBurn = 10,
+    HardLight = 11,
+    SoftLight = 12,
+    Exclusion = 13,
+};
+inline constexpr int blendingModeCount = static_cast<int>(BlendingMode::Exclusion) + 1;
+
+// The content identifier of the generated special-effects clips (sparks, snow, light leaks).
+inline constexpr const char *specialEffectsContentId = "special-fx";
+
 // The text item of a title clip. The subtype numbers are the title designer's.
 struct TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
@@ -95,6 +118,13 @@ public:
     virtual const QString &resourceId() const noexcept = 0;
     // What the clip shows when it is generated content (for example the special-effects clips).
     virtual const QString &contentId() const noexcept = 0;
+
+    // The properties panel's values: opacity and volume in percent, fades at either end.
+    virtual int opacity() const noexcept = 0;
+    virtual int volume() const noexcept = 0;
+    virtual MTime fadeIn() const noexcept = 0;
+    virtual MTime fadeOut() const noexcept = 0;
+    virtual BlendingMode blendingMode() const noexcept = 0;
 };
 
 // The one implementation. The setters are for the code that builds or edits the timeline (the
@@ -123,6 +153,14 @@ public:
     const std::optional<TitleItem> &titleItem() const noexcept override { return m_title; }
     const QString &resourceId() const noexcept override { return m_resourceId; }
     const QString &contentId() const noexcept override { return m_contentId; }
+    int opacity() const noexcept override { return m_opacity; }
+    int volume() const noexcept override { return m_volume; }
+    MTime fadeIn() const noexcept override { return m_fadeIn; }
+    MTime fadeOut() const noexcept override { return m_fadeOut; }
+    BlendingMode blendingMode() const noexcept override { return m_blending; }
+
+    static constexpr int maxOpacity = 100;
+    static constexpr int maxVolume = 400;
 
     // Only before the clip is placed on a track.
     void setPosition(MTime position) { m_position = position; }
@@ -144,6 +182,13 @@ public:
     void setTitleItem(std::optional<TitleItem> title) { m_title = std::move(title); }
     void setResourceId(QString id) { m_resourceId = std::move(id); }
     void setContentId(QString id) { m_contentId = std::move(id); }
+    // Each throws std::invalid_argument for a value out of its range (opacity 0..100, volume
+    // 0..400, fades 0 up to the clip's length, a mode of the enumeration).
+    void setOpacity(int percent);
+    void setVolume(int percent);
+    void setFadeIn(MTime fade);
+    void setFadeOut(MTime fade);
+    void setBlendingMode(BlendingMode mode);
 
 private:
     friend class Track;
@@ -167,6 +212,11 @@ private:
     std::optional<TitleItem> m_title;
     QString m_resourceId;
     QString m_contentId;
+    int m_opacity = maxOpacity;
+    int m_volume = 100;
+    MTime m_fadeIn;
+    MTime m_fadeOut;
+    BlendingMode m_blending = BlendingMode::SourceOver;
 };
 
 } // namespace Timeline
