@@ -2,10 +2,13 @@
 
 #include "media/mediafile.h"
 #include "project/project.h"
+#include "resource/resourcecontroller.h"
+#include "resource/samplecatalogue.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Statistics {
 
@@ -79,6 +82,9 @@ void EffectsPicker::pick(const Timeline::IClip &clip)
     m_total += effects.size();
     // The kind travels with the handle, so most effects are counted without touching them.
     for (const Effect::Handle &effect : effects) {
+        const int kind = static_cast<int>(effect.id());
+        if (kind >= 0 && kind < Effect::idCount)
+            ++m_uses[static_cast<std::size_t>(kind)];
         switch (effect.id()) {
         case Effect::Id::BackgroundRemove:
         case Effect::Id::Lut:
@@ -187,6 +193,131 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
         }
     }
     return counts;
+}
+
+void AnimationPicker::pick(const Timeline::IClip &clip)
+{
+    if (!m_found)
+        m_found = !clip.animation().isEmpty();
+}
+
+FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources)
+    : m_resources(resources)
+{
+}
+
+void FastTrackFilesPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() != Timeline::ClipKind::Clip || !clip.file() || clip.resourceId().isEmpty())
+        return;
+    if (m_resources.hasRedirectFrom(clip.resourceId()))
+        m_paths.insert(clip.file()->path);
+}
+
+void IntrosCountPicker::pick(const Timeline::IClip &clip)
+{
+    m_count += clip.kind() == Timeline::ClipKind::Intro;
+}
+
+void OverlayStickersPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() == Timeline::ClipKind::Clip && !clip.contentId().isEmpty()
+        && clip.contentId() == QLatin1String(Timeline::specialEffectsContentId))
+        ++m_count;
+}
+
+void PipTransitionCountPicker::pick(const Transition::Object &transition)
+{
+    const Timeline::IClip *clip
+        = transition.leftClip() ? transition.leftClip() : transition.rightClip();
+    m_count += clip && clip->type() == Timeline::TrackType::Overlay;
+}
+
+void SpeedCompensationPicker::pick(const Timeline::IClip &clip)
+{
+    if (!m_found)
+        m_found = clip.isSpeedCompensated();
+}
+
+void StabilizePicker::pick(const Timeline::IClip &clip)
+{
+    if (!m_found)
+        m_found = clip.isStabilized();
+}
+
+void TitlesCountPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() != Timeline::ClipKind::Title)
+        return;
+    const auto &title = clip.titleItem();
+    if (title && title->subtype >= Timeline::TitleItem::Title
+        && title->subtype <= Timeline::TitleItem::Subtitle)
+        ++m_counts[static_cast<std::size_t>(title->subtype - Timeline::TitleItem::Title)];
+}
+
+void TransitionsWithSoundCountPicker::pick(const Transition::Object &transition)
+{
+    m_count += transition.hasAudioResources();
+}
+
+void SpeedPicker::pick(const Timeline::IClip &clip)
+{
+    if (!m_found)
+        m_found = m_mode == SpeedUp ? clip.speed() > 1.0 : clip.speed() < 1.0;
+}
+
+SamplesPicker::SamplesPicker(const Resource::SampleCatalogue &catalogue)
+    : m_catalogue(catalogue)
+{
+}
+
+void SamplesPicker::pick(const Timeline::IClip &clip)
+{
+    const Media::File *file = clip.file().get();
+    if (!file || !m_seen.insert(file))
+        return;
+    const Resource::Sample *sample
+        = m_catalogue.find(Resource::SampleCatalogue::cleanPath(file->path));
+    if (!sample)
+        return;
+    static constexpr List lists[] = { Videos, Backgrounds, Sounds, Music, SpecialFx };
+    const auto kind = static_cast<std::size_t>(sample->kind);
+    if (kind < std::size(lists))
+        m_names[lists[kind]].insert(sample->name);
+}
+
+OrbItemsPicker::OrbItemsPicker(const StoreItemRegistry &registry)
+    : m_registry(registry)
+{
+}
+
+void OrbItemsPicker::note(const QString &resourceId)
+{
+    if (resourceId.isEmpty())
+        return;
+    const auto it = m_registry.find(resourceId);
+    if (it == m_registry.end())
+        return;
+    const EditorCollection::Item &item = it->second;
+    const auto kind = static_cast<std::size_t>(item.kind);
+    if (kind < m_names.size())
+        m_names[kind].insert(item.name);
+    if (!item.contentDescription.isEmpty())
+        m_descriptions.insert(item.contentDescription);
+}
+
+void OrbItemsPicker::pick(const Timeline::IClip &clip)
+{
+    if (!m_registry.empty())
+        note(clip.resourceId());
+}
+
+void OrbItemsPicker::pick(const Transition::Object &transition)
+{
+    if (m_registry.empty())
+        return;
+    for (const Transition::Resource &resource : transition.resources())
+        note(resource.resourceId);
 }
 
 void appendTimelineParams(Params &params, const Project::Object *project)
