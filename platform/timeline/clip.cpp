@@ -57,6 +57,15 @@ void Clip::removeEffect(std::size_t index)
     m_effects.erase(m_effects.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
+void Clip::replaceEffect(std::size_t index, std::unique_ptr<Effect::Object> effect)
+{
+    if (!effect)
+        throw std::invalid_argument("a clip cannot carry a null effect");
+    if (index >= m_effects.size())
+        throw std::out_of_range("no effect at that index");
+    m_effects[index] = Effect::Handle(std::move(effect));
+}
+
 void Clip::setSpeed(double speed, bool compensated)
 {
     // A speed of zero or less would make the clip endless or run backwards; the editor has no

@@ -175,6 +175,9 @@ public:
             addEffect(std::unique_ptr<Effect::Object>(std::make_unique<E>(std::move(effect)))));
     }
     void removeEffect(std::size_t index);
+    // Puts `effect` in the place of the one at `index`; throws std::out_of_range, or
+    // std::invalid_argument for a null effect.
+    void replaceEffect(std::size_t index, std::unique_ptr<Effect::Object> effect);
 
     void setSpeed(double speed, bool compensated = false);
     void setStabilized(bool stabilized) { m_stabilized = stabilized; }

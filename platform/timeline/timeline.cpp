@@ -326,6 +326,7 @@ Clip &Model::splitClip(ClipId id, MTime at)
         + MTime::fromMSec(std::llround(static_cast<double>(left.toMSec()) * clip.speed()));
     // A fade belongs to the end of the clip it was set on.
     right->m_fadeIn = MTime();
+    right->m_fadeOut = std::min(right->m_fadeOut, right->m_duration);
     clip.m_fadeOut = MTime();
     clip.m_duration = left;
     clip.m_fadeIn = std::min(clip.m_fadeIn, left);
