@@ -9,7 +9,7 @@ namespace Timeline {
 IClip::~IClip() = default;
 
 Clip::Clip(ClipKind kind, std::shared_ptr<Media::File> file)
-    : m_kind(kind)
+    : m_kind(static_cast<std::uint8_t>(kind))
     // Whether a clip shows a still picture is settled when it is made from its file: the editor
     // treats image clips differently from then on (their length is free, they have no sound).
     , m_image(file && file->isStillImage())
@@ -21,7 +21,7 @@ Clip::~Clip() = default;
 
 std::unique_ptr<Clip> Clip::copy() const
 {
-    auto clip = std::make_unique<Clip>(m_kind, m_file);
+    auto clip = std::make_unique<Clip>(kind(), m_file);
     clip->m_position = m_position;
     clip->m_duration = m_duration;
     clip->m_sourceIn = m_sourceIn;
@@ -34,6 +34,7 @@ std::unique_ptr<Clip> Clip::copy() const
     clip->m_title = m_title;
     clip->m_resourceId = m_resourceId;
     clip->m_contentId = m_contentId;
+    clip->m_marks = m_marks;
     clip->m_opacity = m_opacity;
     clip->m_volume = m_volume;
     clip->m_fadeIn = m_fadeIn;
@@ -79,6 +80,30 @@ void Clip::setSpeed(double speed, bool compensated)
 } // namespace Timeline
 
 namespace Timeline {
+
+void Clip::setAnimation(AnimationItem animation)
+{
+    m_animation = std::move(animation);
+    mark(Animated, !m_animation.isEmpty());
+}
+
+void Clip::setTitleItem(std::optional<TitleItem> title)
+{
+    m_title = std::move(title);
+    mark(Titled, m_title.has_value());
+}
+
+void Clip::setResourceId(QString id)
+{
+    m_resourceId = std::move(id);
+    mark(FromResource, !m_resourceId.isEmpty());
+}
+
+void Clip::setContentId(QString id)
+{
+    m_contentId = std::move(id);
+    mark(Generated, !m_contentId.isEmpty());
+}
 
 void Clip::setOpacity(int percent)
 {

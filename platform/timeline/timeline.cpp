@@ -63,11 +63,16 @@ bool Model::hasGaps() const noexcept
     for (const auto &track : m_tracks) {
         if (track->type() != TrackType::Video)
             continue;
+        const auto &clips = track->clips();
         MTime covered;
-        for (const auto &clip : track->clips()) {
-            if (clip->position() > covered)
+        for (std::size_t i = 0, n = clips.size(); i < n; ++i) {
+            // A long timeline's clips are scattered in memory; fetching ahead keeps the walk
+            // from waiting on each one (bench/timelinecensus_bench.cpp).
+            if (i + 8 < n)
+                __builtin_prefetch(reinterpret_cast<const char *>(clips[i + 8].get()) + 64);
+            if (clips[i]->position() > covered)
                 return true;
-            covered = clip->end();
+            covered = clips[i]->end();
         }
     }
     return false;

@@ -14,7 +14,7 @@ MotionTrackingStatistics::~MotionTrackingStatistics() = default;
 
 std::shared_ptr<ITimelinePicker> MotionTrackingStatistics::timelinePicker() const
 {
-    return std::make_shared<ITimelinePicker>();
+    return std::make_shared<ITimelinePicker>(ITimelinePicker::None);
 }
 
 void MotionTrackingStatistics::appendParams(const ITimelinePicker &, Params &) const { }

@@ -19,8 +19,17 @@ void ITimelinePicker::pick(const Timeline::IClip &) { }
 void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
 {
     // Clips live wherever they were allocated; asking for the first two cache lines of the one
-    // a few steps ahead lets its memory arrive while the pickers work on this one.
+    // a few steps ahead lets its memory arrive while the pickers work on this one. Two lines
+    // hold what a census reads of most clips (see Timeline::Clip).
     constexpr std::size_t ahead = 6;
+    std::vector<ITimelinePicker *> forClips;
+    std::vector<ITimelinePicker *> forTransitions;
+    for (const auto &picker : pickers) {
+        if (picker && picker->wantsClips())
+            forClips.push_back(picker.get());
+        if (picker && picker->wantsTransitions())
+            forTransitions.push_back(picker.get());
+    }
     for (int t = 0, tracks = timeline.trackCount(); t < tracks; ++t) {
         const Timeline::ITrack &track = timeline.track(t);
         for (std::size_t c = 0, clips = track.clipCount(); c < clips; ++c) {
@@ -32,13 +41,24 @@ void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
                 __builtin_prefetch(reinterpret_cast<const void *>(next + 64));
             }
             const Timeline::IClip &clip = track.clip(c);
-            for (const auto &picker : pickers)
-                picker->pick(clip);
+            for (ITimelinePicker *picker : forClips) {
+                if (picker->wantsClips())
+                    picker->pick(clip);
+            }
         }
     }
+    // Transitions are visited after every clip, so the clips they link have left the cache: the
+    // transition a few steps ahead is fetched, and its clips once it has arrived.
     for (std::size_t i = 0, n = timeline.transitionCount(); i < n; ++i) {
+        if (i + 2 * ahead < n)
+            __builtin_prefetch(&timeline.transition(i + 2 * ahead));
+        if (i + ahead < n) {
+            const Transition::Object &next = timeline.transition(i + ahead);
+            __builtin_prefetch(next.leftClip());
+            __builtin_prefetch(next.rightClip());
+        }
         const Transition::Object &transition = timeline.transition(i);
-        for (const auto &picker : pickers)
+        for (ITimelinePicker *picker : forTransitions)
             picker->pick(transition);
     }
 }
@@ -197,8 +217,10 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
 
 void AnimationPicker::pick(const Timeline::IClip &clip)
 {
-    if (!m_found)
-        m_found = !clip.animation().isEmpty();
+    if (clip.isAnimated()) {
+        m_found = true;
+        stopClips();
+    }
 }
 
 FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources)
@@ -208,7 +230,7 @@ FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources
 
 void FastTrackFilesPicker::pick(const Timeline::IClip &clip)
 {
-    if (clip.kind() != Timeline::ClipKind::Clip || !clip.file() || clip.resourceId().isEmpty())
+    if (clip.kind() != Timeline::ClipKind::Clip || !clip.hasResource() || !clip.file())
         return;
     if (m_resources.hasRedirectFrom(clip.resourceId()))
         m_paths.insert(clip.file()->path);
@@ -221,7 +243,7 @@ void IntrosCountPicker::pick(const Timeline::IClip &clip)
 
 void OverlayStickersPicker::pick(const Timeline::IClip &clip)
 {
-    if (clip.kind() == Timeline::ClipKind::Clip && !clip.contentId().isEmpty()
+    if (clip.kind() == Timeline::ClipKind::Clip && clip.hasContent()
         && clip.contentId() == QLatin1String(Timeline::specialEffectsContentId))
         ++m_count;
 }
@@ -235,14 +257,18 @@ void PipTransitionCountPicker::pick(const Transition::Object &transition)
 
 void SpeedCompensationPicker::pick(const Timeline::IClip &clip)
 {
-    if (!m_found)
-        m_found = clip.isSpeedCompensated();
+    if (clip.isSpeedCompensated()) {
+        m_found = true;
+        stopClips();
+    }
 }
 
 void StabilizePicker::pick(const Timeline::IClip &clip)
 {
-    if (!m_found)
-        m_found = clip.isStabilized();
+    if (clip.isStabilized()) {
+        m_found = true;
+        stopClips();
+    }
 }
 
 void TitlesCountPicker::pick(const Timeline::IClip &clip)
@@ -262,8 +288,11 @@ void TransitionsWithSoundCountPicker::pick(const Transition::Object &transition)
 
 void SpeedPicker::pick(const Timeline::IClip &clip)
 {
-    if (!m_found)
-        m_found = m_mode == SpeedUp ? clip.speed() > 1.0 : clip.speed() < 1.0;
+    const double speed = clip.speed();
+    if (m_mode == SpeedUp ? speed > 1.0 : speed < 1.0) {
+        m_found = true;
+        stopClips();
+    }
 }
 
 SamplesPicker::SamplesPicker(const Resource::SampleCatalogue &catalogue)
@@ -308,7 +337,7 @@ void OrbItemsPicker::note(const QString &resourceId)
 
 void OrbItemsPicker::pick(const Timeline::IClip &clip)
 {
-    if (!m_registry.empty())
+    if (clip.hasResource() && !m_registry.empty())
         note(clip.resourceId());
 }
 

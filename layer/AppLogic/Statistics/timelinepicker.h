@@ -45,9 +45,27 @@ namespace Statistics {
 
 class APPLOGIC_EXPORT ITimelinePicker {
 public:
+    // What a picker wants to be offered. A walk offers each clip to every picker, so a picker that
+    // ignores clips, or has seen all it needs of them, saves a call per clip by saying so.
+    enum Visits : unsigned { None = 0, Clips = 1, Transitions = 2, Both = Clips | Transitions };
+
+    explicit ITimelinePicker(unsigned visits = Both) noexcept
+        : m_visits(visits)
+    {
+    }
     virtual ~ITimelinePicker();
     virtual void pick(const Transition::Object &transition);
     virtual void pick(const Timeline::IClip &clip);
+
+    bool wantsClips() const noexcept { return m_visits & Clips; }
+    bool wantsTransitions() const noexcept { return m_visits & Transitions; }
+
+protected:
+    // For pickers whose answer cannot change any more: later clips are not offered.
+    void stopClips() noexcept { m_visits &= ~Clips; }
+
+private:
+    unsigned m_visits;
 };
 
 using Pickers = std::vector<std::shared_ptr<ITimelinePicker>>;
@@ -57,6 +75,10 @@ APPLOGIC_EXPORT void walkTimeline(const Timeline::ITimeline &timeline, const Pic
 
 class APPLOGIC_EXPORT ClipCountPicker final : public ITimelinePicker {
 public:
+    ClipCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -66,6 +88,10 @@ private:
 
 class APPLOGIC_EXPORT TransitionCountPicker final : public ITimelinePicker {
 public:
+    TransitionCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
     void pick(const Transition::Object &transition) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -77,6 +103,10 @@ private:
 // share its object, so the file counts once.
 class APPLOGIC_EXPORT FileCountPicker final : public ITimelinePicker {
 public:
+    FileCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::size_t videoCount() const noexcept { return m_video.size(); }
     std::size_t audioCount() const noexcept { return m_audio.size(); }
@@ -118,6 +148,10 @@ private:
 
 class APPLOGIC_EXPORT AnimationPicker final : public ITimelinePicker {
 public:
+    AnimationPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     bool found() const noexcept { return m_found; }
 
@@ -139,6 +173,10 @@ private:
 
 class APPLOGIC_EXPORT IntrosCountPicker final : public ITimelinePicker {
 public:
+    IntrosCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -149,6 +187,10 @@ private:
 // Picture clips showing generated special effects.
 class APPLOGIC_EXPORT OverlayStickersPicker final : public ITimelinePicker {
 public:
+    OverlayStickersPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -159,6 +201,10 @@ private:
 // Transitions on an overlay track (judged by the left clip, or the right one at a track's start).
 class APPLOGIC_EXPORT PipTransitionCountPicker final : public ITimelinePicker {
 public:
+    PipTransitionCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
     void pick(const Transition::Object &transition) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -168,6 +214,10 @@ private:
 
 class APPLOGIC_EXPORT SpeedCompensationPicker final : public ITimelinePicker {
 public:
+    SpeedCompensationPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     bool found() const noexcept { return m_found; }
 
@@ -177,6 +227,10 @@ private:
 
 class APPLOGIC_EXPORT StabilizePicker final : public ITimelinePicker {
 public:
+    StabilizePicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     bool found() const noexcept { return m_found; }
 
@@ -187,6 +241,10 @@ private:
 // Title clips by the subtype of their item; subtypes other than these four are not counted.
 class APPLOGIC_EXPORT TitlesCountPicker final : public ITimelinePicker {
 public:
+    TitlesCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t titles() const noexcept { return m_counts[0]; }
     std::uint64_t callouts() const noexcept { return m_counts[1]; }
@@ -199,6 +257,10 @@ private:
 
 class APPLOGIC_EXPORT TransitionsWithSoundCountPicker final : public ITimelinePicker {
 public:
+    TransitionsWithSoundCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
     void pick(const Transition::Object &transition) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -211,7 +273,8 @@ class APPLOGIC_EXPORT SpeedPicker final : public ITimelinePicker {
 public:
     enum Mode { SpeedUp, SlowMotion };
     explicit SpeedPicker(Mode mode)
-        : m_mode(mode)
+        : ITimelinePicker(Clips)
+        , m_mode(mode)
     {
     }
     void pick(const Timeline::IClip &clip) override;
