@@ -1,12 +1,17 @@
 // The timeline census behind the project events: clip, transition, file and effect counts of a
 // 100,000-clip timeline with 0-3 effects per clip, gathered by one walk feeding the four pickers.
+// The export click's census walks the same timeline once with all eighteen of its pickers.
 // Beside it: a bare loop that only touches the same clips (the floor), and four naive visitors
 // that each walk the timeline and count effects in a std::map keyed by a name built per effect,
 // the way one would write it first. The ratios are printed after the table.
 
+#include "Messages/collection.h"
+#include "Statistics/exportstatistics.h"
+#include "Statistics/motiontrackingstatistics.h"
 #include "Statistics/timelinepicker.h"
 
 #include "media/mediafile.h"
+#include "pubsub/subscriber.h"
 #include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
@@ -96,6 +101,14 @@ struct Fixture {
             for (int e = 0; e < effects; ++e)
                 clip->addEffect(makeEffect(static_cast<int>(random() % Effect::idCount),
                                            static_cast<int>(random())));
+            // Some of what the export census looks for: store content, speed changes,
+            // stabilised clips; the four-picker census does not read these.
+            if (i % 20 == 0)
+                clip->setResourceId(QStringLiteral("store-%1").arg(i % 1000));
+            if (i % 50 == 0)
+                clip->setSpeed(i % 100 == 0 ? 1.5 : 0.5, i % 200 == 0);
+            if (i % 97 == 0)
+                clip->setStabilized(true);
             timeline.placeClip(t, std::move(clip));
         }
         // A transition between every tenth pair of neighbours.
@@ -122,6 +135,37 @@ const Fixture &fixture()
 {
     static const Fixture f;
     return f;
+}
+
+// The export click's census: every picker of the export report, one walk, the parameter map
+// built, through the reporter the editor uses (its tracker has no sink, so nothing is stored).
+void BM_ExportCensus(benchmark::State &state)
+{
+    const Fixture &f = fixture();
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(
+        new Vantel::Tracking::GeneralVantelTracker("bench"));
+    Statistics::MotionTrackingStatistics motionTracking(tracker);
+    Statistics::ExportStatistics reporter(tracker, &motionTracking, false);
+    const auto pack = std::make_shared<Import::Object>();
+    pack->mimeType = Import::Object::MIME;
+    pack->kind = Import::Object::Media;
+    for (int i = 0; i < 1000; ++i) {
+        EditorCollection::Item item;
+        item.key = QStringLiteral("store-%1").arg(i);
+        item.name = QStringLiteral("Item %1").arg(i % 40);
+        item.kind = static_cast<EditorCollection::ItemKind>(i % EditorCollection::itemKindCount);
+        item.importObject = pack;
+        PubSub::publish(EditorCollection::RegisterItemNotification(item));
+    }
+    std::size_t keys = 0;
+    for (auto _ : state) {
+        const Statistics::Params params
+            = reporter.census(&f.timeline, Export::ExportRange(), false);
+        keys = params.size();
+        benchmark::DoNotOptimize(keys);
+    }
+    state.counters["clips"] = clipCount;
+    state.counters["keys"] = static_cast<double>(keys);
 }
 
 void BM_CensusOneWalk(benchmark::State &state)
@@ -261,6 +305,7 @@ void BM_FourNaiveVisitors(benchmark::State &state)
     }
 }
 
+BENCHMARK(BM_ExportCensus)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CensusOneWalk)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BareLoop)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_FourNaiveVisitors)->Unit(benchmark::kMillisecond);
@@ -290,6 +335,12 @@ public:
             std::printf("census / bare loop:           %.2f\n", census / bare);
         if (const double naive = medians["BM_FourNaiveVisitors"])
             std::printf("four naive visitors / census: %.2f\n", naive / census);
+        if (const double exportCensus = medians["BM_ExportCensus"]) {
+            std::printf("\nexport census one walk: %.2f ms\n", exportCensus);
+            if (const double bare = medians["BM_BareLoop"])
+                std::printf("export census / bare loop:    %.2f\n", exportCensus / bare);
+            std::printf("export census / census:       %.2f\n", exportCensus / census);
+        }
     }
 
 private:

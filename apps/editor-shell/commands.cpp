@@ -2,18 +2,23 @@
 
 namespace Shell {
 
+Command censusCommand();
+Command clipCommand();
+Command cutCommand();
 Command eventsCommand();
 Command importCommand();
 Command prefsCommand();
 Command projectCommand();
 Command statisticsCommand();
 Command statusCommand();
+Command transitionsCommand();
 
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        statusCommand(),  eventsCommand(), statisticsCommand(),
-        projectCommand(), importCommand(), prefsCommand(),
+        statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
+        importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
+        cutCommand(),    transitionsCommand(),
     };
     return all;
 }

@@ -17,6 +17,11 @@
 
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <iterator>
 
 #include <glog/logging.h>
 
@@ -62,11 +67,49 @@ QString clipKindName(Timeline::ClipKind kind)
     return QStringLiteral("?");
 }
 
+// An effect with its settings as the project file holds them: "Crop (left 0.1, top 0, ...)".
 QString effectText(const Effect::Object &effect)
 {
     const std::string_view id = Effect::idText(effect.id());
-    const QString text = QString::fromLatin1(id.data(), static_cast<int>(id.size()));
-    return effect.name() == text ? text : QStringLiteral("%1 \"%2\"").arg(text, effect.name());
+    const QString kind = QString::fromLatin1(id.data(), static_cast<int>(id.size()));
+    QString text
+        = effect.name() == kind ? kind : QStringLiteral("%1 \"%2\"").arg(kind, effect.name());
+    QStringList settings;
+    const QJsonObject object = Project::effectToJson(effect);
+    for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
+        if (it.key() == QLatin1String("type") || it.key() == QLatin1String("name")
+            || it.key() == QLatin1String("enabled"))
+            continue;
+        const QJsonValue v = it.value();
+        QString value;
+        if (v.isString())
+            value = v.toString();
+        else if (v.isDouble())
+            value = QString::number(v.toDouble());
+        else if (v.isBool())
+            value = QString::fromLatin1(v.toBool() ? "true" : "false");
+        else
+            value = QString::fromUtf8(
+                (v.isArray() ? QJsonDocument(v.toArray()) : QJsonDocument(v.toObject()))
+                    .toJson(QJsonDocument::Compact));
+        settings << it.key() + QLatin1Char(' ') + value;
+    }
+    if (!settings.isEmpty())
+        text += QStringLiteral(" (") + settings.join(QStringLiteral(", ")) + QLatin1Char(')');
+    if (!effect.isEnabled())
+        text += QStringLiteral(" [off]");
+    return text;
+}
+
+const char *blendingName(Timeline::BlendingMode mode)
+{
+    static const char *const names[] = {
+        "overlay",     "lighten",    "color",      "color dodge", "linear dodge",
+        "source over", "screen",     "difference", "multiply",    "darken",
+        "color burn",  "hard light", "soft light", "exclusion",
+    };
+    const auto index = static_cast<std::size_t>(mode);
+    return index < std::size(names) ? names[index] : "?";
 }
 
 QString clipText(const Timeline::IClip &clip)
@@ -90,6 +133,17 @@ QString clipText(const Timeline::IClip &clip)
                     .arg(clip.isSpeedCompensated() ? QStringLiteral(" (pitch kept)") : QString());
     if (clip.isStabilized())
         text += QStringLiteral("  stabilized");
+    if (clip.opacity() != Timeline::Clip::maxOpacity)
+        text += QStringLiteral("  opacity %1%").arg(clip.opacity());
+    if (clip.volume() != 100)
+        text += QStringLiteral("  volume %1%").arg(clip.volume());
+    if (!clip.fadeIn().isNull())
+        text += QStringLiteral("  fade in %1 s").arg(clip.fadeIn().toSecF());
+    if (!clip.fadeOut().isNull())
+        text += QStringLiteral("  fade out %1 s").arg(clip.fadeOut().toSecF());
+    if (clip.blendingMode() != Timeline::BlendingMode::SourceOver)
+        text += QStringLiteral("  blending %1")
+                    .arg(QLatin1String(blendingName(clip.blendingMode())));
     if (!clip.effects().empty()) {
         QStringList effects;
         for (const auto &effect : clip.effects())

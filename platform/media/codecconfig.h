@@ -4,6 +4,8 @@
 
 #include <QString>
 
+#include <cstdint>
+
 // The editor's codec identifiers: "CODEC_ID_" and the decoder library's codec name in upper case
 // ("CODEC_ID_H264", "CODEC_ID_HEVC", "CODEC_ID_AAC"). They are what the statistics report and what
 // a project file keeps, so they never depend on the library's numbering. Thread-safe.
@@ -18,5 +20,16 @@ inline constexpr const char *CODEC_ID_JPEG = "CODEC_ID_JPEG";
 // not know.
 MEDIA_EXPORT bool IsVideoCodec(const QString &codecId);
 MEDIA_EXPORT bool IsAudioCodec(const QString &codecId);
+
+// A channel layout the encoders know: its channel mask (the decoder library's AV_CH_* bits), the
+// library's own name for it ("mono", "stereo", "5.1(side)") and its channel count.
+struct MEDIA_EXPORT LayoutRecord {
+    std::uint64_t mask = 0;
+    QString name;
+    int channels = 0;
+
+    // The standard layout with exactly this mask; null for a mask no standard layout has.
+    static const LayoutRecord *Find(std::uint64_t mask);
+};
 
 } // namespace Media::CodecConfig

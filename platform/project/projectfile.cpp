@@ -485,6 +485,8 @@ QJsonObject writeEffect(const Effect::Object &effect, const QString &where)
                       QString::fromLatin1(idText.data(), static_cast<int>(idText.size())) } };
     if (!effect.uniqueId().isEmpty())
         o[QStringLiteral("uniqueId")] = effect.uniqueId();
+    if (!effect.isEnabled())
+        o[QStringLiteral("enabled")] = false;
     withKind(effect.id(), [&](auto tag) {
         using E = typename decltype(tag)::type;
         FieldWriter<E> writer(static_cast<const E &>(effect), o, where);
@@ -509,6 +511,7 @@ std::unique_ptr<Effect::Object> readEffect(const Node &n)
               return e;
           });
     effect->setUniqueId(n.text("uniqueId"));
+    effect->setEnabled(n.flag("enabled", true));
     return effect;
 }
 
@@ -632,6 +635,15 @@ readClip(const Node &n, Timeline::TrackType track, const Media_ &media)
     }
     clip->setResourceId(n.text("resourceId"));
     clip->setContentId(n.text("contentId"));
+    clip->setOpacity(static_cast<int>(n.integer("opacity", 100, 0, Timeline::Clip::maxOpacity)));
+    clip->setVolume(static_cast<int>(n.integer("volume", 100, 0, Timeline::Clip::maxVolume)));
+    // A fade longer than its clip cannot play; the clip's length is read above.
+    const std::int64_t length = clip->duration().toMSec();
+    clip->setFadeIn(MTime::fromMSec(n.integer("fadeInMs", 0, 0, length)));
+    clip->setFadeOut(MTime::fromMSec(n.integer("fadeOutMs", 0, 0, length)));
+    clip->setBlendingMode(static_cast<Timeline::BlendingMode>(
+        n.integer("blending", static_cast<int>(Timeline::BlendingMode::SourceOver), 0,
+                  Timeline::blendingModeCount - 1)));
     const QJsonArray effects = n.array("effects");
     for (int i = 0; i < effects.size(); ++i)
         clip->addEffect(readEffect(elementNode(effects, i, at(n.where(), "effects"))));
@@ -674,6 +686,16 @@ writeClip(const Timeline::IClip &clip, const MediaIndex &mediaIndex, const QStri
         o[QStringLiteral("resourceId")] = clip.resourceId();
     if (!clip.contentId().isEmpty())
         o[QStringLiteral("contentId")] = clip.contentId();
+    if (clip.opacity() != Timeline::Clip::maxOpacity)
+        o[QStringLiteral("opacity")] = clip.opacity();
+    if (clip.volume() != 100)
+        o[QStringLiteral("volume")] = clip.volume();
+    if (!clip.fadeIn().isNull())
+        o[QStringLiteral("fadeInMs")] = ms(clip.fadeIn());
+    if (!clip.fadeOut().isNull())
+        o[QStringLiteral("fadeOutMs")] = ms(clip.fadeOut());
+    if (clip.blendingMode() != Timeline::BlendingMode::SourceOver)
+        o[QStringLiteral("blending")] = static_cast<int>(clip.blendingMode());
     if (!clip.effects().empty()) {
         QJsonArray effects;
         const QString effectsAt = at(where, "effects");
@@ -1037,6 +1059,16 @@ void save(Object &project, const QString &path)
         throw FileError(e.what());
     }
     project.setPath(QFileInfo(path).absoluteFilePath());
+}
+
+QJsonObject effectToJson(const Effect::Object &effect)
+{
+    return writeEffect(effect);
+}
+
+std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object)
+{
+    return readEffect(Node(object, QString()));
 }
 
 } // namespace Project

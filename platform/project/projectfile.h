@@ -5,6 +5,7 @@
 #include "project/project.h"
 
 #include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 
 #include <memory>
@@ -29,6 +30,11 @@ PROJECT_EXPORT std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
 // The file's bytes. Media paths are written as the files hold them; see save() for portable
 // projects.
 PROJECT_EXPORT QByteArray writeProjectFile(const Object &project);
+
+// One effect as the file holds it, for the editing commands that change settings by name: the
+// object the file would write, and the effect such an object reads as (FileError when it is bad).
+PROJECT_EXPORT QJsonObject effectToJson(const Effect::Object &effect);
+PROJECT_EXPORT std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object);
 
 struct PROJECT_EXPORT OpenResult {
     std::unique_ptr<Object> project;

@@ -10,7 +10,7 @@ namespace Timeline {
 IClip::~IClip() = default;
 
 Clip::Clip(ClipKind kind, std::shared_ptr<Media::File> file)
-    : m_kind(kind)
+    : m_kind(static_cast<std::uint8_t>(kind))
     // Whether a clip shows a still picture is settled when it is made from its file: the editor
     // treats image clips differently from then on (their length is free, they have no sound).
     , m_image(file && file->isStillImage())
@@ -22,7 +22,7 @@ Clip::~Clip() = default;
 
 std::unique_ptr<Clip> Clip::copy() const
 {
-    auto clip = std::make_unique<Clip>(m_kind, m_file);
+    auto clip = std::make_unique<Clip>(kind(), m_file);
     clip->m_position = m_position;
     clip->m_duration = m_duration;
     clip->m_sourceIn = m_sourceIn;
@@ -35,6 +35,12 @@ std::unique_ptr<Clip> Clip::copy() const
     clip->m_title = m_title;
     clip->m_resourceId = m_resourceId;
     clip->m_contentId = m_contentId;
+    clip->m_marks = m_marks;
+    clip->m_opacity = m_opacity;
+    clip->m_volume = m_volume;
+    clip->m_fadeIn = m_fadeIn;
+    clip->m_fadeOut = m_fadeOut;
+    clip->m_blending = m_blending;
     return clip;
 }
 
@@ -80,19 +86,13 @@ void Clip::setSourceIn(MTime in)
     m_sourceIn = checkedTime(in, "start in its file");
 }
 
-void Clip::setAnimation(AnimationItem animation)
+void Clip::replaceEffect(std::size_t index, std::unique_ptr<Effect::Object> effect)
 {
-    for (MTime key : animation.keyframes)
-        checkedTime(key, "key frame");
-    m_animation = std::move(animation);
-}
-
-void Clip::setTitleItem(std::optional<TitleItem> title)
-{
-    if (title && (title->subtype < TitleItem::Title || title->subtype > TitleItem::Subtitle))
-        throw std::invalid_argument("a title's subtype must be from 1 to 4, not "
-                                    + std::to_string(title->subtype));
-    m_title = std::move(title);
+    if (!effect)
+        throw std::invalid_argument("a clip cannot carry a null effect");
+    if (index >= m_effects.size())
+        throw std::out_of_range("no effect at that index");
+    m_effects[index] = Effect::Handle(std::move(effect));
 }
 
 void Clip::setSpeed(double speed, bool compensated)
@@ -103,6 +103,75 @@ void Clip::setSpeed(double speed, bool compensated)
         throw std::invalid_argument("a clip's speed must be above 0 and at most 100");
     m_speed = speed;
     m_speedCompensated = compensated;
+}
+
+} // namespace Timeline
+
+namespace Timeline {
+
+void Clip::setAnimation(AnimationItem animation)
+{
+    for (MTime key : animation.keyframes)
+        checkedTime(key, "key frame");
+    m_animation = std::move(animation);
+    mark(Animated, !m_animation.isEmpty());
+}
+
+void Clip::setTitleItem(std::optional<TitleItem> title)
+{
+    if (title && (title->subtype < TitleItem::Title || title->subtype > TitleItem::Subtitle))
+        throw std::invalid_argument("a title's subtype must be from 1 to 4, not "
+                                    + std::to_string(title->subtype));
+    m_title = std::move(title);
+    mark(Titled, m_title.has_value());
+}
+
+void Clip::setResourceId(QString id)
+{
+    m_resourceId = std::move(id);
+    mark(FromResource, !m_resourceId.isEmpty());
+}
+
+void Clip::setContentId(QString id)
+{
+    m_contentId = std::move(id);
+    mark(Generated, !m_contentId.isEmpty());
+}
+
+void Clip::setOpacity(int percent)
+{
+    if (percent < 0 || percent > maxOpacity)
+        throw std::invalid_argument("opacity must be 0 to 100 percent");
+    m_opacity = percent;
+}
+
+void Clip::setVolume(int percent)
+{
+    if (percent < 0 || percent > maxVolume)
+        throw std::invalid_argument("volume must be 0 to 400 percent");
+    m_volume = percent;
+}
+
+void Clip::setFadeIn(MTime fade)
+{
+    if (fade < MTime() || fade > m_duration)
+        throw std::invalid_argument("a fade must be 0 to the clip's length");
+    m_fadeIn = fade;
+}
+
+void Clip::setFadeOut(MTime fade)
+{
+    if (fade < MTime() || fade > m_duration)
+        throw std::invalid_argument("a fade must be 0 to the clip's length");
+    m_fadeOut = fade;
+}
+
+void Clip::setBlendingMode(BlendingMode mode)
+{
+    const int value = static_cast<int>(mode);
+    if (value < 0 || value >= blendingModeCount)
+        throw std::invalid_argument("no such blending mode");
+    m_blending = mode;
 }
 
 } // namespace Timeline

@@ -41,6 +41,29 @@ using ClipId = std::uint64_t;
 // bound, so whatever a timeline holds can be saved and opened again.
 inline constexpr MTime maxTime = MTime::fromMSec(100'000'000'000);
 
+// How a clip's picture is laid over what lies beneath it. The numbers are stored in project files
+// and reported by the statistics.
+enum class BlendingMode : int {
+    Overlay = 0,
+    Lighten = 1,
+    Color = 2,
+    ColorDodge = 3,
+    LinearDodge = 4,
+    SourceOver = 5,
+    Screen = 6,
+    Difference = 7,
+    Multiply = 8,
+    Darken = 9,
+    ColorBurn = 10,
+    HardLight = 11,
+    SoftLight = 12,
+    Exclusion = 13,
+};
+inline constexpr int blendingModeCount = static_cast<int>(BlendingMode::Exclusion) + 1;
+
+// The content identifier of the generated special-effects clips (sparks, snow, light leaks).
+inline constexpr const char *specialEffectsContentId = "special-fx";
+
 // The text item of a title clip. The subtype numbers are the title designer's.
 struct TIMELINE_EXPORT TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
@@ -102,6 +125,21 @@ public:
     virtual const QString &resourceId() const noexcept = 0;
     // What the clip shows when it is generated content (for example the special-effects clips).
     virtual const QString &contentId() const noexcept = 0;
+
+    // What a census asks of every clip, answered from the clip's first cache lines so a walk over
+    // a long timeline does not fetch the rest of each clip: whether it moves (a non-empty
+    // animation), has a title item, came from a content-store resource, shows generated content.
+    virtual bool isAnimated() const noexcept = 0;
+    virtual bool hasTitle() const noexcept = 0;
+    virtual bool hasResource() const noexcept = 0;
+    virtual bool hasContent() const noexcept = 0;
+
+    // The properties panel's values: opacity and volume in percent, fades at either end.
+    virtual int opacity() const noexcept = 0;
+    virtual int volume() const noexcept = 0;
+    virtual MTime fadeIn() const noexcept = 0;
+    virtual MTime fadeOut() const noexcept = 0;
+    virtual BlendingMode blendingMode() const noexcept = 0;
 };
 
 // The one implementation. The setters are for the code that builds or edits the timeline (the
@@ -115,8 +153,8 @@ public:
     std::unique_ptr<Clip> copy() const;
 
     ClipId id() const noexcept override { return m_id; }
-    ClipType type() const noexcept override { return m_type; }
-    ClipKind kind() const noexcept override { return m_kind; }
+    ClipType type() const noexcept override { return static_cast<ClipType>(m_type); }
+    ClipKind kind() const noexcept override { return static_cast<ClipKind>(m_kind); }
     const std::shared_ptr<Media::File> &file() const noexcept override { return m_file; }
     bool isImageClip() const noexcept override { return m_image; }
     MTime position() const noexcept override { return m_position; }
@@ -130,6 +168,18 @@ public:
     const std::optional<TitleItem> &titleItem() const noexcept override { return m_title; }
     const QString &resourceId() const noexcept override { return m_resourceId; }
     const QString &contentId() const noexcept override { return m_contentId; }
+    bool isAnimated() const noexcept override { return m_marks & Animated; }
+    bool hasTitle() const noexcept override { return m_marks & Titled; }
+    bool hasResource() const noexcept override { return m_marks & FromResource; }
+    bool hasContent() const noexcept override { return m_marks & Generated; }
+    int opacity() const noexcept override { return m_opacity; }
+    int volume() const noexcept override { return m_volume; }
+    MTime fadeIn() const noexcept override { return m_fadeIn; }
+    MTime fadeOut() const noexcept override { return m_fadeOut; }
+    BlendingMode blendingMode() const noexcept override { return m_blending; }
+
+    static constexpr int maxOpacity = 100;
+    static constexpr int maxVolume = 400;
 
     static constexpr double maxSpeed = 100.0;
 
@@ -147,6 +197,9 @@ public:
             addEffect(std::unique_ptr<Effect::Object>(std::make_unique<E>(std::move(effect)))));
     }
     void removeEffect(std::size_t index);
+    // Puts `effect` in the place of the one at `index`; throws std::out_of_range, or
+    // std::invalid_argument for a null effect.
+    void replaceEffect(std::size_t index, std::unique_ptr<Effect::Object> effect);
 
     void setSpeed(double speed, bool compensated = false);
     void setStabilized(bool stabilized) { m_stabilized = stabilized; }
@@ -157,28 +210,53 @@ public:
     void setResourceId(QString id) { m_resourceId = std::move(id); }
     void setContentId(QString id) { m_contentId = std::move(id); }
 
+    void setAnimation(AnimationItem animation);
+    void setTitleItem(std::optional<TitleItem> title);
+    void setResourceId(QString id);
+    void setContentId(QString id);
+    // Each throws std::invalid_argument for a value out of its range (opacity 0..100, volume
+    // 0..400, fades 0 up to the clip's length, a mode of the enumeration).
+    void setOpacity(int percent);
+    void setVolume(int percent);
+    void setFadeIn(MTime fade);
+    void setFadeOut(MTime fade);
+    void setBlendingMode(BlendingMode mode);
+
 private:
     friend class Track;
     friend class Model;
 
-    // What a census reads of every clip comes first, so it shares the first cache lines.
-    ClipType m_type = ClipType::None;
-    ClipKind m_kind;
+    enum Mark : std::uint8_t { Animated = 1, Titled = 2, FromResource = 4, Generated = 8 };
+    void mark(Mark bit, bool on) { m_marks = on ? (m_marks | bit) : (m_marks & ~bit); }
+
+    // What a census reads of every clip comes first, within two cache lines (the walk fetches
+    // them ahead of use): kind, marks, file, effects, and the place the gap query reads. What
+    // only a clip with that mark, or only editing, reads comes after.
+    // Kinds and types are small numbers; a byte each keeps the speed in the second line.
+    std::uint8_t m_type = static_cast<std::uint8_t>(ClipType::None);
+    std::uint8_t m_kind;
     bool m_image;
-    std::shared_ptr<Media::File> m_file;
-    EffectList m_effects;
-    ClipId m_id = 0;
-    const Track *m_track = nullptr; // the track it is on, kept by the track
-    MTime m_position;
-    MTime m_duration;
-    MTime m_sourceIn;
-    double m_speed = 1.0;
     bool m_speedCompensated = false;
     bool m_stabilized = false;
-    AnimationItem m_animation;
-    std::optional<TitleItem> m_title;
+    std::uint8_t m_marks = 0;
+    std::shared_ptr<Media::File> m_file;
+    EffectList m_effects;
+    MTime m_position;
+    MTime m_duration;
+    double m_speed = 1.0;
+    // Only clips with the matching mark are asked for these.
     QString m_resourceId;
     QString m_contentId;
+    std::optional<TitleItem> m_title;
+    AnimationItem m_animation;
+    ClipId m_id = 0;
+    const Track *m_track = nullptr; // the track it is on, kept by the track
+    MTime m_sourceIn;
+    int m_opacity = maxOpacity;
+    int m_volume = 100;
+    BlendingMode m_blending = BlendingMode::SourceOver;
+    MTime m_fadeIn;
+    MTime m_fadeOut;
 };
 
 } // namespace Timeline

@@ -47,10 +47,14 @@ public:
     // The identity of the table or preset an effect was made from; empty for plain effects.
     const QString &uniqueId() const noexcept { return m_uniqueId; }
     void setUniqueId(QString id) { m_uniqueId = std::move(id); }
+    // A disabled effect stays on its clip with its settings but does not apply.
+    bool isEnabled() const noexcept { return m_enabled; }
+    void setEnabled(bool enabled) noexcept { m_enabled = enabled; }
 
     bool operator==(const Object &other) const
     {
-        return id() == other.id() && m_uniqueId == other.m_uniqueId && equalParameters(other);
+        return id() == other.id() && m_uniqueId == other.m_uniqueId && m_enabled == other.m_enabled
+            && equalParameters(other);
     }
     bool operator!=(const Object &other) const { return !(*this == other); }
 
@@ -64,6 +68,7 @@ protected:
 
 private:
     QString m_uniqueId;
+    bool m_enabled = true;
 };
 
 namespace Detail {

@@ -3,6 +3,8 @@
 #include "media/mediafile.h"
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <stdexcept>
 #include <string>
 
@@ -61,11 +63,16 @@ bool Model::hasGaps() const noexcept
     for (const auto &track : m_tracks) {
         if (track->type() != TrackType::Video)
             continue;
+        const auto &clips = track->clips();
         MTime covered;
-        for (const auto &clip : track->clips()) {
-            if (clip->position() > covered)
+        for (std::size_t i = 0, n = clips.size(); i < n; ++i) {
+            // A long timeline's clips are scattered in memory; fetching ahead keeps the walk
+            // from waiting on each one (bench/timelinecensus_bench.cpp).
+            if (i + 8 < n)
+                __builtin_prefetch(reinterpret_cast<const char *>(clips[i + 8].get()) + 64);
+            if (clips[i]->position() > covered)
                 return true;
-            covered = clip->end();
+            covered = clips[i]->end();
         }
     }
     return false;
@@ -271,6 +278,98 @@ int Model::trackOf(ClipId id) const noexcept
             return static_cast<int>(i);
     }
     return -1;
+}
+
+namespace {
+
+Clip &known(Model &model, ClipId id)
+{
+    Clip *clip = model.findClip(id);
+    if (!clip)
+        throw std::invalid_argument("no clip " + std::to_string(id) + " on the timeline");
+    return *clip;
+}
+
+} // namespace
+
+double Model::setClipSpeed(ClipId id, double speed, bool compensated)
+{
+    Clip &clip = known(*this, id);
+    const Track &track = *m_tracks[static_cast<std::size_t>(trackOf(id))];
+    double applied = std::clamp(std::isfinite(speed) ? speed : 1.0, minSpeed, maxSpeed);
+    // The source the clip plays stays the same, so its length scales with 1/speed.
+    const double sourceMs = static_cast<double>(clip.duration().toMSec()) * clip.speed();
+    MTime room = MTime::fromMSec(std::numeric_limits<std::int64_t>::max() / 4);
+    const auto &clips = track.clips();
+    const auto self = std::find_if(clips.begin(), clips.end(), [&](const std::unique_ptr<Clip> &c) {
+        return c.get() == &clip;
+    });
+    if (std::next(self) != clips.end())
+        room = (*std::next(self))->position() - clip.position();
+    const double slowest = sourceMs / static_cast<double>(room.toMSec());
+    if (applied < slowest)
+        applied = std::min(maxSpeed, slowest);
+    const auto length = std::max<std::int64_t>(1, std::llround(sourceMs / applied));
+    clip.m_duration = std::min(MTime::fromMSec(length), room);
+    clip.m_fadeIn = std::min(clip.m_fadeIn, clip.m_duration);
+    clip.m_fadeOut = std::min(clip.m_fadeOut, clip.m_duration);
+    clip.setSpeed(applied, compensated);
+    return applied;
+}
+
+void Model::setClipLength(ClipId id, MTime length)
+{
+    Clip &clip = known(*this, id);
+    if (length < MTime::fromMSec(1))
+        throw std::invalid_argument("a clip must last longer than zero");
+    const MTime shift = length - clip.duration();
+    Track &track = *m_tracks[static_cast<std::size_t>(trackOf(id))];
+    bool after = false;
+    for (const auto &c : track.m_clips) {
+        if (after)
+            c->m_position += shift;
+        after = after || c.get() == &clip;
+    }
+    clip.m_duration = length;
+    clip.m_fadeIn = std::min(clip.m_fadeIn, length);
+    clip.m_fadeOut = std::min(clip.m_fadeOut, length);
+}
+
+Clip &Model::splitClip(ClipId id, MTime at)
+{
+    Clip &clip = known(*this, id);
+    if (!(at > clip.position() && at < clip.end()))
+        throw std::invalid_argument("the cut must lie inside the clip");
+    const MTime left = at - clip.position();
+    auto right = clip.copy();
+    right->m_position = at;
+    right->m_duration = clip.duration() - left;
+    right->m_sourceIn = clip.sourceIn()
+        + MTime::fromMSec(std::llround(static_cast<double>(left.toMSec()) * clip.speed()));
+    // A fade belongs to the end of the clip it was set on.
+    right->m_fadeIn = MTime();
+    right->m_fadeOut = std::min(right->m_fadeOut, right->m_duration);
+    clip.m_fadeOut = MTime();
+    clip.m_duration = left;
+    clip.m_fadeIn = std::min(clip.m_fadeIn, left);
+    Track &track = *m_tracks[static_cast<std::size_t>(trackOf(id))];
+    Clip &placed = adopt(track, std::move(right));
+    for (const auto &transition : m_transitions) {
+        if (transition->m_left == &clip)
+            transition->m_left = &placed;
+    }
+    return placed;
+}
+
+Clip *Model::clipAt(int trackIndex, MTime at) noexcept
+{
+    if (trackIndex < 0 || trackIndex >= trackCount())
+        return nullptr;
+    for (const auto &clip : m_tracks[static_cast<std::size_t>(trackIndex)]->m_clips) {
+        if (clip->position() <= at && at < clip->end())
+            return clip.get();
+    }
+    return nullptr;
 }
 
 } // namespace Timeline

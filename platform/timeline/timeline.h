@@ -96,6 +96,26 @@ public:
     // The track a clip of this timeline is on; -1 when the id is unknown.
     int trackOf(ClipId id) const noexcept;
 
+    // The editing commands of the timeline panel. Each throws std::invalid_argument for an
+    // unknown clip.
+
+    // Plays the clip at `speed` (1 is normal), its length following so the same source plays.
+    // A speed the clip cannot take is brought back into range: from minSpeed to maxSpeed, and
+    // no slower than lets the clip end before the next clip of its track starts. Returns the
+    // speed applied.
+    static constexpr double minSpeed = 0.01;
+    static constexpr double maxSpeed = 100.0;
+    double setClipSpeed(ClipId id, double speed, bool compensated);
+    // Gives the clip a new length on the timeline (at least one millisecond); the clips after it
+    // on its track move by the difference, so nothing overlaps and no gap opens.
+    void setClipLength(ClipId id, MTime length);
+    // Cuts the clip in two at `at`, which must lie strictly inside it. The right part is a new
+    // clip with the same content whose source starts where the left part stops; transitions at
+    // the clip's end move to it. Returns the right part.
+    Clip &splitClip(ClipId id, MTime at);
+    // The clip of a track under `at` (start included, end excluded); null when there is none.
+    Clip *clipAt(int trackIndex, MTime at) noexcept;
+
 private:
     Track &checkedTrack(int index) const;
     Clip &adopt(Track &track, std::unique_ptr<Clip> clip);

@@ -34,7 +34,7 @@ Clip &Track::add(std::unique_ptr<Clip> clip)
     const auto at = std::upper_bound(
         m_clips.begin(), m_clips.end(), clip->position(),
         [](MTime t, const std::unique_ptr<Clip> &c) { return t < c->position(); });
-    clip->m_type = m_type;
+    clip->m_type = static_cast<std::uint8_t>(m_type);
     clip->m_track = this;
     return **m_clips.insert(at, std::move(clip));
 }
@@ -48,7 +48,7 @@ std::unique_ptr<Clip> Track::take(const IClip *clip)
         return nullptr;
     std::unique_ptr<Clip> taken = std::move(*it);
     m_clips.erase(it);
-    taken->m_type = ClipType::None;
+    taken->m_type = static_cast<std::uint8_t>(ClipType::None);
     taken->m_track = nullptr;
     return taken;
 }

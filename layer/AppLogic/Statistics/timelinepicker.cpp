@@ -2,10 +2,13 @@
 
 #include "media/mediafile.h"
 #include "project/project.h"
+#include "resource/resourcecontroller.h"
+#include "resource/samplecatalogue.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Statistics {
 
@@ -16,8 +19,17 @@ void ITimelinePicker::pick(const Timeline::IClip &) { }
 void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
 {
     // Clips live wherever they were allocated; asking for the first two cache lines of the one
-    // a few steps ahead lets its memory arrive while the pickers work on this one.
+    // a few steps ahead lets its memory arrive while the pickers work on this one. Two lines
+    // hold what a census reads of most clips (see Timeline::Clip).
     constexpr std::size_t ahead = 6;
+    std::vector<ITimelinePicker *> forClips;
+    std::vector<ITimelinePicker *> forTransitions;
+    for (const auto &picker : pickers) {
+        if (picker && picker->wantsClips())
+            forClips.push_back(picker.get());
+        if (picker && picker->wantsTransitions())
+            forTransitions.push_back(picker.get());
+    }
     for (int t = 0, tracks = timeline.trackCount(); t < tracks; ++t) {
         const Timeline::ITrack &track = timeline.track(t);
         for (std::size_t c = 0, clips = track.clipCount(); c < clips; ++c) {
@@ -29,13 +41,24 @@ void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
                 __builtin_prefetch(reinterpret_cast<const void *>(next + 64));
             }
             const Timeline::IClip &clip = track.clip(c);
-            for (const auto &picker : pickers)
-                picker->pick(clip);
+            for (ITimelinePicker *picker : forClips) {
+                if (picker->wantsClips())
+                    picker->pick(clip);
+            }
         }
     }
+    // Transitions are visited after every clip, so the clips they link have left the cache: the
+    // transition a few steps ahead is fetched, and its clips once it has arrived.
     for (std::size_t i = 0, n = timeline.transitionCount(); i < n; ++i) {
+        if (i + 2 * ahead < n)
+            __builtin_prefetch(&timeline.transition(i + 2 * ahead));
+        if (i + ahead < n) {
+            const Transition::Object &next = timeline.transition(i + ahead);
+            __builtin_prefetch(next.leftClip());
+            __builtin_prefetch(next.rightClip());
+        }
         const Transition::Object &transition = timeline.transition(i);
-        for (const auto &picker : pickers)
+        for (ITimelinePicker *picker : forTransitions)
             picker->pick(transition);
     }
 }
@@ -79,6 +102,9 @@ void EffectsPicker::pick(const Timeline::IClip &clip)
     m_total += effects.size();
     // The kind travels with the handle, so most effects are counted without touching them.
     for (const Effect::Handle &effect : effects) {
+        const int kind = static_cast<int>(effect.id());
+        if (kind >= 0 && kind < Effect::idCount)
+            ++m_uses[static_cast<std::size_t>(kind)];
         switch (effect.id()) {
         case Effect::Id::BackgroundRemove:
         case Effect::Id::Lut:
@@ -187,6 +213,140 @@ std::map<std::string, std::uint64_t> EffectsPicker::counts() const
         }
     }
     return counts;
+}
+
+void AnimationPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.isAnimated()) {
+        m_found = true;
+        stopClips();
+    }
+}
+
+FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources)
+    : m_resources(resources)
+{
+}
+
+void FastTrackFilesPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() != Timeline::ClipKind::Clip || !clip.hasResource() || !clip.file())
+        return;
+    if (m_resources.hasRedirectFrom(clip.resourceId()))
+        m_paths.insert(clip.file()->path);
+}
+
+void IntrosCountPicker::pick(const Timeline::IClip &clip)
+{
+    m_count += clip.kind() == Timeline::ClipKind::Intro;
+}
+
+void OverlayStickersPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() == Timeline::ClipKind::Clip && clip.hasContent()
+        && clip.contentId() == QLatin1String(Timeline::specialEffectsContentId))
+        ++m_count;
+}
+
+void PipTransitionCountPicker::pick(const Transition::Object &transition)
+{
+    const Timeline::IClip *clip
+        = transition.leftClip() ? transition.leftClip() : transition.rightClip();
+    m_count += clip && clip->type() == Timeline::TrackType::Overlay;
+}
+
+void SpeedCompensationPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.isSpeedCompensated()) {
+        m_found = true;
+        stopClips();
+    }
+}
+
+void StabilizePicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.isStabilized()) {
+        m_found = true;
+        stopClips();
+    }
+}
+
+void TitlesCountPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.kind() != Timeline::ClipKind::Title)
+        return;
+    const auto &title = clip.titleItem();
+    if (title && title->subtype >= Timeline::TitleItem::Title
+        && title->subtype <= Timeline::TitleItem::Subtitle)
+        ++m_counts[static_cast<std::size_t>(title->subtype - Timeline::TitleItem::Title)];
+}
+
+void TransitionsWithSoundCountPicker::pick(const Transition::Object &transition)
+{
+    m_count += transition.hasAudioResources();
+}
+
+void SpeedPicker::pick(const Timeline::IClip &clip)
+{
+    const double speed = clip.speed();
+    if (m_mode == SpeedUp ? speed > 1.0 : speed < 1.0) {
+        m_found = true;
+        stopClips();
+    }
+}
+
+SamplesPicker::SamplesPicker(const Resource::SampleCatalogue &catalogue)
+    : m_catalogue(catalogue)
+{
+}
+
+void SamplesPicker::pick(const Timeline::IClip &clip)
+{
+    const Media::File *file = clip.file().get();
+    if (!file || !m_seen.insert(file))
+        return;
+    const Resource::Sample *sample
+        = m_catalogue.find(Resource::SampleCatalogue::cleanPath(file->path));
+    if (!sample)
+        return;
+    static constexpr List lists[] = { Videos, Backgrounds, Sounds, Music, SpecialFx };
+    const auto kind = static_cast<std::size_t>(sample->kind);
+    if (kind < std::size(lists))
+        m_names[lists[kind]].insert(sample->name);
+}
+
+OrbItemsPicker::OrbItemsPicker(const StoreItemRegistry &registry)
+    : m_registry(registry)
+{
+}
+
+void OrbItemsPicker::note(const QString &resourceId)
+{
+    if (resourceId.isEmpty())
+        return;
+    const auto it = m_registry.find(resourceId);
+    if (it == m_registry.end())
+        return;
+    const EditorCollection::Item &item = it->second;
+    const auto kind = static_cast<std::size_t>(item.kind);
+    if (kind < m_names.size())
+        m_names[kind].insert(item.name);
+    if (!item.contentDescription.isEmpty())
+        m_descriptions.insert(item.contentDescription);
+}
+
+void OrbItemsPicker::pick(const Timeline::IClip &clip)
+{
+    if (clip.hasResource() && !m_registry.empty())
+        note(clip.resourceId());
+}
+
+void OrbItemsPicker::pick(const Transition::Object &transition)
+{
+    if (m_registry.empty())
+        return;
+    for (const Transition::Resource &resource : transition.resources())
+        note(resource.resourceId);
 }
 
 void appendTimelineParams(Params &params, const Project::Object *project)

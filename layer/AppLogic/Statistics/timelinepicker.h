@@ -13,8 +13,11 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
+
+#include "Messages/collection.h"
 
 #include "timeline/effect.h"
 
@@ -24,6 +27,10 @@ class File;
 namespace Project {
 class Object;
 }
+namespace Resource {
+class Controller;
+class SampleCatalogue;
+} // namespace Resource
 namespace Timeline {
 class IClip;
 class ITimeline;
@@ -38,9 +45,27 @@ namespace Statistics {
 
 class APPLOGIC_EXPORT ITimelinePicker {
 public:
+    // What a picker wants to be offered. A walk offers each clip to every picker, so a picker that
+    // ignores clips, or has seen all it needs of them, saves a call per clip by saying so.
+    enum Visits : unsigned { None = 0, Clips = 1, Transitions = 2, Both = Clips | Transitions };
+
+    explicit ITimelinePicker(unsigned visits = Both) noexcept
+        : m_visits(visits)
+    {
+    }
     virtual ~ITimelinePicker();
     virtual void pick(const Transition::Object &transition);
     virtual void pick(const Timeline::IClip &clip);
+
+    bool wantsClips() const noexcept { return m_visits & Clips; }
+    bool wantsTransitions() const noexcept { return m_visits & Transitions; }
+
+protected:
+    // For pickers whose answer cannot change any more: later clips are not offered.
+    void stopClips() noexcept { m_visits &= ~Clips; }
+
+private:
+    unsigned m_visits;
 };
 
 using Pickers = std::vector<std::shared_ptr<ITimelinePicker>>;
@@ -50,6 +75,10 @@ APPLOGIC_EXPORT void walkTimeline(const Timeline::ITimeline &timeline, const Pic
 
 class APPLOGIC_EXPORT ClipCountPicker final : public ITimelinePicker {
 public:
+    ClipCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -59,6 +88,10 @@ private:
 
 class APPLOGIC_EXPORT TransitionCountPicker final : public ITimelinePicker {
 public:
+    TransitionCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
     void pick(const Transition::Object &transition) override;
     std::uint64_t count() const noexcept { return m_count; }
 
@@ -70,6 +103,10 @@ private:
 // share its object, so the file counts once.
 class APPLOGIC_EXPORT FileCountPicker final : public ITimelinePicker {
 public:
+    FileCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
     void pick(const Timeline::IClip &clip) override;
     std::size_t videoCount() const noexcept { return m_video.size(); }
     std::size_t audioCount() const noexcept { return m_audio.size(); }
@@ -95,13 +132,197 @@ public:
     // that fetches objects ahead of use, so a long timeline does not wait on memory per effect.
     std::map<std::string, std::uint64_t> counts() const;
     std::uint64_t total() const noexcept { return m_total; }
+    // Uses of each kind of effect, by Effect::Id, whatever its table or preset.
+    const std::array<std::uint64_t, Effect::idCount> &usesByKind() const noexcept { return m_uses; }
 
 private:
     QSet<QString> m_loadedLuts;
     QHash<QString, bool> m_colorPresets;
     std::array<std::uint64_t, Effect::idCount> m_byId {};
+    std::array<std::uint64_t, Effect::idCount> m_uses {};
     std::vector<const Effect::Object *> m_lookInto; // background removals, tables, colour presets
     std::uint64_t m_total = 0;
+};
+
+// The pickers of the export census. Flags that, once set, cannot unset stop examining clips.
+
+class APPLOGIC_EXPORT AnimationPicker final : public ITimelinePicker {
+public:
+    AnimationPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    bool found() const noexcept { return m_found; }
+
+private:
+    bool m_found = false;
+};
+
+// Distinct files of the clips that play from a fast-track copy.
+class APPLOGIC_EXPORT FastTrackFilesPicker final : public ITimelinePicker {
+public:
+    explicit FastTrackFilesPicker(const Resource::Controller &resources);
+    void pick(const Timeline::IClip &clip) override;
+    std::size_t count() const noexcept { return m_paths.size(); }
+
+private:
+    const Resource::Controller &m_resources;
+    QSet<QString> m_paths;
+};
+
+class APPLOGIC_EXPORT IntrosCountPicker final : public ITimelinePicker {
+public:
+    IntrosCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    std::uint64_t count() const noexcept { return m_count; }
+
+private:
+    std::uint64_t m_count = 0;
+};
+
+// Picture clips showing generated special effects.
+class APPLOGIC_EXPORT OverlayStickersPicker final : public ITimelinePicker {
+public:
+    OverlayStickersPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    std::uint64_t count() const noexcept { return m_count; }
+
+private:
+    std::uint64_t m_count = 0;
+};
+
+// Transitions on an overlay track (judged by the left clip, or the right one at a track's start).
+class APPLOGIC_EXPORT PipTransitionCountPicker final : public ITimelinePicker {
+public:
+    PipTransitionCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
+    void pick(const Transition::Object &transition) override;
+    std::uint64_t count() const noexcept { return m_count; }
+
+private:
+    std::uint64_t m_count = 0;
+};
+
+class APPLOGIC_EXPORT SpeedCompensationPicker final : public ITimelinePicker {
+public:
+    SpeedCompensationPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    bool found() const noexcept { return m_found; }
+
+private:
+    bool m_found = false;
+};
+
+class APPLOGIC_EXPORT StabilizePicker final : public ITimelinePicker {
+public:
+    StabilizePicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    bool found() const noexcept { return m_found; }
+
+private:
+    bool m_found = false;
+};
+
+// Title clips by the subtype of their item; subtypes other than these four are not counted.
+class APPLOGIC_EXPORT TitlesCountPicker final : public ITimelinePicker {
+public:
+    TitlesCountPicker() noexcept
+        : ITimelinePicker(Clips)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    std::uint64_t titles() const noexcept { return m_counts[0]; }
+    std::uint64_t callouts() const noexcept { return m_counts[1]; }
+    std::uint64_t stickers() const noexcept { return m_counts[2]; }
+    std::uint64_t subtitles() const noexcept { return m_counts[3]; }
+
+private:
+    std::array<std::uint64_t, 4> m_counts {};
+};
+
+class APPLOGIC_EXPORT TransitionsWithSoundCountPicker final : public ITimelinePicker {
+public:
+    TransitionsWithSoundCountPicker() noexcept
+        : ITimelinePicker(Transitions)
+    {
+    }
+    void pick(const Transition::Object &transition) override;
+    std::uint64_t count() const noexcept { return m_count; }
+
+private:
+    std::uint64_t m_count = 0;
+};
+
+// Whether any clip plays faster (SpeedUp) or slower (SlowMotion) than normal; 1.0 is neither.
+class APPLOGIC_EXPORT SpeedPicker final : public ITimelinePicker {
+public:
+    enum Mode { SpeedUp, SlowMotion };
+    explicit SpeedPicker(Mode mode)
+        : ITimelinePicker(Clips)
+        , m_mode(mode)
+    {
+    }
+    void pick(const Timeline::IClip &clip) override;
+    bool found() const noexcept { return m_found; }
+
+private:
+    Mode m_mode;
+    bool m_found = false;
+};
+
+// Names of the sample and stock content the clips use, by kind, each name once and sorted.
+class APPLOGIC_EXPORT SamplesPicker final : public ITimelinePicker {
+public:
+    enum List { Videos, Backgrounds, Sounds, Music, SpecialFx, listCount };
+    explicit SamplesPicker(const Resource::SampleCatalogue &catalogue);
+    void pick(const Timeline::IClip &clip) override;
+    const std::set<QString> &names(List list) const { return m_names[list]; }
+
+private:
+    const Resource::SampleCatalogue &m_catalogue;
+    // Files already looked up: many clips share a file, and cleaning a path costs more than
+    // all the counting of a clip.
+    PointerSet m_seen;
+    std::array<std::set<QString>, listCount> m_names;
+};
+
+// The content-store items by key, as the collection registered them.
+using StoreItemRegistry = std::map<QString, EditorCollection::Item>;
+
+// Names of the store items that clips and transitions were made from, by kind, and their
+// content descriptions. The registry must not change during the walk.
+class APPLOGIC_EXPORT OrbItemsPicker final : public ITimelinePicker {
+public:
+    explicit OrbItemsPicker(const StoreItemRegistry &registry);
+    void pick(const Timeline::IClip &clip) override;
+    void pick(const Transition::Object &transition) override;
+    const std::set<QString> &names(EditorCollection::ItemKind kind) const
+    {
+        return m_names[static_cast<std::size_t>(kind)];
+    }
+    const std::set<QString> &descriptions() const { return m_descriptions; }
+
+private:
+    void note(const QString &resourceId);
+
+    const StoreItemRegistry &m_registry;
+    std::array<std::set<QString>, EditorCollection::itemKindCount> m_names;
+    std::set<QString> m_descriptions;
 };
 
 // The project block of "PROJECT_OPENED" and "PROJECT_SAVED": timeline length, clip, transition,

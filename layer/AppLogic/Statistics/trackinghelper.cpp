@@ -37,8 +37,18 @@ TrackingHelper::TrackingHelper(Controller *controller,
                                boost::intrusive_ptr<GeneralVantelTracker> tracker)
     : m_controller(controller)
     , m_tracker(std::move(tracker))
+    , m_motionTracking(m_tracker)
+    , m_ai(m_tracker)
+    , m_timeline(m_tracker)
+    , m_clipProperties(m_tracker)
+    , m_transition(m_tracker)
+    , m_overlay(m_tracker)
+    , m_player(m_tracker)
     , m_files(m_tracker)
     , m_fastTrack(m_tracker)
+    , m_speechToText(m_tracker)
+    , m_workspace(m_tracker)
+    , m_export(m_tracker, &m_motionTracking, true)
 {
     // Generic interactions come from the statistics publisher alone; every other notification
     // is taken from whoever publishes it.

@@ -1,11 +1,20 @@
 #pragma once
 
 #include "Messages/statistics.h"
+#include "Statistics/aistatistics.h"
+#include "Statistics/bladestatistics.h"
+#include "Statistics/clippropertiesstatistics.h"
 #include "Statistics/eventparams.h"
+#include "Statistics/exportstatistics.h"
 #include "Statistics/fasttrackstatistics.h"
 #include "Statistics/filesstatistics.h"
 #include "Statistics/istatistics.h"
+#include "Statistics/motiontrackingstatistics.h"
+#include "Statistics/playerstatistics.h"
+#include "Statistics/speechtotextstatistics.h"
 #include "Statistics/statisticsevents.h"
+#include "Statistics/transitionstatistics.h"
+#include "Statistics/workspacestatistics.h"
 
 #include "pubsub/subscriber.h"
 #include "tracking/generalvanteltracker.h"
@@ -56,17 +65,40 @@ public:
     // What eventsOf() made of a notification, sent in order.
     void sendEvents(const Events &events) const { Statistics::sendEvents(*m_tracker, events); }
 
+    MotionTrackingStatistics *motionTrackingStatistics() override { return &m_motionTracking; }
+    AiStatistics *aiStatistics() override { return &m_ai; }
+    ITimelineStatistics *timelineStatistics() override { return &m_timeline; }
+    IClipPropertiesStatistics *clipPropertiesStatistics() override { return &m_clipProperties; }
+    ITransitionStatistics *transitionStatistics() override { return &m_transition; }
+    IOverlayStatistics *overlayStatistics() override { return &m_overlay; }
+    IBladeStatistics *bladeStatistics() override { return &m_blade; }
+    IPlayerStatistics *playerStatistics() override { return &m_player; }
     IFilesStatistics *filesStatistics() override { return &m_files; }
     IFastTrackStatistics *fastTrackStatistics() override { return &m_fastTrack; }
+    ISpeechToTextStatistics *speechToTextStatistics() override { return &m_speechToText; }
+    IWorkspaceStatistics *workspaceStatistics() override { return &m_workspace; }
+    IExportStatistics *exportStatistics() override { return &m_export; }
 
 private:
     Controller *m_controller;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     bool m_started = false;
 
-    // The per-domain reporters, made in this order, each sharing the tracker.
+    // The per-domain reporters, made in this order, each sharing the tracker. The collection's
+    // reporter takes its place after the overlay's when the collection is built.
+    MotionTrackingStatistics m_motionTracking;
+    AiStatistics m_ai;
+    TimelineStatistics m_timeline;
+    ClipPropertiesStatistics m_clipProperties;
+    TransitionStatistics m_transition;
+    OverlayStatistics m_overlay;
+    BladeStatistics m_blade;
+    PlayerStatistics m_player;
     FilesStatistics m_files;
     FastTrackStatistics m_fastTrack;
+    SpeechToTextStatistics m_speechToText;
+    WorkspaceStatistics m_workspace;
+    ExportStatistics m_export;
 };
 
 } // namespace Statistics

@@ -1,5 +1,12 @@
+#include "Statistics/aistatistics.h"
+#include "Statistics/bladestatistics.h"
+#include "Statistics/clippropertiesstatistics.h"
+#include "Statistics/exportstatistics.h"
 #include "Statistics/filesstatistics.h"
+#include "Statistics/speechtotextstatistics.h"
+#include "Statistics/transitionstatistics.h"
 #include "Statistics/vocabularies.h"
+#include "Statistics/workspacestatistics.h"
 
 #include "timeline/videoeffects.h"
 
@@ -146,6 +153,69 @@ const Vocabulary vocabularies[] = {
       of<UnsupportedCodecInfoDialogAction, unsupportedCodecInfoDialogActionText>,
       { "SKIPPED", "CLOSED" },
       "INVALID_ACTION" },
+    { "export_quality",
+      of<Export::Quality, exportQualityText>,
+      { "draft", "good", "high", "custom" },
+      "" },
+    { "bitrate_mode",
+      of<Export::BitrateMode, bitrateModeText>,
+      { "", "CBR_AUTO", "CBR", "VBR" },
+      "" },
+    { "encoding_speed",
+      of<Export::EncodingSpeed, encodingSpeedText>,
+      { "ultrafast", "superfast", "veryfast", "faster", "fast", "medium", "slow", "slower",
+        "veryslow" },
+      "UNKNOWN" },
+    { "encoding_tune",
+      of<Export::EncodingTune, encodingTuneText>,
+      { "film", "animation", "grain", "stillimage", "psnr", "ssim", "fastdecode", "zerolatency" },
+      "UNKNOWN" },
+    { "speech_to_text_result",
+      speechToTextResultText,
+      { "Invalid", "ERROR", "SUCCESS", "Invalid", "Invalid", "CANCELLED" },
+      "Invalid" },
+    { "speech_to_text_error",
+      speechToTextErrorText,
+      { "NO_ERROR", "CORRUPT_FILE", "NO_SPEECH_RECOGNIZED", "MODEL_INIT_ERROR" },
+      "Invalid" },
+    { "ai_download_reason",
+      of<AiModelDownloadReason, aiModelDownloadReasonText>,
+      { "first", "retry", "update" },
+      "unknown" },
+    { "blade_alert_closed",
+      of<BladeAlertClosedMethod, bladeAlertClosedMethodText>,
+      { "ENABLE", "CLOSE" },
+      "" },
+    { "blade_mode", of<BladeMode, bladeModeText>, { "NORMAL", "WIDE" }, "" },
+    { "blade_selected",
+      of<BladeSelectedMethod, bladeSelectedMethodText>,
+      { "HOTKEY", "EDIT_PANEL" },
+      "UNKNOWN" },
+    { "cursor_selected",
+      of<CursorSelectedMethod, cursorSelectedMethodText>,
+      { "HOTKEY_A", "HOTKEY_ESC", "EDIT_PANEL" },
+      "UNKNOWN" },
+    { "screen_of_page",
+      of<Navigation::Page, pageScreenText>,
+      { "PAGE_IMPORTS", "PAGE_EFFECTS", "PAGE_TRANSITIONS", "PAGE_TITLES", "PAGE_STICKERS",
+        "PAGE_AUDIOS", "PAGE_EFFECTS_STORE", "PAGE_TOOLS", "CLIP_SETTINGS", "CLIP_ADJUSTMENTS",
+        "PAGE_VOICE_OVER", "OVERLAY_SETTINGS", "PAGE_ORB_EXTENSIONS", "TRANSITIONS_SETTINGS",
+        "TRANSITION_SETTINGS", "MOTION_TRACKING_SETTINGS" },
+      "UNKNOWN" },
+    { "screen_of_overlay_editor",
+      of<Overlay::PresetType, overlayEditorScreenText>,
+      { "INVALID_CLIP_SELECTION", "TITLE_SETTINGS", "SHAPE_SETTINGS", "STICKER_SETTINGS",
+        "STT_SUBTITLE_SETTINGS" },
+      "UNKNOWN" },
+    { "wizard_event",
+      of<WizardType, wizardEvent>,
+      { "TRANSITION_WIZARD_APPLIED", "CLIP_DURATION_WIZARD_APPLIED", "PANZOOM_WIZARD_APPLIED" },
+      nullptr },
+    { "blending_mode",
+      of<BlendingMode, blendingModeText>,
+      { "OVERLAY", "LIGHTEN", "COLOR", "COLOR_DODGE", "LINEAR_DODGE", "SOURCE_OVER", "SCREEN",
+        "DIFFERENCE", "MULTIPLY", "DARKEN", "COLOR_BURN", "HARD_LIGHT", "SOFT_LIGHT", "EXCLUSION" },
+      "UNKNOWN" },
 };
 
 INSTANTIATE_TEST_SUITE_P(Statistics,

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "shellcontext.h"
+
+#include <QJsonObject>
+#include <QString>
+
+#include <set>
+#include <vector>
+
+namespace Timeline {
+class Clip;
+class Model;
+} // namespace Timeline
+
+// What the editing commands share: opening the project they change, the clips they act on, and
+// printing their result for people or, with --json, as one JSON object.
+namespace Shell {
+
+extern const QCommandLineOption jsonOutputOption;
+extern const QCommandLineOption clipsOption;
+
+// The clips named by a "N,M,..." list, in the list's order, each once. Empty, with a message on
+// the error stream, when the list is bad or names a clip the timeline does not have.
+std::vector<Timeline::Clip *>
+selectedClips(Context &context, Timeline::Model &timeline, const QString &list);
+
+// Opens the project named by the first argument without showing it (the open is reported as
+// always); with --json the progress lines go to the error stream so the output stays one object.
+bool openForEditing(Context &context);
+
+// Saves the project back to the file it came from, quietly with --json.
+bool saveForEditing(Context &context);
+
+// The result: one JSON object on a line with --json, else the lines of `text`.
+void printResult(Context &context, const QJsonObject &json, const QString &text);
+
+// A number of seconds from an option; false, with a message, when it is not a number from 0 to
+// a day.
+bool secondsOption(Context &context, const QCommandLineOption &option, double *seconds);
+
+} // namespace Shell

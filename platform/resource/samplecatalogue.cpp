@@ -1,0 +1,113 @@
+#include "resource/samplecatalogue.h"
+
+#include "util/fs.h"
+#include "util/settingspaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace Resource {
+
+namespace {
+
+constexpr qint64 maxCatalogueSize = 1 << 20;
+
+const std::pair<const char *, SampleKind> kinds[] = {
+    { "video", SampleKind::Video },         { "background", SampleKind::Background },
+    { "sound", SampleKind::Sound },         { "music", SampleKind::Music },
+    { "specialFx", SampleKind::SpecialFx },
+};
+
+} // namespace
+
+QString SampleCatalogue::cleanPath(const QString &path)
+{
+    return QDir::cleanPath(QDir::isAbsolutePath(path) ? path
+                                                      : QDir::current().absoluteFilePath(path));
+}
+
+void SampleCatalogue::add(const QString &path, Sample sample)
+{
+    m_samples.insert(cleanPath(path), std::move(sample));
+}
+
+const Sample *SampleCatalogue::find(const QString &cleanedPath) const
+{
+    const auto it = m_samples.constFind(cleanedPath);
+    return it == m_samples.constEnd() ? nullptr : &*it;
+}
+
+SampleCatalogue
+SampleCatalogue::parse(const QByteArray &json, const QString &root, QStringList *warnings)
+{
+    SampleCatalogue catalogue;
+    auto warn = [&](const QString &text) {
+        if (warnings)
+            *warnings << text;
+    };
+    QJsonParseError error;
+    const QJsonDocument doc = QJsonDocument::fromJson(json, &error);
+    const QJsonValue samples = doc.object().value(QLatin1String("samples"));
+    if (error.error != QJsonParseError::NoError || !samples.isArray()) {
+        warn(QStringLiteral("not a sample catalogue"));
+        return catalogue;
+    }
+    const QJsonArray array = samples.toArray();
+    for (int i = 0; i < array.size(); ++i) {
+        const QString where = QStringLiteral("samples[%1]: ").arg(i);
+        const QJsonObject o = array.at(i).toObject();
+        const QString file = o.value(QLatin1String("file")).toString();
+        const QString name = o.value(QLatin1String("name")).toString();
+        const QString kindText = o.value(QLatin1String("kind")).toString();
+        if (file.isEmpty() || name.isEmpty()) {
+            warn(where + QStringLiteral("needs a file and a name"));
+            continue;
+        }
+        // A catalogue names files beside it; a name that climbs out is not a sample of ours.
+        if (QDir::isAbsolutePath(file) || !FS::isInside(root, file)) {
+            warn(where + QStringLiteral("\"%1\" is outside the samples folder").arg(file));
+            continue;
+        }
+        const auto kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const auto &k) {
+            return kindText == QLatin1String(k.first);
+        });
+        if (kind == std::end(kinds)) {
+            warn(where + QStringLiteral("\"%1\" is not a kind of sample").arg(kindText));
+            continue;
+        }
+        catalogue.add(QDir(root).filePath(file), { name, kind->second });
+    }
+    return catalogue;
+}
+
+const SampleCatalogue &SampleCatalogue::bundled()
+{
+    static const SampleCatalogue catalogue = [] {
+        // Beside the samples folder, not in it: an import of the folder takes media files only.
+        const QDir resources(Settings::bundledResourcesPath());
+        const QString root = resources.filePath(QStringLiteral("samples"));
+        const QString path = resources.filePath(QStringLiteral("sample-catalogue.json"));
+        QFile file(path);
+        if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+            LOG(WARNING) << "Sample catalogue " << path.toStdString() << " cannot be read";
+            return SampleCatalogue();
+        }
+        QStringList warnings;
+        SampleCatalogue read = parse(file.read(maxCatalogueSize), root, &warnings);
+        for (const QString &w : warnings)
+            LOG(WARNING) << "Sample catalogue " << path.toStdString() << ": " << w.toStdString();
+        return read;
+    }();
+    return catalogue;
+}
+
+} // namespace Resource

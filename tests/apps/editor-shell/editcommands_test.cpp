@@ -1,0 +1,114 @@
+// The editing commands on a saved project: each change saved, each report sent as the panels send
+// it, a bad request refused with nothing changed.
+
+#include "shellrun.h"
+
+#include <QJsonArray>
+#include <QTemporaryDir>
+
+namespace {
+
+using TestSupport::eventNames;
+
+// Three one-second clips back to back on a video track; the first carries a crop.
+const char projectJson[] = R"({"format": "editor-project", "version": 1, "id": 7,
+  "media": [{"path": "/nowhere/a.mp4", "durationMs": 9000, "video": [{"codec": "h264"}]}],
+  "tracks": [{"type": "video", "clips": [
+    {"kind": "clip", "media": 0, "positionMs": 0, "durationMs": 1000,
+     "effects": [{"type": "Crop", "left": 0.1}]},
+    {"kind": "clip", "media": 0, "positionMs": 1000, "durationMs": 1000},
+    {"kind": "clip", "media": 0, "positionMs": 2000, "durationMs": 1000}]}]})";
+
+class EditCommands : public ::testing::Test {
+protected:
+    EditCommands()
+    {
+        QFile file(project);
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(projectJson);
+    }
+
+    // Runs a command on the project; the events it sent, apart from the launch's and the open's.
+    QList<QJsonObject> edit(QStringList arguments, int expectedExit = 0)
+    {
+        const QString events = data.filePath(QStringLiteral("run.jsonl"));
+        arguments.insert(1, project);
+        last = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
+                                     QStringList { QStringLiteral("--events-out"), events }
+                                         + arguments);
+        EXPECT_EQ(last.exitCode, expectedExit) << qPrintable(last.err);
+        QList<QJsonObject> sent;
+        for (const QJsonObject &e : TestSupport::jsonLinesOf(events)) {
+            const QString name = e.value(QStringLiteral("event")).toString();
+            if (!name.startsWith(QLatin1String("APP_"))
+                && !name.startsWith(QLatin1String("PROJECT_")))
+                sent << e;
+        }
+        return sent;
+    }
+
+    QString shown()
+    {
+        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
+                                     { QStringLiteral("project"), QStringLiteral("open"), project })
+            .out;
+    }
+
+    static QString param(const QJsonObject &event, const char *key)
+    {
+        return event.value(QStringLiteral("params"))
+            .toObject()
+            .value(QLatin1String(key))
+            .toString();
+    }
+
+    QTemporaryDir data;
+    QString project = data.filePath(QStringLiteral("p.edproj"));
+    TestSupport::ShellRun last;
+};
+
+TEST_F(EditCommands, clip_properties_are_saved_and_a_speed_without_room_springs_back)
+{
+    // A bad setting is refused before anything changes.
+    EXPECT_TRUE(edit({ "clip", "--clips", "1", "--opacity", "50", "--effect", "Crop", "--set",
+                       "left=wide" },
+                     2)
+                    .isEmpty());
+    const auto sent = edit({ "clip", "--clips", "1,2", "--opacity", "50", "--speed", "50",
+                             "--fade-out", "9", "--effect", "Crop", "--set", "left=0.25" });
+    EXPECT_EQ(eventNames(sent),
+              (QStringList { "OPACITY_CHANGED", "SPEED_CHANGED", "SPEED_CHANGE_REBOUND",
+                             "FADEOUT_CHANGED", "EFFECT_SETTINGS_APPLIED" }));
+    EXPECT_EQ(param(sent.at(2), "SPEED_ACTUAL"), QStringLiteral("100"));
+    EXPECT_EQ(param(sent.at(4), "PARAMETERS"), QStringLiteral("left=0.25"));
+    EXPECT_EQ(param(sent.at(4), "CLIPS_IN_SELECTION"), QStringLiteral("1"));
+    const QString text = shown();
+    EXPECT_TRUE(text.contains(QStringLiteral("opacity 50%  fade out 1 s  effects: Crop (")));
+    EXPECT_TRUE(text.contains(QStringLiteral("left 0.25")));
+}
+
+TEST_F(EditCommands, cut_wizards_and_census_change_and_count_the_same_timeline)
+{
+    EXPECT_EQ(eventNames(edit({ "cut", "--at", "0.5", "--json" })),
+              QStringList { "BLADE_APPLIED" });
+    EXPECT_EQ(QJsonDocument::fromJson(last.out.toUtf8()).object().value("cuts").toArray().size(),
+              1);
+    EXPECT_TRUE(edit({ "cut", "--at", "1", "--wide" }, 1).isEmpty()); // already a cut there
+
+    const auto wizard = edit({ "transitions", "--all", "--name", "Wipe", "--duration", "0.75" });
+    ASSERT_EQ(wizard.size(), 1);
+    EXPECT_EQ(param(wizard.at(0), "DURATION"), QStringLiteral("00:00.750"));
+    EXPECT_EQ(param(wizard.at(0), "TRANSITION_NAME"), QStringLiteral("Wipe"));
+    EXPECT_EQ(eventNames(edit({ "transitions", "--clips", "1", "--clip-duration", "2" })),
+              QStringList { "CLIP_DURATION_WIZARD_APPLIED" });
+
+    edit({ "census", "--partial", "1", "3", "--json" });
+    const QJsonObject census
+        = QJsonDocument::fromJson(last.out.toUtf8()).object().value("params").toObject();
+    EXPECT_EQ(census.value("VIDEOFILES_COUNT").toString(), QStringLiteral("1"));
+    EXPECT_EQ(census.value("TRANSITIONS_COUNT").toString(), QStringLiteral("3"));
+    EXPECT_EQ(census.value("PROJECT_DURATION").toString(), QStringLiteral("4"));
+    EXPECT_EQ(census.value("EXPORT_PART_DURATION").toString(), QStringLiteral("2.0"));
+}
+
+} // namespace
