@@ -2,8 +2,10 @@
 
 namespace Shell {
 
+Command configCommand();
 Command eventsCommand();
 Command importCommand();
+Command linksCommand();
 Command prefsCommand();
 Command projectCommand();
 Command statisticsCommand();
@@ -12,8 +14,8 @@ Command statusCommand();
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        statusCommand(),  eventsCommand(), statisticsCommand(),
-        projectCommand(), importCommand(), prefsCommand(),
+        statusCommand(), eventsCommand(), statisticsCommand(), projectCommand(),
+        importCommand(), prefsCommand(),  configCommand(),     linksCommand(),
     };
     return all;
 }
