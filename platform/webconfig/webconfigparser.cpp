@@ -351,11 +351,37 @@ std::string formatValue(const ConfigValue &value)
     const std::string &text = std::get<std::string>(value);
     std::string quoted = "\"";
     for (const char c : text) {
-        if (c == '"' || c == '\\')
+        if (c == '"' || c == '\\') {
             quoted.push_back('\\');
-        quoted.push_back(c);
+            quoted.push_back(c);
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            static const char hex[] = "0123456789abcdef";
+            quoted += "\\u00";
+            quoted.push_back(hex[(c >> 4) & 0xF]);
+            quoted.push_back(hex[c & 0xF]);
+        } else {
+            quoted.push_back(c);
+        }
     }
     return quoted + "\"";
+}
+
+QByteArray serializeWebConfig(const Config &config)
+{
+    std::string text = "{";
+    for (const auto &[name, section] : config) {
+        if (text.size() > 1)
+            text += ", ";
+        text += formatValue(name) + ": {";
+        bool first = true;
+        for (const auto &[key, value] : section) {
+            text += (first ? "" : ", ") + formatValue(key) + ": " + formatValue(value);
+            first = false;
+        }
+        text += "}";
+    }
+    text += "}";
+    return QByteArray::fromStdString(text);
 }
 
 } // namespace Vantel::App::WebConfig

@@ -35,5 +35,7 @@ WEBCONFIG_EXPORT ParseResult parseWebConfig(const QByteArray &bytes);
 
 // The value as the configuration would spell it (true, 12, "text").
 WEBCONFIG_EXPORT std::string formatValue(const ConfigValue &value);
+// The whole configuration in the format parseWebConfig reads back to the same sections.
+WEBCONFIG_EXPORT QByteArray serializeWebConfig(const Config &config);
 
 } // namespace Vantel::App::WebConfig
