@@ -1,6 +1,10 @@
 #include "loopbackhttpserver.h"
 
 #include <QCryptographicHash>
+#include <QFile>
+#include <QSslConfiguration>
+#include <QSslKey>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 
@@ -132,6 +136,8 @@ void respond(QTcpSocket *socket,
     }
     if (kind == "loop")
         return finish(302, {}, { { "Location", "/loop" } });
+    if (kind == "goto")
+        return finish(302, {}, { { "Location", QByteArray::fromPercentEncoding(parts.value(1)) } });
     if (kind == "redirect")
         return finish(302, {}, { { "Location", "/file/" + parts.value(1) } });
     if (kind == "big") {
@@ -143,15 +149,47 @@ void respond(QTcpSocket *socket,
     finish(404, "unknown path");
 }
 
+QByteArray testData(const char *name)
+{
+    QFile file(QStringLiteral(EDITOR_TEST_SUPPORT_DATA "/") + QLatin1String(name));
+    if (!file.open(QIODevice::ReadOnly))
+        throw std::runtime_error(std::string("cannot read the test file ") + name);
+    return file.readAll();
+}
+
+class TlsServer : public QTcpServer {
+protected:
+    void incomingConnection(qintptr handle) override
+    {
+        auto *socket = new QSslSocket(this);
+        if (!socket->setSocketDescriptor(handle)) {
+            delete socket;
+            return;
+        }
+        socket->setLocalCertificate(QSslCertificate(testData("loopback-cert.pem")));
+        socket->setPrivateKey(QSslKey(testData("loopback-key.pem"), QSsl::Rsa));
+        socket->startServerEncryption();
+        addPendingConnection(socket);
+    }
+};
+
 } // namespace
 
-LoopbackHttpServer::LoopbackHttpServer()
+void LoopbackHttpServer::trustTestCertificate()
+{
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.addCaCertificate(QSslCertificate(testData("loopback-cert.pem")));
+    QSslConfiguration::setDefaultConfiguration(configuration);
+}
+
+LoopbackHttpServer::LoopbackHttpServer(Scheme scheme)
     : m_state(std::make_shared<State>())
+    , m_scheme(scheme)
 {
     m_thread.start();
     // The server and its sockets live in the thread, so a client blocked in the test's own loop
     // never holds up the server (and the other way round).
-    m_server = new QTcpServer;
+    m_server = scheme == Scheme::Tls ? new TlsServer : new QTcpServer;
     m_server->moveToThread(&m_thread);
     bool listening = false;
     QMetaObject::invokeMethod(
@@ -206,7 +244,10 @@ LoopbackHttpServer::~LoopbackHttpServer()
 
 QUrl LoopbackHttpServer::url(const QString &path) const
 {
-    return QUrl(QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(path));
+    return QUrl(QStringLiteral("%1://127.0.0.1:%2%3")
+                    .arg(m_scheme == Scheme::Tls ? QStringLiteral("https") : QStringLiteral("http"))
+                    .arg(m_port)
+                    .arg(path));
 }
 
 void LoopbackHttpServer::setBody(const QString &name, const QByteArray &body)

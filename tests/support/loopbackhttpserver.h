@@ -24,10 +24,15 @@ namespace TestSupport {
 //   /loop              a redirect to itself
 //   /redirect/NAME     a redirect to /file/NAME
 //   /big/BYTES         BYTES of a repeating pattern, written as the socket drains
-// Every response closes its connection. Stopped and joined on destruction.
+//   /goto/URL          a redirect to the percent-encoded absolute URL
+// Every response closes its connection. Stopped and joined on destruction. With Tls it speaks
+// https with a self-signed certificate for 127.0.0.1 (tests/support/data), which
+// trustTestCertificate() adds to the process's default TLS configuration.
 class LoopbackHttpServer {
 public:
-    LoopbackHttpServer();
+    enum class Scheme { Http, Tls };
+    explicit LoopbackHttpServer(Scheme scheme = Scheme::Http);
+    static void trustTestCertificate();
     ~LoopbackHttpServer();
     LoopbackHttpServer(const LoopbackHttpServer &) = delete;
     LoopbackHttpServer &operator=(const LoopbackHttpServer &) = delete;
@@ -50,6 +55,7 @@ private:
     QThread m_thread;
     QTcpServer *m_server = nullptr;
     quint16 m_port = 0;
+    Scheme m_scheme;
 };
 
 } // namespace TestSupport

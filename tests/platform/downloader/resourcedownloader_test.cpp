@@ -154,6 +154,25 @@ TEST_F(DownloadTest, unchanged_resource_costs_a_304_and_keeps_the_file)
     EXPECT_EQ(readAll(destination), freshContent);
 }
 
+TEST_F(DownloadTest, https_is_followed_within_https_and_never_down_to_http)
+{
+    TestSupport::LoopbackHttpServer::trustTestCertificate();
+    TestSupport::LoopbackHttpServer tls(TestSupport::LoopbackHttpServer::Scheme::Tls);
+    tls.setBody(QStringLiteral("list"), freshContent);
+    const QByteArray toHttp
+        = server.url(QStringLiteral("/file/list")).toEncoded().toPercentEncoding();
+    const DownloadReport refused
+        = run(params(tls.url(QStringLiteral("/goto/") + QString::fromLatin1(toHttp))));
+    EXPECT_EQ(refused.code, Failed);
+    EXPECT_TRUE(refused.error.contains(QLatin1String("refused the redirect from https")))
+        << refused.error.toStdString();
+    EXPECT_EQ(readAll(destination), oldContent);
+    EXPECT_EQ(server.requests(QStringLiteral("/file/list")), 0);
+
+    EXPECT_EQ(run(params(tls.url(QStringLiteral("/redirect/list")))).code, Success);
+    EXPECT_EQ(readAll(destination), freshContent);
+}
+
 TEST_F(DownloadTest, local_files_are_copied_and_revalidated)
 {
     const QString source = folder.filePath(QStringLiteral("source.json"));
