@@ -10,10 +10,9 @@
 #include "util/profiler.h"
 #include "util/settingspaths.h"
 #include "webconfig/webconfigfactory.h"
+#include "webconfig/webconfigparser.h"
 
 #include <glog/logging.h>
-
-#include <limits>
 
 namespace EditorWebConfig {
 
@@ -27,8 +26,9 @@ QByteArray defaultConfigReader()
 {
     const QString path = Settings::defaultWebConfigPath();
     QString error;
+    // Bounded like every configuration: anything larger would be refused by the reader anyway.
     const auto bytes
-        = Downloader::readRegularFile(path, std::numeric_limits<int>::max() - 1, &error);
+        = Downloader::readRegularFile(path, Vantel::App::WebConfig::maxConfigBytes, &error);
     if (!bytes && !error.isEmpty())
         LOG(WARNING) << "Cannot read the default web configuration: " << error.toStdString();
     return bytes.value_or(QByteArray());
