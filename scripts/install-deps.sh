@@ -20,6 +20,8 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # audio capture backend
   libasound2-dev
+  # the download benchmark's alternative (the tool a user would reach for)
+  curl
 )
 
 missing=()

@@ -5,7 +5,10 @@
 #include "FileStorage/controller.h"
 #include "Messages/statistics.h"
 #include "Statistics/controller.h"
+#include "WebConfig/controller.h"
 
+#include "appcontext/applicationcontext.h"
+#include "appcontext/componentsetter.h"
 #include "appsettings/applicationsettingsmanager.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
@@ -42,6 +45,14 @@ void Application::start(const Options &options, Vantel::Profiler::StartupProfile
     m_settings = std::make_unique<Vantel::App::ApplicationSettingsManager>();
     Vantel::App::setApplicationSettingsManager(m_settings.get());
     m_project = Project::Object::createNew();
+    m_webConfig = std::make_unique<EditorWebConfig::Controller>(
+        std::make_shared<Vantel::Tracking::ComponentSetterTracker>());
+    Vantel::App::ApplicationContext::instance().announce(
+        std::shared_ptr<Vantel::App::IProductSettingsManager>(
+            std::make_shared<Vantel::App::ProductSettingsManager>(
+                std::vector<std::pair<std::string, std::string>> {
+                    { "PRODUCT_VERSION", EDITOR_VERSION } })));
+    profiler.mark("web_config_controller");
     m_statistics = std::make_unique<Statistics::Controller>(m_tracker);
     profiler.mark("statistics_controller");
     m_fileAnalyzer = std::make_unique<FileAnalyzer::Controller>();
@@ -63,6 +74,7 @@ Application::~Application()
     m_fileAnalyzer.reset();
     // The statistics controller sends the exit event; the session ends cleanly after it.
     m_statistics.reset();
+    m_webConfig.reset();
     Vantel::App::setApplicationSettingsManager(nullptr);
     m_store->flush();
     m_session->endSession();

@@ -8,6 +8,9 @@
 
 #include <memory>
 
+namespace EditorWebConfig {
+class Controller;
+}
 namespace FileAdder {
 class Controller;
 }
@@ -66,6 +69,8 @@ private:
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     std::unique_ptr<Vantel::App::ApplicationSettingsManager>
         m_settings; // observed by the statistics
+    // Before every controller that reads remote settings.
+    std::unique_ptr<EditorWebConfig::Controller> m_webConfig;
     std::unique_ptr<Statistics::Controller> m_statistics;
     // Media intake: analysis first, so the adder's requests find it, storage last.
     std::unique_ptr<FileAnalyzer::Controller> m_fileAnalyzer;

@@ -5,8 +5,10 @@ namespace Shell {
 Command censusCommand();
 Command clipCommand();
 Command cutCommand();
+Command configCommand();
 Command eventsCommand();
 Command importCommand();
+Command linksCommand();
 Command prefsCommand();
 Command projectCommand();
 Command statisticsCommand();
@@ -16,9 +18,9 @@ Command transitionsCommand();
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
-        importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
-        cutCommand(),    transitionsCommand(),
+        statusCommand(), eventsCommand(), statisticsCommand(), projectCommand(),
+        importCommand(), prefsCommand(),  censusCommand(),     clipCommand(),
+        cutCommand(),    transitionsCommand(), configCommand(), linksCommand(),
     };
     return all;
 }

@@ -97,6 +97,15 @@ QUrl appUrl(const QString &key)
     return {};
 }
 
+QHash<QString, QUrl> configuredLinks()
+{
+    ProductConfig &cfg = config();
+    const QString path = productConfigPath();
+    if (cfg.path != path)
+        load(cfg, path);
+    return cfg.links;
+}
+
 Vantel::App::LaunchType applicationLaunchType()
 {
     // Decided once per data folder and kept: the marker written here must not turn this same run

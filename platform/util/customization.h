@@ -2,6 +2,7 @@
 
 #include "util_export.h"
 
+#include <QHash>
 #include <QString>
 #include <QUrl>
 
@@ -17,6 +18,9 @@ namespace Customization {
 // The address stored under a link key; empty (and a warning logged once per key) when the
 // configuration has none. Relative file addresses are resolved against the configuration file.
 UTIL_EXPORT QUrl appUrl(const QString &key);
+
+// Every link key the configuration gives an address, without a warning for the rest.
+UTIL_EXPORT QHash<QString, QUrl> configuredLinks();
 
 // FirstLaunch when the data folder had no launch marker yet. Decided on the first call for a data
 // folder and kept for the process; the marker is written then, so the next run is Regular.

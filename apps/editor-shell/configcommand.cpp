@@ -1,0 +1,219 @@
+// `config` and `links`: the remote settings the editor would use, with where each value came
+// from, and the link keys with their addresses.
+
+#include "application.h"
+#include "shellcontext.h"
+
+#include "Constants/urlkeys.h"
+#include "WebConfig/iwebconfigprovider.h"
+#include "WebConfig/settings.h"
+
+#include "util/customization.h"
+#include "webconfig/iconfigcontroller.h"
+#include "webconfig/webconfigfactory.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <atomic>
+#include <csignal>
+
+namespace Shell {
+
+namespace {
+
+using namespace Vantel::App::WebConfig;
+
+const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print JSON."));
+const QCommandLineOption
+    waitOption(QStringLiteral("wait"),
+               QStringLiteral("Wait at most SECONDS for the fetch in flight (default 5)."),
+               QStringLiteral("SECONDS"),
+               QStringLiteral("5"));
+
+std::atomic<bool> interrupted { false };
+
+void onInterrupt(int)
+{
+    interrupted = true;
+}
+
+QString sourceText(std::optional<ValueSource> source)
+{
+    switch (source.value_or(ValueSource::Default)) {
+    case ValueSource::Cached:
+        return QStringLiteral("cached");
+    case ValueSource::Fetched:
+        return QStringLiteral("fetched");
+    case ValueSource::Default:
+        break;
+    }
+    return QStringLiteral("default");
+}
+
+QString resultText(FetchStatus::Result result)
+{
+    switch (result) {
+    case FetchStatus::Result::Ok:
+        return QStringLiteral("ok");
+    case FetchStatus::Result::NotModified:
+        return QStringLiteral("not-modified");
+    case FetchStatus::Result::Failed:
+        return QStringLiteral("failed");
+    case FetchStatus::Result::None:
+        break;
+    }
+    return QStringLiteral("none");
+}
+
+struct Row {
+    QString section;
+    QString key;
+    QJsonValue value;
+    QString text;
+    QString source;
+};
+
+// One row per setting of the four objects: the three fixed keys with the value the object
+// answers, and every key the AI-model section holds.
+std::vector<Row> rows(IConfigController *controller)
+{
+    using namespace EditorWebConfig;
+    std::vector<Row> result;
+    auto sourceOf = [&](const char *section, const std::string &key) {
+        const auto manager = controller ? controller->settingsManager(section) : nullptr;
+        return sourceText(manager ? manager->source(key) : std::nullopt);
+    };
+    const bool effects = provideCollectionSettings()->needLoadExternalEffects();
+    result.push_back({ QLatin1String(CollectionSettings::section),
+                       QLatin1String(CollectionSettings::key), effects,
+                       effects ? QStringLiteral("true") : QStringLiteral("false"),
+                       sourceOf(CollectionSettings::section, CollectionSettings::key) });
+    const bool gpu = provideCoreSettings()->fullGpuDecoders();
+    result.push_back({ QLatin1String(CoreSettings::section), QLatin1String(CoreSettings::key), gpu,
+                       gpu ? QStringLiteral("true") : QStringLiteral("false"),
+                       sourceOf(CoreSettings::section, CoreSettings::key) });
+    const bool util
+        = provideFastTrackSettings()->fastTrackImplementation() == FastTrackImplementation::Util;
+    const QString fastTrack = util ? QStringLiteral("Util") : QStringLiteral("Default");
+    result.push_back({ QLatin1String(FastTrackSettings::section),
+                       QLatin1String(FastTrackSettings::key), fastTrack, fastTrack,
+                       sourceOf(FastTrackSettings::section, FastTrackSettings::key) });
+    const auto models = provideAIModelSettings();
+    const auto manager
+        = controller ? controller->settingsManager(AIModelSettings::section) : nullptr;
+    for (const std::string &key : manager ? manager->keys() : std::vector<std::string>()) {
+        const QString url = models->getUrlFromKey(key);
+        result.push_back({ QLatin1String(AIModelSettings::section), QString::fromStdString(key),
+                           url, url, sourceOf(AIModelSettings::section, key) });
+    }
+    return result;
+}
+
+int runConfig(Context &context)
+{
+    bool ok = false;
+    const double seconds = context.parser.value(waitOption).toDouble(&ok);
+    if (!ok || seconds < 0) {
+        context.err << "editor-shell: --wait takes a number of seconds\n";
+        return 2;
+    }
+    const auto controller = activeController();
+    if (!controller) {
+        context.err << "editor-shell: the web configuration is not set up\n";
+        return 1;
+    }
+    interrupted = false;
+    const auto previous = std::signal(SIGINT, onInterrupt);
+    const QDeadlineTimer limit(static_cast<qint64>(seconds * 1000));
+    while (controller->fetchStatus().inFlight && !limit.hasExpired() && !interrupted)
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+    std::signal(SIGINT, previous);
+
+    const FetchStatus fetch = controller->fetchStatus();
+    const QString result = fetch.inFlight ? QStringLiteral("none") : resultText(fetch.result);
+    const QString error = fetch.inFlight ? QStringLiteral("still in flight") : fetch.error;
+    const std::vector<Row> settings = rows(controller.get());
+    if (context.parser.isSet(jsonOption)) {
+        QJsonArray list;
+        for (const Row &row : settings)
+            list.append(QJsonObject { { QStringLiteral("section"), row.section },
+                                      { QStringLiteral("key"), row.key },
+                                      { QStringLiteral("value"), row.value },
+                                      { QStringLiteral("source"), row.source } });
+        QJsonObject fetchObject { { QStringLiteral("url"), fetch.url.toString() },
+                                  { QStringLiteral("result"), result },
+                                  { QStringLiteral("error"), error } };
+        if (fetch.finishedAt.isValid())
+            fetchObject.insert(QStringLiteral("time"),
+                               fetch.finishedAt.toString(Qt::ISODateWithMs));
+        context.out << QJsonDocument(QJsonObject { { QStringLiteral("settings"), list },
+                                                   { QStringLiteral("fetch"), fetchObject } })
+                           .toJson(QJsonDocument::Compact)
+                    << '\n';
+        return 0;
+    }
+    for (const Row &row : settings)
+        context.out << row.section << '.' << row.key << " = " << row.text << "  (" << row.source
+                    << ")\n";
+    context.out << "fetch: " << result;
+    if (!fetch.url.isEmpty())
+        context.out << " from " << fetch.url.toDisplayString();
+    if (fetch.finishedAt.isValid())
+        context.out << " at " << fetch.finishedAt.toString(Qt::ISODate);
+    if (!error.isEmpty())
+        context.out << ": " << error;
+    context.out << '\n';
+    return 0;
+}
+
+int runLinks(Context &context)
+{
+    const QString config = Customization::productConfigPath();
+    const bool json = context.parser.isSet(jsonOption);
+    const QHash<QString, QUrl> links = Customization::configuredLinks();
+    QJsonArray list;
+    for (const auto &[key, name] : Vantel::urlKeyTable()) {
+        const QUrl url = links.value(name);
+        if (json) {
+            QJsonObject row { { QStringLiteral("key"), name },
+                              { QStringLiteral("value"), static_cast<int>(key) },
+                              { QStringLiteral("url"), url.toString() } };
+            row.insert(QStringLiteral("from"), url.isEmpty() ? QJsonValue() : QJsonValue(config));
+            list.append(row);
+        } else if (!url.isEmpty()) {
+            context.out << static_cast<int>(key) << ' ' << name << " = " << url.toDisplayString()
+                        << '\n';
+        }
+    }
+    if (json) {
+        context.out << QJsonDocument(list).toJson(QJsonDocument::Compact) << '\n';
+        return 0;
+    }
+    context.out << "(from " << config << "; keys without an address are not listed)\n";
+    return 0;
+}
+
+} // namespace
+
+Command configCommand()
+{
+    return { "config", "config [--json] [--wait SECONDS]",
+             [](QCommandLineParser &parser) {
+                 parser.addOption(jsonOption);
+                 parser.addOption(waitOption);
+             },
+             runConfig };
+}
+
+Command linksCommand()
+{
+    return { "links", "links [--json]",
+             [](QCommandLineParser &parser) { parser.addOption(jsonOption); }, runLinks };
+}
+
+} // namespace Shell

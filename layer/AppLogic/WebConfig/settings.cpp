@@ -1,0 +1,179 @@
+#include "WebConfig/settings.h"
+
+#include "webconfig/iconfigcontroller.h"
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace EditorWebConfig {
+
+using Vantel::App::ISettingsManagerObserver;
+
+SectionBinding::SectionBinding(ConfigControllerPtr controller, const char *section)
+    : m_controller(std::move(controller))
+    , m_manager(m_controller ? m_controller->settingsManager(section) : nullptr)
+{
+}
+
+void SectionBinding::attach(ISettingsManagerObserver *observer) const
+{
+    if (m_manager)
+        m_manager->addObserver(observer);
+}
+
+void SectionBinding::detach(ISettingsManagerObserver *observer) const
+{
+    if (m_manager)
+        m_manager->removeObserver(observer);
+}
+
+// The copy members are alike in all four: the copy takes the other's binding and value and
+// registers itself; assignment moves the registration from the old manager to the new one.
+#define EDITOR_WEBCONFIG_COPY_MEMBERS(Class, Interface, copyValue)                                 \
+    Class::Class(const Class &other)                                                               \
+        : Interface(other)                                                                         \
+        , Vantel::App::AbstractSettingsManagerObserver(other)                                      \
+        , Vantel::App::WebConfig::AbstractLimitationSettings(other)                                \
+        , m_binding(other.m_binding)                                                               \
+    {                                                                                              \
+        copyValue;                                                                                 \
+        m_binding.attach(this);                                                                    \
+    }                                                                                              \
+    Class &Class::operator=(const Class &other)                                                    \
+    {                                                                                              \
+        if (this != &other) {                                                                      \
+            m_binding.detach(this);                                                                \
+            m_binding = other.m_binding;                                                           \
+            copyValue;                                                                             \
+            m_binding.attach(this);                                                                \
+        }                                                                                          \
+        return *this;                                                                              \
+    }                                                                                              \
+    Class::~Class()                                                                                \
+    {                                                                                              \
+        m_binding.detach(this);                                                                    \
+    }
+
+// ---- CollectionSettings
+
+CollectionSettings::CollectionSettings(ConfigControllerPtr controller)
+    : m_binding(std::move(controller), section)
+{
+    if (const auto &manager = m_binding.manager()) {
+        m_binding.attach(this);
+        m_value = manager->getBool(key, false);
+    }
+}
+
+EDITOR_WEBCONFIG_COPY_MEMBERS(CollectionSettings, ICollectionSettings, m_value = other.m_value)
+
+void CollectionSettings::SettingChangedBool(const std::string &changed,
+                                            bool value,
+                                            const std::optional<bool> &)
+{
+    if (changed == key)
+        m_value = value;
+}
+
+// ---- CoreSettings
+
+CoreSettings::CoreSettings(ConfigControllerPtr controller)
+    : m_binding(std::move(controller), section)
+{
+    if (const auto &manager = m_binding.manager()) {
+        m_binding.attach(this);
+        m_value = manager->getBool(key, false);
+    }
+}
+
+EDITOR_WEBCONFIG_COPY_MEMBERS(CoreSettings, ICoreSettings, m_value = other.m_value)
+
+void CoreSettings::SettingChangedBool(const std::string &changed,
+                                      bool value,
+                                      const std::optional<bool> &)
+{
+    if (changed == key)
+        m_value = value;
+}
+
+// ---- FastTrackSettings
+
+namespace {
+
+constexpr std::uint32_t fnv1a(std::string_view text)
+{
+    std::uint32_t hash = 0x811C9DC5u;
+    for (const char c : text) {
+        hash ^= static_cast<unsigned char>(c);
+        hash *= 16777619u;
+    }
+    return hash;
+}
+
+struct Slot {
+    std::string_view name;
+    FastTrackImplementation value;
+};
+
+// Two slots for one name: the hash picks a slot, the exact comparison confirms it.
+constexpr std::array<Slot, 2> fastTrackTable = [] {
+    std::array<Slot, 2> table {};
+    constexpr std::string_view util = "Util";
+    table[fnv1a(util) % 2] = { util, FastTrackImplementation::Util };
+    return table;
+}();
+
+} // namespace
+
+FastTrackImplementation fastTrackImplementationFromString(const std::string &text)
+{
+    const Slot &slot = fastTrackTable[fnv1a(text) % fastTrackTable.size()];
+    return !slot.name.empty() && slot.name == text ? slot.value : FastTrackImplementation::Default;
+}
+
+FastTrackSettings::FastTrackSettings(ConfigControllerPtr controller)
+    : m_binding(std::move(controller), section)
+{
+    if (const auto &manager = m_binding.manager()) {
+        m_binding.attach(this);
+        m_value = fastTrackImplementationFromString(manager->getString(key, std::string()));
+    }
+}
+
+EDITOR_WEBCONFIG_COPY_MEMBERS(FastTrackSettings, IFastTrackSettings, m_value = other.m_value)
+
+void FastTrackSettings::SettingChangedString(const std::string &changed,
+                                             const std::string &value,
+                                             const std::optional<std::string> &)
+{
+    if (changed == key)
+        m_value = fastTrackImplementationFromString(value);
+}
+
+// ---- AIModelSettings
+
+AIModelSettings::AIModelSettings(ConfigControllerPtr controller)
+    : m_binding(std::move(controller), section)
+{
+    m_binding.attach(this);
+}
+
+EDITOR_WEBCONFIG_COPY_MEMBERS(AIModelSettings, IAIModelSettings, (void)0)
+
+QString AIModelSettings::getUrlFromKey(const std::string &key)
+{
+    const auto &manager = m_binding.manager();
+    return manager ? QString::fromStdString(manager->getString(key, std::string())) : QString();
+}
+
+void AIModelSettings::SettingChangedString(const std::string &key,
+                                           const std::string &value,
+                                           const std::optional<std::string> &)
+{
+    const auto &manager = m_binding.manager();
+    if (manager && manager->accept(key, value))
+        manager->update(key, value);
+}
+
+} // namespace EditorWebConfig

@@ -1,0 +1,190 @@
+#include "downloader/localfile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Downloader {
+
+namespace {
+
+QString systemError(const QString &what, const QString &path)
+{
+    return what + QStringLiteral(" ") + path + QStringLiteral(": ")
+        + QString::fromLocal8Bit(std::strerror(errno));
+}
+
+void syncFolder(const QString &folder)
+{
+    const int fd
+        = ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    ::fsync(fd);
+    ::close(fd);
+}
+
+} // namespace
+
+PartFile::PartFile(QString destination)
+    : m_destination(std::move(destination))
+{
+}
+
+PartFile::~PartFile()
+{
+    discard();
+}
+
+bool PartFile::open(QString *error)
+{
+    discard();
+    const QFileInfo info(m_destination);
+    const QString folder = info.absolutePath();
+    if (!QDir().mkpath(folder)) {
+        *error = QStringLiteral("cannot create the folder ") + folder;
+        return false;
+    }
+    // mkstemp opens with O_CREAT|O_EXCL: the name it picks cannot be a planted link.
+    QByteArray name = QFile::encodeName(QDir(folder).filePath(QStringLiteral(".") + info.fileName()
+                                                              + QStringLiteral(".part-XXXXXX")));
+    m_fd = ::mkostemp(name.data(), O_CLOEXEC);
+    if (m_fd < 0) {
+        *error = systemError(QStringLiteral("cannot create a temporary file in"), folder);
+        return false;
+    }
+    ::fchmod(m_fd, 0644);
+    m_path = QFile::decodeName(name);
+    m_size = 0;
+    return true;
+}
+
+bool PartFile::write(const char *data, std::int64_t size, QString *error)
+{
+    while (size > 0) {
+        const ssize_t written = ::write(m_fd, data, static_cast<size_t>(size));
+        if (written < 0) {
+            if (errno == EINTR)
+                continue;
+            *error = systemError(QStringLiteral("cannot write"), m_path);
+            return false;
+        }
+        data += written;
+        size -= written;
+        m_size += written;
+    }
+    return true;
+}
+
+bool PartFile::commit(QString *error)
+{
+    if (m_fd < 0) {
+        *error = QStringLiteral("nothing to commit for ") + m_destination;
+        return false;
+    }
+    if (::fsync(m_fd) != 0) {
+        *error = systemError(QStringLiteral("cannot flush"), m_path);
+        return false;
+    }
+    if (::close(m_fd) != 0) {
+        m_fd = -1;
+        *error = systemError(QStringLiteral("cannot close"), m_path);
+        return false;
+    }
+    m_fd = -1;
+    if (::rename(QFile::encodeName(m_path).constData(),
+                 QFile::encodeName(m_destination).constData())
+        != 0) {
+        *error = systemError(QStringLiteral("cannot replace"), m_destination);
+        return false;
+    }
+    m_path.clear();
+    syncFolder(QFileInfo(m_destination).absolutePath());
+    return true;
+}
+
+void PartFile::discard()
+{
+    if (m_fd >= 0) {
+        ::close(m_fd);
+        m_fd = -1;
+    }
+    if (!m_path.isEmpty()) {
+        ::unlink(QFile::encodeName(m_path).constData());
+        m_path.clear();
+    }
+}
+
+bool writeFileAtomically(const QString &path, const QByteArray &data, QString *error)
+{
+    PartFile file(path);
+    return file.open(error) && file.write(data.constData(), data.size(), error)
+        && file.commit(error);
+}
+
+std::optional<QByteArray>
+readRegularFile(const QString &path, std::int64_t maxBytes, QString *error)
+{
+    // A QByteArray holds at most 2 GiB; nothing read this way comes near it.
+    maxBytes = std::clamp<std::int64_t>(maxBytes, 0, 0x7FFF0000);
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        *error = errno == ENOENT ? QString() : systemError(QStringLiteral("cannot open"), path);
+        return std::nullopt;
+    }
+    struct stat st { };
+    std::optional<QByteArray> result;
+    if (::fstat(fd, &st) != 0) {
+        *error = systemError(QStringLiteral("cannot inspect"), path);
+    } else if (!S_ISREG(st.st_mode)) {
+        *error = path + QStringLiteral(" is not a regular file");
+    } else if (st.st_size > maxBytes) {
+        *error = path + QStringLiteral(" is larger than ") + QString::number(maxBytes)
+            + QStringLiteral(" bytes");
+    } else {
+        // The size is read again as the file is read: it may grow in between, and the bound holds.
+        QByteArray data;
+        data.resize(static_cast<int>(st.st_size));
+        std::int64_t total = 0;
+        bool failed = false;
+        for (;;) {
+            if (total == data.size()) {
+                if (total >= maxBytes + 1)
+                    break;
+                data.resize(static_cast<int>(std::min<std::int64_t>(maxBytes + 1, total + 65536)));
+            }
+            const ssize_t got
+                = ::read(fd, data.data() + total, static_cast<size_t>(data.size() - total));
+            if (got < 0 && errno == EINTR)
+                continue;
+            if (got < 0) {
+                failed = true;
+                break;
+            }
+            if (got == 0)
+                break;
+            total += got;
+        }
+        if (failed) {
+            *error = systemError(QStringLiteral("cannot read"), path);
+        } else if (total > maxBytes) {
+            *error = path + QStringLiteral(" is larger than ") + QString::number(maxBytes)
+                + QStringLiteral(" bytes");
+        } else {
+            data.resize(static_cast<int>(total));
+            result = std::move(data);
+        }
+    }
+    ::close(fd);
+    return result;
+}
+
+} // namespace Downloader

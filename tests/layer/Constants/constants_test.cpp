@@ -1,0 +1,70 @@
+#include "Constants/locales.h"
+#include "Constants/resourcecategories.h"
+#include "Constants/urlkeys.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct LinkRow {
+    const char *name;
+    int value;
+};
+
+class LinkKey : public testing::TestWithParam<LinkRow> { };
+
+TEST_P(LinkKey, reads_both_ways)
+{
+    const auto key = static_cast<Vantel::URLKeys>(GetParam().value);
+    EXPECT_EQ(Vantel::urlKeyName(key), QLatin1String(GetParam().name));
+    EXPECT_EQ(Vantel::urlKeyFromName(QLatin1String(GetParam().name)), key);
+}
+
+INSTANTIATE_TEST_SUITE_P(Constants,
+                         LinkKey,
+                         testing::Values(LinkRow { "INTELMEDIA_ENCODING_MORE_URL_settings", 95 },
+                                         LinkRow { "WEB_CONFIG_URL", 120 },
+                                         LinkRow { "COLLECTIONS_EXTERNAL_AUDIO_URL", 153 },
+                                         LinkRow { "COLLECTIONS_EXTERNAL_EFFECTS_URL", 154 },
+                                         LinkRow { "COLLECTIONS_TRENDING_REQUEST_URL", 158 },
+                                         LinkRow { "INTEL_RSSDK_ABOUT_URL_rssdk", 204 }),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST(Constants, unknown_keys_and_codes_have_no_entry)
+{
+    EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(94)).isEmpty());
+    EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(205)).isEmpty());
+    EXPECT_FALSE(Vantel::urlKeyFromName(QStringLiteral("web_config_url")));
+    EXPECT_EQ(Vantel::urlKeyTable().size(), 110u);
+    EXPECT_TRUE(Locales::languageName(QStringLiteral("xxx")).isEmpty());
+    EXPECT_TRUE(Locales::nativeName(QStringLiteral("en_GB")).isEmpty());
+}
+
+TEST(Constants, locales_keep_their_order_and_native_names)
+{
+    QStringList names;
+    for (const Locales::Locale &locale : Locales::supportedLocales())
+        names << locale.name;
+    EXPECT_EQ(names.join(QLatin1Char(' ')),
+              QStringLiteral("en_US ru_RU de_DE fr_FR es_ES it_IT ja_JP nl_NL pl_PL pt_BR tr_TR "
+                             "zh_CN ko_KR zh_TW"));
+    EXPECT_EQ(Locales::nativeName(QStringLiteral("pt_BR")), QStringLiteral("Português Brasileiro"));
+    EXPECT_EQ(Locales::nativeName(QStringLiteral("zh_TW")), QString::fromUtf8("繁體中文"));
+    EXPECT_EQ(Locales::FallbackLocale, QStringLiteral("en_US"));
+    EXPECT_EQ(Locales::languageName(QStringLiteral("nob")), QString::fromUtf8("Norwegian Bokmål"));
+    EXPECT_EQ(Locales::languageNames().size(), 26u);
+    EXPECT_TRUE(Locales::languageNames().at(QStringLiteral("und")).isEmpty());
+}
+
+TEST(Constants, collection_names_keep_their_forms)
+{
+    EXPECT_EQ(ResourceCategories::all().size(), 30);
+    EXPECT_EQ(ResourceCategories::ShaderEffects, QStringLiteral("Shader effects"));
+    EXPECT_EQ(ResourceCategories::SpecialEffects, QStringLiteral("Special effects"));
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("Music")), 1);
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("Sounds")), 0);
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("music")), 7);
+    EXPECT_EQ(ResourceNames::EmptyStream, QStringLiteral("RESOURCE##EMPTY_STREAM"));
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMap>
+#include <QString>
+#include <QThread>
+#include <QUrl>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+class QTcpServer;
+
+namespace TestSupport {
+
+// A small HTTP/1.1 server on 127.0.0.1 with its own thread, serving the ways a download can go:
+//   /file/NAME         the body set for NAME, with an ETag; "304" to a matching If-None-Match
+//   /status/CODE       that status with a short body
+//   /retry/N/NAME      "429" with "Retry-After: 1" for the first N requests, then /file/NAME
+//   /cut               announces 1000 bytes, sends 400 and closes
+//   /stall             announces 1000 bytes, sends 100 and then nothing
+//   /endless           a body without end (no length, the connection never closes)
+//   /loop              a redirect to itself
+//   /redirect/NAME     a redirect to /file/NAME
+//   /big/BYTES         BYTES of a repeating pattern, written as the socket drains
+//   /goto/URL          a redirect to the percent-encoded absolute URL
+// Every response closes its connection. Stopped and joined on destruction. With Tls it speaks
+// https with a self-signed certificate for 127.0.0.1 (tests/support/data), which
+// trustTestCertificate() adds to the process's default TLS configuration.
+class LoopbackHttpServer {
+public:
+    enum class Scheme { Http, Tls };
+    explicit LoopbackHttpServer(Scheme scheme = Scheme::Http);
+    static void trustTestCertificate();
+    ~LoopbackHttpServer();
+    LoopbackHttpServer(const LoopbackHttpServer &) = delete;
+    LoopbackHttpServer &operator=(const LoopbackHttpServer &) = delete;
+
+    QUrl url(const QString &path) const;
+    void setBody(const QString &name, const QByteArray &body);
+    // Requests seen for a path, and the If-None-Match of the last one.
+    int requests(const QString &path) const;
+    QByteArray lastIfNoneMatch(const QString &path) const;
+
+    struct State {
+        mutable std::mutex mutex;
+        QMap<QString, QByteArray> bodies;
+        QMap<QString, int> requests;
+        QMap<QString, QByteArray> ifNoneMatch;
+    };
+
+private:
+    std::shared_ptr<State> m_state;
+    QThread m_thread;
+    QTcpServer *m_server = nullptr;
+    quint16 m_port = 0;
+    Scheme m_scheme;
+};
+
+} // namespace TestSupport
