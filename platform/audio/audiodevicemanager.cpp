@@ -234,8 +234,10 @@ float AudioDeviceManager::GetInputPeakValue(const std::string &uid)
 {
     std::lock_guard<std::mutex> lock(d->mutex);
     float peak = 0.0f;
-    for (const auto &reader : d->readersOf(uid))
-        peak = std::max(peak, reader->TakePeak());
+    for (const auto &reader : d->readersOf(uid)) {
+        if (reader->IsRunning())
+            peak = std::max(peak, reader->TakePeak());
+    }
     return peak;
 }
 

@@ -44,7 +44,7 @@ public:
     void Start();
     // Stops delivering; the samples already in the ring stay there for the consumer.
     void Stop();
-    bool IsRunning() const { return m_running; }
+    bool IsRunning() const { return m_running.load(); }
     // The device stopped on its own (unplugged, its server gone).
     bool IsDeviceLost() const { return m_deviceLost.load(); }
     // A pulled virtual input delivers only when the manager is told to pull, on that thread.
@@ -106,7 +106,7 @@ private:
     const std::shared_ptr<Chronometer> m_chronometer;
     const std::shared_ptr<SystemAudioRecorder> m_recorder;
     bool m_ownsChronometer = false;
-    bool m_running = false;
+    std::atomic<bool> m_running { false };
     MTime m_takeStart;
 
     boost::lockfree::spsc_queue<float> m_samples;
