@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include "CaptureController/controller.h"
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileStorage/controller.h"
@@ -37,6 +38,8 @@ Application::Application(const Options &options)
     m_fileStorage = std::make_unique<FileStorage::Controller>();
     FileAnalyzer::setTimeline(&m_project->timeline());
     profiler.mark("media_intake");
+    m_capture = std::make_unique<Capture::Controller>();
+    profiler.mark("audio_capture");
 
     // Earlier sessions and the start event first; the launch report closes the start-up.
     m_statistics->startTracking(true);
@@ -45,6 +48,7 @@ Application::Application(const Options &options)
 
 Application::~Application()
 {
+    m_capture.reset();
     m_fileStorage.reset();
     m_fileAdder.reset();
     FileAnalyzer::setTimeline(nullptr);

@@ -8,6 +8,9 @@
 
 #include <memory>
 
+namespace Capture {
+class Controller;
+}
 namespace FileAdder {
 class Controller;
 }
@@ -66,6 +69,7 @@ private:
     std::unique_ptr<FileAnalyzer::Controller> m_fileAnalyzer;
     std::unique_ptr<FileAdder::Controller> m_fileAdder;
     std::unique_ptr<FileStorage::Controller> m_fileStorage;
+    std::unique_ptr<Capture::Controller> m_capture;
     std::unique_ptr<Project::Object> m_project;
 };
 
