@@ -20,6 +20,7 @@ packages=(
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # audio capture backend
   libasound2-dev
+  portaudio19-dev libsndfile1-dev
 )
 
 missing=()
