@@ -20,8 +20,6 @@ namespace {
 
 constexpr char tonePrefix[] = "virtual:tone:";
 constexpr char filePrefix[] = "virtual:file:";
-// A file input is held in memory; ten minutes of 96 kHz stereo is the most it takes.
-constexpr std::int64_t maxFileSamples = 96000LL * 2 * 600;
 constexpr double twoPi = 6.283185307179586;
 
 bool startsWith(const std::string &s, const char *prefix)
@@ -55,6 +53,98 @@ std::string defaultToneUid()
     return "virtual:tone:440";
 }
 
+namespace {
+
+// libsndfile reads the bytes through these, never the file system.
+struct Memory {
+    const char *bytes;
+    sf_count_t size;
+    sf_count_t at = 0;
+};
+
+sf_count_t memoryLength(void *user)
+{
+    return static_cast<Memory *>(user)->size;
+}
+
+sf_count_t memorySeek(sf_count_t offset, int whence, void *user)
+{
+    auto *m = static_cast<Memory *>(user);
+    const sf_count_t base = whence == SEEK_CUR ? m->at : whence == SEEK_END ? m->size : 0;
+    const sf_count_t to = base + offset;
+    if (to < 0 || to > m->size)
+        return -1;
+    m->at = to;
+    return m->at;
+}
+
+sf_count_t memoryRead(void *out, sf_count_t count, void *user)
+{
+    auto *m = static_cast<Memory *>(user);
+    const sf_count_t n = std::max<sf_count_t>(0, std::min(count, m->size - m->at));
+    std::memcpy(out, m->bytes + m->at, static_cast<std::size_t>(n));
+    m->at += n;
+    return n;
+}
+
+sf_count_t memoryWrite(const void *, sf_count_t, void *)
+{
+    return 0;
+}
+
+sf_count_t memoryTell(void *user)
+{
+    return static_cast<Memory *>(user)->at;
+}
+
+constexpr std::int64_t maxFileBytes = 64LL << 20;
+constexpr std::int64_t maxInputSeconds = 300;
+// Five minutes of 48 kHz stereo, what the decoded file may hold before it is converted.
+constexpr std::int64_t maxInputSamples = 300LL * 48000 * 2;
+
+} // namespace
+
+std::vector<float> decodeSamples(const char *bytes, std::size_t size, AudioFormat format)
+{
+    SF_VIRTUAL_IO io { memoryLength, memorySeek, memoryRead, memoryWrite, memoryTell };
+    Memory memory { bytes, static_cast<sf_count_t>(size) };
+    SF_INFO info {};
+    SNDFILE *file = sf_open_virtual(&io, SFM_READ, &info, &memory);
+    if (!file)
+        throw std::runtime_error(std::string("not a sound file: ") + sf_strerror(nullptr));
+    std::unique_ptr<SNDFILE, int (*)(SNDFILE *)> closer(file, sf_close);
+    if (info.channels < 1 || info.samplerate < 1 || info.frames < 1)
+        throw std::runtime_error("no audio in it");
+    if (info.samplerate > 768000 || info.channels > 64)
+        throw std::runtime_error("not a rate or a channel count a sound file has");
+    if (info.frames / info.samplerate > maxInputSeconds
+        || info.frames > maxInputSamples / info.channels)
+        throw std::runtime_error("longer than five minutes");
+    std::vector<float> raw(static_cast<std::size_t>(info.frames) * info.channels);
+    const sf_count_t got = sf_readf_float(file, raw.data(), info.frames);
+    if (got < 1)
+        throw std::runtime_error("no samples could be read");
+
+    // Channels first (a mono file feeds every channel), then the rate, linearly: this is a
+    // stand-in microphone, not a mastering tool.
+    const double step = static_cast<double>(info.samplerate) / format.sampleRate;
+    const auto outFrames = static_cast<std::int64_t>(std::floor((got - 1) / step)) + 1;
+    std::vector<float> out(static_cast<std::size_t>(outFrames) * format.channels);
+    for (std::int64_t f = 0; f < outFrames; ++f) {
+        const double at = f * step;
+        const auto i = std::min<std::int64_t>(static_cast<std::int64_t>(at), got - 1);
+        const double frac = at - static_cast<double>(i);
+        const std::int64_t j = std::min<std::int64_t>(i + 1, got - 1);
+        for (int c = 0; c < format.channels; ++c) {
+            const int src = std::min(c, info.channels - 1);
+            const float a = raw[i * info.channels + src];
+            const float b = raw[j * info.channels + src];
+            out[f * format.channels + c] = static_cast<float>(a + (b - a) * frac);
+        }
+    }
+    return out;
+}
+
 std::vector<float> loadFileSamples(const std::string &path, AudioFormat format)
 {
     auto fail = [&](const std::string &why) {
@@ -65,42 +155,24 @@ std::vector<float> loadFileSamples(const std::string &path, AudioFormat format)
     if (fd < 0)
         throw fail(std::strerror(errno));
     struct stat st { };
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > maxFileBytes) {
         ::close(fd);
-        throw fail("not a regular file");
+        throw fail(S_ISREG(st.st_mode) ? "larger than 64 MiB" : "not a regular file");
     }
-    SF_INFO info {};
-    SNDFILE *file = sf_open_fd(fd, SFM_READ, &info, SF_TRUE);
-    if (!file)
-        throw fail(sf_strerror(nullptr));
-    std::unique_ptr<SNDFILE, int (*)(SNDFILE *)> closer(file, sf_close);
-    if (info.channels < 1 || info.samplerate < 1 || info.frames < 1)
-        throw fail("no audio in it");
-    if (info.frames > maxFileSamples / info.channels)
-        throw fail("longer than ten minutes");
-    std::vector<float> raw(static_cast<std::size_t>(info.frames) * info.channels);
-    const sf_count_t got = sf_readf_float(file, raw.data(), info.frames);
-    if (got < 1)
-        throw fail("no samples could be read");
-
-    // Channels first (a mono file feeds every channel), then the rate, linearly: this is a
-    // stand-in microphone, not a mastering tool.
-    const double step = static_cast<double>(info.samplerate) / format.sampleRate;
-    const auto outFrames = static_cast<std::int64_t>(std::floor((got - 1) / step)) + 1;
-    std::vector<float> out(static_cast<std::size_t>(outFrames) * format.channels);
-    for (std::int64_t f = 0; f < outFrames; ++f) {
-        const double at = f * step;
-        const auto i = static_cast<std::int64_t>(at);
-        const double frac = at - i;
-        const std::int64_t j = std::min<std::int64_t>(i + 1, got - 1);
-        for (int c = 0; c < format.channels; ++c) {
-            const int src = std::min(c, info.channels - 1);
-            const float a = raw[i * info.channels + src];
-            const float b = raw[j * info.channels + src];
-            out[f * format.channels + c] = static_cast<float>(a + (b - a) * frac);
-        }
+    std::vector<char> bytes(static_cast<std::size_t>(st.st_size));
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::read(fd, bytes.data() + done, bytes.size() - done);
+        if (n <= 0)
+            break;
+        done += static_cast<std::size_t>(n);
     }
-    return out;
+    ::close(fd);
+    try {
+        return decodeSamples(bytes.data(), done, format);
+    } catch (const std::exception &e) {
+        throw fail(e.what());
+    }
 }
 
 class Reader::Impl {

@@ -49,8 +49,12 @@ private:
     const bool m_pulled;
 };
 
-// The samples of a sound file in `format`, for the file input; throws std::runtime_error naming
-// the file and the reason. Only regular files, opened without blocking, are read.
+// The samples of a sound file's bytes in `format` (channels mapped, rate converted linearly);
+// throws std::runtime_error with the reason. At most five minutes are taken.
+AUDIO_EXPORT std::vector<float>
+decodeSamples(const char *bytes, std::size_t size, AudioFormat format);
+// The same for a file: only a regular file of at most 64 MiB, opened without blocking, is read;
+// the error names it.
 std::vector<float> loadFileSamples(const std::string &path, AudioFormat format);
 
 } // namespace AudIO::Virtual
