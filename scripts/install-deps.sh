@@ -22,6 +22,7 @@ packages=(
   libasound2-dev
   # the download benchmark's alternative (the tool a user would reach for)
   curl
+  portaudio19-dev libsndfile1-dev
 )
 
 missing=()

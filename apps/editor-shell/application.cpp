@@ -1,5 +1,6 @@
 #include "application.h"
 
+#include "CaptureController/controller.h"
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileStorage/controller.h"
@@ -60,6 +61,8 @@ void Application::start(const Options &options, Vantel::Profiler::StartupProfile
     m_fileStorage = std::make_unique<FileStorage::Controller>();
     FileAnalyzer::setTimeline(&m_project->timeline());
     profiler.mark("media_intake");
+    m_capture = std::make_unique<Capture::Controller>();
+    profiler.mark("audio_capture");
 
     // Earlier sessions and the start event first; the launch report closes the start-up.
     m_statistics->startTracking(true);
@@ -68,6 +71,7 @@ void Application::start(const Options &options, Vantel::Profiler::StartupProfile
 
 Application::~Application()
 {
+    m_capture.reset();
     m_fileStorage.reset();
     m_fileAdder.reset();
     FileAnalyzer::setTimeline(nullptr);

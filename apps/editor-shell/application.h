@@ -8,6 +8,9 @@
 
 #include <memory>
 
+namespace Capture {
+class Controller;
+}
 namespace EditorWebConfig {
 class Controller;
 }
@@ -76,6 +79,7 @@ private:
     std::unique_ptr<FileAnalyzer::Controller> m_fileAnalyzer;
     std::unique_ptr<FileAdder::Controller> m_fileAdder;
     std::unique_ptr<FileStorage::Controller> m_fileStorage;
+    std::unique_ptr<Capture::Controller> m_capture;
     std::unique_ptr<Project::Object> m_project;
 };
 

@@ -11,6 +11,7 @@ Command importCommand();
 Command linksCommand();
 Command prefsCommand();
 Command projectCommand();
+Command recordCommand();
 Command statisticsCommand();
 Command statusCommand();
 Command transitionsCommand();
@@ -21,6 +22,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(), statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),  censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(), linksCommand(),
+        recordCommand(),
     };
     return all;
 }

@@ -17,6 +17,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
+
 #include <memory>
 
 namespace {
@@ -59,8 +62,13 @@ QString usage()
 
 int main(int argc, char **argv)
 {
-    // Headless unless the user asked for a display: the shell drives the layer, it draws nothing.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    // Headless unless the user asked for a display: the shell drives the layer, it draws nothing
+    // but `record --window`, which needs the desktop when there is one.
+    const bool wantsWindow = std::any_of(
+        argv, argv + argc, [](const char *arg) { return std::strcmp(arg, "--window") == 0; });
+    const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY")
+        || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !(wantsWindow && hasDisplay))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     // Qt wants a private runtime folder and complains on every start without one (a bare ssh or CI
     // session); make the one it would fall back to, quietly.

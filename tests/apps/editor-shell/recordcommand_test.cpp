@@ -1,0 +1,149 @@
+// `record` as a user runs it: the real shell on the virtual tone, its files read back.
+
+#include "audiofiles.h"
+#include "eventwait.h"
+#include "shellrun.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <csignal>
+
+namespace {
+
+QStringList args(std::initializer_list<const char *> list)
+{
+    QStringList result;
+    for (const char *a : list)
+        result << QString::fromUtf8(a);
+    return result;
+}
+
+class RecordCommand : public ::testing::Test {
+protected:
+    TestSupport::ShellRun run(const QStringList &arguments)
+    {
+        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(), arguments);
+    }
+    QString out(const char *name) const { return data.filePath(QString::fromLatin1(name)); }
+
+    // Starts a take that runs until told, and returns once samples reach its take file.
+    void startLongTake(QProcess &shell)
+    {
+        shell.start(QStringLiteral(EDITOR_SHELL),
+                    QStringList { QStringLiteral("--data-dir"), data.path() }
+                        + args({ "record", "--countdown", "0" }) + QStringList { out("long.wav") });
+        const QDir takes(data.filePath(QStringLiteral("recordings")));
+        ASSERT_TRUE(TestSupport::waitUntil([&] {
+            const auto files = takes.entryInfoList({ QStringLiteral("take-*.wav") }, QDir::Files);
+            return !files.isEmpty() && files.first().size() > 12000 * 8 + 4096; // float stereo
+        }));
+    }
+
+    QTemporaryDir data;
+};
+
+TEST_F(RecordCommand, records_the_tone_for_the_seconds_asked_and_reports_it_in_json)
+{
+    const auto r
+        = run(args({ "record", "--seconds", "1", "--countdown", "0", "--quality", "1", "--json" })
+              << out("voice.flac"));
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
+    EXPECT_TRUE(result.value(QStringLiteral("saved")).toBool());
+    EXPECT_EQ(result.value(QStringLiteral("overruns")).toInt(), 0);
+    const auto take = TestSupport::readAudioFile(out("voice.flac"));
+    EXPECT_EQ(take.frames(), result.value(QStringLiteral("frames")).toDouble());
+    EXPECT_GE(take.frames(), 16000);
+    EXPECT_LT(take.frames(), 16000 + 3200) << "stops within a meter refresh and a write";
+    EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 16000,
+                3);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("input virtual:tone:440")));
+}
+
+TEST_F(RecordCommand, lists_the_virtual_tone_among_the_inputs)
+{
+    const auto r = run(args({ "record", "--list-devices", "--json" }));
+    ASSERT_EQ(r.exitCode, 0);
+    QStringList uids;
+    for (const QJsonObject &device : TestSupport::jsonLines(r.out.toUtf8()))
+        uids << device.value(QStringLiteral("uid")).toString();
+    EXPECT_TRUE(uids.contains(QStringLiteral("virtual:tone:440")));
+}
+
+struct BadCase {
+    const char *name;
+    QStringList arguments;
+    int exitCode;
+    const char *message;
+};
+
+class RecordRefuses
+    : public RecordCommand
+    , public ::testing::WithParamInterface<BadCase> { };
+
+TEST_P(RecordRefuses, with_a_message_and_no_file)
+{
+    const auto r
+        = run(args({ "record", "--countdown", "0" }) + GetParam().arguments << out("voice.wav"));
+    EXPECT_EQ(r.exitCode, GetParam().exitCode);
+    EXPECT_TRUE(r.err.contains(QString::fromUtf8(GetParam().message))) << r.err.toStdString();
+    EXPECT_FALSE(QFile::exists(out("voice.wav")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shell,
+    RecordRefuses,
+    ::testing::Values(BadCase { "zero_seconds", args({ "--seconds", "0" }), 2, "--seconds" },
+                      BadCase { "negative_seconds", args({ "--seconds", "-2" }), 2, "--seconds" },
+                      BadCase { "volume_over_100", args({ "--volume", "101" }), 2, "--volume" },
+                      BadCase { "negative_volume", args({ "--volume", "-1" }), 2, "--volume" },
+                      BadCase { "missing_device",
+                                args({ "--device", "virtual:file:/nonexistent.wav" }), 1,
+                                "Can't find a device" }),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(RecordCommand, a_folder_as_output_is_refused_and_the_take_recovered_after)
+{
+    QDir(data.path()).mkpath(QStringLiteral("folder.wav"));
+    const auto failed
+        = run(args({ "record", "--seconds", "0.5", "--countdown", "0" }) << out("folder.wav"));
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_TRUE(failed.err.contains(
+        QStringLiteral("Error was encountered while saving captured audio. Details:")));
+
+    const auto next
+        = run(args({ "record", "--seconds", "0.1", "--countdown", "0" }) << out("next.wav"));
+    EXPECT_TRUE(next.err.contains(QStringLiteral("an interrupted take exists")));
+    const auto recovered = run(args({ "record", "--recover", "--json" }) << out("saved.wav"));
+    ASSERT_EQ(recovered.exitCode, 0) << recovered.err.toStdString();
+    EXPECT_GE(TestSupport::readAudioFile(out("saved.wav")).frames(), 24000);
+}
+
+TEST_F(RecordCommand, ctrl_c_stops_and_saves_what_was_said)
+{
+    QProcess shell;
+    startLongTake(shell);
+    ::kill(static_cast<pid_t>(shell.processId()), SIGINT);
+    ASSERT_TRUE(shell.waitForFinished(30000));
+    EXPECT_EQ(shell.exitCode(), 0) << shell.readAllStandardError().toStdString();
+    EXPECT_GE(TestSupport::readAudioFile(out("long.wav")).frames(), 12000);
+}
+
+TEST_F(RecordCommand, a_killed_take_is_recovered_by_the_next_run)
+{
+    QProcess shell;
+    startLongTake(shell);
+    shell.kill();
+    ASSERT_TRUE(shell.waitForFinished(30000));
+    EXPECT_FALSE(QFile::exists(out("long.wav")));
+
+    const auto recovered = run(args({ "record", "--recover" }) << out("saved.wav"));
+    ASSERT_EQ(recovered.exitCode, 0) << recovered.err.toStdString();
+    const auto take = TestSupport::readAudioFile(out("saved.wav"));
+    EXPECT_GE(take.frames(), 12000);
+    EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 48000,
+                3);
+}
+
+} // namespace

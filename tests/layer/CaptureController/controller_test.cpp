@@ -1,0 +1,291 @@
+#include "CaptureController/controller.h"
+#include "CaptureController/iaudiocapture.h"
+
+#include "audiofiles.h"
+#include "eventwait.h"
+#include "fakedialogs.h"
+#include "logcapture.h"
+
+#include "audio/audiodevicemanager.h"
+#include "playback/player.h"
+#include "playback/playerwidget.h"
+#include "util/settingspaths.h"
+
+#include <QDir>
+#include <QImage>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using AudIO::AudioDeviceManager;
+using Capture::Mode;
+using Capture::State;
+
+// White pixels of the player as it would be on screen: the countdown digit and nothing else is
+// white there.
+int whitePixels(QWidget &widget)
+{
+    const QImage image = widget.grab().toImage();
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixelColor(x, y).lightness() > 240 ? 1 : 0;
+    }
+    return count;
+}
+
+class CaptureController
+    : public ::testing::Test
+    , public Capture::IAudioCaptureObserver {
+protected:
+    CaptureController()
+    {
+        Settings::setDataFolder(data.path());
+        manager.SetVirtualPacing(AudioDeviceManager::Pacing::Pulled);
+        Dialog::setDialogs(dialogs);
+        Playback::setCurrentPlayback(&player);
+        widget.resize(400, 240);
+        capture().addObserver(this);
+        capture().setDevice(QStringLiteral("virtual:tone:440"));
+    }
+    ~CaptureController() override
+    {
+        capture().removeObserver(this);
+        Playback::setCurrentPlayback(nullptr);
+        Dialog::setDialogs(nullptr);
+        manager.SetVirtualPacing(AudioDeviceManager::Pacing::RealTime);
+    }
+
+    static Capture::IAudioCapture &capture() { return *Capture::audioCapture(); }
+
+    void audioCaptureStateChanged() override
+    {
+        if (capture().state() == State::CountingDown)
+            countdown.push_back(capture().countdownSeconds());
+    }
+    void audioCaptureDeviceLost() override { ++deviceLost; }
+    void audioCaptureFinished(const Capture::CaptureResult &r) override { results.push_back(r); }
+
+    bool waitFor(State state)
+    {
+        return TestSupport::waitUntil([&] { return capture().state() == state; });
+    }
+    QString out(const char *name) const { return data.filePath(QString::fromLatin1(name)); }
+    QStringList takesLeft() const
+    {
+        return QDir(data.filePath(QStringLiteral("recordings")))
+            .entryList({ QStringLiteral("take-*") }, QDir::Files);
+    }
+    QStringList messages() const
+    {
+        QStringList texts;
+        for (const auto &shown : dialogs->shown)
+            texts << shown.text;
+        return texts;
+    }
+
+    QTemporaryDir data;
+    AudioDeviceManager &manager = AudioDeviceManager::Instance();
+    std::shared_ptr<TestSupport::FakeDialogs> dialogs
+        = std::make_shared<TestSupport::FakeDialogs>();
+    Playback::Player player;
+    Playback::PlayerWidget widget { player };
+    Capture::Controller controller { Capture::Controller::Options { 5ms } };
+    std::vector<int> countdown;
+    std::vector<Capture::CaptureResult> results;
+    int deviceLost = 0;
+};
+
+TEST_F(CaptureController, counts_3_2_1_over_the_player_then_records_a_take_of_the_tone)
+{
+    capture().start(Mode::Voice, 3000);
+    EXPECT_EQ(capture().state(), State::CountingDown);
+    EXPECT_GT(whitePixels(widget), 100) << "the digit is drawn over the player";
+    capture().start(Mode::Voice, 0);
+    EXPECT_EQ(capture().countdownSeconds(), 3) << "start during the countdown does nothing";
+
+    ASSERT_TRUE(waitFor(State::Recording));
+    EXPECT_EQ(countdown, (std::vector<int> { 3, 2, 1 }));
+    EXPECT_EQ(whitePixels(widget), 0) << "the overlay is cleared when the countdown ends";
+    manager.PullVirtualInputs(1s);
+    capture().start(Mode::Voice, 0);
+    manager.PullVirtualInputs(1s);
+    EXPECT_EQ(capture().recordedTime(), MTime::fromSec(2)) << "start during a take does nothing";
+    capture().stop(out("voice.wav"));
+
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(results[0].saved);
+    const auto take = TestSupport::readAudioFile(out("voice.wav"));
+    ASSERT_EQ(take.frames(), 96000);
+    EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 1760, 2);
+    EXPECT_EQ(capture().state(), State::Idle);
+    EXPECT_TRUE(takesLeft().isEmpty());
+}
+
+TEST_F(CaptureController, a_delay_under_a_second_records_at_once)
+{
+    capture().start(Mode::Voice, 999);
+    EXPECT_EQ(capture().state(), State::Recording);
+    EXPECT_TRUE(countdown.empty());
+    capture().cancel();
+}
+
+struct StopCase {
+    const char *name;
+    int delayMs;
+    std::function<void(Capture::IAudioCapture &, const QString &)> stop;
+};
+
+class CaptureStops
+    : public CaptureController
+    , public ::testing::WithParamInterface<StopCase> { };
+
+TEST_P(CaptureStops, leave_no_file_no_take_and_no_overlay)
+{
+    capture().start(Mode::Voice, GetParam().delayMs);
+    manager.PullVirtualInputs(200ms);
+    GetParam().stop(capture(), out("voice.wav"));
+
+    EXPECT_EQ(capture().state(), State::Idle);
+    EXPECT_FALSE(QFile::exists(out("voice.wav")));
+    EXPECT_TRUE(takesLeft().isEmpty());
+    EXPECT_TRUE(player.overlayPixmap().isNull());
+    EXPECT_EQ(whitePixels(widget), 0);
+    EXPECT_TRUE(messages().isEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Capture,
+    CaptureStops,
+    ::testing::Values(StopCase { "stop_during_the_countdown", 3000,
+                                 [](Capture::IAudioCapture &c, const QString &path) {
+                                     c.stop(path);
+                                 } },
+                      StopCase { "cancel_during_the_countdown", 3000,
+                                 [](Capture::IAudioCapture &c, const QString &) { c.cancel(); } },
+                      StopCase { "cancel_a_take", 0,
+                                 [](Capture::IAudioCapture &c, const QString &) { c.cancel(); } },
+                      StopCase { "another_device_chosen_mid_take", 0,
+                                 [](Capture::IAudioCapture &c, const QString &) {
+                                     c.setDevice(QStringLiteral("virtual:tone:1000"));
+                                 } }),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(CaptureController, a_missing_device_is_told_and_nothing_starts)
+{
+    TestSupport::LogCapture log;
+    capture().setDevice(QStringLiteral("virtual:file:/nonexistent/voice.wav"));
+    capture().start(Mode::Voice, 0);
+
+    EXPECT_EQ(capture().state(), State::Idle);
+    EXPECT_EQ(messages(), QStringList { QStringLiteral("Can't find a device") });
+    EXPECT_EQ(
+        log.matching({ "Can't find a device UID: virtual:file:/nonexistent/voice.wav" }).size(),
+        1u);
+    EXPECT_TRUE(results.empty());
+}
+
+TEST_F(CaptureController, a_save_that_fails_is_told_and_the_take_is_kept_for_recovery)
+{
+    TestSupport::LogCapture log;
+    QDir(data.path()).mkpath(QStringLiteral("folder.wav"));
+    capture().start(Mode::Voice, 0);
+    manager.PullVirtualInputs(100ms);
+    capture().stop(out("folder.wav"));
+
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_FALSE(results[0].saved);
+    ASSERT_EQ(messages().size(), 1);
+    EXPECT_TRUE(messages()[0].startsWith(
+        QStringLiteral("Error was encountered while saving captured audio. Details:\n")))
+        << messages()[0].toStdString();
+    EXPECT_TRUE(messages()[0].contains(QStringLiteral("is a folder")));
+    EXPECT_EQ(log.matching({ "Error in conversion while saving captured audio" }).size(), 1u);
+    EXPECT_EQ(takesLeft().size(), 1);
+}
+
+TEST_F(CaptureController, a_device_that_vanishes_ends_the_take_and_what_it_heard_is_saved)
+{
+    const QString source = out("voice-in.wav");
+    TestSupport::writeToneFile(source, 440.0, 48000, 2, 2.0);
+    capture().setDevice(QStringLiteral("virtual:file:") + source);
+    capture().start(Mode::Voice, 0);
+    manager.PullVirtualInputs(500ms);
+    QFile::remove(source);
+    manager.Rescan();
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return deviceLost == 1; }));
+    manager.PullVirtualInputs(500ms);
+    capture().stop(out("voice.wav"));
+
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(results[0].deviceLost);
+    EXPECT_EQ(TestSupport::readAudioFile(out("voice.wav")).frames(), 24000);
+}
+
+TEST_F(CaptureController, with_the_playback_the_take_waits_for_it_to_play)
+{
+    player.seek(MTime::fromSec(10));
+    capture().start(Mode::WithPlayback, 1000);
+    ASSERT_TRUE(waitFor(State::Recording));
+    EXPECT_TRUE(player.isPlaying());
+    manager.PullVirtualInputs(100ms);
+    capture().stop(out("voice.wav"));
+
+    EXPECT_FALSE(player.isPlaying()) << "the playback stops with the take";
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_TRUE(results[0].saved);
+    EXPECT_GE(results[0].duration, MTime()) << "timed by the playback's chronometer";
+}
+
+TEST_F(CaptureController, volume_scales_the_input_and_levels_show_only_while_asked)
+{
+    capture().setVolume(50);
+    capture().start(Mode::Voice, 0);
+    manager.PullVirtualInputs(100ms);
+    EXPECT_EQ(capture().peakLevel(), 0.0f);
+    capture().showLevels();
+    manager.PullVirtualInputs(100ms);
+    EXPECT_NEAR(capture().peakLevel(), 0.25f, 0.01f);
+    capture().hideLevels();
+    capture().stop(out("voice.wav"));
+    const auto take = TestSupport::readAudioFile(out("voice.wav"));
+    EXPECT_NEAR(TestSupport::peakOf(take, 0, take.frames()), 0.25f, 0.01f);
+}
+
+struct QualityCase {
+    const char *name;
+    int quality;
+    int sampleRate;
+    int channels;
+};
+
+class CaptureQuality
+    : public CaptureController
+    , public ::testing::WithParamInterface<QualityCase> { };
+
+TEST_P(CaptureQuality, codes_past_the_known_ones_record_in_the_best)
+{
+    capture().setQuality(GetParam().quality);
+    capture().start(Mode::Voice, 0);
+    manager.PullVirtualInputs(100ms);
+    capture().stop(out("voice.wav"));
+    const auto take = TestSupport::readAudioFile(out("voice.wav"));
+    EXPECT_EQ(take.sampleRate, GetParam().sampleRate);
+    EXPECT_EQ(take.channels, GetParam().channels);
+    EXPECT_EQ(take.frames(), GetParam().sampleRate / 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Capture,
+                         CaptureQuality,
+                         ::testing::Values(QualityCase { "lowest", 0, 8000, 1 },
+                                           QualityCase { "best", 5, 48000, 2 },
+                                           QualityCase { "six", 6, 44100, 2 },
+                                           QualityCase { "seven", 7, 96000, 2 },
+                                           QualityCase { "eight", 8, 48000, 2 },
+                                           QualityCase { "far_past", 40, 48000, 2 }),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+} // namespace
