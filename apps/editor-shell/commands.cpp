@@ -19,9 +19,9 @@ Command transitionsCommand();
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        statusCommand(), eventsCommand(), statisticsCommand(), projectCommand(),
-        importCommand(), prefsCommand(),  censusCommand(),     clipCommand(),
-        cutCommand(),    transitionsCommand(), configCommand(), linksCommand(),
+        statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
+        importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
+        cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
         recordCommand(),
     };
     return all;

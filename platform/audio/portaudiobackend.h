@@ -22,9 +22,10 @@ AUDIO_EXPORT std::vector<AudioDeviceInfo> relist();
 // The last list, without starting anything.
 AUDIO_EXPORT std::vector<AudioDeviceInfo> known();
 
-AUDIO_EXPORT std::shared_ptr<AudioReader> createReader(const AudioDeviceInfo &device,
-                                          AudioFormat format,
-                                          std::shared_ptr<Chronometer> chronometer,
-                                          std::shared_ptr<SystemAudioRecorder> recorder);
+AUDIO_EXPORT std::shared_ptr<AudioReader>
+createReader(const AudioDeviceInfo &device,
+             AudioFormat format,
+             std::shared_ptr<Chronometer> chronometer,
+             std::shared_ptr<SystemAudioRecorder> recorder);
 
 } // namespace AudIO::PortAudio

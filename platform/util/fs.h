@@ -47,15 +47,16 @@ enum class LinkPolicy {
 // full disk, a kill or a power cut leaves either the old file or the new one, never a cut one.
 // The new file keeps the old one's permissions. Throws Error, with the old file untouched.
 UTIL_EXPORT void writeFileAtomically(const QString &path,
-                         const QByteArray &bytes,
-                         LinkPolicy links = LinkPolicy::Refuse);
+                                     const QByteArray &bytes,
+                                     LinkPolicy links = LinkPolicy::Refuse);
 
 // The bytes of the regular file at `path`, at most `maxBytes` of them. Opened without blocking,
 // so a FIFO or a device at the path is refused instead of hanging or streaming forever, and the
 // limit is checked while reading (a file that grows, or lies about its size, is still bounded).
 // Throws Error: missing (notFound()), not a regular file, larger than the limit, unreadable.
-QByteArray
-UTIL_EXPORT readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy links = LinkPolicy::Refuse);
+UTIL_EXPORT QByteArray readRegularFile(const QString &path,
+                                       qint64 maxBytes,
+                                       LinkPolicy links = LinkPolicy::Refuse);
 
 // An exclusive advisory lock on `path` (created when missing) for the guard's life: the way
 // several processes sharing a data folder take turns at a read-modify-write of one file. Blocks
