@@ -207,11 +207,6 @@ public:
     void setAnimation(AnimationItem animation);
     // Throws std::invalid_argument for a subtype the title designer does not have.
     void setTitleItem(std::optional<TitleItem> title);
-    void setResourceId(QString id) { m_resourceId = std::move(id); }
-    void setContentId(QString id) { m_contentId = std::move(id); }
-
-    void setAnimation(AnimationItem animation);
-    void setTitleItem(std::optional<TitleItem> title);
     void setResourceId(QString id);
     void setContentId(QString id);
     // Each throws std::invalid_argument for a value out of its range (opacity 0..100, volume
