@@ -1063,7 +1063,7 @@ void save(Object &project, const QString &path)
 
 QJsonObject effectToJson(const Effect::Object &effect)
 {
-    return writeEffect(effect);
+    return writeEffect(effect, QStringLiteral("effect"));
 }
 
 std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object)
