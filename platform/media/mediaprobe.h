@@ -39,6 +39,6 @@ inline constexpr std::int64_t probeMemoryTotal = 1024LL << 20;
 
 // The file at `path`, analysed: state Opened with its container, tracks and properties, or
 // Failed with a reason for people in `error`. Never throws for anything the file holds.
-File probe(const QString &path, const ProbeLimits &limits = {});
+MEDIA_EXPORT File probe(const QString &path, const ProbeLimits &limits = {});
 
 } // namespace Media

@@ -11,7 +11,7 @@
 namespace FS {
 
 // Joins path parts with '/', then appends ".ext" when `extension` is not empty.
-QString joinPath(const QStringList &parts, const QString &extension = {});
+UTIL_EXPORT QString joinPath(const QStringList &parts, const QString &extension = {});
 // The file's extension in lower case, without the dot; empty when there is none.
 UTIL_EXPORT QString extensionL(const QString &path);
 // Whether `path`, once cleaned, stays inside `root` (no "..", no absolute escape).
