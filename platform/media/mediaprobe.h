@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include "media/mediafile.h"
 
 #include <QString>
@@ -15,7 +17,7 @@ namespace Media {
 // What a probe may cost. A small file can describe huge work: a thousand streams, each with a
 // decoder of its own, or a picture of 16000x16000 that the decoder would hold whole. A file over
 // a limit fails with the limit named, before the work is done.
-struct ProbeLimits {
+struct MEDIA_EXPORT ProbeLimits {
     // A hostile or broken file can keep the demuxer reading forever (endless headers, a
     // pathological index); past this time the probe is abandoned and the file counts as failed.
     std::chrono::milliseconds timeout { 10000 };
@@ -37,6 +39,6 @@ inline constexpr std::int64_t probeMemoryTotal = 1024LL << 20;
 
 // The file at `path`, analysed: state Opened with its container, tracks and properties, or
 // Failed with a reason for people in `error`. Never throws for anything the file holds.
-File probe(const QString &path, const ProbeLimits &limits = {});
+MEDIA_EXPORT File probe(const QString &path, const ProbeLimits &limits = {});
 
 } // namespace Media
