@@ -1,5 +1,7 @@
 #pragma once
 
+#include "appsettings_export.h"
+
 #include "appsettings/settingsmanagerobserver.h"
 
 #include <QString>
@@ -24,7 +26,7 @@ inline constexpr const char *dontShowNewProjectDialog = "dontShowNewProjectDialo
 inline constexpr const char *fastTrackEnabled = "fastTrackEnabled";
 } // namespace SettingKeys
 
-class IApplicationSettingsManager {
+class APPSETTINGS_EXPORT IApplicationSettingsManager {
 public:
     virtual ~IApplicationSettingsManager() = default;
 
@@ -48,7 +50,7 @@ public:
 
 // Keeps the preferences in an INI file (Settings::applicationSettingsPath() unless told
 // otherwise), written through at every change so a crash loses nothing.
-class ApplicationSettingsManager final : public IApplicationSettingsManager {
+class APPSETTINGS_EXPORT ApplicationSettingsManager final : public IApplicationSettingsManager {
 public:
     ApplicationSettingsManager();
     explicit ApplicationSettingsManager(const QString &path);
@@ -78,11 +80,11 @@ private:
 
 // Defaults of the editor's own keys: language "en_US", update checks on, the new-project dialog
 // shown, fast-track processing on; false, 0 and the empty text for any other key.
-bool defaultBool(const std::string &key);
-std::string defaultString(const std::string &key);
+APPSETTINGS_EXPORT bool defaultBool(const std::string &key);
+APPSETTINGS_EXPORT std::string defaultString(const std::string &key);
 
 // The manager of the process; null until the shell installs one.
-void setApplicationSettingsManager(IApplicationSettingsManager *manager);
-IApplicationSettingsManager *applicationSettingsManager();
+APPSETTINGS_EXPORT void setApplicationSettingsManager(IApplicationSettingsManager *manager);
+APPSETTINGS_EXPORT IApplicationSettingsManager *applicationSettingsManager();
 
 } // namespace Vantel::App

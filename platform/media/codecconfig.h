@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include <QString>
 
 #include <cstdint>
@@ -16,12 +18,12 @@ inline constexpr const char *CODEC_ID_JPEG = "CODEC_ID_JPEG";
 
 // Whether the identifier names a codec of that kind; false for identifiers the library does
 // not know.
-bool IsVideoCodec(const QString &codecId);
-bool IsAudioCodec(const QString &codecId);
+MEDIA_EXPORT bool IsVideoCodec(const QString &codecId);
+MEDIA_EXPORT bool IsAudioCodec(const QString &codecId);
 
 // A channel layout the encoders know: its channel mask (the decoder library's AV_CH_* bits), the
 // library's own name for it ("mono", "stereo", "5.1(side)") and its channel count.
-struct LayoutRecord {
+struct MEDIA_EXPORT LayoutRecord {
     std::uint64_t mask = 0;
     QString name;
     int channels = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "project_export.h"
+
 #include "project/project.h"
 
 #include <QByteArray>
@@ -14,7 +16,7 @@
 namespace Project {
 
 // Why a file could not be read or written, in words for the user.
-class FileError : public std::runtime_error {
+class PROJECT_EXPORT FileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -24,27 +26,27 @@ inline constexpr int fileFormatVersion = 1;
 
 // Builds the project a file describes. Media paths are kept exactly as written (relative ones
 // too) and nothing on disk is looked at. Throws FileError naming the first thing that is wrong.
-std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
+PROJECT_EXPORT std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
 // The file's bytes. Media paths are written as the files hold them; see save() for portable
 // projects.
-QByteArray writeProjectFile(const Object &project);
+PROJECT_EXPORT QByteArray writeProjectFile(const Object &project);
 
 // One effect as the file holds it, for the editing commands that change settings by name: the
 // object the file would write, and the effect such an object reads as (FileError when it is bad).
-QJsonObject effectToJson(const Effect::Object &effect);
-std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object);
+PROJECT_EXPORT QJsonObject effectToJson(const Effect::Object &effect);
+PROJECT_EXPORT std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object);
 
-struct OpenResult {
+struct PROJECT_EXPORT OpenResult {
     std::unique_ptr<Object> project;
     int lostFiles = 0; // media files of the project that are not on disk
 };
 
 // Reads the project file at `path`, resolves relative media paths against its folder and marks
 // files that are missing as failed. Throws FileError (unreadable, damaged or foreign file).
-OpenResult open(const QString &path);
+PROJECT_EXPORT OpenResult open(const QString &path);
 // Writes the project to `path` (atomically: the old file stays until the new one is complete)
 // and makes `path` the project's path. A portable project writes media paths relative to the
 // file's folder. Throws FileError.
-void save(Object &project, const QString &path);
+PROJECT_EXPORT void save(Object &project, const QString &path);
 
 } // namespace Project

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "tracking/trackedevent.h"
 
 #include <QByteArray>
@@ -12,7 +14,7 @@ namespace Vantel::Tracking {
 // can be checked from outside (the shell's --events-out). Each line goes to the file with its own
 // write, unbuffered, so a reader following the file sees an event as soon as it is sent. Used on
 // the sending thread; a failing write is logged once and never stops the editor.
-class JsonLinesSink : public IEventSink {
+class TRACKING_EXPORT JsonLinesSink : public IEventSink {
 public:
     // Creates or empties `path`. Throws std::runtime_error when the file cannot be opened.
     explicit JsonLinesSink(const QString &path);
@@ -26,6 +28,6 @@ private:
 };
 
 // One event's line, newline included.
-QByteArray eventToJsonLine(const TrackedEvent &event);
+TRACKING_EXPORT QByteArray eventToJsonLine(const TrackedEvent &event);
 
 } // namespace Vantel::Tracking

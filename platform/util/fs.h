@@ -1,15 +1,17 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QString>
 #include <QStringList>
 
 namespace FS {
 
 // Joins path parts with '/', then appends ".ext" when `extension` is not empty.
-QString joinPath(const QStringList &parts, const QString &extension = {});
+UTIL_EXPORT QString joinPath(const QStringList &parts, const QString &extension = {});
 // The file's extension in lower case, without the dot; empty when there is none.
-QString extensionL(const QString &path);
+UTIL_EXPORT QString extensionL(const QString &path);
 // Whether `path`, once cleaned, stays inside `root` (no "..", no absolute escape).
-bool isInside(const QString &root, const QString &path);
+UTIL_EXPORT bool isInside(const QString &root, const QString &path);
 
 } // namespace FS
