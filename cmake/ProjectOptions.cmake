@@ -15,6 +15,13 @@ if(EDITOR_SANITIZE)
   target_link_options(editor_options INTERFACE -fsanitize=${EDITOR_SANITIZE})
 endif()
 
+# A fuzzing build instruments every library, so the fuzzers are guided by the coverage of the
+# platform code they call, not only by their own few lines.
+if(EDITOR_BUILD_FUZZ)
+  target_compile_options(editor_options INTERFACE -fsanitize=fuzzer-no-link,address,undefined)
+  target_link_options(editor_options INTERFACE -fsanitize=address,undefined)
+endif()
+
 # Programs (never libraries) add this, so a sanitizer build knows the leaks that are not ours.
 function(editor_sanitizer_defaults target)
   if(EDITOR_SANITIZE)
@@ -22,13 +29,22 @@ function(editor_sanitizer_defaults target)
   endif()
 endfunction()
 
-# Each platform folder is one object library; platform/CMakeLists.txt gathers them into the static
-# library `Platform`. The layer links that archive whole and re-exports it, so every singleton
-# (dispatcher, tracker, paths) exists once in the process although the shell and the layer both
-# call it. Platform tests link `Platform` directly and get only the objects they use.
+# Each platform folder is one shared library (libEditor<Name>.so) with hidden visibility and a
+# generated export header, <name>_export.h with <NAME>_EXPORT, that marks what other libraries may
+# call. Being shared, every singleton of the platform (dispatcher, tracker, paths) exists once in a
+# process however many libraries and programs use it.
+include(GenerateExportHeader)
 function(editor_platform_library name)
-  add_library(${name} OBJECT ${ARGN})
+  add_library(${name} SHARED ${ARGN})
+  string(TOLOWER ${name} lowerName)
+  generate_export_header(${name}
+    BASE_NAME ${lowerName}
+    EXPORT_FILE_NAME ${CMAKE_CURRENT_BINARY_DIR}/${lowerName}_export.h)
+  set_target_properties(${name} PROPERTIES
+    OUTPUT_NAME Editor${name}
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE editor_options)
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform ${CMAKE_CURRENT_BINARY_DIR})
   set_property(GLOBAL APPEND PROPERTY EDITOR_PLATFORM_LIBRARIES ${name})
 endfunction()

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "appsettings_export.h"
+
 #include "appsettings/settingsmanagerobserver.h"
 
 #include <QByteArray>
@@ -25,7 +27,7 @@ inline constexpr const char *dontShowNewProjectDialog = "dontShowNewProjectDialo
 inline constexpr const char *fastTrackEnabled = "fastTrackEnabled";
 } // namespace SettingKeys
 
-class IApplicationSettingsManager {
+class APPSETTINGS_EXPORT IApplicationSettingsManager {
 public:
     virtual ~IApplicationSettingsManager() = default;
 
@@ -54,7 +56,7 @@ public:
 // folder keep each other's changes. The file is replaced whole (never cut, never written
 // through a link); one that cannot be read (a pipe, a link, too large, damaged) gives the
 // defaults with one warning.
-class ApplicationSettingsManager final : public IApplicationSettingsManager {
+class APPSETTINGS_EXPORT ApplicationSettingsManager final : public IApplicationSettingsManager {
 public:
     ApplicationSettingsManager();
     explicit ApplicationSettingsManager(const QString &path);
@@ -88,16 +90,16 @@ private:
 // outside [A-Za-z0-9_.-] are percent-encoded and values with blanks at their ends, quotes,
 // backslashes or line breaks are quoted, so any key and text survive. Reading skips what it
 // cannot use; keys of other sections come back as "section/key". Pure.
-QByteArray writeSettingsText(const std::map<QString, QString> &values);
-std::map<QString, QString> readSettingsText(const QByteArray &text);
+APPSETTINGS_EXPORT QByteArray writeSettingsText(const std::map<QString, QString> &values);
+APPSETTINGS_EXPORT std::map<QString, QString> readSettingsText(const QByteArray &text);
 
 // Defaults of the editor's own keys: language "en_US", update checks on, the new-project dialog
 // shown, fast-track processing on; false, 0 and the empty text for any other key.
-bool defaultBool(const std::string &key);
-std::string defaultString(const std::string &key);
+APPSETTINGS_EXPORT bool defaultBool(const std::string &key);
+APPSETTINGS_EXPORT std::string defaultString(const std::string &key);
 
 // The manager of the process; null until the shell installs one.
-void setApplicationSettingsManager(IApplicationSettingsManager *manager);
-IApplicationSettingsManager *applicationSettingsManager();
+APPSETTINGS_EXPORT void setApplicationSettingsManager(IApplicationSettingsManager *manager);
+APPSETTINGS_EXPORT IApplicationSettingsManager *applicationSettingsManager();
 
 } // namespace Vantel::App

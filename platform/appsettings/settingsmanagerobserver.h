@@ -1,5 +1,7 @@
 #pragma once
 
+#include "appsettings_export.h"
+
 #include <optional>
 #include <string>
 
@@ -8,7 +10,7 @@
 // value really changed. `previous` is empty when the key had no stored value before.
 namespace Vantel::App {
 
-class ISettingsManagerObserver {
+class APPSETTINGS_EXPORT ISettingsManagerObserver {
 public:
     virtual ~ISettingsManagerObserver() = default;
     virtual void
@@ -24,7 +26,7 @@ public:
 };
 
 // For observers that care about one or two value types: the rest do nothing.
-class AbstractSettingsManagerObserver : public ISettingsManagerObserver {
+class APPSETTINGS_EXPORT AbstractSettingsManagerObserver : public ISettingsManagerObserver {
 public:
     void SettingChangedBool(const std::string &, bool, const std::optional<bool> &) override { }
     void SettingChangedInt(const std::string &, int, const std::optional<int> &) override { }

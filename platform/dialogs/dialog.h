@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dialogs_export.h"
+
 #include <QString>
 
 #include <memory>
@@ -8,7 +10,7 @@
 // script) is installed once by the application; code that asks does not know which. Main thread.
 namespace Dialog {
 
-class IDialogs {
+class DIALOGS_EXPORT IDialogs {
 public:
     virtual ~IDialogs();
     // A question with two buttons; true for the first. Empty button texts mean the defaults.
@@ -22,16 +24,17 @@ public:
 };
 
 // Installs the implementation; null leaves the editor without dialogs (see alertAction).
-void setDialogs(std::shared_ptr<IDialogs> dialogs);
-std::shared_ptr<IDialogs> dialogs();
+DIALOGS_EXPORT void setDialogs(std::shared_ptr<IDialogs> dialogs);
+DIALOGS_EXPORT std::shared_ptr<IDialogs> dialogs();
 
 // Asks through the installed dialogs. Without any, the answer is false: declining is the choice
 // that changes nothing, and a run with no way to ask must not act on a guess.
-bool alertAction(const QString &title,
-                 const QString &text,
-                 const QString &yesText = {},
-                 const QString &noText = {});
+DIALOGS_EXPORT bool alertAction(const QString &title,
+                                const QString &text,
+                                const QString &yesText = {},
+                                const QString &noText = {});
 // Shows through the installed dialogs; without any, the message goes to the log.
-void showMessage(const QString &title, const QString &text, const QString &details = {});
+DIALOGS_EXPORT void
+showMessage(const QString &title, const QString &text, const QString &details = {});
 
 } // namespace Dialog

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dialogs_export.h"
+
 #include <QString>
 
 #include <memory>
@@ -9,7 +11,7 @@
 // Main thread.
 namespace Report {
 
-class IProgress {
+class DIALOGS_EXPORT IProgress {
 public:
     virtual ~IProgress();
     virtual void setMaximum(int maximum) = 0;
@@ -20,13 +22,13 @@ public:
 };
 
 // Told when the user pressed the progress's cancel button.
-class IProgressListener {
+class DIALOGS_EXPORT IProgressListener {
 public:
     virtual ~IProgressListener();
     virtual void progressCancelled(IProgress &progress) = 0;
 };
 
-class IProgressFactory {
+class DIALOGS_EXPORT IProgressFactory {
 public:
     virtual ~IProgressFactory();
     // The listener outlives the progress; the factory must not call it after the progress died.
@@ -38,10 +40,10 @@ public:
 };
 
 // Null shows no progress at all, which is what a run without a terminal or window wants.
-void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
-std::shared_ptr<IProgressFactory> progressFactory();
+DIALOGS_EXPORT void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
+DIALOGS_EXPORT std::shared_ptr<IProgressFactory> progressFactory();
 
-class ProgressReporter : private IProgressListener {
+class DIALOGS_EXPORT ProgressReporter : private IProgressListener {
 public:
     ProgressReporter(const ProgressReporter &) = delete;
     ProgressReporter &operator=(const ProgressReporter &) = delete;

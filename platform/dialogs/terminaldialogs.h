@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dialogs_export.h"
+
 #include "dialogs/dialog.h"
 
 #include <cstdio>
@@ -9,7 +11,7 @@ namespace Dialog {
 // Questions and messages on a terminal. A scripted run answers every question in advance (the
 // shell's --yes and --no); the question and the answer given are still printed, so a log of the
 // run shows what was decided. Reading an answer blocks the main thread, as a modal dialog does.
-class TerminalDialogs final : public IDialogs {
+class DIALOGS_EXPORT TerminalDialogs final : public IDialogs {
 public:
     enum class Answer { Ask, Yes, No };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "dialogs_export.h"
+
 #include "dialogs/progress.h"
 
 #include <QObject>
@@ -17,7 +19,7 @@ class TerminalProgress;
 // (a log, a pipe) only the start and the end are written, so a scripted run's output stays
 // readable. With `cancelOnInterrupt`, Ctrl+C while a progress is shown presses its cancel button
 // instead of ending the program; a second Ctrl+C after that ends it as usual.
-class TerminalProgressFactory final
+class DIALOGS_EXPORT TerminalProgressFactory final
     : public QObject
     , public IProgressFactory {
     Q_OBJECT

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "filestorage_export.h"
+
 #include <QDateTime>
 #include <QString>
 
@@ -19,7 +21,7 @@ enum class FileStorageKind : int { Media = 0, Project = 1 };
 
 using FileStorageEntryId = std::uint64_t;
 
-class IFileStorageControllerObserver {
+class FILESTORAGE_EXPORT IFileStorageControllerObserver {
 public:
     virtual ~IFileStorageControllerObserver();
     // The service became available or stopped being so; ask isAvailable() for the new state.
@@ -27,7 +29,7 @@ public:
 };
 
 // One file the service keeps.
-struct StoredFile {
+struct FILESTORAGE_EXPORT StoredFile {
     QString path;
     FileStorageKind kind = FileStorageKind::Media;
     std::int64_t size = -1; // -1 when the file was not there when it was last given
@@ -36,7 +38,7 @@ struct StoredFile {
     int timesAdded = 0;
 };
 
-class IFileStorageController {
+class FILESTORAGE_EXPORT IFileStorageController {
 public:
     virtual ~IFileStorageController();
 
@@ -55,7 +57,7 @@ public:
     virtual void removeObserver(IFileStorageControllerObserver *observer) = 0;
 };
 
-class FileStorageFactory {
+class FILESTORAGE_EXPORT FileStorageFactory {
 public:
     // The service on this machine: a local index kept at `indexPath` (the data folder's
     // Settings::fileStoragePath() unless given).

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "filestorage_export.h"
+
 #include "filestorage/ifilestoragecontroller.h"
 
 #include <QFileSystemWatcher>
@@ -18,7 +20,7 @@ namespace Vantel::App {
 // started, so one bad file never stops the user adding files.
 // The service is available while its folder can be written; it watches the folder and tells
 // its observers when that changes.
-class LocalFileStorage final
+class FILESTORAGE_EXPORT LocalFileStorage final
     : public QObject
     , public IFileStorageController {
     Q_OBJECT

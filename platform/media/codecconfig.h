@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include <QString>
 
 // The editor's codec identifiers: "CODEC_ID_" and the decoder library's codec name in upper case
@@ -14,7 +16,7 @@ inline constexpr const char *CODEC_ID_JPEG = "CODEC_ID_JPEG";
 
 // Whether the identifier names a codec of that kind; false for identifiers the library does
 // not know.
-bool IsVideoCodec(const QString &codecId);
-bool IsAudioCodec(const QString &codecId);
+MEDIA_EXPORT bool IsVideoCodec(const QString &codecId);
+MEDIA_EXPORT bool IsAudioCodec(const QString &codecId);
 
 } // namespace Media::CodecConfig

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 // Private to the media library: the one place that turns the decoder library's codec numbers into
 // the editor's identifiers.
 
@@ -11,6 +13,6 @@ extern "C" {
 
 namespace Media::CodecConfig {
 
-QString codecIdentifier(AVCodecID id);
+MEDIA_EXPORT QString codecIdentifier(AVCodecID id);
 
 } // namespace Media::CodecConfig

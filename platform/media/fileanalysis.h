@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include "media/mediafile.h"
 #include "media/mediaprobe.h"
 
@@ -19,7 +21,7 @@ namespace Media {
 // pool of at most as many threads as the machine has cores; each result is written into its
 // shared File on the thread this object lives in, then announced with FileOpenedNotification or
 // FileOpenFailedNotification. Results arrive in completion order, not request order.
-class FileAnalysis final : public QObject {
+class MEDIA_EXPORT FileAnalysis final : public QObject {
     Q_OBJECT
 public:
     explicit FileAnalysis(QObject *parent = nullptr);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include <QString>
 
 // Content packages (effects, title and transition packs) travel as one file that the package
@@ -7,7 +9,7 @@
 // extension, like project files (Settings::isProjectFilePath), before anything is read.
 namespace Settings {
 
-QString packageFileExtension();
-bool isPackageFilePath(const QString &path);
+MEDIA_EXPORT QString packageFileExtension();
+MEDIA_EXPORT bool isPackageFilePath(const QString &path);
 
 } // namespace Settings

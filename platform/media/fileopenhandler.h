@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include "media/fileanalysis.h"
 #include "media/mediafile.h"
 #include "media/mediamessages.h"
@@ -14,7 +16,7 @@
 // them as they open or fail, and when the batch is complete sorts out the files the user must be
 // told about. Subclasses watch the counts (processing) and decide what the problems mean
 // (postProcessing). Main thread.
-class FileOpenHandler
+class MEDIA_EXPORT FileOpenHandler
     : public PubSub::Subscriber<Media::FileOpenedNotification, Media::FileOpenFailedNotification> {
 public:
     // Ordered by path, so the dialogs list the files the way a file manager would.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include <QSet>
 #include <QString>
 
@@ -10,10 +12,10 @@ namespace FileUtil {
 
 // Lower-case extensions without the dot, of media files and of the project and package files
 // that an add request may also carry. Computed once; thread-safe.
-const QSet<QString> &supportedFileExtensions();
+MEDIA_EXPORT const QSet<QString> &supportedFileExtensions();
 // Of media files alone: containers, audio and video streams, still images.
-const QSet<QString> &supportedMediaExtensions();
+MEDIA_EXPORT const QSet<QString> &supportedMediaExtensions();
 // Of still pictures (a subset of the media extensions).
-const QSet<QString> &stillImageExtensions();
+MEDIA_EXPORT const QSet<QString> &stillImageExtensions();
 
 } // namespace FileUtil

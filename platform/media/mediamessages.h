@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include "media/mediafile.h"
 
 #include "pubsub/message.h"
@@ -8,10 +10,10 @@
 // after the file's record has been filled in.
 namespace Media {
 
-const PubSub::Object *globalObject();
+MEDIA_EXPORT const PubSub::Object *globalObject();
 
 // The file was analysed and can be used; its record now holds tracks and properties.
-class FileOpenedNotification : public Message::Types::Notification<Media::File> {
+class MEDIA_EXPORT FileOpenedNotification : public Message::Types::Notification<Media::File> {
 public:
     explicit FileOpenedNotification(FilePtr file)
         : Notification(globalObject())
@@ -22,7 +24,7 @@ public:
 };
 
 // The file cannot be used; `file->error` says why.
-class FileOpenFailedNotification : public Message::Types::Notification<Media::File> {
+class MEDIA_EXPORT FileOpenFailedNotification : public Message::Types::Notification<Media::File> {
 public:
     explicit FileOpenFailedNotification(FilePtr file)
         : Notification(globalObject())

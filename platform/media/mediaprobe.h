@@ -1,5 +1,7 @@
 #pragma once
 
+#include "media_export.h"
+
 #include "media/mediafile.h"
 
 #include <QString>
@@ -11,7 +13,7 @@
 // the file's bytes: safe to call from any thread, one call per file, nothing shared between calls.
 namespace Media {
 
-struct ProbeLimits {
+struct MEDIA_EXPORT ProbeLimits {
     // A hostile or broken file can keep the demuxer reading forever (endless headers, a
     // pathological index); past this time the probe is abandoned and the file counts as failed.
     std::chrono::milliseconds timeout { 10000 };
@@ -21,6 +23,6 @@ struct ProbeLimits {
 
 // The file at `path`, analysed: state Opened with its container, tracks and properties, or
 // Failed with a reason for people in `error`. Never throws for anything the file holds.
-File probe(const QString &path, const ProbeLimits &limits = {});
+MEDIA_EXPORT File probe(const QString &path, const ProbeLimits &limits = {});
 
 } // namespace Media

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "project_export.h"
+
 #include "project/userfilesstorage.h"
 #include "timeline/timeline.h"
 
@@ -19,7 +21,7 @@ namespace Project {
 
 // What the project knows about the colour tables and colour presets its effects came from, so a
 // report can tell the user's own from the shipped ones.
-struct EffectLibrary {
+struct PROJECT_EXPORT EffectLibrary {
     QSet<QString> loadedLuts; // identifiers of tables the user loaded from files
     QHash<QString, bool> colorPresets; // known colour presets: identifier -> saved by the user
 
@@ -29,7 +31,7 @@ struct EffectLibrary {
     }
 };
 
-class Object {
+class PROJECT_EXPORT Object {
 public:
     // An empty project: no tracks, a fresh identifier, 1920x1080.
     Object();

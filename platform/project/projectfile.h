@@ -1,5 +1,7 @@
 #pragma once
 
+#include "project_export.h"
+
 #include "project/project.h"
 
 #include <QByteArray>
@@ -13,7 +15,7 @@
 namespace Project {
 
 // Why a file could not be read or written, in words for the user.
-class FileError : public std::runtime_error {
+class PROJECT_EXPORT FileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
@@ -23,22 +25,22 @@ inline constexpr int fileFormatVersion = 1;
 
 // Builds the project a file describes. Media paths are kept exactly as written (relative ones
 // too) and nothing on disk is looked at. Throws FileError naming the first thing that is wrong.
-std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
+PROJECT_EXPORT std::unique_ptr<Object> readProjectFile(const QByteArray &bytes);
 // The file's bytes. Media paths are written as the files hold them; see save() for portable
 // projects.
-QByteArray writeProjectFile(const Object &project);
+PROJECT_EXPORT QByteArray writeProjectFile(const Object &project);
 
-struct OpenResult {
+struct PROJECT_EXPORT OpenResult {
     std::unique_ptr<Object> project;
     int lostFiles = 0; // media files of the project that are not on disk
 };
 
 // Reads the project file at `path`, resolves relative media paths against its folder and marks
 // files that are missing as failed. Throws FileError (unreadable, damaged or foreign file).
-OpenResult open(const QString &path);
+PROJECT_EXPORT OpenResult open(const QString &path);
 // Writes the project to `path` (atomically: the old file stays until the new one is complete)
 // and makes `path` the project's path. A portable project writes media paths relative to the
 // file's folder. Throws FileError.
-void save(Object &project, const QString &path);
+PROJECT_EXPORT void save(Object &project, const QString &path);
 
 } // namespace Project

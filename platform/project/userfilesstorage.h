@@ -1,5 +1,7 @@
 #pragma once
 
+#include "project_export.h"
+
 #include <QString>
 
 #include <cstddef>
@@ -14,7 +16,7 @@ class File;
 // are on the timeline. Holds each file once (by path) in the order it came. Main thread only.
 namespace Project {
 
-class UserFilesStorage {
+class PROJECT_EXPORT UserFilesStorage {
 public:
     UserFilesStorage();
     ~UserFilesStorage();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "pubsub_export.h"
+
 #include "pubsub/object.h"
 
 #include <cstddef>
@@ -15,7 +17,7 @@ namespace PubSub::Details {
 
 class SubscriberBase;
 
-class Dispatcher {
+class PUBSUB_EXPORT Dispatcher {
 public:
     // One registration of a subscriber for one message type. `typed` is the subscriber seen as
     // Details::Subscriber<X>, kept because a virtual base cannot be cast back down statically.

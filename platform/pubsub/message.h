@@ -1,5 +1,7 @@
 #pragma once
 
+#include "pubsub_export.h"
+
 #include "pubsub/object.h"
 
 #include <memory>
@@ -10,7 +12,7 @@
 namespace PubSub {
 namespace Details {
 
-class MessageBase {
+class PUBSUB_EXPORT MessageBase {
 public:
     explicit MessageBase(const Object *sender) noexcept
         : m_sender(sender)

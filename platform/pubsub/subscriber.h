@@ -1,5 +1,7 @@
 #pragma once
 
+#include "pubsub_export.h"
+
 #include "pubsub/dispatcher.h"
 #include "pubsub/message.h"
 
@@ -12,7 +14,7 @@ namespace Details {
 // What every subscriber has once, however many message types it receives: the senders it listens
 // to. A subscriber is registered for its types while it exists but receives nothing until it
 // subscribes to a sender or to all senders of a type.
-class SubscriberBase {
+class PUBSUB_EXPORT SubscriberBase {
 public:
     SubscriberBase(const SubscriberBase &) = delete;
     SubscriberBase &operator=(const SubscriberBase &) = delete;

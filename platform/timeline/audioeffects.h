@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "timeline/effect.h"
 #include "util/mtime.h"
 
@@ -11,7 +13,7 @@
 // one is an effect the user applied without touching it.
 namespace Effect {
 
-class AudioEqualizer final : public Kind<AudioEqualizer, Id::AudioEqualizer> {
+class TIMELINE_EXPORT AudioEqualizer final : public Kind<AudioEqualizer, Id::AudioEqualizer> {
 public:
     // The panel's preset list, in its order. "Saved" is the user's own stored curve.
     enum Preset : int {
@@ -49,7 +51,7 @@ public:
     auto parameters() const { return std::tie(preset, gains); }
 };
 
-class AudioReverb final : public Kind<AudioReverb, Id::AudioReverb> {
+class TIMELINE_EXPORT AudioReverb final : public Kind<AudioReverb, Id::AudioReverb> {
 public:
     MTime duration = MTime::fromMSec(1500);
     MTime delay = MTime::fromMSec(20);
@@ -59,7 +61,7 @@ public:
     auto parameters() const { return std::tie(duration, delay, dryWetBalance, frequency); }
 };
 
-class AudioCompressor final : public Kind<AudioCompressor, Id::AudioCompressor> {
+class TIMELINE_EXPORT AudioCompressor final : public Kind<AudioCompressor, Id::AudioCompressor> {
 public:
     double threshold = -20.0; // dB
     double ratio = 4.0;
@@ -71,7 +73,7 @@ public:
     auto parameters() const { return std::tie(threshold, ratio, attack, release, gainOut, blend); }
 };
 
-class AudioNoiseGate final : public Kind<AudioNoiseGate, Id::AudioNoiseGate> {
+class TIMELINE_EXPORT AudioNoiseGate final : public Kind<AudioNoiseGate, Id::AudioNoiseGate> {
 public:
     double threshold = -40.0; // dB
     double range = -60.0; // dB of attenuation while closed
@@ -81,7 +83,7 @@ public:
     auto parameters() const { return std::tie(threshold, range, attack, release); }
 };
 
-class AudioMonoChannel final : public Kind<AudioMonoChannel, Id::AudioMonoChannel> {
+class TIMELINE_EXPORT AudioMonoChannel final : public Kind<AudioMonoChannel, Id::AudioMonoChannel> {
 public:
     enum Source : int { Mix, Left, Right };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "timeline/effect.h"
 #include "util/mtime.h"
 
@@ -35,7 +37,7 @@ enum class ClipKind : int { Clip = 0, Intro = 1, Title = 2, Audio = 3, IntroAudi
 using ClipId = std::uint64_t;
 
 // The text item of a title clip. The subtype numbers are the title designer's.
-struct TitleItem {
+struct TIMELINE_EXPORT TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
 
     int subtype = Title;
@@ -49,7 +51,7 @@ struct TitleItem {
 };
 
 // Key-framed motion or an animation preset on a clip. Empty when the clip does not move.
-struct AnimationItem {
+struct TIMELINE_EXPORT AnimationItem {
     QString presetId;
     std::vector<MTime> keyframes;
 
@@ -64,7 +66,7 @@ struct AnimationItem {
 // long timeline a trip to a separate buffer per clip (bench/timelinecensus_bench.cpp).
 using EffectList = boost::container::small_vector<Effect::Handle, 3>;
 
-class IClip {
+class TIMELINE_EXPORT IClip {
 public:
     virtual ~IClip();
 
@@ -100,7 +102,7 @@ public:
 // The one implementation. The setters are for the code that builds or edits the timeline (the
 // project reader, the editor's commands); a clip on a timeline is moved only through the timeline,
 // which keeps each track free of overlaps.
-class Clip final : public IClip {
+class TIMELINE_EXPORT Clip final : public IClip {
 public:
     explicit Clip(ClipKind kind, std::shared_ptr<Media::File> file = {});
     ~Clip() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include <QString>
 
 #include <memory>
@@ -28,11 +30,11 @@ enum class Id : int {
 inline constexpr int idCount = static_cast<int>(Id::Lut) + 1;
 
 // "AudioEqualizer", "ChromaKey", ...; the empty view for a value outside the enumeration.
-std::string_view idText(Id id) noexcept;
+TIMELINE_EXPORT std::string_view idText(Id id) noexcept;
 // The inverse of idText; false when the text names no kind.
-bool idFromText(std::string_view text, Id *id) noexcept;
+TIMELINE_EXPORT bool idFromText(std::string_view text, Id *id) noexcept;
 
-class Object {
+class TIMELINE_EXPORT Object {
 public:
     virtual ~Object();
 
@@ -87,7 +89,7 @@ protected:
 // An effect as a clip holds it: the object with its kind beside it. A census over a long
 // timeline sorts effects by kind without reaching into each object, which would cost a cache
 // miss apiece.
-class Handle {
+class TIMELINE_EXPORT Handle {
 public:
     explicit Handle(std::unique_ptr<Object> effect)
         : m_id(effect->id())

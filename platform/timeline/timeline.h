@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "timeline/clip.h"
 #include "timeline/track.h"
 #include "timeline/transition.h"
@@ -20,7 +22,7 @@ class File;
 // Main thread only.
 namespace Timeline {
 
-class ITimeline {
+class TIMELINE_EXPORT ITimeline {
 public:
     virtual ~ITimeline();
 
@@ -43,7 +45,7 @@ public:
     virtual int fileUses(const Media::File &file) const = 0;
 };
 
-class Model final : public ITimeline {
+class TIMELINE_EXPORT Model final : public ITimeline {
 public:
     // Image files, and files whose length analysis did not find, get this length on the timeline.
     static constexpr MTime defaultStillDuration = MTime::fromMSec(5000);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "timeline/clip.h"
 
 #include <memory>
@@ -7,7 +9,7 @@
 
 namespace Timeline {
 
-class ITrack {
+class TIMELINE_EXPORT ITrack {
 public:
     virtual ~ITrack();
 
@@ -21,7 +23,7 @@ public:
 
 // A track owns its clips, kept sorted by position. Clips reach a track only through the
 // timeline, which hands out their identifiers.
-class Track final : public ITrack {
+class TIMELINE_EXPORT Track final : public ITrack {
 public:
     explicit Track(TrackType type);
     ~Track() override;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "util/mtime.h"
 
 #include <QString>
@@ -25,20 +27,20 @@ namespace Transition {
 // file write.
 enum class Id : int { Dissolve = 0, Fade = 1, Wipe = 2, Slide = 3, Zoom = 4, ShaderISF = 5 };
 inline constexpr int idCount = static_cast<int>(Id::ShaderISF) + 1;
-std::string_view idText(Id id) noexcept;
-bool idFromText(std::string_view text, Id *id) noexcept;
+TIMELINE_EXPORT std::string_view idText(Id id) noexcept;
+TIMELINE_EXPORT bool idFromText(std::string_view text, Id *id) noexcept;
 
 // What a resource of a transition is; a shader transition has a shader resource, a media
 // transition carries the pictures and sounds it plays.
 enum class ResourceType : int { Image = 1, Video = 2, Audio = 3, Shader = 4 };
 
-struct Resource {
+struct TIMELINE_EXPORT Resource {
     ResourceType type = ResourceType::Image;
     std::shared_ptr<Media::File> file; // null for resources that are not files (shaders by id)
     QString resourceId;
 };
 
-class Object {
+class TIMELINE_EXPORT Object {
 public:
     explicit Object(Id id, MTime duration = MTime::fromMSec(1000));
     ~Object();

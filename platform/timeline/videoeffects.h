@@ -1,5 +1,7 @@
 #pragma once
 
+#include "timeline_export.h"
+
 #include "timeline/effect.h"
 
 #include <QRectF>
@@ -14,7 +16,7 @@
 // with the panel's starting values as defaults.
 namespace Effect {
 
-class ChromaKey final : public Kind<ChromaKey, Id::ChromaKey> {
+class TIMELINE_EXPORT ChromaKey final : public Kind<ChromaKey, Id::ChromaKey> {
 public:
     std::uint32_t keyColor = 0xff00ff00; // ARGB, as QRgb
     int tolerance = 30; // percent
@@ -26,7 +28,7 @@ public:
 };
 
 // One shape of a mask effect. Shapes either highlight what lies inside them or conceal it.
-struct MaskShape {
+struct TIMELINE_EXPORT MaskShape {
     enum Shape : int { Rectangle = 0, Circle = 1 };
 
     int shape = Rectangle;
@@ -44,7 +46,7 @@ struct MaskShape {
     bool operator!=(const MaskShape &o) const { return !(*this == o); }
 };
 
-class Mask final : public Kind<Mask, Id::Mask> {
+class TIMELINE_EXPORT Mask final : public Kind<Mask, Id::Mask> {
 public:
     enum EdgeMode : int { Fade = 0, Blur = 1 };
 
@@ -55,7 +57,7 @@ public:
     auto parameters() const { return std::tie(edgeMode, highlights, conceals); }
 };
 
-class Crop final : public Kind<Crop, Id::Crop> {
+class TIMELINE_EXPORT Crop final : public Kind<Crop, Id::Crop> {
 public:
     // What is cut away from each side, in frame fractions.
     double left = 0.0;
@@ -68,7 +70,7 @@ public:
 
 // Manual colour correction: nine independent tools. A colour preset is a ManualEnhance with the
 // preset's name and identifier.
-class ManualEnhance final : public Kind<ManualEnhance, Id::ManualEnhance> {
+class TIMELINE_EXPORT ManualEnhance final : public Kind<ManualEnhance, Id::ManualEnhance> {
 public:
     enum Tool : int {
         Brightness,
@@ -102,7 +104,7 @@ private:
     QString m_name;
 };
 
-class BackgroundRemove final : public Kind<BackgroundRemove, Id::BackgroundRemove> {
+class TIMELINE_EXPORT BackgroundRemove final : public Kind<BackgroundRemove, Id::BackgroundRemove> {
 public:
     // The segmentation model's quality steps; the numbers are the model's own.
     enum QualityMode : int { Draft = 64, Quick = 128, Precise = 256 };
@@ -113,7 +115,7 @@ public:
 };
 
 // A colour lookup table: one of the shipped tables or one the user loaded from a file.
-class Lut final : public Kind<Lut, Id::Lut> {
+class TIMELINE_EXPORT Lut final : public Kind<Lut, Id::Lut> {
 public:
     QString path; // the table file; empty for a shipped table
     double intensity = 1.0; // 0 none, 1 full

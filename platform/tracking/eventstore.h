@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "tracking/trackedevent.h"
 
 #include <QByteArray>
@@ -16,7 +18,7 @@ namespace Vantel::Tracking {
 
 // What the store keeps. The oldest events go first when a cap is reached; each one dropped,
 // here or because a write failed, is counted in droppedCount().
-struct EventStoreLimits {
+struct TRACKING_EXPORT EventStoreLimits {
     // A heavy user sends a few thousand events a day: this keeps weeks of them while a
     // full read of the store stays well under a second.
     qint64 maxEvents = 100'000;
@@ -28,7 +30,7 @@ struct EventStoreLimits {
     qint64 maxBytes = qint64(64) << 20;
 };
 
-struct StoredEvent {
+struct TRACKING_EXPORT StoredEvent {
     qint64 id = 0; // increasing, never reused, so it serves as a read cursor
     std::string name;
     std::map<std::string, std::string> params;
@@ -42,7 +44,7 @@ struct StoredEvent {
 // for the disk. Everything accepted
 // is on disk after flush() or destruction; a process killed outright loses at most the events of
 // the last ~50 ms. Readers (events(), count()) use their own connection and may run on any thread.
-class EventStore : public IEventSink {
+class TRACKING_EXPORT EventStore : public IEventSink {
 public:
     using Limits = EventStoreLimits;
 
@@ -105,9 +107,10 @@ private:
 
 // The stored form of an event's parameters: one JSON object of strings. Pure, so the parser can
 // be fed anything.
-QByteArray paramsToJson(const std::map<std::string, std::string> &params);
+TRACKING_EXPORT QByteArray paramsToJson(const std::map<std::string, std::string> &params);
 // Returns false, and leaves `params` empty, when `json` is not an object; non-string values are
 // skipped.
-bool paramsFromJson(const QByteArray &json, std::map<std::string, std::string> &params);
+TRACKING_EXPORT bool paramsFromJson(const QByteArray &json,
+                                    std::map<std::string, std::string> &params);
 
 } // namespace Vantel::Tracking

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "tracking/sessiontracker.h"
 
 #include <QByteArray>
@@ -16,7 +18,7 @@ namespace Vantel::Tracking {
 // when a later run starts belongs to a run that never ended cleanly: a failed session. A run
 // holds a lock on its crash file for its whole life, so a second editor running at the same time
 // is never taken for a failed one. Used on the main thread.
-class FileSessionTracker : public ISessionTracker {
+class TRACKING_EXPORT FileSessionTracker : public ISessionTracker {
 public:
     enum class CrashHandler {
         Install, // glog's failure signal handler, writing into this run's crash file
@@ -54,6 +56,6 @@ constexpr int MaxFailureText = 4096;
 
 // What a crash file says: the signal glog's handler named ("SIGSEGV"; "UNKNOWN" when it names
 // none) and the text itself, trimmed and cut to MaxFailureText. Pure, so it can be fed anything.
-FailureDetails parseFailureText(const QByteArray &text);
+TRACKING_EXPORT FailureDetails parseFailureText(const QByteArray &text);
 
 } // namespace Vantel::Tracking

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "tracking/idatafiller.h"
 #include "tracking/refcounted.h"
 #include "tracking/trackedevent.h"
@@ -17,7 +19,7 @@ namespace Vantel::Tracking {
 // The usage tracker: takes named events with text parameters, lets the registered fillers add
 // theirs, stamps time and session and hands the result to its sinks (the durable store, an
 // export file, a test's recorder). Shared by intrusive reference count; used on the main thread.
-class GeneralVantelTracker : public Vantel::RefCounted {
+class TRACKING_EXPORT GeneralVantelTracker : public Vantel::RefCounted {
 public:
     static const std::string APP_FIRST_START;
     static const std::string APP_EVERY_START;

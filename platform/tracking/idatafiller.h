@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include <map>
 #include <string>
 
@@ -7,7 +9,7 @@ namespace Vantel::Tracking {
 
 // Adds parameters to events as the tracker sends them. Called on the sending thread, inside
 // sendEvent; must not send events itself.
-class IDataFiller {
+class TRACKING_EXPORT IDataFiller {
 public:
     virtual ~IDataFiller() = default;
     virtual void appendParams(std::map<std::string, std::string> &params) = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "tracking/trackedevent.h"
 
 #include <QByteArray>
@@ -15,7 +17,7 @@ namespace Vantel::Tracking {
 // write, unbuffered, so a reader following the file sees an event as soon as it is sent. Used on
 // the sending thread (lines from several threads never mix); a failing write is logged once and
 // never stops the editor.
-class JsonLinesSink : public IEventSink {
+class TRACKING_EXPORT JsonLinesSink : public IEventSink {
 public:
     // Creates or empties `path`. Throws std::runtime_error when the file cannot be opened.
     explicit JsonLinesSink(const QString &path);
@@ -30,6 +32,6 @@ private:
 };
 
 // One event's line, newline included.
-QByteArray eventToJsonLine(const TrackedEvent &event);
+TRACKING_EXPORT QByteArray eventToJsonLine(const TrackedEvent &event);
 
 } // namespace Vantel::Tracking

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include <map>
 #include <string>
 #include <string_view>
@@ -12,8 +14,9 @@ namespace Vantel::Tracking {
 // Qt string would make it.
 
 // Appends `text` as a JSON string, quotes included.
-void appendJsonString(std::string &out, std::string_view text);
+TRACKING_EXPORT void appendJsonString(std::string &out, std::string_view text);
 // Appends {"KEY":"VALUE",...} in the map's order.
-void appendJsonObject(std::string &out, const std::map<std::string, std::string> &object);
+TRACKING_EXPORT void appendJsonObject(std::string &out,
+                                      const std::map<std::string, std::string> &object);
 
 } // namespace Vantel::Tracking

@@ -1,12 +1,14 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include <atomic>
 
 // Base of objects shared through boost::intrusive_ptr. The count is atomic because the tracker is
 // reached from the main thread and from its writer.
 namespace Vantel {
 
-class RefCounted {
+class TRACKING_EXPORT RefCounted {
 public:
     RefCounted(const RefCounted &) = delete;
     RefCounted &operator=(const RefCounted &) = delete;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,12 +10,12 @@
 namespace Vantel::Tracking {
 
 // What a crash handler recorded about a run that died.
-struct FailureDetails {
+struct TRACKING_EXPORT FailureDetails {
     std::string area; // where it failed, e.g. "SIGSEGV" or the failing component
     std::string debugInfo; // the handler's text (signal, address, stack)
 };
 
-struct FailedSession {
+struct TRACKING_EXPORT FailedSession {
     std::string id;
     std::optional<FailureDetails> details;
 };
@@ -21,7 +23,7 @@ struct FailedSession {
 // Knows this run's session and what became of earlier runs: which ended without a clean exit
 // (failed) and which the application ended on purpose to start again (restarted). Earlier runs
 // are reported once: after the first question they count as reported.
-class ISessionTracker {
+class TRACKING_EXPORT ISessionTracker {
 public:
     virtual ~ISessionTracker() = default;
     virtual std::string sessionId() const = 0;
@@ -34,7 +36,7 @@ public:
 };
 
 // The process's session tracker; the shell installs the real one at start-up.
-std::shared_ptr<ISessionTracker> getSessionTrackerInstance();
-void setSessionTrackerInstance(std::shared_ptr<ISessionTracker> tracker);
+TRACKING_EXPORT std::shared_ptr<ISessionTracker> getSessionTrackerInstance();
+TRACKING_EXPORT void setSessionTrackerInstance(std::shared_ptr<ISessionTracker> tracker);
 
 } // namespace Vantel::Tracking

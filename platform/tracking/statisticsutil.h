@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include "util/profiler.h"
 
 #include <map>
@@ -10,11 +12,11 @@
 namespace Vantel::App::Util::Statistics {
 
 // "true" / "false": the one spelling of a flag in every event.
-const char *boolToString(bool value) noexcept;
+TRACKING_EXPORT const char *boolToString(bool value) noexcept;
 
 // The launch event's common parameters: the whole start-up time ("STARTUP_TIME_MS") and, for each
 // (parameter, stage key) pair whose stage the profiler recorded, that stage's milliseconds.
-std::map<std::string, std::string>
+std::map<std::string, std::string> TRACKING_EXPORT
 getAppLaunchedCommonParams(const Vantel::Profiler::Result &result,
                            const std::vector<std::pair<std::string, const char *>> &steps);
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tracking_export.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -7,7 +9,7 @@
 namespace Vantel::Tracking {
 
 // One event as the tracker hands it on: its parameters already include what the fillers added.
-struct TrackedEvent {
+struct TRACKING_EXPORT TrackedEvent {
     std::string name;
     std::map<std::string, std::string> params;
     std::int64_t timeMs = 0; // milliseconds since the Unix epoch
@@ -17,7 +19,7 @@ struct TrackedEvent {
 // Where sent events go. consume() runs on the sending thread, inside sendEvent, so a sink must
 // only hand the event on, never wait for a disk or a network; events may be sent from several
 // threads at once.
-class IEventSink {
+class TRACKING_EXPORT IEventSink {
 public:
     virtual ~IEventSink() = default;
     virtual void consume(const TrackedEvent &event) = 0;

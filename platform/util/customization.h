@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QString>
 #include <QUrl>
 
@@ -14,14 +16,14 @@ namespace Customization {
 
 // The address stored under a link key; empty (and a warning logged once per key) when the
 // configuration has none. Relative file addresses are resolved against the configuration file.
-QUrl appUrl(const QString &key);
+UTIL_EXPORT QUrl appUrl(const QString &key);
 
 // FirstLaunch when the data folder had no launch marker yet. Decided on the first call for a data
 // folder and kept for the process; the marker is written then, so the next run is Regular.
-Vantel::App::LaunchType applicationLaunchType();
+UTIL_EXPORT Vantel::App::LaunchType applicationLaunchType();
 
 // The configuration file that appUrl reads. Reloaded when the path changes.
-QString productConfigPath();
-void setProductConfigPath(const QString &path);
+UTIL_EXPORT QString productConfigPath();
+UTIL_EXPORT void setProductConfigPath(const QString &path);
 
 } // namespace Customization

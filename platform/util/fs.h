@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -9,15 +11,15 @@
 namespace FS {
 
 // Joins path parts with '/', then appends ".ext" when `extension` is not empty.
-QString joinPath(const QStringList &parts, const QString &extension = {});
+UTIL_EXPORT QString joinPath(const QStringList &parts, const QString &extension = {});
 // The file's extension in lower case, without the dot; empty when there is none.
-QString extensionL(const QString &path);
+UTIL_EXPORT QString extensionL(const QString &path);
 // Whether `path`, once cleaned, stays inside `root` (no "..", no absolute escape).
-bool isInside(const QString &root, const QString &path);
+UTIL_EXPORT bool isInside(const QString &root, const QString &path);
 
 // Why a file could not be read or written, in words for the user ("cannot write /x/y: No space
 // left on device"). `code()` is the errno behind it, 0 when the refusal is ours.
-class Error : public std::runtime_error {
+class UTIL_EXPORT Error : public std::runtime_error {
 public:
     Error(const std::string &message, int code)
         : std::runtime_error(message)
@@ -44,9 +46,9 @@ enum class LinkPolicy {
 // byte (each write checked) and an fsync, is renamed over `path`, and the folder is synced, so a
 // full disk, a kill or a power cut leaves either the old file or the new one, never a cut one.
 // The new file keeps the old one's permissions. Throws Error, with the old file untouched.
-void writeFileAtomically(const QString &path,
-                         const QByteArray &bytes,
-                         LinkPolicy links = LinkPolicy::Refuse);
+UTIL_EXPORT void writeFileAtomically(const QString &path,
+                                     const QByteArray &bytes,
+                                     LinkPolicy links = LinkPolicy::Refuse);
 
 // The bytes of the regular file at `path`, at most `maxBytes` of them. Opened without blocking,
 // so a FIFO or a device at the path is refused instead of hanging or streaming forever, and the
@@ -58,7 +60,7 @@ readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy links = LinkPol
 // An exclusive advisory lock on `path` (created when missing) for the guard's life: the way
 // several processes sharing a data folder take turns at a read-modify-write of one file. Blocks
 // until the lock is free. Throws Error when the lock file cannot be opened.
-class FileLock {
+class UTIL_EXPORT FileLock {
 public:
     explicit FileLock(const QString &path);
     ~FileLock();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QString>
 #include <QTime>
 
@@ -8,7 +10,7 @@
 // The editor's time value. One tick is one millisecond: the statistics send raw tick counts
 // under keys that say "_MS", and the timeline, dialogs and reports never need finer steps than
 // a millisecond. Negative values are allowed (offsets); arithmetic saturates nowhere.
-class MTime {
+class UTIL_EXPORT MTime {
 public:
     constexpr MTime() noexcept = default;
     static constexpr MTime fromTicks(std::int64_t ticks) noexcept { return MTime(ticks); }

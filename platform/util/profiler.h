@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QElapsedTimer>
 
 #include <cstdint>
@@ -11,7 +13,7 @@
 namespace Vantel::Profiler {
 
 // Milliseconds per stage key, and the whole start-up.
-struct Result {
+struct UTIL_EXPORT Result {
     std::map<std::string, std::int64_t> stages;
     std::int64_t total = 0;
 };
@@ -21,7 +23,7 @@ inline constexpr const char *PROFILER_FASTTRACK_CONTROLLER = "fasttrack_controll
 inline constexpr const char *PROFILER_WAVEFORM_CONTROLLER = "waveform_controller";
 inline constexpr const char *PROFILER_CAPTURE_CONTROLLER = "capture_controller";
 
-class StartupProfiler {
+class UTIL_EXPORT StartupProfiler {
 public:
     StartupProfiler();
     // Records the time since the previous mark (or the start) under `key`.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QObject>
 #include <QTimer>
 
@@ -11,7 +13,7 @@ namespace Vantel::Util {
 // pass give one call. Requests may come from any thread (they post an event), the call always
 // runs on the thread the scheduler lives in. Destroying the scheduler (or cancel()) disarms it,
 // so an owner can never be called after it started to go away.
-class SchedulerBase : public QObject {
+class UTIL_EXPORT SchedulerBase : public QObject {
     Q_OBJECT
 public:
     void schedule();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "util_export.h"
+
 #include <QString>
 
 // Every file the application keeps lives under one data folder, chosen once at start-up (the
@@ -8,28 +10,28 @@ namespace Settings {
 
 // Sets the data folder and creates it. Throws std::runtime_error when it is empty or cannot be
 // created or written to, so the caller can refuse to start with one clear message.
-void setDataFolder(const QString &folder);
+UTIL_EXPORT void setDataFolder(const QString &folder);
 // The folder set above; until one is set, the user's application data location.
-QString dataFolder();
+UTIL_EXPORT QString dataFolder();
 
-QString trackingDatabasePath();
-QString sessionsPath();
-QString applicationSettingsPath();
-QString fileStoragePath();
-QString externalAudioCachePath();
-QString externalEffectsCachePath();
-QString collectionsTrendingConfigCachePath();
-QString downloadableResourcesPath();
-QString defaultWebConfigPath();
-QString webConfigCachePath();
-QString recordingsPath();
+UTIL_EXPORT QString trackingDatabasePath();
+UTIL_EXPORT QString sessionsPath();
+UTIL_EXPORT QString applicationSettingsPath();
+UTIL_EXPORT QString fileStoragePath();
+UTIL_EXPORT QString externalAudioCachePath();
+UTIL_EXPORT QString externalEffectsCachePath();
+UTIL_EXPORT QString collectionsTrendingConfigCachePath();
+UTIL_EXPORT QString downloadableResourcesPath();
+UTIL_EXPORT QString defaultWebConfigPath();
+UTIL_EXPORT QString webConfigCachePath();
+UTIL_EXPORT QString recordingsPath();
 
 // Project files are told by their extension alone (".edproj", any case), so a drop of many
 // paths can be sorted without opening each one.
-QString projectFileExtension();
-bool isProjectFilePath(const QString &path);
+UTIL_EXPORT QString projectFileExtension();
+UTIL_EXPORT bool isProjectFilePath(const QString &path);
 
 // Files and lists the project ships (sample lists, the product configuration).
-QString bundledResourcesPath();
+UTIL_EXPORT QString bundledResourcesPath();
 
 } // namespace Settings

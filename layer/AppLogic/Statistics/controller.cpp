@@ -8,8 +8,8 @@ namespace Statistics {
 
 Controller::Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker)
     : m_tracking(std::make_unique<TrackingHelper>(this, tracker))
-    , m_settings(std::make_unique<SettingsHelper>(this))
-    , m_stabilize(std::make_unique<StabilizeHelper>(this))
+    , m_settings(std::make_unique<SettingsHelper>(tracker))
+    , m_stabilize(std::make_unique<StabilizeHelper>(tracker))
 {
 }
 

@@ -27,10 +27,6 @@ public:
     void startTracking(bool registerFillers);
 
 private:
-    // The helpers send through the tracking helper's one send path.
-    friend class SettingsHelper;
-    friend class StabilizeHelper;
-
     TrackingHelper *tracking() const;
     SettingsHelper *settings() const;
     StabilizeHelper *stabilize() const;

@@ -1,8 +1,5 @@
 #include "Statistics/settingshelper.h"
 
-#include "Statistics/controller.h"
-#include "Statistics/trackinghelper.h"
-
 namespace Statistics {
 
 using namespace Vantel::App;
@@ -33,8 +30,8 @@ Event prefChangedEvent(const PreferenceSnapshot &preferences)
     return { "PREF_CHANGED", std::move(params) };
 }
 
-SettingsHelper::SettingsHelper(Controller *controller)
-    : m_controller(controller)
+SettingsHelper::SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
+    : m_tracker(std::move(tracker))
     , m_manager(applicationSettingsManager())
     , m_scheduler(this, &SettingsHelper::report)
 {
@@ -81,7 +78,7 @@ void SettingsHelper::report()
         return;
     m_snapshot = current;
     const Event event = prefChangedEvent(current);
-    m_controller->tracking()->send(event.name, event.params);
+    m_tracker->sendEvent(event.name, event.params);
 }
 
 } // namespace Statistics

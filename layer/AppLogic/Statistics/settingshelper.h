@@ -7,11 +7,11 @@
 #include "appsettings/applicationsettingsmanager.h"
 #include "util/scheduler.h"
 
+#include <boost/intrusive_ptr.hpp>
+
 #include <string>
 
 namespace Statistics {
-
-class Controller;
 
 // The four preferences "PREF_CHANGED" describes.
 struct PreferenceSnapshot {
@@ -41,7 +41,7 @@ APPLOGIC_EXPORT Event prefChangedEvent(const PreferenceSnapshot &preferences);
 // the process's settings manager, which must outlive it. Main thread only.
 class SettingsHelper final : public Vantel::App::AbstractSettingsManagerObserver {
 public:
-    explicit SettingsHelper(Controller *controller);
+    explicit SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
     ~SettingsHelper() override;
     SettingsHelper(const SettingsHelper &) = delete;
     SettingsHelper &operator=(const SettingsHelper &) = delete;
@@ -60,7 +60,7 @@ private:
     void changed(const std::string &key);
     void report();
 
-    Controller *m_controller;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     Vantel::App::IApplicationSettingsManager *m_manager;
     PreferenceSnapshot m_snapshot;
     Vantel::Util::Scheduler<SettingsHelper> m_scheduler;

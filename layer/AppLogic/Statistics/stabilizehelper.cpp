@@ -1,13 +1,12 @@
 #include "Statistics/stabilizehelper.h"
 
-#include "Statistics/controller.h"
 #include "Statistics/statisticsevents.h"
-#include "Statistics/trackinghelper.h"
 
 namespace Statistics {
 
-StabilizeHelper::StabilizeHelper(Controller *controller)
-    : m_controller(controller)
+StabilizeHelper::StabilizeHelper(
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
+    : m_tracker(std::move(tracker))
 {
     subscribeAllTypes();
 }
@@ -19,8 +18,7 @@ StabilizeHelper::~StabilizeHelper()
 
 void StabilizeHelper::notify(const Stabilization::FileStabilizeRequest &request)
 {
-    for (const Event &event : eventsOf(request))
-        m_controller->tracking()->send(event.name, event.params);
+    sendEvents(*m_tracker, eventsOf(request));
 }
 
 } // namespace Statistics

@@ -11,6 +11,8 @@
 #include "Messages/uploads.h"
 #include "Statistics/eventparams.h"
 
+#include "tracking/generalvanteltracker.h"
+
 #include <string>
 #include <vector>
 
@@ -80,5 +82,57 @@ APPLOGIC_EXPORT Events eventsOf(const FilmMakerImportPageDone &n);
 APPLOGIC_EXPORT Events eventsOf(const FilmMakerThemePageDone &n);
 APPLOGIC_EXPORT Events eventsOf(const FilmMakerAudioPageDone &n);
 APPLOGIC_EXPORT Events eventsOf(const FilmMakerFinished &n);
+
+template<class... Ts> struct TypeList {
+};
+
+// Every notification the tracking helper turns into events with eventsOf(), in the order it
+// subscribes to them. A new notification is added here and given an eventsOf(); nothing else.
+using EventNotifications = TypeList<FileAddedInFilmMakerNotification,
+                                    FilmMakerThemeStatusChanged,
+                                    FilmMakerImportPageDone,
+                                    FilmMakerThemePageDone,
+                                    FilmMakerAudioPageDone,
+                                    FilmMakerFinished,
+                                    TutorialShowed,
+                                    TutorialClosed,
+                                    TutorialSkipOnboardingSuggested,
+                                    OnboardingTutorialsAchieved,
+                                    Effect::AppliedNotification<Effect::AudioEqualizer>,
+                                    Effect::AppliedNotification<Effect::ChromaKey>,
+                                    Effect::AppliedNotification<Effect::Mask>,
+                                    Effect::AppliedNotification<Effect::Crop>,
+                                    Effect::AppliedNotification<Effect::ManualEnhance>,
+                                    Effect::AppliedNotification<Effect::AudioReverb>,
+                                    Effect::AppliedNotification<Effect::AudioCompressor>,
+                                    Effect::AppliedNotification<Effect::AudioNoiseGate>,
+                                    Effect::AppliedNotification<Effect::AudioMonoChannel>,
+                                    IntelMediaTemporaryDisabled,
+                                    AnimationPresetApplied,
+                                    PanZoomPresetApplied,
+                                    PipPresetApplied,
+                                    GuideButtonClickedNotification,
+                                    GuideLinkClickedNotification,
+                                    AspectRatioChanged,
+                                    ClipsChangedNotification,
+                                    PlayerEventNotification,
+                                    DeleteFailedFilesEventNotification,
+                                    VideoUploadStartedNotification,
+                                    VideoUploadFinishedNotification,
+                                    VideoUploadFailureNotification,
+                                    UploadedVideoUrlReceived,
+                                    PortableProjectSavedNotification,
+                                    ProjectOpenedNotification,
+                                    ProjectSavedNotification,
+                                    AdjustProjectAspectSuggestedNotification,
+                                    ProcessingEffectNotification,
+                                    AiDenoiseCancellingDelayNotification,
+                                    AudioNoiseSuppressAppliedNotification,
+                                    CodecsFailed,
+                                    InputMethodChanged>;
+
+// Hands each event to the tracker in order: the one send path of the statistics.
+APPLOGIC_EXPORT void sendEvents(Vantel::Tracking::GeneralVantelTracker &tracker,
+                                const Events &events);
 
 } // namespace Statistics

@@ -45,6 +45,7 @@ TrackingHelper::TrackingHelper(Controller *controller,
     subscribe(Statistics::globalObject());
     subscribeAllTypes();
     unsubscribeAll(typeid(InteractionNotification));
+    subscribeAllEventTypes();
     setStatistics(this);
 }
 
@@ -52,6 +53,7 @@ TrackingHelper::~TrackingHelper()
 {
     unsubscribe(Statistics::globalObject());
     unsubscribeAllTypes();
+    unsubscribeAllEventTypes();
     setStatistics(nullptr);
     // An exit while unwinding is a crash on its way; the session tracker reports it as failed.
     if (std::uncaught_exceptions() == 0)
@@ -121,179 +123,10 @@ void TrackingHelper::notify(const OsShutdownNotification &)
     send("OS_SHUTDOWN", {});
 }
 
-void TrackingHelper::send(const Events &events) const
+void sendEvents(GeneralVantelTracker &tracker, const Events &events)
 {
     for (const Event &event : events)
-        send(event.name, event.params);
-}
-
-void TrackingHelper::notify(const FileAddedInFilmMakerNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const FilmMakerThemeStatusChanged &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const FilmMakerImportPageDone &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const FilmMakerThemePageDone &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const FilmMakerAudioPageDone &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const FilmMakerFinished &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const TutorialShowed &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const TutorialClosed &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const TutorialSkipOnboardingSuggested &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const OnboardingTutorialsAchieved &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ChromaKey> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Mask> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::Crop> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioReverb> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const IntelMediaTemporaryDisabled &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const AnimationPresetApplied &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const PanZoomPresetApplied &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const PipPresetApplied &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const GuideButtonClickedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const GuideLinkClickedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const AspectRatioChanged &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const ClipsChangedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const PlayerEventNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const DeleteFailedFilesEventNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const VideoUploadStartedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const VideoUploadFinishedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const VideoUploadFailureNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const UploadedVideoUrlReceived &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const PortableProjectSavedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const ProjectOpenedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const ProjectSavedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const AdjustProjectAspectSuggestedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const ProcessingEffectNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const AiDenoiseCancellingDelayNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const AudioNoiseSuppressAppliedNotification &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const CodecsFailed &n)
-{
-    send(eventsOf(n));
-}
-void TrackingHelper::notify(const InputMethodChanged &n)
-{
-    send(eventsOf(n));
+        tracker.sendEvent(event.name, event.params);
 }
 
 } // namespace Statistics

@@ -18,55 +18,27 @@ namespace Statistics {
 
 class Controller;
 
+// One notification type reported as what eventsOf() makes of it.
+template<class Owner, class T> class EventsOfSubscriber : public PubSub::Details::Subscriber<T> {
+public:
+    void notify(const T &n) final { static_cast<const Owner *>(this)->sendEvents(eventsOf(n)); }
+};
+
+template<class Owner, class List> class EventsOfSubscribers;
+template<class Owner, class... Ts>
+class EventsOfSubscribers<Owner, TypeList<Ts...>> : public EventsOfSubscriber<Owner, Ts>... {
+protected:
+    void subscribeAllEventTypes() { (this->subscribeAll(typeid(Ts)), ...); }
+    void unsubscribeAllEventTypes() { (this->unsubscribeAll(typeid(Ts)), ...); }
+};
+
 // Turns the layer's statistics notifications into tracker events and owns the per-domain
 // reporters, which share its tracker. Installs itself as the global IStatistics while it lives.
 class TrackingHelper final
     : public IStatistics
-    , public PubSub::Subscriber<InteractionNotification,
-                                FileAddedInFilmMakerNotification,
-                                FilmMakerThemeStatusChanged,
-                                FilmMakerImportPageDone,
-                                FilmMakerThemePageDone,
-                                FilmMakerAudioPageDone,
-                                FilmMakerFinished,
-                                TutorialShowed,
-                                TutorialClosed,
-                                TutorialSkipOnboardingSuggested,
-                                OnboardingTutorialsAchieved,
-                                Effect::AppliedNotification<Effect::AudioEqualizer>,
-                                Effect::AppliedNotification<Effect::ChromaKey>,
-                                Effect::AppliedNotification<Effect::Mask>,
-                                Effect::AppliedNotification<Effect::Crop>,
-                                Effect::AppliedNotification<Effect::ManualEnhance>,
-                                Effect::AppliedNotification<Effect::AudioReverb>,
-                                Effect::AppliedNotification<Effect::AudioCompressor>,
-                                Effect::AppliedNotification<Effect::AudioNoiseGate>,
-                                Effect::AppliedNotification<Effect::AudioMonoChannel>,
-                                IntelMediaTemporaryDisabled,
-                                AnimationPresetApplied,
-                                PanZoomPresetApplied,
-                                PipPresetApplied,
-                                GuideButtonClickedNotification,
-                                GuideLinkClickedNotification,
-                                AspectRatioChanged,
-                                ClipsChangedNotification,
-                                PlayerEventNotification,
-                                DeleteFailedFilesEventNotification,
-                                VideoUploadStartedNotification,
-                                VideoUploadFinishedNotification,
-                                VideoUploadFailureNotification,
-                                UploadedVideoUrlReceived,
-                                PortableProjectSavedNotification,
-                                ProjectOpenedNotification,
-                                ProjectSavedNotification,
-                                AdjustProjectAspectSuggestedNotification,
-                                AppLaunchedNotification,
-                                OsShutdownNotification,
-                                ProcessingEffectNotification,
-                                AiDenoiseCancellingDelayNotification,
-                                AudioNoiseSuppressAppliedNotification,
-                                CodecsFailed,
-                                InputMethodChanged> {
+    , public PubSub::
+          Subscriber<InteractionNotification, AppLaunchedNotification, OsShutdownNotification>
+    , public EventsOfSubscribers<TrackingHelper, EventNotifications> {
 public:
     TrackingHelper(Controller *controller,
                    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
@@ -81,56 +53,13 @@ public:
     void notify(const AppLaunchedNotification &n) override;
     void notify(const OsShutdownNotification &n) override;
 
-    // Each of these sends what eventsOf() makes of the notification.
-    void notify(const FileAddedInFilmMakerNotification &n) override;
-    void notify(const FilmMakerThemeStatusChanged &n) override;
-    void notify(const FilmMakerImportPageDone &n) override;
-    void notify(const FilmMakerThemePageDone &n) override;
-    void notify(const FilmMakerAudioPageDone &n) override;
-    void notify(const FilmMakerFinished &n) override;
-    void notify(const TutorialShowed &n) override;
-    void notify(const TutorialClosed &n) override;
-    void notify(const TutorialSkipOnboardingSuggested &n) override;
-    void notify(const OnboardingTutorialsAchieved &n) override;
-    void notify(const Effect::AppliedNotification<Effect::AudioEqualizer> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::ChromaKey> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::Mask> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::Crop> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::ManualEnhance> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::AudioReverb> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::AudioCompressor> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::AudioNoiseGate> &n) override;
-    void notify(const Effect::AppliedNotification<Effect::AudioMonoChannel> &n) override;
-    void notify(const IntelMediaTemporaryDisabled &n) override;
-    void notify(const AnimationPresetApplied &n) override;
-    void notify(const PanZoomPresetApplied &n) override;
-    void notify(const PipPresetApplied &n) override;
-    void notify(const GuideButtonClickedNotification &n) override;
-    void notify(const GuideLinkClickedNotification &n) override;
-    void notify(const AspectRatioChanged &n) override;
-    void notify(const ClipsChangedNotification &n) override;
-    void notify(const PlayerEventNotification &n) override;
-    void notify(const DeleteFailedFilesEventNotification &n) override;
-    void notify(const VideoUploadStartedNotification &n) override;
-    void notify(const VideoUploadFinishedNotification &n) override;
-    void notify(const VideoUploadFailureNotification &n) override;
-    void notify(const UploadedVideoUrlReceived &n) override;
-    void notify(const PortableProjectSavedNotification &n) override;
-    void notify(const ProjectOpenedNotification &n) override;
-    void notify(const ProjectSavedNotification &n) override;
-    void notify(const AdjustProjectAspectSuggestedNotification &n) override;
-    void notify(const ProcessingEffectNotification &n) override;
-    void notify(const AiDenoiseCancellingDelayNotification &n) override;
-    void notify(const AudioNoiseSuppressAppliedNotification &n) override;
-    void notify(const CodecsFailed &n) override;
-    void notify(const InputMethodChanged &n) override;
+    // What eventsOf() made of a notification, sent in order.
+    void sendEvents(const Events &events) const { Statistics::sendEvents(*m_tracker, events); }
 
     IFilesStatistics *filesStatistics() override { return &m_files; }
     IFastTrackStatistics *fastTrackStatistics() override { return &m_fastTrack; }
 
 private:
-    void send(const Events &events) const;
-
     Controller *m_controller;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     bool m_started = false;
