@@ -628,7 +628,7 @@ readClip(const Node &n, Timeline::TrackType track, const Media_ &media)
     if (const auto t = n.child("title")) {
         Timeline::TitleItem title;
         title.subtype = static_cast<int>(t->integer(
-            "subtype", title.subtype, Timeline::TitleItem::Title, Timeline::TitleItem::Subtitle));
+            "subtype", title.subtype, Timeline::TitleItem::Invalid, Timeline::TitleItem::Subtitle));
         title.text = t->text("text");
         title.styleId = t->text("style");
         clip->setTitleItem(std::move(title));

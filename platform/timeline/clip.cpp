@@ -119,8 +119,9 @@ void Clip::setAnimation(AnimationItem animation)
 
 void Clip::setTitleItem(std::optional<TitleItem> title)
 {
-    if (title && (title->subtype < TitleItem::Title || title->subtype > TitleItem::Subtitle))
-        throw std::invalid_argument("a title's subtype must be from 1 to 4, not "
+    // 0 is the designer's "invalid" title, which the statistics name; anything else is damage.
+    if (title && (title->subtype < TitleItem::Invalid || title->subtype > TitleItem::Subtitle))
+        throw std::invalid_argument("a title's subtype must be from 0 to 4, not "
                                     + std::to_string(title->subtype));
     m_title = std::move(title);
     mark(Titled, m_title.has_value());

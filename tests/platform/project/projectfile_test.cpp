@@ -289,7 +289,7 @@ INSTANTIATE_TEST_SUITE_P(
             "{" HEADER
             R"(, "tracks": [{"type": "title", "clips": [{"kind": "title", "durationMs": 10,
                         "title": {"subtype": 99}}]}]})",
-            "title.subtype: must be a whole number from 1 to 4" },
+            "title.subtype: must be a whole number from 0 to 4" },
         DamagedFile { "mask_shape_of_no_kind",
                       "{" HEADER
                       R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
