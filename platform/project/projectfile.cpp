@@ -219,11 +219,6 @@ constexpr std::pair<Transition::ResourceType, const char *> resourceTypes[] = {
     { Transition::ResourceType::Shader, "shader" },
 };
 
-QJsonArray rectArray(const QRectF &r)
-{
-    return QJsonArray { r.x(), r.y(), r.width(), r.height() };
-}
-
 qint64 ms(MTime t)
 {
     return t.toMSec();

@@ -59,9 +59,10 @@ TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_
     EXPECT_EQ(count("FILE_ADDED"), 7);
     EXPECT_EQ(count("FILE_OPENED"), 6);
     for (const QJsonObject &e : TestSupport::jsonLinesOf(eventsFile())) {
-        if (e.value(QStringLiteral("event")).toString() == QLatin1String("FILE_ADDED"))
+        if (e.value(QStringLiteral("event")).toString() == QLatin1String("FILE_ADDED")) {
             EXPECT_EQ(e.value(QStringLiteral("params"))[QStringLiteral("ADDING_METHOD")].toString(),
                       QLatin1String("import_folders"));
+        }
     }
     const QByteArray index
         = TestSupport::readFile(data.filePath(QStringLiteral("storage/index.json")));

@@ -126,8 +126,9 @@ void expectSameClip(const Timeline::IClip &a, const Timeline::IClip &b)
     EXPECT_EQ(a.contentId(), b.contentId());
     EXPECT_EQ(a.isImageClip(), b.isImageClip());
     EXPECT_EQ(static_cast<bool>(a.file()), static_cast<bool>(b.file()));
-    if (a.file() && b.file())
+    if (a.file() && b.file()) {
         EXPECT_EQ(a.file()->path, b.file()->path);
+    }
     ASSERT_EQ(a.effects().size(), b.effects().size());
     for (std::size_t i = 0; i < a.effects().size(); ++i) {
         EXPECT_TRUE(*a.effects()[i] == *b.effects()[i]) << Effect::idText(a.effects()[i]->id());
