@@ -6,6 +6,8 @@
 #include "shellcontext.h"
 
 #include "CaptureController/iaudiocapture.h"
+#include "Statistics/istatistics.h"
+#include "Statistics/workspacestatistics.h"
 
 #include "audio/audiodevicemanager.h"
 #include "audio/takefile.h"
@@ -404,6 +406,9 @@ int record(Context &c)
     if (r.volume >= 0)
         capture->setVolume(r.volume);
     capture->setQuality(r.quality);
+    // The record button: the workspace reports the click, then the capture starts.
+    if (Statistics::IStatistics *statistics = Statistics::statistics())
+        statistics->workspaceStatistics()->audioCaptureClicked(Capture::Mode::Voice);
     capture->start(Capture::Mode::Voice, r.countdown * 1000);
 
     int status = 1;

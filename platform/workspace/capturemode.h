@@ -1,9 +1,10 @@
 #pragma once
 
-// How a recording is made: a plain recording into the collection, or a voice-over recorded while
-// the timeline plays.
+// What a recording runs along with: nothing (0), or the timeline's playback (1), which starts
+// when the countdown ends and the take begins once it plays. The capture controller is started
+// with it and the workspace statistics report it.
 namespace Capture {
 
-enum class Mode : int { Record = 0, VoiceOver = 1 };
+enum class Mode : int { Voice = 0, WithPlayback = 1 };
 
 } // namespace Capture

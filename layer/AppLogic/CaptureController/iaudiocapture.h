@@ -3,6 +3,7 @@
 #include "applogicexport.h"
 
 #include "util/mtime.h"
+#include "workspace/capturemode.h"
 
 #include <QString>
 
@@ -11,10 +12,6 @@
 // The editor's voice-over recorder as its interface sees it. One implementation (the capture
 // controller's) registers itself for its lifetime; audioCapture() is null outside it. Main thread.
 namespace Capture {
-
-// What a recording runs along with: nothing (0), or the timeline's playback (1), which starts
-// when the countdown ends and the take begins once it plays.
-enum class Mode { Voice = 0, WithPlayback = 1 };
 
 enum class State { Idle = 0, CountingDown = 1, Recording = 2 };
 

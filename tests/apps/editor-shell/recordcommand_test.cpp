@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <csignal>
 
 namespace {
@@ -45,9 +46,10 @@ protected:
 
 TEST_F(RecordCommand, records_the_tone_for_the_seconds_asked_and_reports_it_in_json)
 {
-    const auto r
-        = run(args({ "record", "--seconds", "1", "--countdown", "0", "--quality", "1", "--json" })
-              << out("voice.flac"));
+    const auto r = run(
+        QStringList { QStringLiteral("--events-out"), out("events.jsonl") }
+            + args({ "record", "--seconds", "1", "--countdown", "0", "--quality", "1", "--json" })
+        << out("voice.flac"));
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
     EXPECT_TRUE(result.value(QStringLiteral("saved")).toBool());
@@ -59,6 +61,13 @@ TEST_F(RecordCommand, records_the_tone_for_the_seconds_asked_and_reports_it_in_j
     EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 16000,
                 3);
     EXPECT_TRUE(r.err.contains(QStringLiteral("input virtual:tone:440")));
+    const auto events = TestSupport::jsonLinesOf(out("events.jsonl"));
+    const auto started = std::find_if(events.begin(), events.end(), [](const QJsonObject &e) {
+        return e.value(QStringLiteral("event")).toString() == QLatin1String("AUDIO_RECORD_STARTED");
+    });
+    ASSERT_NE(started, events.end()) << "the record button is reported";
+    EXPECT_EQ(started->value(QStringLiteral("params"))[QStringLiteral("VOICE_OVER_MODE")],
+              QJsonValue(QStringLiteral("false")));
 }
 
 TEST_F(RecordCommand, lists_the_virtual_tone_among_the_inputs)

@@ -235,7 +235,7 @@ const EventCase reporterCases[] = {
           w.backButtonClicked(Navigation::Page::Imports, Navigation::Page::EffectsStore);
           w.backButtonClickedOverlayEditor(Navigation::Page::Titles,
                                            static_cast<Overlay::PresetType>(9));
-          w.audioCaptureClicked(Capture::Mode::Record);
+          w.audioCaptureClicked(Capture::Mode::Voice);
           w.speechToTextShowedOnAudioToolsSelection();
       },
       { { "BACK_BUTTON_CLICKED",
