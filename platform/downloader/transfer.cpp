@@ -350,48 +350,42 @@ void Transfer::complete(const Validators &received)
         LOG(WARNING) << "Cannot keep the validators of " << m_params.destination.toStdString()
                      << ": " << error.toStdString();
     }
-    m_done = true;
-    m_stall.stop();
-    m_deadline.stop();
-    m_retry.stop();
-    dropReply();
     DownloadReport report;
     report.code = Success;
-    report.httpStatus = m_status;
     report.bytes = bytes;
-    emit done(report);
+    finish(report);
 }
 
-void Transfer::succeedUnchanged()
+// Every way a transfer ends: nothing of it runs on, and its one report leaves.
+void Transfer::finish(DownloadReport report)
 {
     m_done = true;
     m_stall.stop();
     m_deadline.stop();
     m_retry.stop();
     dropReply();
+    report.httpStatus = m_status;
+    emit done(report);
+}
+
+void Transfer::succeedUnchanged()
+{
     m_part.discard();
     DownloadReport report;
     report.code = Success;
     report.notModified = true;
-    report.httpStatus = m_status;
-    emit done(report);
+    finish(report);
 }
 
 void Transfer::fail(const QString &error, ResultCode code)
 {
     if (m_done)
         return;
-    m_done = true;
-    m_stall.stop();
-    m_deadline.stop();
-    m_retry.stop();
-    dropReply();
     m_part.discard();
     DownloadReport report;
     report.code = code;
-    report.httpStatus = m_status;
     report.error = error;
-    emit done(report);
+    finish(report);
 }
 
 } // namespace Downloader

@@ -44,6 +44,7 @@ private:
     std::optional<Validators> validatorsInPlace() const;
     void complete(const Validators &validators);
     void succeedUnchanged();
+    void finish(DownloadReport report);
     void fail(const QString &error, ResultCode code = Failed);
 
     QNetworkAccessManager &m_network;
