@@ -132,7 +132,6 @@ using EventNotifications = TypeList<FileAddedInFilmMakerNotification,
                                     InputMethodChanged>;
 
 // Hands each event to the tracker in order: the one send path of the statistics.
-APPLOGIC_EXPORT void sendEvents(Vantel::Tracking::GeneralVantelTracker &tracker,
-                                const Events &events);
+void sendEvents(Vantel::Tracking::GeneralVantelTracker &tracker, const Events &events);
 
 } // namespace Statistics
