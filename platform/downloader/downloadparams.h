@@ -47,6 +47,11 @@ struct DOWNLOADER_EXPORT DownloadReport {
     int httpStatus = 0; // of the last response; 0 for file: addresses or no response
     std::int64_t bytes = 0; // body bytes written to the destination
     QString error; // empty on success
+    // A failure on this machine's side rather than the server's, and the errno behind it, so a
+    // caller can tell a full disk from a lost connection.
+    enum class Local : int { None = 0, CreateFile, WriteFile, ReplaceFile };
+    Local local = Local::None;
+    int systemError = 0;
 };
 
 } // namespace Downloader

@@ -50,6 +50,7 @@ bool PartFile::open(QString *error)
     const QFileInfo info(m_destination);
     const QString folder = info.absolutePath();
     if (!QDir().mkpath(folder)) {
+        m_errno = errno;
         *error = QStringLiteral("cannot create the folder ") + folder;
         return false;
     }
@@ -58,6 +59,7 @@ bool PartFile::open(QString *error)
                                                               + QStringLiteral(".part-XXXXXX")));
     m_fd = ::mkostemp(name.data(), O_CLOEXEC);
     if (m_fd < 0) {
+        m_errno = errno;
         *error = systemError(QStringLiteral("cannot create a temporary file in"), folder);
         return false;
     }
@@ -74,6 +76,7 @@ bool PartFile::write(const char *data, std::int64_t size, QString *error)
         if (written < 0) {
             if (errno == EINTR)
                 continue;
+            m_errno = errno;
             *error = systemError(QStringLiteral("cannot write"), m_path);
             return false;
         }
@@ -91,10 +94,12 @@ bool PartFile::commit(QString *error)
         return false;
     }
     if (::fsync(m_fd) != 0) {
+        m_errno = errno;
         *error = systemError(QStringLiteral("cannot flush"), m_path);
         return false;
     }
     if (::close(m_fd) != 0) {
+        m_errno = errno;
         m_fd = -1;
         *error = systemError(QStringLiteral("cannot close"), m_path);
         return false;
@@ -103,6 +108,7 @@ bool PartFile::commit(QString *error)
     if (::rename(QFile::encodeName(m_path).constData(),
                  QFile::encodeName(m_destination).constData())
         != 0) {
+        m_errno = errno;
         *error = systemError(QStringLiteral("cannot replace"), m_destination);
         return false;
     }

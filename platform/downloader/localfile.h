@@ -32,12 +32,15 @@ public:
 
     std::int64_t size() const { return m_size; }
     bool isOpen() const { return m_fd >= 0; }
+    // The errno of the last failed step.
+    int lastError() const { return m_errno; }
 
 private:
     QString m_destination;
     QString m_path;
     int m_fd = -1;
     std::int64_t m_size = 0;
+    int m_errno = 0;
 };
 
 // Writes `data` to `path` all or nothing, through a PartFile.

@@ -31,6 +31,8 @@ signals:
     void reported(const Downloader::DownloadParams &params,
                   const Downloader::DownloadReport &report);
     void finished(const Downloader::DownloadParams &params, Downloader::ResultCode code);
+    // Body bytes written so far, and the whole size when the source said (else -1).
+    void progress(const Downloader::DownloadParams &params, qint64 received, qint64 total);
 
 private:
     friend class ResourceManager;

@@ -138,6 +138,10 @@ void ResourceManager::pump()
         d->running.push_back({ item.owner, true, transfer });
         connect(transfer, &Transfer::done, this,
                 [this, transfer](const DownloadReport &report) { finish(transfer, report); });
+        connect(transfer, &Transfer::progress, item.owner,
+                [owner = item.owner.data(), transfer](qint64 received, qint64 total) {
+                    emit owner->progress(transfer->params(), received, total);
+                });
         transfer->start();
     }
 }

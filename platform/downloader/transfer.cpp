@@ -217,7 +217,7 @@ void Transfer::onMetaData()
     }
     QString error;
     if (!m_part.open(&error))
-        return fail(error);
+        return failLocally(error, DownloadReport::Local::CreateFile);
     m_bodyAccepted = true;
 }
 
@@ -241,8 +241,9 @@ void Transfer::onReadyRead()
                         + bytesText(m_params.maxBytes));
         QString error;
         if (!m_part.write(buffer, got, &error))
-            return fail(error);
+            return failLocally(error, DownloadReport::Local::WriteFile);
     }
+    emit progress(m_part.size(), m_expected);
 }
 
 void Transfer::onFinished()
@@ -296,7 +297,7 @@ void Transfer::startFile()
     }
     QString error;
     if (!m_part.open(&error))
-        return fail(error);
+        return failLocally(error, DownloadReport::Local::CreateFile);
     copyFileChunk();
 }
 
@@ -325,7 +326,8 @@ void Transfer::copyFileChunk()
                     + bytesText(m_params.maxBytes));
     QString error;
     if (!m_part.write(buffer, got, &error))
-        return fail(error);
+        return failLocally(error, DownloadReport::Local::WriteFile);
+    emit progress(m_part.size(), m_expected);
     QTimer::singleShot(0, this, &Transfer::copyFileChunk);
 }
 
@@ -335,7 +337,7 @@ void Transfer::complete(const Validators &received)
 {
     QString error;
     if (!m_part.isOpen() && !m_part.open(&error))
-        return fail(error);
+        return failLocally(error, DownloadReport::Local::CreateFile);
     Validators validators = received;
     validators.size = m_part.size();
     const std::int64_t bytes = m_part.size();
@@ -344,7 +346,7 @@ void Transfer::complete(const Validators &received)
     const QString sidecar = validatorsPath(m_params.destination);
     QFile::remove(sidecar);
     if (!m_part.commit(&error))
-        return fail(error);
+        return failLocally(error, DownloadReport::Local::ReplaceFile);
     if ((m_params.flags & Revalidate) && !validators.empty()
         && !writeFileAtomically(sidecar, serializeValidators(validators), &error)) {
         LOG(WARNING) << "Cannot keep the validators of " << m_params.destination.toStdString()
@@ -379,12 +381,19 @@ void Transfer::succeedUnchanged()
 
 void Transfer::fail(const QString &error, ResultCode code)
 {
+    failLocally(error, DownloadReport::Local::None, code);
+}
+
+void Transfer::failLocally(const QString &error, DownloadReport::Local local, ResultCode code)
+{
     if (m_done)
         return;
-    m_part.discard();
     DownloadReport report;
     report.code = code;
     report.error = error;
+    report.local = local;
+    report.systemError = local == DownloadReport::Local::None ? 0 : m_part.lastError();
+    m_part.discard();
     finish(report);
 }
 

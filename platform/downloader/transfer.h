@@ -30,6 +30,8 @@ public:
 
 signals:
     void done(const Downloader::DownloadReport &report);
+    // Body bytes written so far, and the whole body's size when known (else -1).
+    void progress(qint64 received, qint64 total);
 
 private:
     void startHttp();
@@ -46,6 +48,7 @@ private:
     void succeedUnchanged();
     void finish(DownloadReport report);
     void fail(const QString &error, ResultCode code = Failed);
+    void failLocally(const QString &error, DownloadReport::Local local, ResultCode code = Failed);
 
     QNetworkAccessManager &m_network;
     DownloadParams m_params;
