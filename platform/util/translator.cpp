@@ -3,6 +3,8 @@
 #include <QCoreApplication>
 #include <QHash>
 
+#include <vector>
+
 namespace Translator {
 
 namespace {
@@ -11,6 +13,10 @@ struct Registry {
     QString locale = QStringLiteral("en_US");
     // context + '\x1f' + source + '\x1f' + locale -> translation
     QHash<QString, QString> texts;
+    // Texts by key: one slot per locale, numbered in the order locales were first seen, so a
+    // list's fifty thousand keys in fourteen locales cost one hash entry per key.
+    std::vector<QString> keyedLocales;
+    QHash<QString, std::vector<QString>> keyed;
 };
 
 Registry &registry()
@@ -24,7 +30,65 @@ QString keyOf(const QString &context, const QString &source, const QString &loca
     return context + QChar(0x1f) + source + QChar(0x1f) + locale;
 }
 
+std::size_t localeSlot(Registry &r, const QString &locale)
+{
+    for (std::size_t i = 0; i < r.keyedLocales.size(); ++i)
+        if (r.keyedLocales[i] == locale)
+            return i;
+    r.keyedLocales.push_back(locale);
+    return r.keyedLocales.size() - 1;
+}
+
+const QString *keyedText(const Registry &r, const QString &key, const QString &locale)
+{
+    const auto it = r.keyed.constFind(key);
+    if (it == r.keyed.constEnd())
+        return nullptr;
+    for (std::size_t i = 0; i < r.keyedLocales.size() && i < it->size(); ++i)
+        if (r.keyedLocales[i] == locale)
+            return (*it)[i].isNull() ? nullptr : &(*it)[i];
+    return nullptr;
+}
+
 } // namespace
+
+void registerTranslation(const QString &key, const QString &text, const QString &locale)
+{
+    Registry &r = registry();
+    const std::size_t slot = localeSlot(r, locale);
+    std::vector<QString> &texts = r.keyed[key];
+    if (texts.size() <= slot)
+        texts.resize(slot + 1);
+    // Never null, so a registered empty text is told from a missing one.
+    texts[slot] = text.isNull() ? QString(QLatin1String("")) : text;
+}
+
+QString translation(const QString &key, const QString &locale)
+{
+    const Registry &r = registry();
+    if (const QString *text = keyedText(r, key, locale))
+        return *text;
+    if (const QString *text = keyedText(r, key, QStringLiteral("en_US")))
+        return *text;
+    return {};
+}
+
+QString translation(const QString &key)
+{
+    return translation(key, registry().locale);
+}
+
+bool hasTranslation(const QString &key)
+{
+    return registry().keyed.contains(key);
+}
+
+void clearTranslations()
+{
+    Registry &r = registry();
+    r.keyed.clear();
+    r.keyedLocales.clear();
+}
 
 void registerTranslation(const QString &context,
                          const QString &source,
