@@ -10,6 +10,7 @@ namespace Statistics {
 class AiStatistics;
 class IBladeStatistics;
 class IClipPropertiesStatistics;
+class ICollectionStatistics;
 class IExportStatistics;
 class IFastTrackStatistics;
 class IFilesStatistics;
@@ -31,6 +32,7 @@ public:
     virtual IClipPropertiesStatistics *clipPropertiesStatistics() = 0;
     virtual ITransitionStatistics *transitionStatistics() = 0;
     virtual IOverlayStatistics *overlayStatistics() = 0;
+    virtual ICollectionStatistics *collectionStatistics() = 0;
     virtual IBladeStatistics *bladeStatistics() = 0;
     virtual IPlayerStatistics *playerStatistics() = 0;
     virtual IFilesStatistics *filesStatistics() = 0;

@@ -43,6 +43,7 @@ TrackingHelper::TrackingHelper(Controller *controller,
     , m_clipProperties(m_tracker)
     , m_transition(m_tracker)
     , m_overlay(m_tracker)
+    , m_collection(m_tracker)
     , m_player(m_tracker)
     , m_files(m_tracker)
     , m_fastTrack(m_tracker)

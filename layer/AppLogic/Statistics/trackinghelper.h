@@ -4,6 +4,7 @@
 #include "Statistics/aistatistics.h"
 #include "Statistics/bladestatistics.h"
 #include "Statistics/clippropertiesstatistics.h"
+#include "Statistics/collectionstatistics.h"
 #include "Statistics/eventparams.h"
 #include "Statistics/exportstatistics.h"
 #include "Statistics/fasttrackstatistics.h"
@@ -71,6 +72,7 @@ public:
     IClipPropertiesStatistics *clipPropertiesStatistics() override { return &m_clipProperties; }
     ITransitionStatistics *transitionStatistics() override { return &m_transition; }
     IOverlayStatistics *overlayStatistics() override { return &m_overlay; }
+    ICollectionStatistics *collectionStatistics() override { return &m_collection; }
     IBladeStatistics *bladeStatistics() override { return &m_blade; }
     IPlayerStatistics *playerStatistics() override { return &m_player; }
     IFilesStatistics *filesStatistics() override { return &m_files; }
@@ -84,14 +86,14 @@ private:
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     bool m_started = false;
 
-    // The per-domain reporters, made in this order, each sharing the tracker. The collection's
-    // reporter takes its place after the overlay's when the collection is built.
+    // The per-domain reporters, made in this order, each sharing the tracker.
     MotionTrackingStatistics m_motionTracking;
     AiStatistics m_ai;
     TimelineStatistics m_timeline;
     ClipPropertiesStatistics m_clipProperties;
     TransitionStatistics m_transition;
     OverlayStatistics m_overlay;
+    CollectionStatistics m_collection;
     BladeStatistics m_blade;
     PlayerStatistics m_player;
     FilesStatistics m_files;

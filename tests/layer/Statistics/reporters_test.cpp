@@ -2,6 +2,7 @@
 #include "Statistics/aistatistics.h"
 #include "Statistics/bladestatistics.h"
 #include "Statistics/clippropertiesstatistics.h"
+#include "Statistics/collectionstatistics.h"
 #include "Statistics/exportstatistics.h"
 #include "Statistics/istatistics.h"
 #include "Statistics/playerstatistics.h"
@@ -11,6 +12,7 @@
 
 #include "trackedevents.h"
 
+#include "collection/item.h"
 #include "resource/resourcecontroller.h"
 #include "util/settingspaths.h"
 
@@ -20,6 +22,8 @@ namespace {
 
 using namespace StatisticsTest;
 using namespace Statistics;
+using EditorCollection::AvailabilityFilter;
+using EditorCollection::ImportReason;
 
 IStatistics &reporters()
 {
@@ -82,6 +86,19 @@ Params without(Params base, std::initializer_list<const char *> keys)
     for (const char *k : keys)
         base.erase(k);
     return base;
+}
+
+// A music item of the collection whose file weighs 4096 bytes.
+const EditorCollection::ItemPtr &song()
+{
+    static const EditorCollection::ItemPtr item = [] {
+        EditorCollection::Payload payload;
+        payload.import = std::make_shared<Import::Object>();
+        auto created = EditorCollection::ItemFactory::createItem(QStringLiteral("song-1"), payload);
+        created->setRemoteSize(4096);
+        return created;
+    }();
+    return item;
 }
 
 // A title clip of that subtype, kept for the test program's life.
@@ -267,6 +284,97 @@ const EventCase reporterCases[] = {
         { "APPLIED_EFFECT_DISABLE", { { "EFFECT_NAME", "Crop" }, { "CLIPS_IN_SELECTION", "2" } } },
         { "CLIP_BLENDING_MODE_CHANGED",
           { { "MODE", "UNKNOWN" }, { "MEDIA_TYPE", "STICKER,TITLE" } } } } },
+    { "collection_item_previewed_favoured_deleted_and_renamed",
+      [] {
+          auto &c = *reporters().collectionStatistics();
+          c.itemPreviewed(song().get(), ItemPreviewMethod::Hover, MTime::fromMSec(250));
+          c.itemFavoriteAdded(song().get());
+          c.itemDeleted(nullptr);
+          c.itemRenameClicked(QStringLiteral("My song"));
+      },
+      { { "ITEM_PREVIEWED",
+          { { "PREVIEW_LOADING_TIME_MS", "250" },
+            { "ITEM_UNIQUE_ID", "song-1" },
+            { "METHOD", "HOVER" } } },
+        { "FAVORITE_ITEM_ADDED", {} },
+        { "ITEM_DELETED", {} },
+        { "ITEM_RENAME_CLICKED", { { "METHOD", "My song" } } } } },
+    { "collection_installs_carry_a_time_on_success_and_an_error_otherwise",
+      [] {
+          auto &c = *reporters().collectionStatistics();
+          c.itemInstallFinished(song().get(), ItemInstallResult::Ok, ImportReason::Click,
+                                MTime::fromMSec(-5));
+          c.itemInstallFinished(song().get(), ItemInstallResult::InstallCancelled,
+                                ImportReason::Batch, MTime::fromMSec(9));
+          c.itemInstallFinished(song().get(), ItemInstallResult::Unknown,
+                                static_cast<ImportReason>(9), {});
+      },
+      { { "ITEM_INSTALL_RESULT",
+          { { "RESULT", "SUCCESS" },
+            { "SIZE", "4096" },
+            { "ITEM_UNIQUE_ID", "song-1" },
+            { "REASON", "CLICK" },
+            { "DOWNLOAD_TIME", "-5" } } },
+        { "ITEM_INSTALL_RESULT",
+          { { "RESULT", "CANCEL" },
+            { "SIZE", "4096" },
+            { "ITEM_UNIQUE_ID", "song-1" },
+            { "REASON", "BATCH" },
+            { "ERROR", "INSTALL_CANCELLED" } } },
+        { "ITEM_INSTALL_RESULT",
+          { { "RESULT", "FAIL" },
+            { "SIZE", "4096" },
+            { "ITEM_UNIQUE_ID", "song-1" },
+            { "REASON", "" },
+            { "ERROR", "UNKNOWN" } } } } },
+    { "collection_panel_buttons_categories_and_load",
+      [] {
+          auto &c = *reporters().collectionStatistics();
+          c.serviceButtonClicked(QStringLiteral("GET_MORE"), QStringLiteral("Shader effects"),
+                                 false);
+          c.serviceButtonClicked(QStringLiteral("GET_MORE"), QStringLiteral("Title"), true);
+          c.categoryChanged(QStringLiteral("Calm"), QStringLiteral("PanAndZoom"));
+          c.categoryDownloadClicked(QStringLiteral("Calm"), QStringLiteral("Music"));
+          c.loadFinished(MTime::fromMSec(1500), 12);
+      },
+      { { "GET_MORE_CLICKED", { { "COLLECTION", "SHADER_EFFECTS" } } },
+        { "GET_MORE_CLICKED", { { "METOD", "TITLES_PAGE" } } },
+        { "COLLECTION_CATEGORY_CHANGED",
+          { { "COLLECTION", "PAN_AND_ZOOM" }, { "CATEGORY", "Calm" } } },
+        { "CATEGORY_DOWNLOAD_CLICKED", { { "COLLECTION", "MUSIC" }, { "CATEGORY", "Calm" } } },
+        { "COLLECTION_LOAD_FINISHED",
+          { { "TOTAL_TIME", "1500" },
+            { "ITEMS_LOADED", "12" },
+            { "IS_FIRST_START", "true" } } } } },
+    { "collection_searches_from_the_third_character_and_filters",
+      [] {
+          auto &c = *reporters().collectionStatistics();
+          c.searched(QStringLiteral("Music"), QStringLiteral("ab"));
+          c.searched(QStringLiteral("Music"), QString::fromUtf8("\xc3\xa9\xf0\x9f\x8e\xb5"));
+          c.searched(QStringLiteral("Music"), QStringLiteral("abc"));
+          c.filteredByUser(AvailabilityFilter::Paid, QStringLiteral("Sounds"),
+                           QStringLiteral("Calm"), true);
+          c.filteredByUser(AvailabilityFilter::All, QStringLiteral("Sounds"), {}, false);
+      },
+      { { "COLLECTION_SEARCH", { { "COLLECTION", "MUSIC" }, { "SEARCH_BAR", "abc" } } },
+        { "COLLECTION_FILTERED",
+          { { "COLLECTION", "SOUNDS" },
+            { "CATEGORY", "Calm" },
+            { "SEARCH_APPLIED", "TRUE" },
+            { "FILTER_NAME", "PAID" } } },
+        { "COLLECTION_FILTERED",
+          { { "COLLECTION", "SOUNDS" },
+            { "CATEGORY", "" },
+            { "SEARCH_APPLIED", "FALSE" },
+            { "FILTER_NAME", "ALL" } } } } },
+    { "trending_list_failure_is_failed_not_fail",
+      [] {
+          reporters().collectionStatistics()->trendingListRequested(Downloader::Failed, 7);
+          reporters().collectionStatistics()->trendingListRequested(Downloader::Success, 0);
+      },
+      { { "TRENDING_CONTENT_LIST_REQUESTED", { { "RESULT", "FAILED" }, { "ITEMS_COUNT", "7" } } },
+        { "TRENDING_CONTENT_LIST_REQUESTED",
+          { { "RESULT", "SUCCESS" }, { "ITEMS_COUNT", "0" } } } } },
 };
 
 INSTANTIATE_TEST_SUITE_P(Reporters, StatisticsEvents, ::testing::ValuesIn(reporterCases), caseName);

@@ -1,6 +1,7 @@
 #include "Statistics/aistatistics.h"
 #include "Statistics/bladestatistics.h"
 #include "Statistics/clippropertiesstatistics.h"
+#include "Statistics/collectionstatistics.h"
 #include "Statistics/exportstatistics.h"
 #include "Statistics/filesstatistics.h"
 #include "Statistics/speechtotextstatistics.h"
@@ -216,6 +217,32 @@ const Vocabulary vocabularies[] = {
       { "OVERLAY", "LIGHTEN", "COLOR", "COLOR_DODGE", "LINEAR_DODGE", "SOURCE_OVER", "SCREEN",
         "DIFFERENCE", "MULTIPLY", "DARKEN", "COLOR_BURN", "HARD_LIGHT", "SOFT_LIGHT", "EXCLUSION" },
       "UNKNOWN" },
+    { "availability_filter",
+      of<EditorCollection::AvailabilityFilter, availabilityFilterText>,
+      { "ALL", "FREE", "PAID" },
+      "" },
+    { "import_reason",
+      of<EditorCollection::ImportReason, importReasonText>,
+      { "SILENT", "CLICK", "DRAG", "BATCH" },
+      "" },
+    { "item_preview_method",
+      of<ItemPreviewMethod, itemPreviewMethodText>,
+      { "CLICK", "HOVER" },
+      "" },
+    { "item_install_result",
+      of<ItemInstallResult, itemInstallResultText>,
+      { "FAIL", "SUCCESS", "CANCEL", "CANCEL" },
+      "FAIL" },
+    { "item_install_error",
+      of<ItemInstallResult, itemInstallErrorText>,
+      { "UNKNOWN", "OK", "DOWNLOAD_CANCELLED", "INSTALL_CANCELLED", "CONNECTION_ERROR",
+        "CANT_CREATE_FILE", "CANT_MOVE_FILE", "MISMATCHED_RESOURCE_SIZE", "CORRUPTED_FILE",
+        "NOT_ENOUGH_SPACE", "USED_BY_ANOTHER_PROCESS" },
+      "UNKNOWN" },
+    { "trending_download_result",
+      of<Downloader::ResultCode, downloadResultText>,
+      { "SUCCESS", "CANCEL", "FAILED" },
+      "" },
 };
 
 INSTANTIATE_TEST_SUITE_P(Statistics,
