@@ -21,12 +21,10 @@ QThreadPool &releasePool()
     return *pool;
 }
 
-template<class T> void releaseElsewhere(T &&bundle)
+template<class T> void releaseVector(T &&bundle)
 {
-    if (bundle.empty())
-        return;
-    auto owned = std::make_shared<std::decay_t<T>>(std::forward<T>(bundle));
-    releasePool().start([owned]() mutable { owned.reset(); });
+    if (!bundle.empty())
+        releaseElsewhere(std::make_shared<std::decay_t<T>>(std::forward<T>(bundle)));
 }
 
 // Calls `f` on each live observer; observers unregistered meanwhile are left out and swept after.
@@ -153,7 +151,7 @@ void Collection::clear()
         publish(Change::Removed, item);
     }
     setBatch(false);
-    releaseElsewhere(std::move(items));
+    releaseVector(std::move(items));
 }
 
 void Collection::registerObserver(ICollectionObserver *observer)
@@ -231,7 +229,7 @@ void Collection::setBatch(bool on)
     if (m_storage)
         forEachObserver(m_storage->d->observers, m_storage->d->delivering, all);
     // Holds the last references to the items the batch replaced.
-    releaseElsewhere(std::move(pending));
+    releaseVector(std::move(pending));
 }
 
 ItemStorage::ItemStorage()
@@ -301,6 +299,12 @@ void ItemStorage::reset()
 void ItemStorage::waitForReleases()
 {
     releasePool().waitForDone();
+}
+
+void releaseElsewhere(std::shared_ptr<void> bundle)
+{
+    if (bundle)
+        releasePool().start([owned = std::move(bundle)]() mutable { owned.reset(); });
 }
 
 ItemStorage &CollectionProvider::itemStorage()

@@ -120,6 +120,10 @@ private:
     std::unique_ptr<Impl> d;
 };
 
+// Drops the last reference to `bundle` on the collections' release thread: what a replaced list
+// leaves behind (tens of thousands of strings) is freed without holding up the main thread.
+COLLECTION_EXPORT void releaseElsewhere(std::shared_ptr<void> bundle);
+
 namespace CollectionProvider {
 COLLECTION_EXPORT ItemStorage &itemStorage();
 COLLECTION_EXPORT std::shared_ptr<Collection> collection(const QString &name);
