@@ -380,8 +380,7 @@ int run(Context &context)
             : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
                                            : Dialog::TerminalDialogs::Answer::Ask,
         stdin, stdout));
-    context.app.setProgressFactory(
-        std::make_shared<Report::TerminalProgressFactory>(stderr, true));
+    context.app.setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
 
     Project::Object &project = context.app.project();
     FileAdder::Contexts contexts;

@@ -376,8 +376,8 @@ int record(Context &c)
               << "); save it with: editor-shell record --recover OUT\n";
 
     // The layer's messages (a missing device, a failed save) go to the terminal.
-    c.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(
-        Dialog::TerminalDialogs::Answer::No, stdin, stderr));
+    c.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(Dialog::TerminalDialogs::Answer::No,
+                                                               stdin, stderr));
     Playback::Player player;
     Playback::setCurrentPlayback(&player);
     Session session(c, r, *capture);

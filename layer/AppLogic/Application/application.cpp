@@ -71,7 +71,10 @@ Application::Impl::Impl(Options options)
     }
 }
 
-Application::Impl::~Impl() { tearDown(); }
+Application::Impl::~Impl()
+{
+    tearDown();
+}
 
 void Application::Impl::build()
 {
@@ -155,13 +158,25 @@ void Application::startTracking()
     PubSub::publish(Statistics::AppLaunchedNotification(d->profiler.result()));
 }
 
-Vantel::Tracking::GeneralVantelTracker &Application::tracker() const { return *d->tracker; }
+Vantel::Tracking::GeneralVantelTracker &Application::tracker() const
+{
+    return *d->tracker;
+}
 
-Vantel::Tracking::EventStore *Application::eventStore() const { return d->store.get(); }
+Vantel::Tracking::EventStore *Application::eventStore() const
+{
+    return d->store.get();
+}
 
-Vantel::App::ApplicationSettingsManager &Application::settings() const { return *d->settings; }
+Vantel::App::ApplicationSettingsManager &Application::settings() const
+{
+    return *d->settings;
+}
 
-Project::Object &Application::project() const { return *d->project; }
+Project::Object &Application::project() const
+{
+    return *d->project;
+}
 
 void Application::setProject(std::unique_ptr<Project::Object> project)
 {
