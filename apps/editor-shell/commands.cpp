@@ -4,6 +4,7 @@ namespace Shell {
 
 Command censusCommand();
 Command clipCommand();
+Command collectionCommand();
 Command cutCommand();
 Command configCommand();
 Command eventsCommand();
@@ -22,7 +23,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
-        recordCommand(),
+        recordCommand(), collectionCommand(),
     };
     return all;
 }

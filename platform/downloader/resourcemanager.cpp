@@ -160,6 +160,7 @@ void ResourceManager::finish(Transfer *transfer, const DownloadReport &report)
         LOG(WARNING) << "Download of " << params.url.toDisplayString().toStdString() << " to "
                      << params.destination.toStdString()
                      << " failed: " << report.error.toStdString();
+    emit transferFinished(params, report);
     if (running.report && running.owner)
         running.owner->deliver(params, report);
     pump();

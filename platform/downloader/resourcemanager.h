@@ -34,6 +34,12 @@ public:
 
     QNetworkAccessManager &network();
 
+signals:
+    // Every download of the process as it ends, whoever asked for it, for a caller that reports
+    // on all of them.
+    void transferFinished(const Downloader::DownloadParams &params,
+                          const Downloader::DownloadReport &report);
+
 private:
     friend class ResourceDownloader;
     // Higher priority first; within one priority, lower order first, then first come.

@@ -1,6 +1,10 @@
 #include "Application/application.h"
 
 #include "CaptureController/controller.h"
+#include "Collection/catalogueprotocol.h"
+#include "Collection/externalresourcescontroller.h"
+#include "Collection/featuredcontroller.h"
+#include "Collection/itemnotifier.h"
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileAnalyzer/model.h"
@@ -12,6 +16,7 @@
 #include "appcontext/applicationcontext.h"
 #include "appcontext/componentsetter.h"
 #include "appsettings/applicationsettingsmanager.h"
+#include "collection/collection.h"
 #include "dialogs/dialog.h"
 #include "dialogs/progress.h"
 #include "filestorage/ifilestoragecontroller.h"
@@ -22,6 +27,7 @@
 #include "tracking/generalvanteltracker.h"
 #include "tracking/jsonlinessink.h"
 #include "util/profiler.h"
+#include "util/translator.h"
 
 namespace App {
 
@@ -54,6 +60,11 @@ public:
     std::unique_ptr<FileAdder::Controller> fileAdder;
     std::unique_ptr<FileStorage::Controller> fileStorage;
     std::unique_ptr<Capture::Controller> capture;
+    // The content collection: the bus hears its items, then the lists and the featured shelf.
+    std::unique_ptr<EditorCollection::CatalogueProtocol> catalogue;
+    std::unique_ptr<EditorCollection::ItemNotifier> itemNotifier;
+    std::unique_ptr<EditorCollection::ExternalResourcesController> externalResources;
+    std::unique_ptr<EditorCollection::FeaturedController> featured;
     std::unique_ptr<Project::Object> project;
 };
 
@@ -112,10 +123,29 @@ void Application::Impl::build()
         capture = std::make_unique<Capture::Controller>();
         profiler.mark("audio_capture");
     }
+    if (options.services.testFlag(Service::Collection)) {
+        catalogue = std::make_unique<EditorCollection::CatalogueProtocol>();
+        itemNotifier = std::make_unique<EditorCollection::ItemNotifier>();
+        externalResources
+            = std::make_unique<EditorCollection::ExternalResourcesController>(*catalogue);
+        featured = std::make_unique<EditorCollection::FeaturedController>();
+        profiler.mark("collection");
+    }
 }
 
 void Application::Impl::tearDown()
 {
+    featured.reset();
+    externalResources.reset();
+    if (itemNotifier) {
+        // The collections and the texts their lists registered are process-wide: emptied, so
+        // the next application starts from nothing.
+        EditorCollection::CollectionProvider::itemStorage().reset();
+        EditorCollection::ItemStorage::waitForReleases();
+        Translator::clearTranslations();
+    }
+    itemNotifier.reset();
+    catalogue.reset();
     capture.reset();
     fileStorage.reset();
     fileAdder.reset();
@@ -171,6 +201,11 @@ Vantel::Tracking::EventStore *Application::eventStore() const
 Vantel::App::ApplicationSettingsManager &Application::settings() const
 {
     return *d->settings;
+}
+
+EditorCollection::CatalogueProtocol *Application::catalogue() const
+{
+    return d->catalogue.get();
 }
 
 Project::Object &Application::project() const

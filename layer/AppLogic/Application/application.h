@@ -12,6 +12,9 @@
 namespace Dialog {
 class IDialogs;
 }
+namespace EditorCollection {
+class CatalogueProtocol;
+}
 namespace Project {
 class Object;
 }
@@ -36,6 +39,7 @@ enum class Service {
     EventStore = 0x1, // the durable store of sent events in the data folder
     RemoteConfig = 0x2, // remotely delivered configuration and the product's own settings
     Capture = 0x4, // voice-over recording
+    Collection = 0x8, // the content collection: external lists, featured shelf
 };
 Q_DECLARE_FLAGS(Services, Service)
 
@@ -45,7 +49,8 @@ struct APPLOGIC_EXPORT Options {
     Options(Options &&) noexcept;
     Options &operator=(Options &&) noexcept;
 
-    Services services = Services(Service::EventStore) | Service::RemoteConfig | Service::Capture;
+    Services services = Services(Service::EventStore) | Service::RemoteConfig | Service::Capture
+        | Service::Collection;
     QString eventsOut; // a JSON-lines copy of every sent event; empty: none
     // Where the intake hands files for safe keeping; empty: the data folder's own index.
     std::unique_ptr<Vantel::App::IFileStorageController> fileStorage;
@@ -73,6 +78,9 @@ public:
     // Null without Service::EventStore.
     Vantel::Tracking::EventStore *eventStore() const;
     Vantel::App::ApplicationSettingsManager &settings() const;
+    // Raising one of its signals starts the content collection's lists, as the editor does once
+    // it has settled. Null without Service::Collection.
+    EditorCollection::CatalogueProtocol *catalogue() const;
 
     // The open project; a new, unsaved one until another is given. The analysis places files on
     // its timeline.

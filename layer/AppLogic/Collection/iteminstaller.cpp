@@ -108,6 +108,15 @@ QString unsafeInstallPath(const QString &root, const QString &path)
     return {};
 }
 
+bool installedOnDisk(const IItem &item)
+{
+    const QString path = item.localPath();
+    if (!unsafeInstallPath(Settings::downloadableResourcesPath(), path).isEmpty())
+        return false;
+    const QFileInfo file(path);
+    return file.isFile() && (item.remoteSize() <= 0 || file.size() == item.remoteSize());
+}
+
 class ItemInstaller::Impl {
 public:
     struct Install {

@@ -53,4 +53,8 @@ installResultOf(const Downloader::DownloadReport &report);
 // Empty when it is fine; parts not yet made are fine (they will be made as folders).
 APPLOGIC_EXPORT QString unsafeInstallPath(const QString &root, const QString &path);
 
+// Whether an earlier run installed the item: a regular file at its local path, safely under the
+// resources folder, of the announced size (any size when none was announced).
+APPLOGIC_EXPORT bool installedOnDisk(const IItem &item);
+
 } // namespace EditorCollection

@@ -1,0 +1,567 @@
+// `collection`: the content collection as the editor fills it at start (cached lists, fresh
+// downloads, the featured shelf), and what the collection panel does with it: install, search,
+// filter, delete and favour items, each sending the panel's events.
+
+#include "exitsignals.h"
+#include "shellcontext.h"
+
+#include "Application/application.h"
+#include "Collection/catalogueprotocol.h"
+#include "Collection/iteminstaller.h"
+#include "Collection/usermarks.h"
+#include "Constants/locales.h"
+#include "Constants/urlkeys.h"
+#include "Statistics/collectionstatistics.h"
+#include "Statistics/istatistics.h"
+
+#include "collection/categories.h"
+#include "collection/collection.h"
+#include "dialogs/terminalprogress.h"
+#include "downloader/resourcemanager.h"
+#include "util/format.h"
+#include "util/fs.h"
+#include "util/settingspaths.h"
+#include "util/translator.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <glog/logging.h>
+
+#include <map>
+#include <vector>
+
+namespace Shell {
+
+namespace {
+
+using namespace EditorCollection;
+using Statistics::ItemInstallResult;
+
+const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print JSON."));
+const QCommandLineOption localeOption(QStringLiteral("locale"),
+                                      QStringLiteral("Titles in LOCALE (default en_US)."),
+                                      QStringLiteral("LOCALE"));
+const QCommandLineOption inOption(QStringLiteral("in"),
+                                  QStringLiteral("Only the collection named COLLECTION."),
+                                  QStringLiteral("COLLECTION"));
+
+struct Download {
+    QString url;
+    int result;
+};
+
+Statistics::ICollectionStatistics *reporter()
+{
+    Statistics::IStatistics *statistics = Statistics::statistics();
+    return statistics ? statistics->collectionStatistics() : nullptr;
+}
+
+bool isFree(const IItem &item)
+{
+    const auto info = item.externalResourceInfo();
+    return !info || info->status == ExternalResourceStatus::Free;
+}
+
+// Runs the content controllers as the editor does once it has settled, and waits for the
+// downloads they start (Ctrl+C stops waiting). Items deleted by the user are taken out; the
+// rest get their favourite and installed marks.
+std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
+{
+    std::vector<Download> downloads;
+    CatalogueProtocol *catalogue = context.app.catalogue();
+    if (!catalogue)
+        return downloads;
+    Downloader::ResourceManager &manager = Downloader::ResourceManager::instance();
+    QObject guard;
+    QObject::connect(
+        &manager, &Downloader::ResourceManager::transferFinished, &guard,
+        [&](const Downloader::DownloadParams &params, const Downloader::DownloadReport &report) {
+            downloads.push_back({ params.url.toString(), report.code });
+        });
+    QElapsedTimer clock;
+    clock.start();
+    emit catalogue->catalogueListRetrieved();
+    // Queued requests start on the next pass of the loop; one pass first so they count.
+    QCoreApplication::processEvents();
+    while ((manager.activeCount() > 0 || manager.queuedCount() > 0)
+           && !ExitSignals::exitRequested())
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+    QCoreApplication::processEvents();
+
+    std::uint64_t count = 0;
+    ItemStorage &storage = CollectionProvider::itemStorage();
+    for (const QString &name : storage.collectionNames()) {
+        const std::shared_ptr<Collection> collection = storage.collection(name);
+        std::vector<QString> deleted;
+        for (const ItemPtr &item : collection->items()) {
+            if (marks.isDeleted(name, item->uniqueId())) {
+                deleted.push_back(item->uniqueId());
+                continue;
+            }
+            if (marks.isFavorite(name, item->uniqueId()))
+                item->setFavorite(true);
+            if (!item->isInstalled() && installedOnDisk(*item))
+                item->setInstalled(true);
+        }
+        for (const QString &id : deleted)
+            collection->removeItem(id);
+        count += collection->size();
+    }
+    if (auto *statistics = reporter())
+        statistics->loadFinished(MTime::fromMSec(clock.elapsed()), count);
+    return downloads;
+}
+
+// Collections to show: the one named by --in, else every one that has items.
+std::vector<std::shared_ptr<Collection>> chosenCollections(Context &context, bool *unknown)
+{
+    std::vector<std::shared_ptr<Collection>> result;
+    ItemStorage &storage = CollectionProvider::itemStorage();
+    const QString only = context.parser.value(inOption);
+    for (const QString &name : storage.collectionNames()) {
+        const auto collection = storage.collection(name);
+        if (only.isEmpty() ? collection->size() > 0 : name == only)
+            result.push_back(collection);
+    }
+    *unknown = !only.isEmpty() && result.empty();
+    return result;
+}
+
+QString title(const IItem &item, const QString &locale)
+{
+    const auto info = item.externalResourceInfo();
+    const QString tag = info ? info->tag : QString();
+    const QString text = Translator::translation(tag, locale);
+    return text.isEmpty() ? tag : text;
+}
+
+QJsonObject itemJson(const IItem &item, const QString &locale)
+{
+    const auto info = item.externalResourceInfo();
+    return QJsonObject {
+        { QStringLiteral("uniqueId"), item.uniqueId() },
+        { QStringLiteral("tag"), info ? info->tag : QString() },
+        { QStringLiteral("title"), title(item, locale) },
+        { QStringLiteral("categories"), QJsonArray::fromStringList(item.categories()) },
+        { QStringLiteral("featured"), item.hasCategory(CategoryID::FEATURED) },
+        { QStringLiteral("favorite"), item.isFavorite() },
+        { QStringLiteral("localPath"), item.localPath() },
+        { QStringLiteral("installed"), item.isInstalled() },
+        { QStringLiteral("remoteSize"), static_cast<double>(item.remoteSize()) },
+        { QStringLiteral("status"),
+          isFree(item) ? QStringLiteral("free") : QStringLiteral("paid") },
+        { QStringLiteral("author"), info ? info->author : QString() },
+        { QStringLiteral("licenseName"), info ? info->licenseName : QString() },
+    };
+}
+
+void printItem(QTextStream &out, const IItem &item, const QString &locale)
+{
+    const auto info = item.externalResourceInfo();
+    out << "  " << Format::printable(item.uniqueId()) << "  "
+        << Format::printable(title(item, locale));
+    if (item.hasCategory(CategoryID::FEATURED))
+        out << "  [featured]";
+    if (item.isFavorite())
+        out << "  [favourite]";
+    out << "\n    " << (isFree(item) ? "free" : "paid");
+    if (info && !info->licenseName.isEmpty())
+        out << ", " << Format::printable(info->licenseName);
+    if (info && !info->author.isEmpty())
+        out << ", by " << Format::printable(info->author);
+    out << ", " << item.remoteSize() << " bytes";
+    QStringList categories = item.categories();
+    categories.removeAll(CategoryID::FEATURED);
+    if (!categories.isEmpty())
+        out << ", " << Format::printable(categories.join(QStringLiteral(", ")));
+    out << "\n    " << (item.isInstalled() ? "installed at " : "not installed; would go to ")
+        << Format::printable(item.localPath()) << '\n';
+}
+
+// The listing shared by the plain command, search and filter: the collections with the items
+// `keep` accepts.
+template<class Keep>
+void printCollections(Context &context,
+                      const std::vector<std::shared_ptr<Collection>> &collections,
+                      const std::vector<Download> &downloads,
+                      Keep keep)
+{
+    const QString locale = context.parser.isSet(localeOption) ? context.parser.value(localeOption)
+                                                              : Locales::FallbackLocale;
+    if (context.parser.isSet(jsonOption)) {
+        QJsonArray list;
+        for (const auto &collection : collections) {
+            QJsonArray items;
+            for (const ItemPtr &item : collection->items()) {
+                if (keep(*item))
+                    items.append(itemJson(*item, locale));
+            }
+            list.append(QJsonObject { { QStringLiteral("name"), collection->name() },
+                                      { QStringLiteral("items"), items } });
+        }
+        QJsonArray fetched;
+        for (const Download &d : downloads)
+            fetched.append(QJsonObject { { QStringLiteral("url"), d.url },
+                                         { QStringLiteral("result"), d.result } });
+        context.out << QJsonDocument(QJsonObject { { QStringLiteral("collections"), list },
+                                                   { QStringLiteral("downloads"), fetched } })
+                           .toJson(QJsonDocument::Compact)
+                    << '\n';
+        return;
+    }
+    for (const auto &collection : collections) {
+        int shown = 0;
+        for (const ItemPtr &item : collection->items()) {
+            if (!keep(*item))
+                continue;
+            if (shown++ == 0)
+                context.out << Format::printable(collection->name()) << '\n';
+            printItem(context.out, *item, locale);
+        }
+    }
+    for (const Download &d : downloads) {
+        static const char *const words[] = { "ok", "cancelled", "failed" };
+        context.out << "download " << Format::printable(d.url) << ": "
+                    << (d.result >= 0 && d.result <= 2 ? words[d.result] : "?") << '\n';
+    }
+}
+
+// The item with that identifier; with several collections holding one, --in must choose.
+ItemPtr findItem(Context &context, const QString &uniqueId)
+{
+    bool unknown = false;
+    ItemPtr found;
+    for (const auto &collection : chosenCollections(context, &unknown)) {
+        if (ItemPtr item = collection->item(uniqueId)) {
+            if (found) {
+                context.err << "editor-shell: several collections hold "
+                            << Format::printable(uniqueId) << "; name one with --in\n";
+                return nullptr;
+            }
+            found = item;
+        }
+    }
+    if (!found)
+        context.err << "editor-shell: no item " << Format::printable(uniqueId)
+                    << " in the collection\n";
+    return found;
+}
+
+void printJson(Context &context, const QJsonObject &object)
+{
+    context.out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
+}
+
+// Draws the installs' bytes as one bar; Ctrl+C presses its cancel.
+class InstallProgress : private Report::IProgressListener {
+public:
+    InstallProgress(ItemInstaller &installer, qint64 total)
+        : m_installer(installer)
+        , m_factory(stderr, true)
+        , m_scale(total > 1000000000 ? 1024 : 1)
+        , m_progress(m_factory.create(QStringLiteral("Installing"),
+                                      QStringLiteral("Cancel"),
+                                      static_cast<int>(std::max<qint64>(1, total / m_scale)),
+                                      this))
+    {
+    }
+    void update(const QString &id, qint64 received)
+    {
+        m_received[id] = received;
+        qint64 sum = 0;
+        for (const auto &[key, bytes] : m_received)
+            sum += bytes;
+        m_progress->setText(Format::printable(id));
+        m_progress->setValue(
+            static_cast<int>(std::min<qint64>(sum / m_scale, m_progress->maximum())));
+    }
+    bool cancelled() const { return m_cancelled; }
+
+private:
+    void progressCancelled(Report::IProgress &) override
+    {
+        m_cancelled = true;
+        m_installer.cancel();
+    }
+
+    ItemInstaller &m_installer;
+    Report::TerminalProgressFactory m_factory;
+    qint64 m_scale;
+    std::unique_ptr<Report::IProgress> m_progress;
+    std::map<QString, qint64> m_received;
+    bool m_cancelled = false;
+};
+
+int runInstall(Context &context, UserMarks &marks)
+{
+    const QStringList ids = context.arguments.mid(1);
+    if (ids.isEmpty()) {
+        context.err << "editor-shell: collection install takes UNIQUE_ID...\n";
+        return 2;
+    }
+    std::vector<ItemPtr> items;
+    qint64 total = 0;
+    for (const QString &id : ids) {
+        ItemPtr item = findItem(context, id);
+        if (!item)
+            return 1;
+        total += std::max<qint64>(0, item->remoteSize());
+        items.push_back(std::move(item));
+    }
+    ItemInstaller installer;
+    InstallProgress progress(installer, total);
+    QObject::connect(
+        &installer, &ItemInstaller::progress, &installer,
+        [&](const QString &id, qint64 received, qint64) { progress.update(id, received); });
+    struct Outcome {
+        ItemPtr item;
+        ItemInstallResult result;
+        QString error;
+    };
+    std::vector<Outcome> outcomes;
+    QObject::connect(&installer, &ItemInstaller::finished, &installer,
+                     [&](const ItemPtr &item, ItemInstallResult result, const QString &error) {
+                         outcomes.push_back({ item, result, error });
+                     });
+    const ImportReason reason = items.size() > 1 ? ImportReason::Batch : ImportReason::Click;
+    for (const ItemPtr &item : items)
+        installer.install(item, reason);
+    bool stopAsked = false;
+    while (installer.pending() > 0) {
+        if (ExitSignals::exitRequested() && !stopAsked) {
+            stopAsked = true;
+            installer.cancel();
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
+    }
+
+    bool allInstalled = true;
+    QJsonArray list;
+    for (const Outcome &o : outcomes) {
+        const bool ok = o.result == ItemInstallResult::Ok;
+        allInstalled = allInstalled && ok;
+        if (ok) {
+            try {
+                marks.setDeleted(o.item->collectionId(), o.item->uniqueId(), false);
+            } catch (const std::exception &e) {
+                LOG(WARNING) << "Cannot keep the collection marks: " << e.what();
+            }
+        }
+        if (context.parser.isSet(jsonOption)) {
+            list.append(QJsonObject { { QStringLiteral("uniqueId"), o.item->uniqueId() },
+                                      { QStringLiteral("result"),
+                                        QLatin1String(Statistics::itemInstallErrorText(o.result)) },
+                                      { QStringLiteral("error"), o.error },
+                                      { QStringLiteral("localPath"), o.item->localPath() },
+                                      { QStringLiteral("installed"), o.item->isInstalled() } });
+        } else if (ok) {
+            context.out << "installed " << Format::printable(o.item->uniqueId()) << " at "
+                        << Format::printable(o.item->localPath()) << '\n';
+        } else {
+            context.out << "not installed " << Format::printable(o.item->uniqueId()) << ": "
+                        << Statistics::itemInstallErrorText(o.result) << ", "
+                        << Format::printable(o.error) << '\n';
+        }
+    }
+    if (context.parser.isSet(jsonOption))
+        printJson(context, QJsonObject { { QStringLiteral("installs"), list } });
+    if (progress.cancelled() || stopAsked)
+        return 130;
+    return allInstalled ? 0 : 1;
+}
+
+int runSearch(Context &context)
+{
+    if (context.arguments.size() != 2) {
+        context.err << "editor-shell: collection search takes one TEXT\n";
+        return 2;
+    }
+    const QString text = context.arguments.at(1);
+    bool unknown = false;
+    const auto collections = chosenCollections(context, &unknown);
+    if (unknown) {
+        context.err << "editor-shell: no collection "
+                    << Format::printable(context.parser.value(inOption)) << '\n';
+        return 1;
+    }
+    const QString locale = context.parser.isSet(localeOption) ? context.parser.value(localeOption)
+                                                              : Locales::FallbackLocale;
+    // The panel searches the collection it shows: one report per collection searched.
+    if (auto *statistics = reporter()) {
+        for (const auto &collection : collections)
+            statistics->searched(collection->name(), text);
+    }
+    printCollections(context, collections, {}, [&](const IItem &item) {
+        const auto info = item.externalResourceInfo();
+        return title(item, locale).contains(text, Qt::CaseInsensitive)
+            || item.uniqueId().contains(text, Qt::CaseInsensitive)
+            || (info && info->tag.contains(text, Qt::CaseInsensitive));
+    });
+    return 0;
+}
+
+int runFilter(Context &context)
+{
+    static const std::map<QString, AvailabilityFilter> filters
+        = { { QStringLiteral("all"), AvailabilityFilter::All },
+            { QStringLiteral("free"), AvailabilityFilter::Free },
+            { QStringLiteral("paid"), AvailabilityFilter::Paid } };
+    const auto filter = filters.find(context.arguments.value(1));
+    if (context.arguments.size() != 2 || filter == filters.end()) {
+        context.err << "editor-shell: collection filter takes free, paid or all\n";
+        return 2;
+    }
+    bool unknown = false;
+    const auto collections = chosenCollections(context, &unknown);
+    if (unknown) {
+        context.err << "editor-shell: no collection "
+                    << Format::printable(context.parser.value(inOption)) << '\n';
+        return 1;
+    }
+    if (auto *statistics = reporter()) {
+        for (const auto &collection : collections)
+            statistics->filteredByUser(filter->second, collection->name(), {}, false);
+    }
+    printCollections(context, collections, {}, [&](const IItem &item) {
+        return filter->second == AvailabilityFilter::All
+            || isFree(item) == (filter->second == AvailabilityFilter::Free);
+    });
+    return 0;
+}
+
+int runDelete(Context &context, UserMarks &marks)
+{
+    if (context.arguments.size() != 2) {
+        context.err << "editor-shell: collection delete takes one UNIQUE_ID\n";
+        return 2;
+    }
+    const ItemPtr item = findItem(context, context.arguments.at(1));
+    if (!item)
+        return 1;
+    // Only a file the collection put there: never through a link, never outside its folder.
+    const QString path = item->localPath();
+    bool removed = false;
+    if (installedOnDisk(*item)
+        && unsafeInstallPath(Settings::downloadableResourcesPath(), path).isEmpty()) {
+        removed = QFile::remove(path);
+        if (!removed) {
+            context.err << "editor-shell: cannot remove " << Format::printable(path) << '\n';
+            return 1;
+        }
+    }
+    marks.setDeleted(item->collectionId(), item->uniqueId(), true);
+    item->setInstalled(false);
+    if (auto *statistics = reporter())
+        statistics->itemDeleted(item.get());
+    if (Collection *owner = item->owner())
+        owner->removeItem(item->uniqueId());
+    if (context.parser.isSet(jsonOption)) {
+        printJson(context,
+                  QJsonObject { { QStringLiteral("deleted"), item->uniqueId() },
+                                { QStringLiteral("fileRemoved"), removed } });
+    } else {
+        context.out << "deleted " << Format::printable(item->uniqueId());
+        if (removed)
+            context.out << " and its file " << Format::printable(path);
+        context.out << '\n';
+    }
+    return 0;
+}
+
+int runFavorite(Context &context, UserMarks &marks)
+{
+    if (context.arguments.size() != 2) {
+        context.err << "editor-shell: collection favorite takes one UNIQUE_ID\n";
+        return 2;
+    }
+    const ItemPtr item = findItem(context, context.arguments.at(1));
+    if (!item)
+        return 1;
+    const bool added = marks.setFavorite(item->collectionId(), item->uniqueId(), true);
+    item->setFavorite(true);
+    if (added) {
+        if (auto *statistics = reporter())
+            statistics->itemFavoriteAdded(item.get());
+    }
+    if (context.parser.isSet(jsonOption))
+        printJson(context,
+                  QJsonObject { { QStringLiteral("favorite"), item->uniqueId() },
+                                { QStringLiteral("added"), added } });
+    else
+        context.out << (added ? "added to favourites: " : "already a favourite: ")
+                    << Format::printable(item->uniqueId()) << '\n';
+    return 0;
+}
+
+int run(Context &context)
+{
+    const QString action = context.arguments.value(0);
+    static const QStringList actions = { QString(),
+                                         QStringLiteral("install"),
+                                         QStringLiteral("search"),
+                                         QStringLiteral("filter"),
+                                         QStringLiteral("delete"),
+                                         QStringLiteral("favorite") };
+    if (!actions.contains(action)) {
+        context.err << "editor-shell: collection takes install, search, filter, delete or "
+                       "favorite, not \""
+                    << Format::printable(action) << "\"\n";
+        return 2;
+    }
+    if (!context.app.catalogue()) {
+        context.err << "editor-shell: the content collection is not set up\n";
+        return 1;
+    }
+    std::unique_ptr<UserMarks> marks;
+    try {
+        marks = std::make_unique<UserMarks>();
+    } catch (const std::exception &e) {
+        context.err << "editor-shell: the collection marks cannot be read: " << e.what() << '\n';
+        return 1;
+    }
+    const std::vector<Download> downloads = loadCollection(context, *marks);
+    if (ExitSignals::exitRequested())
+        return 130;
+    if (action == QLatin1String("install"))
+        return runInstall(context, *marks);
+    if (action == QLatin1String("search"))
+        return runSearch(context);
+    if (action == QLatin1String("filter"))
+        return runFilter(context);
+    if (action == QLatin1String("delete"))
+        return runDelete(context, *marks);
+    if (action == QLatin1String("favorite"))
+        return runFavorite(context, *marks);
+    bool unknown = false;
+    const auto collections = chosenCollections(context, &unknown);
+    if (unknown) {
+        context.err << "editor-shell: no collection "
+                    << Format::printable(context.parser.value(inOption)) << '\n';
+        return 1;
+    }
+    printCollections(context, collections, downloads, [](const IItem &) { return true; });
+    return 0;
+}
+
+} // namespace
+
+Command collectionCommand()
+{
+    return { "collection",
+             "collection [install UNIQUE_ID...|search TEXT|filter free|paid|all|delete "
+             "UNIQUE_ID|favorite UNIQUE_ID] [--in COLLECTION] [--locale L] [--json]",
+             [](QCommandLineParser &parser) {
+                 parser.addOption(jsonOption);
+                 parser.addOption(localeOption);
+                 parser.addOption(inOption);
+             },
+             run };
+}
+
+} // namespace Shell
