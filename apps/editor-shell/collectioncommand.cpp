@@ -78,11 +78,16 @@ std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
     if (!catalogue)
         return downloads;
     Downloader::ResourceManager &manager = Downloader::ResourceManager::instance();
+    // The collection's own lists; the remote configuration fetches beside them.
+    const QList<QUrl> lists = { Vantel::appUrl(Vantel::COLLECTIONS_EXTERNAL_AUDIO_URL),
+                                Vantel::appUrl(Vantel::COLLECTIONS_EXTERNAL_EFFECTS_URL),
+                                Vantel::appUrl(Vantel::COLLECTIONS_TRENDING_REQUEST_URL) };
     QObject guard;
     QObject::connect(
         &manager, &Downloader::ResourceManager::transferFinished, &guard,
         [&](const Downloader::DownloadParams &params, const Downloader::DownloadReport &report) {
-            downloads.push_back({ params.url.toString(), report.code });
+            if (lists.contains(params.url))
+                downloads.push_back({ params.url.toString(), report.code });
         });
     QElapsedTimer clock;
     clock.start();
