@@ -24,6 +24,7 @@
 #include "util/translator.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -68,7 +69,7 @@ bool isFree(const IItem &item)
     return !info || info->status == ExternalResourceStatus::Free;
 }
 
-// Runs the content controllers as the editor does once it has settled, and waits for the
+// Lets the content controllers start as the editor does once it has settled, and waits for the
 // downloads they start (Ctrl+C stops waiting). Items deleted by the user are taken out; the
 // rest get their favourite and installed marks.
 std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
@@ -91,8 +92,14 @@ std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
         });
     QElapsedTimer clock;
     clock.start();
-    emit catalogue->catalogueListRetrieved();
-    // Queued requests start on the next pass of the loop; one pass first so they count.
+    // The application starts the collection on the loop's first pass, as the editor does once
+    // it has settled; the downloads it queues start on the pass after.
+    bool started = false;
+    QObject::connect(catalogue, &CatalogueProtocol::catalogueListRetrieved, &guard,
+                     [&] { started = true; });
+    const QDeadlineTimer startLimit(5000);
+    while (!started && !startLimit.hasExpired() && !ExitSignals::exitRequested())
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
     QCoreApplication::processEvents();
     while ((manager.activeCount() > 0 || manager.queuedCount() > 0)
            && !ExitSignals::exitRequested())

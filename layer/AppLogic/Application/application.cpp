@@ -29,6 +29,8 @@
 #include "util/profiler.h"
 #include "util/translator.h"
 
+#include <QTimer>
+
 namespace App {
 
 Options::Options() = default;
@@ -60,10 +62,11 @@ public:
     std::unique_ptr<FileAdder::Controller> fileAdder;
     std::unique_ptr<FileStorage::Controller> fileStorage;
     std::unique_ptr<Capture::Controller> capture;
-    // The content collection: the bus hears its items, then the lists and the featured shelf.
-    std::unique_ptr<EditorCollection::CatalogueProtocol> catalogue;
+    // The bridge to the bus first, so every item the controllers add is announced.
     std::unique_ptr<EditorCollection::ItemNotifier> itemNotifier;
+    std::unique_ptr<EditorCollection::CatalogueProtocol> catalogue;
     std::unique_ptr<EditorCollection::ExternalResourcesController> externalResources;
+    // Reads its cache now and marks the items the lists add once started.
     std::unique_ptr<EditorCollection::FeaturedController> featured;
     std::unique_ptr<Project::Object> project;
 };
@@ -124,28 +127,29 @@ void Application::Impl::build()
         profiler.mark("audio_capture");
     }
     if (options.services.testFlag(Service::Collection)) {
-        catalogue = std::make_unique<EditorCollection::CatalogueProtocol>();
         itemNotifier = std::make_unique<EditorCollection::ItemNotifier>();
+        catalogue = std::make_unique<EditorCollection::CatalogueProtocol>();
         externalResources
             = std::make_unique<EditorCollection::ExternalResourcesController>(*catalogue);
         featured = std::make_unique<EditorCollection::FeaturedController>();
+        // Queued: only a program that runs its event loop settles and starts the collection.
+        QTimer::singleShot(0, catalogue.get(),
+                           &EditorCollection::CatalogueProtocol::catalogueListRetrieved);
         profiler.mark("collection");
     }
 }
 
 void Application::Impl::tearDown()
 {
-    featured.reset();
-    externalResources.reset();
-    if (itemNotifier) {
-        // The collections and the texts their lists registered are process-wide: emptied, so
-        // the next application starts from nothing.
+    if (catalogue) {
+        featured.reset();
+        externalResources.reset();
+        catalogue.reset();
+        // The next application starts with no collection and no list texts.
         EditorCollection::CollectionProvider::itemStorage().reset();
-        EditorCollection::ItemStorage::waitForReleases();
         Translator::clearTranslations();
+        itemNotifier.reset();
     }
-    itemNotifier.reset();
-    catalogue.reset();
     capture.reset();
     fileStorage.reset();
     fileAdder.reset();
@@ -203,11 +207,6 @@ Vantel::App::ApplicationSettingsManager &Application::settings() const
     return *d->settings;
 }
 
-EditorCollection::CatalogueProtocol *Application::catalogue() const
-{
-    return d->catalogue.get();
-}
-
 Project::Object &Application::project() const
 {
     return *d->project;
@@ -218,6 +217,11 @@ void Application::setProject(std::unique_ptr<Project::Object> project)
     if (project)
         d->project = std::move(project);
     FileAnalyzer::setTimeline(&d->project->timeline());
+}
+
+EditorCollection::CatalogueProtocol *Application::catalogue() const
+{
+    return d->catalogue.get();
 }
 
 void Application::setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs)

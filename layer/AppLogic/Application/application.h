@@ -9,11 +9,11 @@
 
 #include <memory>
 
-namespace Dialog {
-class IDialogs;
-}
 namespace EditorCollection {
 class CatalogueProtocol;
+}
+namespace Dialog {
+class IDialogs;
 }
 namespace Project {
 class Object;
@@ -39,7 +39,7 @@ enum class Service {
     EventStore = 0x1, // the durable store of sent events in the data folder
     RemoteConfig = 0x2, // remotely delivered configuration and the product's own settings
     Capture = 0x4, // voice-over recording
-    Collection = 0x8, // the content collection: external lists, featured shelf
+    Collection = 0x8, // the content collection and its external lists (started once settled)
 };
 Q_DECLARE_FLAGS(Services, Service)
 
@@ -78,14 +78,15 @@ public:
     // Null without Service::EventStore.
     Vantel::Tracking::EventStore *eventStore() const;
     Vantel::App::ApplicationSettingsManager &settings() const;
-    // Raising one of its signals starts the content collection's lists, as the editor does once
-    // it has settled. Null without Service::Collection.
-    EditorCollection::CatalogueProtocol *catalogue() const;
 
     // The open project; a new, unsaved one until another is given. The analysis places files on
     // its timeline.
     Project::Object &project() const;
     void setProject(std::unique_ptr<Project::Object> project);
+
+    // The collection controllers' start signal; null without Service::Collection. The application
+    // raises it once when the event loop first runs, that is once the editor has settled.
+    EditorCollection::CatalogueProtocol *catalogue() const;
 
     // How the layer asks the user and shows long work; null removes them. Cleared on destruction.
     void setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs);
