@@ -14,6 +14,11 @@ namespace {
 
 using TestSupport::runShell;
 
+QStringList words(const char *line)
+{
+    return QString::fromLatin1(line).split(QLatin1Char(' '));
+}
+
 const QByteArray song(3000, 's');
 
 QByteArray audioList(const QUrl &songUrl, int size = 3000)
@@ -100,87 +105,78 @@ protected:
     QStringList eventFiles;
 };
 
+QString text(const QJsonObject &object, const char *key)
+{
+    return object.value(QLatin1String(key)).toVariant().toString();
+}
+
 TEST_F(CollectionCommand, lists_the_lists_with_featured_items_from_the_second_start_on)
 {
     auto items = listing({ QStringLiteral("--locale"), QStringLiteral("de_DE") });
     ASSERT_EQ(items.size(), 2u);
     const QJsonObject one = items.at(QStringLiteral("song-1"));
-    EXPECT_EQ(one.value(QStringLiteral("title")).toString(), QStringLiteral("Lied eins"));
-    EXPECT_EQ(one.value(QStringLiteral("status")).toString(), QStringLiteral("free"));
-    EXPECT_EQ(one.value(QStringLiteral("author")).toString(), QStringLiteral("Ann"));
-    EXPECT_EQ(one.value(QStringLiteral("categories")).toArray(),
+    EXPECT_EQ(text(one, "title") + text(one, "status") + text(one, "author"),
+              QStringLiteral("Lied einsfreeAnn"));
+    EXPECT_EQ(one.value(QLatin1String("categories")).toArray(),
               QJsonArray { QStringLiteral("Calm") });
-    EXPECT_FALSE(one.value(QStringLiteral("installed")).toBool());
-    EXPECT_TRUE(one.value(QStringLiteral("localPath")).toString().startsWith(data.path()));
-    EXPECT_EQ(items.at(QStringLiteral("song-2")).value(QStringLiteral("status")).toString(),
-              QStringLiteral("paid"));
+    EXPECT_EQ(text(one, "installed"), QStringLiteral("false"));
+    EXPECT_TRUE(text(one, "localPath").startsWith(data.path()));
     // The featured configuration on disk at start is what applies: none on the first.
-    EXPECT_FALSE(items.at(QStringLiteral("song-2")).value(QStringLiteral("featured")).toBool());
+    EXPECT_EQ(text(items.at(QStringLiteral("song-2")), "status")
+                  + text(items.at(QStringLiteral("song-2")), "featured"),
+              QStringLiteral("paidfalse"));
     // The audio list and the featured one; the effects list waits for the remote settings,
     // which this configuration does not name.
-    EXPECT_EQ(lastListing.value(QStringLiteral("downloads")).toArray().size(), 2);
+    EXPECT_EQ(lastListing.value(QLatin1String("downloads")).toArray().size(), 2);
 
     items = listing();
-    EXPECT_TRUE(items.at(QStringLiteral("song-2")).value(QStringLiteral("featured")).toBool());
-    EXPECT_FALSE(items.at(QStringLiteral("song-1")).value(QStringLiteral("featured")).toBool());
-    EXPECT_EQ(items.at(QStringLiteral("song-2")).value(QStringLiteral("title")).toString(),
-              QStringLiteral("song_two")); // no translation: the tag
+    EXPECT_EQ(text(items.at(QStringLiteral("song-2")), "featured")
+                  + text(items.at(QStringLiteral("song-1")), "featured"),
+              QStringLiteral("truefalse"));
+    // No translation: the tag.
+    EXPECT_EQ(text(items.at(QStringLiteral("song-2")), "title"), QStringLiteral("song_two"));
     const auto trending = events(QStringLiteral("TRENDING_CONTENT_LIST_REQUESTED"));
     ASSERT_EQ(trending.size(), 2);
-    EXPECT_EQ(trending.last().value(QStringLiteral("ITEMS_COUNT")).toString(), QStringLiteral("1"));
+    EXPECT_EQ(text(trending.last(), "ITEMS_COUNT"), QStringLiteral("1"));
 }
 
 TEST_F(CollectionCommand, installs_favours_searches_filters_and_deletes_as_the_panel_does)
 {
-    auto run = shell({ QStringLiteral("collection"), QStringLiteral("install"),
-                       QStringLiteral("song-1"), QStringLiteral("--json") });
+    auto run = shell(words("collection install song-1 --json"));
     ASSERT_EQ(run.exitCode, 0) << run.err.toStdString();
     const QJsonObject install = QJsonDocument::fromJson(run.out.toUtf8())
                                     .object()
-                                    .value(QStringLiteral("installs"))
+                                    .value(QLatin1String("installs"))
                                     .toArray()
                                     .first()
                                     .toObject();
-    EXPECT_EQ(install.value(QStringLiteral("result")).toString(), QStringLiteral("OK"));
-    QFile file(install.value(QStringLiteral("localPath")).toString());
+    EXPECT_EQ(text(install, "result"), QStringLiteral("OK"));
+    QFile file(text(install, "localPath"));
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     EXPECT_EQ(file.readAll(), song);
-    EXPECT_EQ(events(QStringLiteral("ITEM_INSTALL_RESULT")).first().value(QStringLiteral("RESULT")),
+    EXPECT_EQ(text(events(QStringLiteral("ITEM_INSTALL_RESULT")).first(), "RESULT"),
               QStringLiteral("SUCCESS"));
 
-    EXPECT_EQ(shell({ QStringLiteral("collection"), QStringLiteral("favorite"),
-                      QStringLiteral("song-1") })
-                  .exitCode,
-              0);
-    auto items = listing();
-    EXPECT_TRUE(items.at(QStringLiteral("song-1")).value(QStringLiteral("installed")).toBool());
-    EXPECT_TRUE(items.at(QStringLiteral("song-1")).value(QStringLiteral("favorite")).toBool());
+    EXPECT_EQ(shell(words("collection favorite song-1")).exitCode, 0);
+    const QJsonObject installed = listing().at(QStringLiteral("song-1"));
+    EXPECT_EQ(text(installed, "installed") + text(installed, "favorite"),
+              QStringLiteral("truetrue"));
 
-    run = shell({ QStringLiteral("collection"), QStringLiteral("search"), QStringLiteral("two"),
-                  QStringLiteral("--json") });
-    EXPECT_TRUE(run.out.contains(QLatin1String("song-2"))
-                && !run.out.contains(QLatin1String("song-1")))
-        << run.out.toStdString();
-    run = shell({ QStringLiteral("collection"), QStringLiteral("filter"), QStringLiteral("paid"),
-                  QStringLiteral("--in"), QStringLiteral("Music") });
-    EXPECT_TRUE(run.out.contains(QLatin1String("song-2"))
-                && !run.out.contains(QLatin1String("song-1")))
-        << run.out.toStdString();
-    EXPECT_EQ(
-        shell({ QStringLiteral("collection"), QStringLiteral("delete"), QStringLiteral("song-1") })
-            .exitCode,
-        0);
+    for (const char *command :
+         { "collection search two --json", "collection filter paid --in Music" }) {
+        run = shell(words(command));
+        EXPECT_TRUE(run.out.contains(QLatin1String("song-2"))
+                    && !run.out.contains(QLatin1String("song-1")))
+            << command << ": " << run.out.toStdString();
+    }
+    EXPECT_EQ(shell(words("collection delete song-1")).exitCode, 0);
     EXPECT_FALSE(file.exists());
     EXPECT_EQ(listing().count(QStringLiteral("song-1")), 0u);
-
     EXPECT_EQ(events(QStringLiteral("FAVORITE_ITEM_ADDED")).size(), 1);
     EXPECT_EQ(events(QStringLiteral("COLLECTION_SEARCH")).first(),
               (QJsonObject { { QStringLiteral("COLLECTION"), QStringLiteral("MUSIC") },
                              { QStringLiteral("SEARCH_BAR"), QStringLiteral("two") } }));
-    EXPECT_EQ(events(QStringLiteral("COLLECTION_FILTERED"))
-                  .first()
-                  .value(QStringLiteral("FILTER_NAME"))
-                  .toString(),
+    EXPECT_EQ(text(events(QStringLiteral("COLLECTION_FILTERED")).first(), "FILTER_NAME"),
               QStringLiteral("PAID"));
     EXPECT_EQ(events(QStringLiteral("ITEM_DELETED")).size(), 1);
 }
@@ -188,7 +184,7 @@ TEST_F(CollectionCommand, installs_favours_searches_filters_and_deletes_as_the_p
 TEST_F(CollectionCommand, ctrl_c_cancels_an_install_and_reports_it)
 {
     server.setBody(QStringLiteral("audio"), audioList(server.url(QStringLiteral("/stall")), 1000));
-    ASSERT_EQ(shell({ QStringLiteral("collection") }).exitCode, 0); // the list cached and applied
+    ASSERT_EQ(shell(words("collection")).exitCode, 0); // the list cached and applied
     QProcess process;
     process.start(QStringLiteral(EDITOR_SHELL),
                   { QStringLiteral("--data-dir"), data.path(), QStringLiteral("--events-out"),

@@ -173,24 +173,4 @@ INSTANTIATE_TEST_SUITE_P(
                       false, "Music/song-1/song.mp3", true }),
     [](const auto &info) { return std::string(info.param.name); });
 
-TEST(InstallResult, follows_where_a_download_failed)
-{
-    using Local = Downloader::DownloadReport::Local;
-    const auto resultOf = [](Downloader::ResultCode code, Local local, int error) {
-        Downloader::DownloadReport report;
-        report.code = code;
-        report.local = local;
-        report.systemError = error;
-        return installResultOf(report);
-    };
-    EXPECT_EQ(resultOf(Downloader::Failed, Local::CreateFile, EACCES),
-              ItemInstallResult::CantCreateFile);
-    EXPECT_EQ(resultOf(Downloader::Failed, Local::WriteFile, EDQUOT),
-              ItemInstallResult::NotEnoughSpace);
-    EXPECT_EQ(resultOf(Downloader::Failed, Local::ReplaceFile, EXDEV),
-              ItemInstallResult::CantMoveFile);
-    EXPECT_EQ(resultOf(Downloader::Failed, Local::ReplaceFile, ENOSPC),
-              ItemInstallResult::NotEnoughSpace);
-}
-
 } // namespace
