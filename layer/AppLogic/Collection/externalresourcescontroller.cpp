@@ -27,29 +27,27 @@ constexpr qint64 maxListBytes = 128LL * 1024 * 1024;
 Payload payloadOf(const ExternalListEntry &entry, const QString &root)
 {
     Payload payload;
-    const QString folder = FS::joinPath({ root, entry.collectionId, entry.uniqueId });
+    const QString path = externalItemFilePath(entry, root);
     if (entry.collectionId == ResourceCategories::ShaderEffects) {
         auto effect = std::make_shared<Effect::ShaderISF>(entry.uniqueId);
         effect->tag = entry.tag;
         effect->description = entry.description;
-        effect->shaderPath = FS::joinPath({ folder, entry.tag }, QStringLiteral("json"));
+        effect->shaderPath = path;
         payload.effect = std::move(effect);
     } else if (entry.collectionId == ResourceCategories::Transitions) {
         auto transition = std::make_shared<Transition::ShaderISF>(entry.uniqueId);
         transition->tag = entry.tag;
         transition->description = entry.description;
-        transition->shaderPath = FS::joinPath({ folder, entry.tag }, QStringLiteral("json"));
+        transition->shaderPath = path;
         payload.transition = std::move(transition);
-    } else if (entry.collectionId == ResourceCategories::Music
-               || entry.collectionId == ResourceCategories::Sounds) {
+    } else if (!path.isEmpty()) {
         auto import = std::make_shared<Import::Object>();
         import->mimeType = Import::Object::MIME;
         import->kind = Import::Object::Media;
         import->mediaKind = ResourceCategories::mediaKindForCollection(entry.collectionId);
         import->tag = entry.tag;
         import->description = entry.description;
-        import->filePath
-            = FS::joinPath({ folder, cleanedAudioFileName(entry.tag, entry.fileFormat) });
+        import->filePath = path;
         payload.import = std::move(import);
     }
     return payload;
