@@ -59,6 +59,9 @@ QUrl resolved(const QUrl &list, const QString &address)
 {
     if (address.isEmpty())
         return {};
+    if (address.startsWith(QLatin1String("https://"))
+        || address.startsWith(QLatin1String("http://")))
+        return QUrl(address);
     const QUrl url = list.resolved(QUrl(address));
     if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https"))
         return url;
@@ -158,7 +161,8 @@ private:
         const auto &locales = Locales::supportedLocales();
         for (ExternalListTranslation &translation : list.translations)
             for (std::size_t i = 0; i < translation.texts.size() && i < locales.size(); ++i)
-                Translator::registerTranslation(translation.key, translation.texts[i],
+                // The replaced texts come back into the list, which is freed elsewhere.
+                Translator::registerTranslation(translation.key, std::move(translation.texts[i]),
                                                 locales[i].name);
 
         ItemStorage &storage = CollectionProvider::itemStorage();
