@@ -17,6 +17,9 @@ struct Registry {
     // list's fifty thousand keys in fourteen locales cost one hash entry per key.
     std::vector<QString> keyedLocales;
     QHash<QString, std::vector<QString>> keyed;
+    // The entry of the key registered last (nodes of a QHash stay put until removed).
+    QString lastKey;
+    std::vector<QString> *lastTexts = nullptr;
 };
 
 Registry &registry()
@@ -32,10 +35,17 @@ QString keyOf(const QString &context, const QString &source, const QString &loca
 
 std::size_t localeSlot(Registry &r, const QString &locale)
 {
+    // Locales come in the same order for every key: try the one after the last first.
+    static std::size_t next = 0;
+    if (next < r.keyedLocales.size() && r.keyedLocales[next] == locale)
+        return next++;
     for (std::size_t i = 0; i < r.keyedLocales.size(); ++i)
-        if (r.keyedLocales[i] == locale)
+        if (r.keyedLocales[i] == locale) {
+            next = i + 1;
             return i;
+        }
     r.keyedLocales.push_back(locale);
+    next = r.keyedLocales.size();
     return r.keyedLocales.size() - 1;
 }
 
@@ -52,15 +62,29 @@ const QString *keyedText(const Registry &r, const QString &key, const QString &l
 
 } // namespace
 
-void registerTranslation(const QString &key, const QString &text, const QString &locale)
+void registerTranslation(const QString &key, QString &&text, const QString &locale)
 {
     Registry &r = registry();
     const std::size_t slot = localeSlot(r, locale);
-    std::vector<QString> &texts = r.keyed[key];
+    // A list registers each key in every locale in turn: the same key again needs no lookup.
+    if (!r.lastTexts || r.lastKey.constData() != key.constData()
+        || r.lastKey.size() != key.size()) {
+        r.lastTexts = &r.keyed[key];
+        r.lastKey = key;
+    }
+    std::vector<QString> &texts = *r.lastTexts;
     if (texts.size() <= slot)
         texts.resize(slot + 1);
     // Never null, so a registered empty text is told from a missing one.
-    texts[slot] = text.isNull() ? QString(QLatin1String("")) : text;
+    if (text.isNull())
+        text = QString(QLatin1String(""));
+    std::swap(texts[slot], text);
+}
+
+void registerTranslation(const QString &key, const QString &text, const QString &locale)
+{
+    QString copy = text;
+    registerTranslation(key, std::move(copy), locale);
 }
 
 QString translation(const QString &key, const QString &locale)
@@ -88,6 +112,8 @@ void clearTranslations()
     Registry &r = registry();
     r.keyed.clear();
     r.keyedLocales.clear();
+    r.lastKey.clear();
+    r.lastTexts = nullptr;
 }
 
 void registerTranslation(const QString &context,

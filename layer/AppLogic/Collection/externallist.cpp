@@ -3,6 +3,8 @@
 #include "Constants/locales.h"
 #include "Constants/resourcecategories.h"
 
+#include "util/fs.h"
+
 #include <QHash>
 
 #include <simdjson.h>
@@ -430,6 +432,18 @@ QString cleanedAudioFileName(const QString &tag, const QString &fileFormat)
     name += QLatin1Char('.');
     name += fileFormat;
     return name;
+}
+
+QString externalItemFilePath(const ExternalListEntry &entry, const QString &root)
+{
+    const Kind kind = kindOf(entry.collectionId);
+    if (kind == Kind::None)
+        return {};
+    const QStringList folder { root, entry.collectionId, entry.uniqueId };
+    if (kind == Kind::Audio)
+        return FS::joinPath(folder
+                            + QStringList { cleanedAudioFileName(entry.tag, entry.fileFormat) });
+    return FS::joinPath(folder + QStringList { entry.tag }, QStringLiteral("json"));
 }
 
 bool isSafePathComponent(const QString &text)

@@ -63,6 +63,10 @@ inline constexpr int externalListPadding = 64;
 // ASCII letters, digits and white space removed, then "." and the file format.
 APPLOGIC_EXPORT QString cleanedAudioFileName(const QString &tag, const QString &fileFormat);
 
+// Where an entry's file is kept under `root`: root/collection/uniqueId/tag.json for shaders,
+// root/collection/uniqueId/(cleaned tag).(format) for audio; empty for other collections.
+APPLOGIC_EXPORT QString externalItemFilePath(const ExternalListEntry &entry, const QString &root);
+
 // Whether a text taken from a list can be one component of a path under the resources folder:
 // not empty, at most 255 bytes, no "..", no separator or drive colon, no control character.
 APPLOGIC_EXPORT bool isSafePathComponent(const QString &text);

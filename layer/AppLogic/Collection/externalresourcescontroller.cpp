@@ -27,29 +27,27 @@ constexpr qint64 maxListBytes = 128LL * 1024 * 1024;
 Payload payloadOf(const ExternalListEntry &entry, const QString &root)
 {
     Payload payload;
-    const QString folder = FS::joinPath({ root, entry.collectionId, entry.uniqueId });
+    const QString path = externalItemFilePath(entry, root);
     if (entry.collectionId == ResourceCategories::ShaderEffects) {
         auto effect = std::make_shared<Effect::ShaderISF>(entry.uniqueId);
         effect->tag = entry.tag;
         effect->description = entry.description;
-        effect->shaderPath = FS::joinPath({ folder, entry.tag }, QStringLiteral("json"));
+        effect->shaderPath = path;
         payload.effect = std::move(effect);
     } else if (entry.collectionId == ResourceCategories::Transitions) {
         auto transition = std::make_shared<Transition::ShaderISF>(entry.uniqueId);
         transition->tag = entry.tag;
         transition->description = entry.description;
-        transition->shaderPath = FS::joinPath({ folder, entry.tag }, QStringLiteral("json"));
+        transition->shaderPath = path;
         payload.transition = std::move(transition);
-    } else if (entry.collectionId == ResourceCategories::Music
-               || entry.collectionId == ResourceCategories::Sounds) {
+    } else if (!path.isEmpty()) {
         auto import = std::make_shared<Import::Object>();
         import->mimeType = Import::Object::MIME;
         import->kind = Import::Object::Media;
         import->mediaKind = ResourceCategories::mediaKindForCollection(entry.collectionId);
         import->tag = entry.tag;
         import->description = entry.description;
-        import->filePath
-            = FS::joinPath({ folder, cleanedAudioFileName(entry.tag, entry.fileFormat) });
+        import->filePath = path;
         payload.import = std::move(import);
     }
     return payload;
@@ -61,6 +59,9 @@ QUrl resolved(const QUrl &list, const QString &address)
 {
     if (address.isEmpty())
         return {};
+    if (address.startsWith(QLatin1String("https://"))
+        || address.startsWith(QLatin1String("http://")))
+        return QUrl(address);
     const QUrl url = list.resolved(QUrl(address));
     if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https"))
         return url;
@@ -160,7 +161,8 @@ private:
         const auto &locales = Locales::supportedLocales();
         for (ExternalListTranslation &translation : list.translations)
             for (std::size_t i = 0; i < translation.texts.size() && i < locales.size(); ++i)
-                Translator::registerTranslation(translation.key, translation.texts[i],
+                // The replaced texts come back into the list, which is freed elsewhere.
+                Translator::registerTranslation(translation.key, std::move(translation.texts[i]),
                                                 locales[i].name);
 
         ItemStorage &storage = CollectionProvider::itemStorage();
