@@ -5,6 +5,7 @@
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileAnalyzer/model.h"
+#include "FileAnalyzer/view.h"
 #include "FileStorage/controller.h"
 #include "Messages/fileadder.h"
 #include "Statistics/controller.h"
@@ -126,10 +127,9 @@ public:
 };
 
 // Waits for the request's analysis object to be let go: by then every file is placed and told.
-class Done : public PubSub::Subscriber<FileAnalyzer::Removed> {
+class Done : public FileAnalyzer::View {
 public:
-    Done() { subscribeAllTypes(); }
-    void notify(const FileAnalyzer::Removed &) override { loop.quit(); }
+    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override { loop.quit(); }
     QEventLoop loop;
 };
 
