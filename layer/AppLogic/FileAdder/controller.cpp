@@ -137,10 +137,10 @@ private:
     void reportAdded(const QStringList &media, Asrc source, Destinations destinations);
     void releaseFinished();
 
-    // Objects are known by id, not by address: an object someone else removed may be followed
-    // by a new one at the same place, which must not inherit its handlers.
     const QSet<QString> supportedExtensions;
     Vantel::Util::Scheduler<Impl> scheduler;
+    // Objects are known by id, not by address: an object someone else removed may be followed
+    // by a new one at the same place, which must not inherit its handlers.
     std::set<std::uint64_t> finishedObjects;
     std::multimap<std::uint64_t, std::shared_ptr<AbstractAnalyzeTaskHandler>> handlers;
     // The analysis objects this controller made; it lets go of them once they are finished.

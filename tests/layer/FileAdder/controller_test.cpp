@@ -408,132 +408,56 @@ TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
 }
 
-// A transition's resources as "kind:name", the name being the file's or the resource's own.
-std::vector<std::string> describe(const std::vector<Transition::Resource> &resources)
+TEST_F(FileAdderTest, transitions_take_the_media_they_accept_and_keep_what_the_files_cannot_be)
 {
-    static const char *const kinds[] = { "", "image", "video", "audio", "shader" };
-    std::vector<std::string> names;
-    for (const Transition::Resource &r : resources)
-        names.push_back(
-            std::string(kinds[static_cast<int>(r.type)]) + ':'
-            + (r.file ? QFileInfo(r.file->path).fileName() : r.resourceId).toStdString());
-    return names;
-}
-
-struct TransitionCase {
-    const char *name;
-    Transition::Id id;
-    std::vector<Transition::Resource> own;
-    bool filesOpen; // otherwise every file given fails
-    std::vector<std::string> after;
-};
-
-void PrintTo(const TransitionCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
-
-class TransitionMedia
-    : public FileAdderTest
-    , public ::testing::WithParamInterface<TransitionCase> { };
-
-TEST_P(TransitionMedia, are_replaced_by_what_its_filter_accepts)
-{
-    const TransitionCase &c = GetParam();
-    Transition::Object transition(c.id);
-    transition.setResources(c.own);
-    FileAdder::Contexts contexts;
-    contexts.transition = FileAdder::TransitionContext { &transition };
-    const QStringList files = c.filesOpen
-        ? QStringList { samplePath("still.png"), samplePath("tone.wav"),
-                        samplePath("video_only.mp4") }
-        : QStringList { dir.filePath(QStringLiteral("gone.png")),
-                        dir.filePath(QStringLiteral("gone.wav")) };
-    h.add(files, Asrc::TransitionSettings, contexts);
-    EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(),
-              FileAnalyzer::Destinations(FileAnalyzer::Destination::Timeline))
-        << "failed files may have clips on the timeline, as for a timeline request";
-    ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(describe(transition.resources()), c.after);
+    using Transition::ResourceType;
+    const auto old = std::make_shared<Media::File>(samplePath("still.jpg"));
+    Transition::Object dissolve(Transition::Id::Dissolve);
+    dissolve.addResource({ ResourceType::Image, old, QString() });
+    Transition::Object shader(Transition::Id::ShaderISF);
+    shader.addResource({ ResourceType::Shader, nullptr, QStringLiteral("ripple") });
+    Transition::Object untouched(Transition::Id::Fade);
+    untouched.addResource({ ResourceType::Image, old, QString() });
+    const QStringList media { samplePath("still.png"), samplePath("tone.wav"),
+                              samplePath("video_only.mp4") };
+    for (Transition::Object *t : { &dissolve, &shader, &untouched }) {
+        FileAdder::Contexts contexts;
+        contexts.transition = FileAdder::TransitionContext { t };
+        h.add(t == &untouched ? QStringList { dir.filePath(QStringLiteral("gone.png")) } : media,
+              Asrc::TransitionSettings, contexts);
+        EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(),
+                  FileAnalyzer::Destinations(FileAnalyzer::Destination::Timeline));
+        ASSERT_TRUE(h.waitIdle());
+    }
+    ASSERT_EQ(dissolve.resources().size(), 3u);
+    EXPECT_EQ(dissolve.resources()[0].file->path, media[0]);
+    EXPECT_EQ(dissolve.resources()[1].type, ResourceType::Audio);
+    EXPECT_EQ(dissolve.resources()[2].type, ResourceType::Video);
+    ASSERT_EQ(shader.resources().size(), 1u);
+    EXPECT_EQ(shader.resources()[0].resourceId, QLatin1String("ripple"));
+    ASSERT_EQ(untouched.resources().size(), 1u) << "no file could be used";
+    EXPECT_EQ(untouched.resources()[0].file, old);
     EXPECT_TRUE(h.timelinePaths().empty());
 }
 
-const Transition::Resource oldPicture { Transition::ResourceType::Image,
-                                        std::make_shared<Media::File>(QStringLiteral("/old.jpg")),
-                                        QString() };
-const Transition::Resource ripple { Transition::ResourceType::Shader, nullptr,
-                                    QStringLiteral("ripple") };
-
-INSTANTIATE_TEST_SUITE_P(Filters,
-                         TransitionMedia,
-                         ::testing::Values(TransitionCase { "media_take_pictures_video_and_sound",
-                                                            Transition::Id::Dissolve,
-                                                            { oldPicture },
-                                                            true,
-                                                            { "image:still.png", "audio:tone.wav",
-                                                              "video:video_only.mp4" } },
-                                           TransitionCase {
-                                               "media_keep_theirs_when_every_file_failed",
-                                               Transition::Id::Dissolve,
-                                               { oldPicture },
-                                               false,
-                                               { "image:old.jpg" } },
-                                           TransitionCase { "a_shader_keeps_its_shader",
-                                                            Transition::Id::ShaderISF,
-                                                            { ripple },
-                                                            true,
-                                                            { "shader:ripple" } }),
-                         [](const auto &info) { return std::string(info.param.name); });
-
-// Whatever a request pointed at may go while its files are analysed: the editor opens another
-// project, or a clip goes and takes its transitions along.
-struct GoneCase {
-    const char *name;
-    void (*meanwhile)(TestSupport::IntakeHarness &h, Timeline::ClipId left);
-    std::size_t clipsAfter; // on the open project's first track
-};
-
-void PrintTo(const GoneCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
-
-class GoneDuringAnalysis
-    : public FileAdderTest
-    , public ::testing::WithParamInterface<GoneCase> { };
-
-TEST_P(GoneDuringAnalysis, is_left_alone_when_the_files_are_ready)
+// The editor may remove a clip (and its transitions) or open another project meanwhile.
+TEST_F(FileAdderTest, what_a_request_pointed_at_may_be_gone_when_its_files_are_ready)
 {
     Timeline::Model &timeline = h.project->timeline();
     const auto picture = std::make_shared<Media::File>(samplePath("still.jpg"));
     const Timeline::ClipId left = timeline.insertClip(0, MTime(), picture).id();
     const Timeline::ClipId right = timeline.insertClip(0, MTime::fromMSec(5000), picture).id();
-    Transition::Object &transition = timeline.addTransition(
-        std::make_unique<Transition::Object>(Transition::Id::Dissolve), left, right);
-    FileAdder::Contexts contexts = h.timelineContext(0, MTime::fromMSec(10000));
-    contexts.transition = FileAdder::TransitionContext { &transition };
-    h.add({ samplePath("tone.wav") }, Asrc::DragAndDrop, contexts);
-    GetParam().meanwhile(h, left);
+    FileAdder::Contexts contexts;
+    contexts.transition = FileAdder::TransitionContext { &timeline.addTransition(
+        std::make_unique<Transition::Object>(Transition::Id::Dissolve), left, right) };
+    h.add({ samplePath("tone.wav") }, Asrc::TransitionSettings, contexts);
+    timeline.removeClip(left);
+    h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
+    h.project = Project::Object::createNew();
+    FileAnalyzer::setTimeline(&h.project->timeline());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.project->timeline().track(0).clipCount(), GetParam().clipsAfter);
-    EXPECT_EQ(h.project->timeline().transitionCount(), 0u);
+    EXPECT_TRUE(h.timelinePaths().empty());
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Contexts,
-    GoneDuringAnalysis,
-    ::testing::Values(GoneCase { "another_project_opened",
-                                 [](TestSupport::IntakeHarness &h, Timeline::ClipId) {
-                                     h.project = Project::Object::createNew();
-                                     FileAnalyzer::setTimeline(&h.project->timeline());
-                                 },
-                                 0 },
-                      GoneCase { "the_clip_removed_with_its_transition",
-                                 [](TestSupport::IntakeHarness &h, Timeline::ClipId left) {
-                                     h.project->timeline().removeClip(left);
-                                 },
-                                 2 }),
-    [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(FileAdderTest, a_request_someone_else_removed_places_nothing_later)
 {
