@@ -271,7 +271,7 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
     ASSERT_TRUE(h.waitIdle());
 
     EXPECT_EQ(h.timelinePaths(), (std::vector<QString>(good.begin(), good.end())));
-    const Timeline::ITrack &track = h.project->timeline().track(0);
+    const Timeline::ITrack &track = h.project()->timeline().track(0);
     EXPECT_EQ(track.clip(0).position(), MTime::fromMSec(2000));
     EXPECT_EQ(track.clip(1).position(), track.clip(0).end()) << "one after another";
     EXPECT_EQ(h.eventCount("FILE_ADDED"), files.size());
@@ -443,7 +443,7 @@ TEST_F(FileAdderTest, transitions_take_the_media_they_accept_and_keep_what_the_f
 // The editor may remove a clip (and its transitions) or open another project meanwhile.
 TEST_F(FileAdderTest, what_a_request_pointed_at_may_be_gone_when_its_files_are_ready)
 {
-    Timeline::Model &timeline = h.project->timeline();
+    Timeline::Model &timeline = h.project()->timeline();
     const auto picture = std::make_shared<Media::File>(samplePath("still.jpg"));
     const Timeline::ClipId left = timeline.insertClip(0, MTime(), picture).id();
     const Timeline::ClipId right = timeline.insertClip(0, MTime::fromMSec(5000), picture).id();
@@ -453,8 +453,7 @@ TEST_F(FileAdderTest, what_a_request_pointed_at_may_be_gone_when_its_files_are_r
     h.add({ samplePath("tone.wav") }, Asrc::TransitionSettings, contexts);
     timeline.removeClip(left);
     h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
-    h.project = Project::Object::createNew();
-    FileAnalyzer::setTimeline(&h.project->timeline());
+    h.app->setProject(Project::Object::createNew());
     ASSERT_TRUE(h.waitIdle());
     EXPECT_TRUE(h.timelinePaths().empty());
 }
