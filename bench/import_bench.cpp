@@ -4,6 +4,7 @@
 
 #include "Application/application.h"
 #include "FileAnalyzer/model.h"
+#include "FileAnalyzer/view.h"
 #include "Messages/fileadder.h"
 
 #include "mediasamples.h"
@@ -122,10 +123,9 @@ public:
 };
 
 // Waits for the request's analysis object to be let go: by then every file is placed and told.
-class Done : public PubSub::Subscriber<FileAnalyzer::Removed> {
+class Done : public FileAnalyzer::View {
 public:
-    Done() { subscribeAllTypes(); }
-    void notify(const FileAnalyzer::Removed &) override { loop.quit(); }
+    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override { loop.quit(); }
     QEventLoop loop;
 };
 

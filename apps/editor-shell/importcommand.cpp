@@ -8,6 +8,7 @@
 #include "projectactions.h"
 
 #include "FileAnalyzer/model.h"
+#include "FileAnalyzer/view.h"
 #include "Messages/command.h"
 #include "Messages/fileadder.h"
 #include "Messages/packageinstall.h"
@@ -180,9 +181,8 @@ class ImportWatch
     : public PubSub::Subscriber<FileAdder::AddMediaFilesResult,
                                 ::Command::OpenProject,
                                 ::Command::InstallPackageRequest,
-                                Project::FileAddRequest,
-                                FileAnalyzer::Added,
-                                FileAnalyzer::Removed> {
+                                Project::FileAddRequest>
+    , public FileAnalyzer::View {
 public:
     explicit ImportWatch(Project::Object &project)
         : project(project)
@@ -199,12 +199,12 @@ public:
         collectionAdded += static_cast<int>(project.userFiles().add(m.files));
         collectionOffered += static_cast<int>(m.files.size());
     }
-    void notify(const FileAnalyzer::Added &m) override
+    void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
     {
-        if (m.object)
-            objects.push_back(m.object);
+        if (FileAnalyzer::ObjectPtr added = FileAnalyzer::Model::instance().find(object))
+            objects.push_back(std::move(added));
     }
-    void notify(const FileAnalyzer::Removed &m) override
+    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
     {
         ++removed;
         if (loop && removed >= static_cast<int>(objects.size()))

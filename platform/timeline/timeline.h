@@ -6,6 +6,8 @@
 #include "timeline/track.h"
 #include "timeline/transition.h"
 
+#include "util/guardedptr.h"
+
 #include <QHash>
 #include <QString>
 
@@ -43,6 +45,13 @@ public:
     // every time it came and failed analysis. A file's analysis is reported on its first use
     // only, so a failed file counts as much as a placed one.
     virtual int fileUses(const Media::File &file) const = 0;
+
+    // Work that ends later (an analysis placing files) holds the timeline through this, as the
+    // user may open another project meanwhile.
+    const Util::Lifetime &lifetime() const noexcept { return m_lifetime; }
+
+private:
+    Util::Lifetime m_lifetime;
 };
 
 class TIMELINE_EXPORT Model final : public ITimeline {

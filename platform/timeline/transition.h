@@ -2,6 +2,7 @@
 
 #include "timeline_export.h"
 
+#include "util/guardedptr.h"
 #include "util/mtime.h"
 
 #include <QString>
@@ -62,6 +63,9 @@ public:
     // has sound.
     bool hasAudioResources() const noexcept;
 
+    // Removing a clip removes its transitions, also while work that will fill one is under way.
+    const Util::Lifetime &lifetime() const noexcept { return m_lifetime; }
+
 private:
     friend class Timeline::Model;
 
@@ -70,6 +74,7 @@ private:
     const Timeline::IClip *m_left = nullptr;
     const Timeline::IClip *m_right = nullptr;
     std::vector<Resource> m_resources;
+    Util::Lifetime m_lifetime;
 };
 
 } // namespace Transition

@@ -3,6 +3,7 @@
 #include "Application/application.h"
 #include "FileAnalyzer/controller.h"
 #include "FileAnalyzer/model.h"
+#include "FileAnalyzer/view.h"
 #include "Messages/command.h"
 #include "Messages/fileadder.h"
 #include "Messages/packageinstall.h"
@@ -29,17 +30,18 @@ class IntakeRecorder
     : public PubSub::Subscriber<FileAdder::AddMediaFilesResult,
                                 Command::OpenProject,
                                 Command::InstallPackageRequest,
-                                Project::FileAddRequest,
-                                FileAnalyzer::Changed> {
+                                Project::FileAddRequest>
+    , public FileAnalyzer::View {
 public:
     IntakeRecorder() { subscribeAllTypes(); }
     void notify(const FileAdder::AddMediaFilesResult &m) override { results.push_back(m); }
     void notify(const Command::OpenProject &m) override { openedProjects.push_back(m.path); }
     void notify(const Command::InstallPackageRequest &m) override { packages.push_back(m.path); }
     void notify(const Project::FileAddRequest &m) override { collectionRequests.push_back(m); }
-    void notify(const FileAnalyzer::Changed &m) override
+    void statusChanged(const FileAnalyzer::Object *object,
+                       FileAnalyzer::Object::Status status) override
     {
-        statuses.push_back({ m.object->id(), m.object->status() });
+        statuses.push_back({ object->id(), status });
     }
 
     std::vector<FileAdder::AddMediaFilesResult> results;

@@ -32,48 +32,76 @@ QString mainWindowText(const char *text)
     return Translator::translate("MainWindow", text);
 }
 
-// Which way a file came in, from where the request came and where it goes (2 timeline,
-// 1 collection, 4 transition). Drops are told apart by where they landed.
-AddingMethod addingMethodFor(Asrc source, int contextMask)
+using FileAnalyzer::Destination;
+using FileAnalyzer::Destinations;
+
+Destinations destinationsOf(const Contexts &contexts)
 {
-    switch (static_cast<int>(source)) {
-    case 0:
-        return AddingMethod::ImportButton;
-    case 1:
-        return AddingMethod::CollectionButton;
-    case 2:
-        return AddingMethod::CollectionContextMenu;
-    case 3:
-        return AddingMethod::PlusBtnFiles;
-    case 4:
-        return AddingMethod::PlusBtnMusic;
-    case 5:
-        return AddingMethod::MainImportButton;
-    case 6:
-        return AddingMethod::MainMenu;
-    case 7:
-        return AddingMethod::TimelineImportButton;
-    case 8:
-        return AddingMethod::ImportFolders;
-    case 9:
-    case 11:
-        return contextMask == 2 ? AddingMethod::DragAndDropTimeline
-            : contextMask == 1  ? AddingMethod::DragAndDropCollection
-                                : AddingMethod::DragAndDropTimelineCollection;
-    case 10:
-        return AddingMethod::DragAndDropCollectionToTimeline;
-    case 12:
-    case 13:
-        return AddingMethod::IntroClipDragAndDrop;
-    case 14:
-        return AddingMethod::AudioRec;
-    case 16:
-        return AddingMethod::External;
-    case 18:
-        return AddingMethod::TransitionSettings;
-    default:
-        return AddingMethod::DragAndDropCollection;
+    Destinations destinations;
+    destinations.setFlag(Destination::Timeline, contexts.timeline.has_value());
+    destinations.setFlag(Destination::Collection, contexts.collection.has_value());
+    destinations.setFlag(Destination::Transition, contexts.transition.has_value());
+    return destinations;
+}
+
+// What the analysis is told: a transition's files count as the timeline's, as clips of failed
+// files may be on the timeline either way.
+Destinations analysisDestinations(Destinations destinations)
+{
+    if (destinations.testFlag(Destination::Transition)) {
+        destinations.setFlag(Destination::Transition, false);
+        destinations.setFlag(Destination::Timeline);
     }
+    return destinations;
+}
+
+// Which way a file came in, from where the request came and where it goes. Drops are told apart
+// by where they landed.
+AddingMethod addingMethodFor(Asrc source, Destinations destinations)
+{
+    switch (source) {
+    case Asrc::ImportButton:
+        return AddingMethod::ImportButton;
+    case Asrc::CollectionButton:
+        return AddingMethod::CollectionButton;
+    case Asrc::CollectionContextMenu:
+        return AddingMethod::CollectionContextMenu;
+    case Asrc::PlusButtonFiles:
+        return AddingMethod::PlusBtnFiles;
+    case Asrc::PlusButtonMusic:
+        return AddingMethod::PlusBtnMusic;
+    case Asrc::MainImportButton:
+        return AddingMethod::MainImportButton;
+    case Asrc::MainMenu:
+        return AddingMethod::MainMenu;
+    case Asrc::TimelineImportButton:
+        return AddingMethod::TimelineImportButton;
+    case Asrc::ImportFolders:
+        return AddingMethod::ImportFolders;
+    case Asrc::DragAndDrop:
+    case Asrc::DragAndDropFromExplorer:
+        if (destinations == Destinations(Destination::Timeline))
+            return AddingMethod::DragAndDropTimeline;
+        if (destinations == Destinations(Destination::Collection))
+            return AddingMethod::DragAndDropCollection;
+        return AddingMethod::DragAndDropTimelineCollection;
+    case Asrc::CollectionToTimeline:
+        return AddingMethod::DragAndDropCollectionToTimeline;
+    case Asrc::IntroClip:
+    case Asrc::IntroClipReplace:
+        return AddingMethod::IntroClipDragAndDrop;
+    case Asrc::AudioRecording:
+        return AddingMethod::AudioRec;
+    case Asrc::External:
+        return AddingMethod::External;
+    case Asrc::TransitionSettings:
+        return AddingMethod::TransitionSettings;
+    case Asrc::Logo:
+    case Asrc::LogoDragAndDrop:
+        break; // reported as logos, without a method
+    }
+    // Also a number the editor sends that this list does not name.
+    return AddingMethod::DragAndDropCollection;
 }
 
 bool isLogoSource(Asrc source)
@@ -103,18 +131,20 @@ public:
 
     void statusChanged(const FileAnalyzer::Object *object,
                        FileAnalyzer::Object::Status status) override;
+    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *object) override;
 
 private:
-    void reportAdded(const QStringList &media, Asrc source, int contextMask);
+    void reportAdded(const QStringList &media, Asrc source, Destinations destinations);
     void releaseFinished();
 
     const QSet<QString> supportedExtensions;
     Vantel::Util::Scheduler<Impl> scheduler;
-    std::set<const FileAnalyzer::Object *> finishedObjects;
-    std::multimap<const FileAnalyzer::Object *, std::shared_ptr<AbstractAnalyzeTaskHandler>>
-        handlers;
+    // Objects are known by id, not by address: an object someone else removed may be followed
+    // by a new one at the same place, which must not inherit its handlers.
+    std::set<std::uint64_t> finishedObjects;
+    std::multimap<std::uint64_t, std::shared_ptr<AbstractAnalyzeTaskHandler>> handlers;
     // The analysis objects this controller made; it lets go of them once they are finished.
-    std::set<const FileAnalyzer::Object *> own;
+    std::set<std::uint64_t> own;
 };
 
 void Controller::Impl::handle(const AddMediaFiles &request)
@@ -142,10 +172,9 @@ void Controller::Impl::handle(const AddMediaFiles &request)
             return;
         }
         const Contexts contexts = request.contexts;
-        const int contextMask = (contexts.timeline ? 2 : 0) + (contexts.collection ? 1 : 0)
-            + (contexts.transition ? 4 : 0);
-        if (contextMask != 0)
-            reportAdded(media, request.source, contextMask);
+        const Destinations destinations = destinationsOf(contexts);
+        if (destinations)
+            reportAdded(media, request.source, destinations);
         addMediaFiles(media, contexts, request.source);
         PubSub::publish(AddMediaFilesResult(AddedResult::Done, media));
         return;
@@ -164,13 +193,13 @@ void Controller::Impl::handle(const AddMediaFiles &request)
     PubSub::publish(AddMediaFilesResult(AddedResult::Done, {}));
 }
 
-void Controller::Impl::reportAdded(const QStringList &media, Asrc source, int contextMask)
+void Controller::Impl::reportAdded(const QStringList &media, Asrc source, Destinations destinations)
 {
     Statistics::IStatistics *statistics = Statistics::statistics();
     if (!statistics)
         return;
     Statistics::IFilesStatistics *files = statistics->filesStatistics();
-    const AddingMethod method = addingMethodFor(source, contextMask);
+    const AddingMethod method = addingMethodFor(source, destinations);
     for (const QString &path : media) {
         if (isLogoSource(source))
             files->logoFileAdded(path);
@@ -183,19 +212,12 @@ void Controller::Impl::addMediaFiles(const QStringList &files,
                                      const Contexts &contexts,
                                      Asrc source)
 {
-    int mask = 0;
-    if (contexts.timeline || contexts.transition)
-        mask |= FileAnalyzer::Object::TimelineOrTransition;
-    if (contexts.collection)
-        mask |= FileAnalyzer::Object::Collection;
-
     auto object = std::make_shared<FileAnalyzer::Object>();
-    object->setMask(mask);
+    object->setDestinations(analysisDestinations(destinationsOf(contexts)));
     object->setFiles(files);
-    const FileAnalyzer::Object *key = object.get();
+    const std::uint64_t key = object->id();
     own.insert(key);
-    FileAnalyzer::requestAdd(object);
-
+    // The handlers are in place before the analysis sees the object, which may end at once.
     if (contexts.timeline)
         handlers.emplace(key, std::make_shared<TimelineClipTaskHandler>(contexts));
     if (contexts.collection) {
@@ -205,17 +227,19 @@ void Controller::Impl::addMediaFiles(const QStringList &files,
     }
     if (contexts.transition)
         handlers.emplace(key, std::make_shared<TransitionTaskHandler>(*contexts.transition));
+    FileAnalyzer::requestAdd(object);
 }
 
 void Controller::Impl::statusChanged(const FileAnalyzer::Object *object,
                                      FileAnalyzer::Object::Status status)
 {
-    if (!own.count(object))
+    const std::uint64_t key = object->id();
+    if (!own.count(key))
         return;
     if (status == FileAnalyzer::Object::Status::Finished) {
         // A copy of the range: a handler may not add handlers, but it may publish, and nothing
         // here should depend on what a subscriber does meanwhile.
-        const auto range = handlers.equal_range(object);
+        const auto range = handlers.equal_range(key);
         std::vector<std::shared_ptr<AbstractAnalyzeTaskHandler>> toRun;
         for (auto it = range.first; it != range.second; ++it)
             toRun.push_back(it->second);
@@ -225,16 +249,25 @@ void Controller::Impl::statusChanged(const FileAnalyzer::Object *object,
     if (status == FileAnalyzer::Object::Status::Finished
         || status == FileAnalyzer::Object::Status::Cancelled) {
         // Handlers are released on a later pass, never inside their own call.
-        finishedObjects.insert(object);
+        finishedObjects.insert(key);
         scheduler.schedule();
     }
 }
 
+void Controller::Impl::fileAnalyzerRemoveRequested(FileAnalyzer::Object *object)
+{
+    // Removed before it finished (by whoever): its handlers will never have a result to place.
+    // A handler running right now holds its own reference.
+    const std::uint64_t key = object->id();
+    if (own.erase(key))
+        handlers.erase(key);
+}
+
 void Controller::Impl::releaseFinished()
 {
-    const std::set<const FileAnalyzer::Object *> finished = std::move(finishedObjects);
+    const std::set<std::uint64_t> finished = std::move(finishedObjects);
     finishedObjects.clear();
-    for (const FileAnalyzer::Object *key : finished) {
+    for (const std::uint64_t key : finished) {
         handlers.erase(key);
         FileAnalyzer::ObjectPtr object;
         if (key)

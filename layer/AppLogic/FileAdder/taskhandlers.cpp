@@ -17,14 +17,16 @@ namespace FileAdder {
 AbstractAnalyzeTaskHandler::~AbstractAnalyzeTaskHandler() = default;
 
 TimelineClipTaskHandler::TimelineClipTaskHandler(const Contexts &contexts)
-    : m_context(*contexts.timeline)
+    : m_timeline(contexts.timeline->timeline)
+    , m_track(contexts.timeline->track)
+    , m_position(contexts.timeline->position)
 {
 }
 
 void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
                                                        const FileAnalyzer::MediaFiles &failed)
 {
-    Timeline::Model *timeline = m_context.timeline;
+    Timeline::Model *timeline = m_timeline.get();
     if (!timeline)
         return;
     // Every analysed file is reported once it has reached the timeline: an opened file right
@@ -33,13 +35,13 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
     // brought twice in one request, or again later, tells its outcome once.
     Statistics::IStatistics *statistics = Statistics::statistics();
     Statistics::IFilesStatistics *files = statistics ? statistics->filesStatistics() : nullptr;
-    MTime position = m_context.position;
+    MTime position = m_position;
     for (const Media::FilePtr &file : opened) {
         try {
-            position = timeline->insertClip(m_context.track, position, file).end();
+            position = timeline->insertClip(m_track, position, file).end();
         } catch (const std::exception &e) {
-            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track "
-                       << m_context.track << ": " << e.what();
+            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << m_track
+                       << ": " << e.what();
         }
         if (files)
             files->fileAnalyzed(*file, *timeline);
@@ -63,7 +65,7 @@ void UserCollectionTaskHandler::handleTaskResultInternal(const FileAnalyzer::Med
 }
 
 TransitionTaskHandler::TransitionTaskHandler(const TransitionContext &context)
-    : m_context(context)
+    : m_transition(context.transition)
 {
 }
 
@@ -90,18 +92,26 @@ bool accepts(const Transition::Object &transition, Transition::ResourceType type
 void TransitionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
                                                      const FileAnalyzer::MediaFiles &)
 {
-    Transition::Object *transition = m_context.transition;
+    Transition::Object *transition = m_transition.get();
     if (!transition)
         return;
     // The new media are put together on a copy; the transition itself changes in one step, so a
     // resource the filter refuses never shows on it, not even for a moment.
     const std::unique_ptr<Transition::Object> copy = transition->copy();
-    std::vector<Transition::Resource> resources;
+    std::vector<Transition::Resource> media;
     for (const Media::FilePtr &file : opened) {
         const Transition::ResourceType type = resourceTypeOf(*file);
         if (accepts(*copy, type))
-            resources.push_back(Transition::Resource { type, file, QString() });
+            media.push_back(Transition::Resource { type, file, QString() });
     }
+    if (media.empty())
+        return;
+    std::vector<Transition::Resource> resources;
+    for (const Transition::Resource &own : copy->resources()) {
+        if (!accepts(*copy, own.type))
+            resources.push_back(own);
+    }
+    resources.insert(resources.end(), media.begin(), media.end());
     copy->setResources(std::move(resources));
     transition->setResources(copy->resources());
 }

@@ -3,9 +3,13 @@
 #include "FileAnalyzer/object.h"
 #include "Messages/fileadder.h"
 
+#include "timeline/timeline.h"
+#include "util/guardedptr.h"
+
 // What happens to the files of one analysed request, per destination. Private to the file
 // adding controller, which makes them with the request and releases them once the request is
-// finished. Main thread.
+// finished. What a request pointed at may be gone by then (another project opened, a clip and
+// its transitions removed): the handlers watch it and leave it alone. Main thread.
 namespace FileAdder {
 
 class AbstractAnalyzeTaskHandler {
@@ -24,7 +28,9 @@ public:
                                   const FileAnalyzer::MediaFiles &failed) override;
 
 private:
-    TimelineContext m_context;
+    Util::GuardedPtr<Timeline::Model> m_timeline;
+    int m_track;
+    MTime m_position;
 };
 
 // Hands the opened files to the project's collection.
@@ -38,7 +44,9 @@ private:
     bool m_flag;
 };
 
-// Gives the transition the analysed files as its media.
+// Gives the transition the analysed files it can take as its media, in place of the media it
+// had. Resources the files cannot stand for (a shader's) stay, and so does everything when no
+// file could be used.
 class TransitionTaskHandler final : public AbstractAnalyzeTaskHandler {
 public:
     explicit TransitionTaskHandler(const TransitionContext &context);
@@ -46,7 +54,7 @@ public:
                                   const FileAnalyzer::MediaFiles &failed) override;
 
 private:
-    TransitionContext m_context;
+    Util::GuardedPtr<Transition::Object> m_transition;
 };
 
 } // namespace FileAdder

@@ -1,10 +1,14 @@
 #include "FileAnalyzer/controller.h"
 
 #include "FileAnalyzer/model.h"
+#include "FileAnalyzer/timelineviewer.h"
 
+#include "util/scheduler.h"
 #include "util/translator.h"
 
 #include <algorithm>
+#include <deque>
+#include <set>
 
 namespace FileAnalyzer {
 
@@ -17,7 +21,49 @@ QString progressText(const char *text)
     return Translator::translate("ProgressEngine", text);
 }
 
+// The destinations after which a request for the timeline alone is not told its failures again.
+const Destinations timelineAndCollection = Destination::Timeline | Destination::Collection;
+
+// Requests whose failed files may have clips on the timeline.
+bool mayHaveClips(Destinations destinations)
+{
+    return destinations == Destinations(Destination::Timeline)
+        || destinations == Destinations(Destination::Other);
+}
+
 } // namespace
+
+// The queue and the current request. The steps that need the file-opening handler or the
+// progress go through the controller, whose bases those are.
+class Controller::Impl {
+public:
+    explicit Impl(Controller *q)
+        : q(q)
+        , next(this, &Impl::processQueue)
+    {
+    }
+
+    void processQueue();
+    void addFiles(const Object *object);
+    void removeFiles(const Object *object);
+    void handleFinishedTask(const Object *object);
+    void cancelCurrentTask();
+    void changeStatus(const Object *object,
+                      Object::Status status,
+                      const MediaFiles *opened = nullptr,
+                      const MediaFiles *failed = nullptr);
+    void updateProgress(int processed, int total);
+
+    Controller *const q;
+    std::deque<Object *> queue;
+    Object *current = nullptr;
+    std::set<Media::FilePtr> tracked;
+    TimelineViewer timelineViewer;
+    Destinations lastDestinations;
+    // Starts the next request on a later pass once one finished, rather than from inside the
+    // finishing request's own announcement.
+    Vantel::Util::Scheduler<Impl> next;
+};
 
 void setTimeline(Timeline::ITimeline *timeline)
 {
@@ -26,15 +72,15 @@ void setTimeline(Timeline::ITimeline *timeline)
 }
 
 Controller::Controller()
-    : m_next(this, &Controller::processQueue)
+    : d(std::make_unique<Impl>(this))
 {
     theController = this;
     // Requests added before this controller existed are waiting in the domain already.
     for (const ObjectPtr &object : Model::instance().objects()) {
         if (object->status() == Object::Status::Queued)
-            m_queue.push_back(object.get());
+            d->queue.push_back(object.get());
     }
-    processQueue();
+    d->processQueue();
 }
 
 Controller::~Controller()
@@ -46,7 +92,7 @@ Controller::~Controller()
 
 void Controller::setTimeline(Timeline::ITimeline *timeline)
 {
-    m_timelineViewer.setTimeline(timeline);
+    d->timelineViewer.setTimeline(timeline);
 }
 
 void Controller::setAnalysisTimeout(std::chrono::milliseconds timeout)
@@ -56,38 +102,42 @@ void Controller::setAnalysisTimeout(std::chrono::milliseconds timeout)
 
 void Controller::fileAnalyzerAddRequested(Object *object)
 {
-    m_queue.push_back(object);
-    processQueue();
+    d->queue.push_back(object);
+    d->processQueue();
 }
 
 void Controller::fileAnalyzerChangeRequested(Object *, Object *) { }
 
 void Controller::fileAnalyzerRemoveRequested(Object *object)
 {
-    handleFinishedTask(object);
-    removeFiles(object);
-    processQueue();
+    d->handleFinishedTask(object);
+    d->removeFiles(object);
+    d->processQueue();
 }
 
 void Controller::statusChanged(const Object *object, Object::Status status)
 {
     if (status != Object::Status::Finished && status != Object::Status::Cancelled)
         return;
-    removeFiles(object);
-    handleFinishedTask(object);
-    m_next.schedule();
+    d->removeFiles(object);
+    d->handleFinishedTask(object);
+    d->next.schedule();
 }
 
-void Controller::processQueue()
+void Controller::Impl::processQueue()
 {
-    if (m_current || m_queue.empty())
+    if (current || queue.empty())
         return;
-    m_current = m_queue.front();
-    addFiles(m_current);
-    changeStatus(m_current, Object::Status::Analysing);
+    current = queue.front();
+    addFiles(current);
+    changeStatus(current, Object::Status::Analysing);
+    // Nothing will ever open or fail for a request without files, so nothing would end it; it
+    // ends here as cancelled, which places nothing, and the queue moves on.
+    if (current && q->totalFilesCount() == 0)
+        cancelCurrentTask();
 }
 
-void Controller::addFiles(const Object *object)
+void Controller::Impl::addFiles(const Object *object)
 {
     MediaFiles files = object->mediaFiles();
     if (files.empty() && !object->files().isEmpty()) {
@@ -97,40 +147,40 @@ void Controller::addFiles(const Object *object)
         if (const ObjectPtr own = Model::instance().find(object))
             own->setMediaFiles(files);
     }
-    m_tracked.insert(files.begin(), files.end());
-    FileOpenHandler::addFiles(std::vector<Media::FilePtr>(files.begin(), files.end()));
+    tracked.insert(files.begin(), files.end());
+    q->FileOpenHandler::addFiles(std::vector<Media::FilePtr>(files.begin(), files.end()));
 }
 
-void Controller::removeFiles(const Object *object)
+void Controller::Impl::removeFiles(const Object *object)
 {
     std::vector<Media::FilePtr> untracked;
     for (const Media::FilePtr &file : object->mediaFiles()) {
-        if (m_tracked.erase(file))
+        if (tracked.erase(file))
             untracked.push_back(file);
     }
     // Files still being analysed stop counting; a cancelled request's files never finish.
-    FileOpenHandler::removeFiles(untracked);
-    if (object == m_current)
-        removeProgress();
+    q->FileOpenHandler::removeFiles(untracked);
+    if (object == current)
+        q->removeProgress();
 }
 
-void Controller::handleFinishedTask(const Object *object)
+void Controller::Impl::handleFinishedTask(const Object *object)
 {
-    if (object == m_current)
-        m_current = nullptr;
-    m_queue.erase(std::remove(m_queue.begin(), m_queue.end(), object), m_queue.end());
+    if (object == current)
+        current = nullptr;
+    queue.erase(std::remove(queue.begin(), queue.end(), object), queue.end());
 }
 
-void Controller::cancelCurrentTask()
+void Controller::Impl::cancelCurrentTask()
 {
-    if (m_current && m_current->status() != Object::Status::Cancelled)
-        changeStatus(m_current, Object::Status::Cancelled);
+    if (current && current->status() != Object::Status::Cancelled)
+        changeStatus(current, Object::Status::Cancelled);
 }
 
-void Controller::changeStatus(const Object *object,
-                              Object::Status status,
-                              const MediaFiles *opened,
-                              const MediaFiles *failed)
+void Controller::Impl::changeStatus(const Object *object,
+                                    Object::Status status,
+                                    const MediaFiles *opened,
+                                    const MediaFiles *failed)
 {
     auto copy = std::make_shared<Object>(*object);
     copy->setStatus(status);
@@ -143,11 +193,11 @@ void Controller::changeStatus(const Object *object,
 
 void Controller::processing()
 {
-    if (!m_current)
+    if (!d->current)
         return;
     const int total = totalFilesCount();
     const int processed = processedFilesCount();
-    updateProgress(processed, total);
+    d->updateProgress(processed, total);
     if (processed != total || total == 0)
         return;
 
@@ -158,18 +208,18 @@ void Controller::processing()
     // The handler's own step tells the user (postProcessing) and closes the batch.
     FileOpenHandler::processing();
     // A dialog above may have let the user cancel meanwhile.
-    if (m_current)
-        changeStatus(m_current, Object::Status::Finished, &opened, &failed);
+    if (d->current)
+        d->changeStatus(d->current, Object::Status::Finished, &opened, &failed);
 }
 
-void Controller::updateProgress(int processed, int total)
+void Controller::Impl::updateProgress(int processed, int total)
 {
     // A request of one file goes from 0 to done in one step and never shows a dialog.
-    if (processed > 0 && processed < total && !isProgressShown())
-        showProgress(progressText("Analysing files"), progressText("Cancel"), total, QString());
-    setProgressValue(processed);
+    if (processed > 0 && processed < total && !q->isProgressShown())
+        q->showProgress(progressText("Analysing files"), progressText("Cancel"), total, QString());
+    q->setProgressValue(processed);
     if (processed == total)
-        removeProgress();
+        q->removeProgress();
 }
 
 void Controller::updateLabelText(QString &text)
@@ -181,23 +231,24 @@ void Controller::updateLabelText(QString &text)
 
 void Controller::reporterCancelled(Report::IProgress &)
 {
-    cancelCurrentTask();
+    d->cancelCurrentTask();
 }
 
 void Controller::postProcessing(FileOpenHandler::AnalyzedProduct product)
 {
-    if (!m_current)
+    if (!d->current)
         return;
-    const int mask = m_current->mask();
-    if (m_lastMask == 3 && mask == Object::TimelineOrTransition) {
-        m_lastMask = Object::TimelineOrTransition;
+    const Destinations destinations = d->current->destinations();
+    if (d->lastDestinations == timelineAndCollection
+        && destinations == Destinations(Destination::Timeline)) {
+        d->lastDestinations = Destination::Timeline;
         return;
     }
-    m_lastMask = mask;
+    d->lastDestinations = destinations;
     if (product.hasProblems()) {
         const bool answer = showFailedFilesDialog(product);
-        if (mask == Object::TimelineOrTransition || mask == Object::Other)
-            m_timelineViewer.handleFailedFiles(product, answer);
+        if (mayHaveClips(destinations))
+            d->timelineViewer.handleFailedFiles(product, answer);
     }
     if (product.hasHDRFiles())
         showHDRFilesAddedDialog();
@@ -205,12 +256,9 @@ void Controller::postProcessing(FileOpenHandler::AnalyzedProduct product)
 
 bool Controller::allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &product)
 {
-    if (!m_current)
+    if (!d->current || !mayHaveClips(d->current->destinations()))
         return false;
-    const int mask = m_current->mask();
-    if (mask != Object::TimelineOrTransition && mask != Object::Other)
-        return false;
-    return m_timelineViewer.allowToDeleteClips(product);
+    return d->timelineViewer.allowToDeleteClips(product);
 }
 
 } // namespace FileAnalyzer

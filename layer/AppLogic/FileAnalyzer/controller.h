@@ -1,14 +1,12 @@
 #pragma once
 
-#include "FileAnalyzer/timelineviewer.h"
 #include "FileAnalyzer/view.h"
 
 #include "dialogs/progress.h"
 #include "media/fileopenhandler.h"
-#include "util/scheduler.h"
 
-#include <deque>
-#include <set>
+#include <chrono>
+#include <memory>
 
 namespace Timeline {
 class ITimeline;
@@ -27,6 +25,8 @@ class APPLOGIC_EXPORT Controller final
 public:
     Controller();
     ~Controller() override;
+    Controller(const Controller &) = delete;
+    Controller &operator=(const Controller &) = delete;
 
     // The timeline whose clips the failed-files dialog may offer to remove.
     void setTimeline(Timeline::ITimeline *timeline);
@@ -46,25 +46,8 @@ protected:
     void reporterCancelled(Report::IProgress &progress) override;
 
 private:
-    void processQueue();
-    void addFiles(const Object *object);
-    void removeFiles(const Object *object);
-    void handleFinishedTask(const Object *object);
-    void cancelCurrentTask();
-    void changeStatus(const Object *object,
-                      Object::Status status,
-                      const MediaFiles *opened = nullptr,
-                      const MediaFiles *failed = nullptr);
-    void updateProgress(int processed, int total);
-
-    std::deque<Object *> m_queue;
-    Object *m_current = nullptr;
-    std::set<Media::FilePtr> m_tracked;
-    TimelineViewer m_timelineViewer;
-    int m_lastMask = 0;
-    // Starts the next request on a later pass once one finished, rather than from inside the
-    // finishing request's own announcement.
-    Vantel::Util::Scheduler<Controller> m_next;
+    class Impl;
+    const std::unique_ptr<Impl> d;
 };
 
 // Forwards to the one controller, when there is one.

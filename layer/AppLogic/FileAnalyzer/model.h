@@ -11,8 +11,9 @@ namespace FileAnalyzer {
 class View;
 
 // The domain of analysis objects: takes the Add, Change and Remove requests from any sender,
-// tells every view, keeps the objects, and reports what it did (Added, Changed, Removed). One per
-// process, made on first use on the main thread.
+// keeps the objects and tells every view. Views are the one way it speaks: whoever watches the
+// analysis, the file adder and the analysis controller among them, is a View. One per process,
+// made on first use on the main thread.
 class APPLOGIC_EXPORT Model final
     : public PubSub::Subscriber<AddRequest, ChangeRequest, RemoveRequest> {
 public:

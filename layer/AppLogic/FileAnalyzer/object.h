@@ -6,6 +6,7 @@
 #include "pubsub/message.h"
 #include "pubsub/object.h"
 
+#include <QFlags>
 #include <QStringList>
 
 #include <cstdint>
@@ -21,14 +22,18 @@ namespace FileAnalyzer {
 
 APPLOGIC_EXPORT const PubSub::Object *globalObject();
 
+// Where the files of a request go. An analysis object carries Timeline (which stands for a
+// transition too: either way clips of failed files may be on the timeline), Collection, or Other
+// from creators outside the file adder; these values travel with the object. Transition is told
+// apart only where the file adder needs it, for the adding method of a drop.
+enum class Destination : int { Timeline = 0x1, Collection = 0x2, Other = 0x4, Transition = 0x8 };
+Q_DECLARE_FLAGS(Destinations, Destination)
+
 using MediaFiles = std::deque<Media::FilePtr>;
 
 class APPLOGIC_EXPORT Object {
 public:
     enum class Status : int { Queued = 0, Analysing = 1, Finished = 2, Cancelled = 3 };
-
-    // Where the files of the request go: a bit set.
-    enum Mask : int { TimelineOrTransition = 1, Collection = 2, Other = 4 };
 
     Object();
     // A copy stands for the same request (same id) with possibly other values: the domain's
@@ -48,8 +53,8 @@ public:
     const MediaFiles &failed() const noexcept { return m_failed; }
     void setFailed(MediaFiles files) { m_failed = std::move(files); }
 
-    int mask() const noexcept { return m_mask; }
-    void setMask(int mask) { m_mask = mask; }
+    Destinations destinations() const noexcept { return m_destinations; }
+    void setDestinations(Destinations destinations) { m_destinations = destinations; }
     Status status() const noexcept { return m_status; }
     void setStatus(Status status) { m_status = status; }
 
@@ -59,20 +64,17 @@ private:
     MediaFiles m_mediaFiles;
     MediaFiles m_opened;
     MediaFiles m_failed;
-    int m_mask = 0;
+    Destinations m_destinations;
     Status m_status = Status::Queued;
 };
 
 using ObjectPtr = std::shared_ptr<Object>;
 
 // The domain's messages. Requests carry the object (Add) or a copy with the new values (Change,
-// Remove; matched by id); the past-tense reports carry the domain's own object.
+// Remove; matched by id). What the domain did is told to its views (FileAnalyzer::View).
 using AddRequest = Message::Types::Add<Object>;
 using ChangeRequest = Message::Types::Change<Object>;
 using RemoveRequest = Message::Types::Remove<Object>;
-using Added = Message::Types::Added<Object>;
-using Changed = Message::Types::Changed<Object>;
-using Removed = Message::Types::Removed<Object>;
 
 // Publish the requests with the domain's identity as sender.
 APPLOGIC_EXPORT void requestAdd(ObjectPtr object);
@@ -80,3 +82,5 @@ APPLOGIC_EXPORT void requestChange(ObjectPtr copy);
 APPLOGIC_EXPORT void requestRemove(ObjectPtr object);
 
 } // namespace FileAnalyzer
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(FileAnalyzer::Destinations)

@@ -32,11 +32,12 @@ bool isFailedClip(const Timeline::IClip &clip, const QSet<QString> &failed)
 
 bool TimelineViewer::allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &product) const
 {
-    if (!m_timeline || product.failedFiles.empty())
+    const Timeline::ITimeline *timeline = m_timeline.get();
+    if (!timeline || product.failedFiles.empty())
         return false;
     const QSet<QString> failed = failedPaths(product);
-    for (int t = 0; t < m_timeline->trackCount(); ++t) {
-        const Timeline::ITrack &track = m_timeline->track(t);
+    for (int t = 0; t < timeline->trackCount(); ++t) {
+        const Timeline::ITrack &track = timeline->track(t);
         for (std::size_t c = 0; c < track.clipCount(); ++c) {
             if (isFailedClip(track.clip(c), failed))
                 return true;
@@ -52,7 +53,7 @@ int TimelineViewer::handleFailedFiles(const FileOpenHandler::AnalyzedProduct &pr
     int removed = 0;
     // Only the editable model can lose clips; a timeline seen through its read-only interface
     // is left as it is.
-    auto *model = dynamic_cast<Timeline::Model *>(m_timeline);
+    auto *model = dynamic_cast<Timeline::Model *>(m_timeline.get());
     if (allowed && removeClips && model) {
         const QSet<QString> failed = failedPaths(product);
         std::vector<Timeline::ClipId> doomed;

@@ -1,11 +1,8 @@
 #pragma once
 
 #include "media/fileopenhandler.h"
-
-namespace Timeline {
-class ITimeline;
-class IClip;
-} // namespace Timeline
+#include "timeline/timeline.h"
+#include "util/guardedptr.h"
 
 namespace FileAnalyzer {
 
@@ -13,8 +10,9 @@ namespace FileAnalyzer {
 // failed: whether the user may be offered their removal, and the removal itself. Main thread.
 class TimelineViewer {
 public:
+    // Watched: a timeline that goes before the next one is set counts as none.
     void setTimeline(Timeline::ITimeline *timeline) { m_timeline = timeline; }
-    Timeline::ITimeline *timeline() const noexcept { return m_timeline; }
+    Timeline::ITimeline *timeline() const noexcept { return m_timeline.get(); }
 
     // True when a timeline is set and one of its clips is made from a file that failed.
     bool allowToDeleteClips(const FileOpenHandler::AnalyzedProduct &product) const;
@@ -24,7 +22,7 @@ public:
     int handleFailedFiles(const FileOpenHandler::AnalyzedProduct &product, bool removeClips);
 
 private:
-    Timeline::ITimeline *m_timeline = nullptr;
+    Util::GuardedPtr<Timeline::ITimeline> m_timeline;
 };
 
 } // namespace FileAnalyzer

@@ -64,7 +64,9 @@ struct TransitionContext {
     Transition::Object *transition = nullptr;
 };
 
-// Where the files of a request are to go; any combination, or none.
+// Where the files of a request are to go; any combination, or none. The timeline and the
+// transition need only live while the request is delivered: whatever keeps them longer watches
+// them.
 struct Contexts {
     std::optional<TimelineContext> timeline;
     std::optional<CollectionContext> collection;

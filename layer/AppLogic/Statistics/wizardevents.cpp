@@ -10,12 +10,11 @@ namespace Statistics {
 
 namespace {
 
-// The wizard's edit counted once; a wizard without an edit has no files.
-std::shared_ptr<FileCountPicker> countFiles(const Timeline::ITimeline *timeline)
+// The wizard's edit counted once.
+std::shared_ptr<FileCountPicker> countFiles(const Timeline::ITimeline &timeline)
 {
     auto files = std::make_shared<FileCountPicker>();
-    if (timeline)
-        walkTimeline(*timeline, { files });
+    walkTimeline(timeline, { files });
     return files;
 }
 
@@ -43,12 +42,16 @@ Events eventsOf(const FilmMakerThemeStatusChanged &n)
     return { { name, { { "THEME_NAME", utf8(n.theme) } } } };
 }
 
+// Without the wizard's edit its counts and lengths are unknown, not zero: their keys are left
+// out and the rest of the event is sent.
 Events eventsOf(const FilmMakerImportPageDone &n)
 {
-    const auto files = countFiles(n.timeline);
     Params params;
-    params["VIDEO_ADDED"] = decimal(static_cast<std::uint64_t>(files->videoCount()));
-    params["PHOTO_ADDED"] = decimal(static_cast<std::uint64_t>(files->photoCount()));
+    if (n.timeline) {
+        const auto files = countFiles(*n.timeline);
+        params["VIDEO_ADDED"] = decimal(static_cast<std::uint64_t>(files->videoCount()));
+        params["PHOTO_ADDED"] = decimal(static_cast<std::uint64_t>(files->photoCount()));
+    }
     params["SORTED_BY"] = sortOrderName(n.sortedBy);
     return { { "WU_IMPORT_DONE", std::move(params) } };
 }
@@ -68,14 +71,16 @@ Events eventsOf(const FilmMakerFinished &n)
     const char *name = wizardResultEvent(n.action);
     if (!name)
         return {};
-    const auto files = countFiles(n.timeline);
-    const MTime duration = n.timeline ? n.timeline->duration() : MTime();
     Params params;
-    params["VIDEOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->videoCount()));
-    params["AUDIOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->audioCount()));
-    params["PHOTOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->photoCount()));
-    params["PROJECT_DURATION"] = real(duration.toSecF() / 60.0);
-    params["PHOTO_DURATION"] = files->photoCount() ? seconds(n.photoDuration) : std::string("NONE");
+    if (n.timeline) {
+        const auto files = countFiles(*n.timeline);
+        params["VIDEOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->videoCount()));
+        params["AUDIOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->audioCount()));
+        params["PHOTOFILES_COUNT"] = decimal(static_cast<std::uint64_t>(files->photoCount()));
+        params["PROJECT_DURATION"] = real(n.timeline->duration().toSecF() / 60.0);
+        params["PHOTO_DURATION"]
+            = files->photoCount() ? seconds(n.photoDuration) : std::string("NONE");
+    }
     params["FIT_TO_MUSIC_CHECKED"] = flag(n.fitToMusic);
     params["BACKGROUND"] = backgroundName(n.background);
     params["BACKGROUND_NAME"] = utf8(n.backgroundName);

@@ -127,7 +127,7 @@ TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_
 {
     h.add({ samplePath("tone.mp3") }, Asrc::ImportButton, {});
     ASSERT_EQ(FileAnalyzer::Model::instance().objects().size(), 1u);
-    EXPECT_EQ(FileAnalyzer::Model::instance().objects().front()->mask(), 0);
+    EXPECT_FALSE(FileAnalyzer::Model::instance().objects().front()->destinations());
     ASSERT_TRUE(h.waitIdle());
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 0);
@@ -408,23 +408,66 @@ TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_the_next_one_runs)
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
 }
 
-TEST_F(FileAdderTest, transitions_take_the_media_they_accept)
+TEST_F(FileAdderTest, transitions_take_the_media_they_accept_and_keep_what_the_files_cannot_be)
 {
+    using Transition::ResourceType;
+    const auto old = std::make_shared<Media::File>(samplePath("still.jpg"));
     Transition::Object dissolve(Transition::Id::Dissolve);
+    dissolve.addResource({ ResourceType::Image, old, QString() });
     Transition::Object shader(Transition::Id::ShaderISF);
-    for (Transition::Object *t : { &dissolve, &shader }) {
+    shader.addResource({ ResourceType::Shader, nullptr, QStringLiteral("ripple") });
+    Transition::Object untouched(Transition::Id::Fade);
+    untouched.addResource({ ResourceType::Image, old, QString() });
+    const QStringList media { samplePath("still.png"), samplePath("tone.wav"),
+                              samplePath("video_only.mp4") };
+    for (Transition::Object *t : { &dissolve, &shader, &untouched }) {
         FileAdder::Contexts contexts;
         contexts.transition = FileAdder::TransitionContext { t };
-        h.add({ samplePath("still.png"), samplePath("tone.wav"), samplePath("video_only.mp4") },
+        h.add(t == &untouched ? QStringList { dir.filePath(QStringLiteral("gone.png")) } : media,
               Asrc::TransitionSettings, contexts);
+        EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(),
+                  FileAnalyzer::Destinations(FileAnalyzer::Destination::Timeline));
         ASSERT_TRUE(h.waitIdle());
     }
     ASSERT_EQ(dissolve.resources().size(), 3u);
-    EXPECT_EQ(dissolve.resources()[0].type, Transition::ResourceType::Image);
-    EXPECT_EQ(dissolve.resources()[1].type, Transition::ResourceType::Audio);
-    EXPECT_EQ(dissolve.resources()[2].type, Transition::ResourceType::Video);
-    EXPECT_TRUE(shader.resources().empty());
+    EXPECT_EQ(dissolve.resources()[0].file->path, media[0]);
+    EXPECT_EQ(dissolve.resources()[1].type, ResourceType::Audio);
+    EXPECT_EQ(dissolve.resources()[2].type, ResourceType::Video);
+    ASSERT_EQ(shader.resources().size(), 1u);
+    EXPECT_EQ(shader.resources()[0].resourceId, QLatin1String("ripple"));
+    ASSERT_EQ(untouched.resources().size(), 1u) << "no file could be used";
+    EXPECT_EQ(untouched.resources()[0].file, old);
     EXPECT_TRUE(h.timelinePaths().empty());
+}
+
+// The editor may remove a clip (and its transitions) or open another project meanwhile.
+TEST_F(FileAdderTest, what_a_request_pointed_at_may_be_gone_when_its_files_are_ready)
+{
+    Timeline::Model &timeline = h.project()->timeline();
+    const auto picture = std::make_shared<Media::File>(samplePath("still.jpg"));
+    const Timeline::ClipId left = timeline.insertClip(0, MTime(), picture).id();
+    const Timeline::ClipId right = timeline.insertClip(0, MTime::fromMSec(5000), picture).id();
+    FileAdder::Contexts contexts;
+    contexts.transition = FileAdder::TransitionContext { &timeline.addTransition(
+        std::make_unique<Transition::Object>(Transition::Id::Dissolve), left, right) };
+    h.add({ samplePath("tone.wav") }, Asrc::TransitionSettings, contexts);
+    timeline.removeClip(left);
+    h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
+    h.app->setProject(Project::Object::createNew());
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_TRUE(h.timelinePaths().empty());
+}
+
+TEST_F(FileAdderTest, a_request_someone_else_removed_places_nothing_later)
+{
+    // Freed requests make room for new ones, often at the same place in memory.
+    for (int round = 0; round < 3; ++round) {
+        h.add({ samplePath("tone.wav") }, Asrc::ImportButton, h.timelineContext());
+        FileAnalyzer::requestRemove(FileAnalyzer::Model::instance().objects().back());
+    }
+    h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_EQ(h.timelinePaths(), std::vector<QString> { samplePath("tone.flac") });
 }
 
 } // namespace

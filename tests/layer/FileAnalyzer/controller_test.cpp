@@ -7,19 +7,25 @@
 
 namespace {
 
+using FileAnalyzer::Destination;
+using FileAnalyzer::Destinations;
 using FileAnalyzer::Object;
 using FileAnalyzer::ObjectPtr;
 using Status = Object::Status;
+
+constexpr Destination toTimeline = Destination::Timeline;
+constexpr Destination toCollection = Destination::Collection;
+const Destinations toBoth = toTimeline | toCollection;
 
 // Requests made straight to the analysis domain, on the intake as the editor builds it (the
 // adder there leaves requests it did not make alone).
 class AnalyzerTest : public ::testing::Test {
 protected:
-    ObjectPtr request(const QStringList &files, int mask = Object::TimelineOrTransition)
+    ObjectPtr request(const QStringList &files, Destinations destinations = toTimeline)
     {
         auto o = std::make_shared<Object>();
         o->setFiles(files);
-        o->setMask(mask);
+        o->setDestinations(destinations);
         FileAnalyzer::requestAdd(o);
         return o;
     }
@@ -98,15 +104,13 @@ TEST_F(AnalyzerTest, a_second_request_waits_for_the_first)
     EXPECT_EQ(h.recorder.statuses[2], std::make_pair(second->id(), Status::Analysing));
 }
 
-TEST_F(AnalyzerTest, a_request_without_files_never_finishes_and_holds_the_queue_until_removed)
+TEST_F(AnalyzerTest, a_request_without_files_ends_at_once_and_holds_up_no_other)
 {
     const ObjectPtr empty = request({});
     const ObjectPtr next = request({ TestSupport::samplePath("tone.wav") });
-    EXPECT_EQ(empty->status(), Status::Analysing);
-    QCoreApplication::processEvents();
-    EXPECT_EQ(next->status(), Status::Queued);
-    FileAnalyzer::requestRemove(empty);
     ASSERT_TRUE(waitFor(next, Status::Finished));
+    EXPECT_EQ(statusesOf(empty), (std::vector<Status> { Status::Analysing, Status::Cancelled }));
+    EXPECT_TRUE(dialogs->shown.empty());
 }
 
 TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
@@ -127,8 +131,8 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
 
 struct MaskCase {
     const char *name;
-    int firstMask;
-    int secondMask;
+    Destinations first;
+    Destinations second;
     bool secondTold; // the second request's failure is shown
 };
 
@@ -143,29 +147,30 @@ class FailureDialogs
 
 TEST_P(FailureDialogs, follow_the_destination_of_the_previous_request)
 {
-    const ObjectPtr first = request({ missing("a.mp4") }, GetParam().firstMask);
+    const ObjectPtr first = request({ missing("a.mp4") }, GetParam().first);
     ASSERT_TRUE(waitFor(first, Status::Finished));
     FileAnalyzer::requestRemove(first);
     const std::size_t shownBefore = dialogs->shown.size();
     EXPECT_EQ(shownBefore, 1u);
-    const ObjectPtr second = request({ missing("b.mp4") }, GetParam().secondMask);
+    const ObjectPtr second = request({ missing("b.mp4") }, GetParam().second);
     ASSERT_TRUE(waitFor(second, Status::Finished));
     EXPECT_EQ(dialogs->shown.size() - shownBefore, GetParam().secondTold ? 1u : 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Masks,
-                         FailureDialogs,
-                         ::testing::Values(MaskCase { "timeline_after_both_is_not_told_again", 3, 1,
-                                                      false },
-                                           MaskCase { "collection_after_both", 3, 2, true },
-                                           MaskCase { "timeline_after_timeline", 1, 1, true },
-                                           MaskCase { "timeline_after_collection", 2, 1, true },
-                                           MaskCase { "both_after_both", 3, 3, true }),
-                         [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Masks,
+    FailureDialogs,
+    ::testing::Values(MaskCase { "timeline_after_both_is_not_told_again", toBoth, toTimeline,
+                                 false },
+                      MaskCase { "collection_after_both", toBoth, toCollection, true },
+                      MaskCase { "timeline_after_timeline", toTimeline, toTimeline, true },
+                      MaskCase { "timeline_after_collection", toCollection, toTimeline, true },
+                      MaskCase { "both_after_both", toBoth, toBoth, true }),
+    [](const auto &info) { return std::string(info.param.name); });
 
 struct DeletionCase {
     const char *name;
-    int mask;
+    Destinations destinations;
     bool clipOnTimeline;
     bool asked;
 };
@@ -186,27 +191,28 @@ TEST_P(ClipDeletion, is_offered_only_for_timeline_requests_with_clips_of_failed_
         timeline.insertClip(0, MTime(), std::make_shared<Media::File>(missing("old.mp4")));
     dialogs->answers = { true };
     const ObjectPtr o
-        = request({ missing("old.mp4"), TestSupport::samplePath("tone.wav") }, c.mask);
+        = request({ missing("old.mp4"), TestSupport::samplePath("tone.wav") }, c.destinations);
     ASSERT_TRUE(waitFor(o, Status::Finished));
     EXPECT_EQ(dialogs->questionCount(), c.asked ? 1 : 0);
     EXPECT_EQ(timeline.track(0).clipCount(), c.clipOnTimeline && !c.asked ? 1u : 0u);
     const auto *event = h.sink->last("FAILED_FILES_DIALOG_SHOWN");
-    const bool timelineRequest = c.mask == 1 || c.mask == 4;
+    const bool timelineRequest = c.destinations == Destinations(toTimeline)
+        || c.destinations == Destinations(Destination::Other);
     ASSERT_EQ(event != nullptr, timelineRequest);
     if (event) {
         EXPECT_EQ(event->params.at("DELETION_CLIPS_ALLOWED"), c.asked ? "true" : "false");
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Masks,
-                         ClipDeletion,
-                         ::testing::Values(DeletionCase { "timeline_request", 1, true, true },
-                                           DeletionCase { "other_request", 4, true, true },
-                                           DeletionCase { "collection_request", 2, true, false },
-                                           DeletionCase { "timeline_and_collection_request", 3,
-                                                          true, false },
-                                           DeletionCase { "no_clip_of_the_file", 1, false, false }),
-                         [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Masks,
+    ClipDeletion,
+    ::testing::Values(DeletionCase { "timeline_request", toTimeline, true, true },
+                      DeletionCase { "other_request", Destination::Other, true, true },
+                      DeletionCase { "collection_request", toCollection, true, false },
+                      DeletionCase { "timeline_and_collection_request", toBoth, true, false },
+                      DeletionCase { "no_clip_of_the_file", toTimeline, false, false }),
+    [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 {
