@@ -919,15 +919,22 @@ std::unique_ptr<Object> readDocument(const QByteArray &bytes,
             const Node clipNode = elementNode(clips, c, at(track.where(), "clips"));
             const auto fileId
                 = clipNode.integer("id", 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
+            if (fileId != 0 && clipIds.count(fileId))
+                fail(at(clipNode.where(), "id"),
+                     QStringLiteral("clip id %1 is used twice").arg(fileId));
+            // A clip keeps the id it was saved with: the shell's commands and the user name
+            // clips by the ids `project open` showed.
             Timeline::ClipId placed = 0;
             try {
-                placed = timeline.placeClip(t, readClip(clipNode, type, media)).id();
+                placed = timeline
+                             .placeClip(t, readClip(clipNode, type, media),
+                                        static_cast<Timeline::ClipId>(fileId))
+                             .id();
             } catch (const std::invalid_argument &e) {
                 fail(clipNode.where(), QString::fromStdString(e.what()));
             }
-            if (fileId != 0 && !clipIds.emplace(fileId, placed).second)
-                fail(at(clipNode.where(), "id"),
-                     QStringLiteral("clip id %1 is used twice").arg(fileId));
+            if (fileId != 0)
+                clipIds.emplace(fileId, placed);
         }
     }
 

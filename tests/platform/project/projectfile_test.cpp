@@ -113,6 +113,7 @@ std::unique_ptr<Object> richProject(const QString &folder)
 
 void expectSameClip(const Timeline::IClip &a, const Timeline::IClip &b)
 {
+    EXPECT_EQ(a.id(), b.id()); // commands name clips by the ids an earlier run showed
     EXPECT_EQ(a.kind(), b.kind());
     EXPECT_EQ(a.type(), b.type());
     EXPECT_EQ(a.position(), b.position());
