@@ -910,6 +910,18 @@ std::unique_ptr<Object> readDocument(const QByteArray &bytes,
     Timeline::Model &timeline = project->timeline();
     std::unordered_map<std::int64_t, Timeline::ClipId> clipIds; // file id -> model id
     const QJsonArray tracks = root.array("tracks");
+    // A clip keeps the id it was saved with: the shell's commands and the user name clips by the
+    // ids `project open` showed. Clips without one are numbered after the highest in the file,
+    // so none takes an id a later clip brings.
+    Timeline::ClipId unnamed = 0;
+    for (const QJsonValue track : tracks) {
+        for (const QJsonValue clip : track.toObject().value(QLatin1String("clips")).toArray()) {
+            // Ids out of range are refused below, with their place.
+            const double id = clip.toObject().value(QLatin1String("id")).toDouble();
+            if (id >= 1 && id <= static_cast<double>(std::numeric_limits<std::int64_t>::max() / 2))
+                unnamed = std::max(unnamed, static_cast<Timeline::ClipId>(id));
+        }
+    }
     for (int t = 0; t < tracks.size(); ++t) {
         const Node track = elementNode(tracks, t, QStringLiteral("tracks"));
         const Timeline::TrackType type = wordValue(track, "type", trackTypes);
@@ -919,15 +931,20 @@ std::unique_ptr<Object> readDocument(const QByteArray &bytes,
             const Node clipNode = elementNode(clips, c, at(track.where(), "clips"));
             const auto fileId
                 = clipNode.integer("id", 0, 0, std::numeric_limits<std::int64_t>::max() / 2);
+            if (fileId != 0 && clipIds.count(fileId))
+                fail(at(clipNode.where(), "id"),
+                     QStringLiteral("clip id %1 is used twice").arg(fileId));
             Timeline::ClipId placed = 0;
             try {
-                placed = timeline.placeClip(t, readClip(clipNode, type, media)).id();
+                placed = timeline
+                             .placeClip(t, readClip(clipNode, type, media),
+                                        fileId ? static_cast<Timeline::ClipId>(fileId) : ++unnamed)
+                             .id();
             } catch (const std::invalid_argument &e) {
                 fail(clipNode.where(), QString::fromStdString(e.what()));
             }
-            if (fileId != 0 && !clipIds.emplace(fileId, placed).second)
-                fail(at(clipNode.where(), "id"),
-                     QStringLiteral("clip id %1 is used twice").arg(fileId));
+            if (fileId != 0)
+                clipIds.emplace(fileId, placed);
         }
     }
 

@@ -35,9 +35,35 @@ QString SampleCatalogue::cleanPath(const QString &path)
                                                       : QDir::current().absoluteFilePath(path));
 }
 
+namespace {
+
+// What follows the last separator. Cleaning a path removes "." and ".." parts and doubled
+// separators but keeps the last part of a file's path as it is.
+QStringView lastPart(const QString &path)
+{
+    int at = path.size();
+    while (at > 0 && path[at - 1] != QLatin1Char('/') && path[at - 1] != QLatin1Char('\\'))
+        --at;
+    return QStringView(path).mid(at);
+}
+
+} // namespace
+
 void SampleCatalogue::add(const QString &path, Sample sample)
 {
-    m_samples.insert(cleanPath(path), std::move(sample));
+    const QString cleaned = cleanPath(path);
+    m_fileNames.insert(qHash(lastPart(cleaned)));
+    m_samples.insert(cleaned, std::move(sample));
+}
+
+const Sample *SampleCatalogue::lookUp(const QString &path) const
+{
+    const QStringView name = lastPart(path);
+    // "." and ".." (and a trailing separator) are the parts cleaning changes.
+    const bool plain = !name.isEmpty() && name != QLatin1String(".") && name != QLatin1String("..");
+    if (plain && !m_fileNames.contains(qHash(name)))
+        return nullptr;
+    return find(cleanPath(path));
 }
 
 const Sample *SampleCatalogue::find(const QString &cleanedPath) const

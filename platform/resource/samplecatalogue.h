@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -34,6 +35,9 @@ public:
     // The sample at that path, which must already be clean and absolute (see cleanPath); null
     // when the file is not a known sample.
     const Sample *find(const QString &cleanedPath) const;
+    // The sample at `path`, cleaned here. A path whose file name no sample has is answered
+    // without cleaning it, which is most paths and costs far less.
+    const Sample *lookUp(const QString &path) const;
     static QString cleanPath(const QString &path);
     int size() const { return m_samples.size(); }
 
@@ -42,6 +46,8 @@ public:
 
 private:
     QHash<QString, Sample> m_samples;
+    // Hashes of the last part of every sample's path: asking needs no copy of a part.
+    QSet<uint> m_fileNames;
 };
 
 } // namespace Resource

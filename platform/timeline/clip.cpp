@@ -71,13 +71,27 @@ MTime checkedTime(MTime t, const char *what)
 
 } // namespace
 
+namespace {
+
+void checkUnplaced(const Track *track)
+{
+    // The timeline keeps its tracks sorted and free of overlaps, and answers questions about
+    // them (gaps) from what it saw of its edits; a clip moved behind its back would undo both.
+    if (track)
+        throw std::logic_error("a clip on a timeline is moved through its timeline");
+}
+
+} // namespace
+
 void Clip::setPosition(MTime position)
 {
+    checkUnplaced(m_track);
     m_position = checkedTime(position, "position");
 }
 
 void Clip::setDuration(MTime duration)
 {
+    checkUnplaced(m_track);
     m_duration = checkedTime(duration, "length");
 }
 
@@ -103,6 +117,7 @@ void Clip::setSpeed(double speed, bool compensated)
         throw std::invalid_argument("a clip's speed must be above 0 and at most 100");
     m_speed = speed;
     m_speedCompensated = compensated;
+    mark(SpeedChanged, speed != 1.0);
 }
 
 } // namespace Timeline

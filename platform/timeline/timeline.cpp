@@ -58,9 +58,11 @@ MTime Model::duration() const noexcept
     return end;
 }
 
-bool Model::hasGaps() const noexcept
+namespace {
+
+bool findGaps(const std::vector<std::unique_ptr<Track>> &tracks) noexcept
 {
-    for (const auto &track : m_tracks) {
+    for (const auto &track : tracks) {
         if (track->type() != TrackType::Video)
             continue;
         const auto &clips = track->clips();
@@ -78,6 +80,15 @@ bool Model::hasGaps() const noexcept
     return false;
 }
 
+} // namespace
+
+bool Model::hasGaps() const noexcept
+{
+    if (!m_gaps)
+        m_gaps = findGaps(m_tracks);
+    return *m_gaps;
+}
+
 const Clip *Model::findClip(ClipId id) const noexcept
 {
     const auto it = m_clipsById.find(id);
@@ -92,6 +103,7 @@ Clip *Model::findClip(ClipId id) noexcept
 
 Track &Model::addTrack(TrackType type)
 {
+    edited();
     m_tracks.push_back(std::make_unique<Track>(type));
     return *m_tracks.back();
 }
@@ -100,12 +112,14 @@ Track &Model::insertTrack(int index, TrackType type)
 {
     if (index < 0 || index > trackCount())
         throw std::out_of_range("cannot insert a track at " + std::to_string(index));
+    edited();
     return **m_tracks.insert(m_tracks.begin() + index, std::make_unique<Track>(type));
 }
 
 void Model::removeTrack(int index)
 {
     Track &track = checkedTrack(index);
+    edited();
     for (const auto &clip : track.clips()) {
         dropTransitionsOf(clip.get());
         m_clipsById.erase(clip->id());
@@ -114,9 +128,13 @@ void Model::removeTrack(int index)
     m_tracks.erase(m_tracks.begin() + index);
 }
 
-Clip &Model::adopt(Track &track, std::unique_ptr<Clip> clip)
+Clip &Model::adopt(Track &track, std::unique_ptr<Clip> clip, ClipId id)
 {
-    clip->m_id = m_nextId++;
+    edited();
+    if (id == 0)
+        id = m_nextId;
+    m_nextId = std::max(m_nextId, id + 1);
+    clip->m_id = id;
     Clip &placed = track.add(std::move(clip));
     m_clipsById.emplace(placed.id(), &placed);
     if (placed.file())
@@ -172,6 +190,7 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
             throw std::invalid_argument("the clips after the drop would be moved past "
                                         + maxTime.toClockString().toStdString());
         if (needed > MTime()) {
+            edited();
             for (auto it = next; it != clips.end(); ++it)
                 (*it)->m_position += needed;
         }
@@ -183,7 +202,7 @@ Clip &Model::insertClip(int trackIndex, MTime position, std::shared_ptr<Media::F
     return adopt(track, std::move(clip));
 }
 
-Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
+Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip, ClipId id)
 {
     Track &track = checkedTrack(trackIndex);
     if (!clip)
@@ -198,7 +217,9 @@ Clip &Model::placeClip(int trackIndex, std::unique_ptr<Clip> clip)
         throw std::invalid_argument("the clip at " + clip->position().toClockString().toStdString()
                                     + " overlaps another clip of track "
                                     + std::to_string(trackIndex));
-    return adopt(track, std::move(clip));
+    if (id != 0 && m_clipsById.count(id))
+        throw std::invalid_argument("clip id " + std::to_string(id) + " is taken");
+    return adopt(track, std::move(clip), id);
 }
 
 int Model::fileUses(const Media::File &file) const
@@ -226,6 +247,7 @@ bool Model::removeClip(ClipId id)
     if (index < 0)
         return false;
     const Clip *clip = m_clipsById.at(id);
+    edited();
     dropTransitionsOf(clip);
     m_clipsById.erase(id);
     forgetUse(*clip);
@@ -296,6 +318,7 @@ double Model::setClipSpeed(ClipId id, double speed, bool compensated)
 {
     Clip &clip = known(*this, id);
     const Track &track = *m_tracks[static_cast<std::size_t>(trackOf(id))];
+    edited();
     double applied = std::clamp(std::isfinite(speed) ? speed : 1.0, minSpeed, maxSpeed);
     // The source the clip plays stays the same, so its length scales with 1/speed.
     const double sourceMs = static_cast<double>(clip.duration().toMSec()) * clip.speed();
@@ -322,6 +345,7 @@ void Model::setClipLength(ClipId id, MTime length)
     Clip &clip = known(*this, id);
     if (length < MTime::fromMSec(1))
         throw std::invalid_argument("a clip must last longer than zero");
+    edited();
     const MTime shift = length - clip.duration();
     Track &track = *m_tracks[static_cast<std::size_t>(trackOf(id))];
     bool after = false;
@@ -340,6 +364,7 @@ Clip &Model::splitClip(ClipId id, MTime at)
     Clip &clip = known(*this, id);
     if (!(at > clip.position() && at < clip.end()))
         throw std::invalid_argument("the cut must lie inside the clip");
+    edited();
     const MTime left = at - clip.position();
     auto right = clip.copy();
     right->m_position = at;

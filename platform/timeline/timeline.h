@@ -12,6 +12,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <unordered_map>
 #include <vector>
 
@@ -91,8 +92,9 @@ public:
     // position or a title track.
     Clip &insertClip(int trackIndex, MTime position, std::shared_ptr<Media::File> file);
     // Puts a clip exactly where its position says. Throws std::invalid_argument when it would
-    // overlap a clip of that track, has a negative position or no length.
-    Clip &placeClip(int trackIndex, std::unique_ptr<Clip> clip);
+    // overlap a clip of that track, has a negative position or no length, or `id` is taken. With
+    // `id` 0 the clip gets the next free identifier; a project being read gives the one it had.
+    Clip &placeClip(int trackIndex, std::unique_ptr<Clip> clip, ClipId id = 0);
     // Removes the clip and every transition that touches it. Returns false for an unknown id.
     bool removeClip(ClipId id);
 
@@ -127,7 +129,9 @@ public:
 
 private:
     Track &checkedTrack(int index) const;
-    Clip &adopt(Track &track, std::unique_ptr<Clip> clip);
+    Clip &adopt(Track &track, std::unique_ptr<Clip> clip, ClipId id = 0);
+    // Every edit that can open or close a gap forgets the last answer.
+    void edited() noexcept { m_gaps.reset(); }
     void dropTransitionsOf(const IClip *clip);
     void forgetUse(const Clip &clip);
 
@@ -141,6 +145,9 @@ private:
     // resolves its paths while reading).
     QHash<QString, int> m_clipUses;
     ClipId m_nextId = 1;
+    // The gap query's answer since the last edit: every export click asks it, and over a long
+    // timeline it costs a walk of its own.
+    mutable std::optional<bool> m_gaps;
 };
 
 } // namespace Timeline

@@ -215,7 +215,8 @@ Params ExportStatistics::census(const Timeline::ITimeline *timeline,
     const auto clips = std::make_shared<ClipCountPicker>();
     const auto transitions = std::make_shared<TransitionCountPicker>();
     // The census counts effects by kind; which table or preset each came from does not matter.
-    const auto effects = std::make_shared<EffectsPicker>(QSet<QString>(), QHash<QString, bool>());
+    const auto effects = std::make_shared<EffectsPicker>(QSet<QString>(), QHash<QString, bool>(),
+                                                         EffectsPicker::KindsOnly);
     const std::shared_ptr<ITimelinePicker> tracking
         = m_motionTracking ? m_motionTracking->timelinePicker() : nullptr;
     m_pickers = { animation, fastTrack, intros,    specialFx,   pip,        speedTone,
@@ -378,7 +379,7 @@ void ExportStatistics::notify(const EditorCollection::RegisterItemNotification &
     if (!isStoreImport(item) || item.importObject->kind == Import::Object::Pack || excluded)
         return;
     std::lock_guard lock(m_registryMutex);
-    m_registry[item.key] = item;
+    m_registry.insert(item);
 }
 
 void ExportStatistics::notify(const EditorCollection::UnregisterItemNotification &n)

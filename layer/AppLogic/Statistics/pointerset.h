@@ -42,7 +42,8 @@ private:
             (reinterpret_cast<std::uintptr_t>(object) * 0x9E3779B97F4A7C15ull) >> m_shift);
     }
 
-    void grow()
+    // Out of line, so the probe itself stays small enough to be inlined into each picker.
+    [[gnu::noinline]] void grow()
     {
         std::vector<const void *> old(m_slots.empty() ? 64 : m_slots.size() * 2, nullptr);
         old.swap(m_slots);

@@ -18,15 +18,19 @@ void ITimelinePicker::pick(const Timeline::IClip &) { }
 
 void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
 {
-    // Clips live wherever they were allocated; asking for the first two cache lines of the one
-    // a few steps ahead lets its memory arrive while the pickers work on this one. Two lines
-    // hold what a census reads of most clips (see Timeline::Clip).
-    constexpr std::size_t ahead = 6;
-    std::vector<ITimelinePicker *> forClips;
+    // Clips live wherever they were allocated; asking for the two cache lines of the one a few
+    // steps ahead lets its memory arrive while the pickers work on this one. The two lines hold
+    // what a census reads of a clip (see Timeline::Clip).
+    constexpr std::size_t ahead = 12;
+    std::vector<ITimelinePicker *> everyClip;
+    std::vector<ITimelinePicker *> someClips; // offered only clips with traits they look for
+    Timeline::ClipTraits looked = 0;
     std::vector<ITimelinePicker *> forTransitions;
     for (const auto &picker : pickers) {
-        if (picker && picker->wantsClips())
-            forClips.push_back(picker.get());
+        if (picker && picker->wantsClips()) {
+            (picker->clipsLike() ? someClips : everyClip).push_back(picker.get());
+            looked |= picker->clipsLike();
+        }
         if (picker && picker->wantsTransitions())
             forTransitions.push_back(picker.get());
     }
@@ -34,15 +38,23 @@ void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers)
         const Timeline::ITrack &track = timeline.track(t);
         for (std::size_t c = 0, clips = track.clipCount(); c < clips; ++c) {
             if (c + ahead < clips) {
-                // Addresses as integers: a prefetch never faults, and the second line may lie
-                // past a small clip object, where pointer arithmetic may not go.
-                const auto next = reinterpret_cast<std::uintptr_t>(&track.clip(c + ahead));
-                __builtin_prefetch(reinterpret_cast<const void *>(next));
-                __builtin_prefetch(reinterpret_cast<const void *>(next + 64));
+                const auto *next = reinterpret_cast<const char *>(&track.clip(c + ahead));
+                __builtin_prefetch(next);
+                __builtin_prefetch(next + 64);
             }
             const Timeline::IClip &clip = track.clip(c);
-            for (ITimelinePicker *picker : forClips) {
+            for (ITimelinePicker *picker : everyClip) {
                 if (picker->wantsClips())
+                    picker->pick(clip);
+            }
+            // One call for the clip's traits; most clips have none of those looked for.
+            if (looked == 0)
+                continue;
+            const Timeline::ClipTraits traits = clip.traits();
+            if (!(traits & looked))
+                continue;
+            for (ITimelinePicker *picker : someClips) {
+                if ((traits & picker->clipsLike()) && picker->wantsClips())
                     picker->pick(clip);
             }
         }
@@ -90,9 +102,13 @@ void FileCountPicker::pick(const Timeline::IClip &clip)
     }
 }
 
-EffectsPicker::EffectsPicker(QSet<QString> loadedLuts, QHash<QString, bool> colorPresets)
-    : m_loadedLuts(std::move(loadedLuts))
+EffectsPicker::EffectsPicker(QSet<QString> loadedLuts,
+                             QHash<QString, bool> colorPresets,
+                             Detail detail)
+    : ITimelinePicker(Clips, Timeline::Trait::HasEffects)
+    , m_loadedLuts(std::move(loadedLuts))
     , m_colorPresets(std::move(colorPresets))
+    , m_detail(detail)
 {
 }
 
@@ -102,101 +118,66 @@ void EffectsPicker::pick(const Timeline::IClip &clip)
     m_total += effects.size();
     // The kind travels with the handle, so most effects are counted without touching them.
     for (const Effect::Handle &effect : effects) {
-        const int kind = static_cast<int>(effect.id());
-        if (kind >= 0 && kind < Effect::idCount)
-            ++m_uses[static_cast<std::size_t>(kind)];
+        const auto kind = static_cast<std::size_t>(effect.id());
+        if (kind >= m_uses.size())
+            continue;
+        ++m_uses[kind];
+        if (m_detail == KindsOnly)
+            continue;
         switch (effect.id()) {
         case Effect::Id::BackgroundRemove:
         case Effect::Id::Lut:
         case Effect::Id::ManualEnhance:
-            m_lookInto.push_back(effect.get());
+            pickNamed(effect.id(), *effect);
             break;
-        default: {
-            const int index = static_cast<int>(effect.id());
-            if (index >= 0 && index < Effect::idCount)
-                ++m_byId[index];
+        default:
+            ++m_byId[kind];
             break;
-        }
         }
     }
 }
 
-namespace {
-
-// The shared text block behind a string, for fetching it ahead; the string is not changed.
-const void *textBlock(const QString &text)
+void EffectsPicker::pickNamed(Effect::Id kind, const Effect::Object &effect)
 {
-    return const_cast<QString &>(text).data_ptr();
+    if (kind == Effect::Id::BackgroundRemove) {
+        const int mode = static_cast<const Effect::BackgroundRemove &>(effect).qualityMode;
+        if (mode == Effect::BackgroundRemove::Quick)
+            ++m_backgroundQuick;
+        else if (mode == Effect::BackgroundRemove::Precise)
+            ++m_backgroundPrecise;
+        else
+            ++m_byId[static_cast<std::size_t>(kind)];
+        return;
+    }
+    // The name as stored, by reference: only a name not seen yet is copied.
+    const QString &ownName = kind == Effect::Id::Lut
+        ? static_cast<const Effect::Lut &>(effect).ownName()
+        : static_cast<const Effect::ManualEnhance &>(effect).ownName();
+    std::vector<NamedUse> &uses = m_named[effect.uniqueId()];
+    const auto use = std::find_if(uses.begin(), uses.end(), [&](const NamedUse &u) {
+        return u.kind == kind && u.name == ownName;
+    });
+    if (use != uses.end())
+        ++use->count;
+    else
+        uses.push_back({ kind, ownName, 1 });
 }
-
-} // namespace
 
 std::map<std::string, std::uint64_t> EffectsPicker::counts() const
 {
-    std::array<std::uint64_t, Effect::idCount> byId = m_byId;
-    std::uint64_t backgroundQuick = 0;
-    std::uint64_t backgroundPrecise = 0;
-    // Tables and colour presets by identifier, then by kind and name: one string hash per
-    // effect; where each came from is looked up once per identifier.
-    struct NamedUse {
-        Effect::Id kind;
-        QString name;
-        std::uint64_t count;
-    };
-    QHash<QString, std::vector<NamedUse>> named;
-
-    // Objects are fetched 16 effects ahead and their strings 8 ahead, so the misses of many
-    // effects overlap instead of queueing one after another.
-    constexpr std::size_t objectsAhead = 16;
-    constexpr std::size_t textsAhead = 8;
-    const std::size_t n = m_lookInto.size();
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i + objectsAhead < n)
-            __builtin_prefetch(m_lookInto[i + objectsAhead]);
-        if (i + textsAhead < n) {
-            const Effect::Object *ahead = m_lookInto[i + textsAhead];
-            __builtin_prefetch(textBlock(ahead->uniqueId()));
-            if (const auto *lut = Effect::as<Effect::Lut>(*ahead))
-                __builtin_prefetch(textBlock(lut->ownName()));
-            else if (const auto *colour = Effect::as<Effect::ManualEnhance>(*ahead))
-                __builtin_prefetch(textBlock(colour->ownName()));
-        }
-
-        const Effect::Object &effect = *m_lookInto[i];
-        if (const auto *background = Effect::as<Effect::BackgroundRemove>(effect)) {
-            if (background->qualityMode == Effect::BackgroundRemove::Quick)
-                ++backgroundQuick;
-            else if (background->qualityMode == Effect::BackgroundRemove::Precise)
-                ++backgroundPrecise;
-            else
-                ++byId[static_cast<int>(Effect::Id::BackgroundRemove)];
-            continue;
-        }
-        // The name as stored, by reference: a copy would write to every name's shared block.
-        const auto *lut = Effect::as<Effect::Lut>(effect);
-        const QString &ownName
-            = lut ? lut->ownName() : static_cast<const Effect::ManualEnhance &>(effect).ownName();
-        std::vector<NamedUse> &uses = named[effect.uniqueId()];
-        const auto use = std::find_if(uses.begin(), uses.end(), [&](const NamedUse &u) {
-            return u.kind == effect.id() && u.name == ownName;
-        });
-        if (use != uses.end())
-            ++use->count;
-        else
-            uses.push_back({ effect.id(), ownName, 1 });
-    }
-
     std::map<std::string, std::uint64_t> counts;
+    if (m_detail == KindsOnly)
+        return counts;
     for (int i = 0; i < Effect::idCount; ++i) {
-        if (byId[i])
-            counts[std::string(Effect::idText(static_cast<Effect::Id>(i)))] += byId[i];
+        if (m_byId[i])
+            counts[std::string(Effect::idText(static_cast<Effect::Id>(i)))] += m_byId[i];
     }
     const std::string background(Effect::idText(Effect::Id::BackgroundRemove));
-    if (backgroundQuick)
-        counts[background + "_quick"] += backgroundQuick;
-    if (backgroundPrecise)
-        counts[background + "_precise"] += backgroundPrecise;
-    for (auto it = named.cbegin(); it != named.cend(); ++it) {
+    if (m_backgroundQuick)
+        counts[background + "_quick"] += m_backgroundQuick;
+    if (m_backgroundPrecise)
+        counts[background + "_precise"] += m_backgroundPrecise;
+    for (auto it = m_named.cbegin(); it != m_named.cend(); ++it) {
         const QString &id = it.key();
         for (const NamedUse &use : it.value()) {
             const char *suffix = "";
@@ -224,7 +205,8 @@ void AnimationPicker::pick(const Timeline::IClip &clip)
 }
 
 FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources)
-    : m_resources(resources)
+    : ITimelinePicker(Clips, Timeline::Trait::FromResource)
+    , m_resources(resources)
 {
 }
 
@@ -296,7 +278,8 @@ void SpeedPicker::pick(const Timeline::IClip &clip)
 }
 
 SamplesPicker::SamplesPicker(const Resource::SampleCatalogue &catalogue)
-    : m_catalogue(catalogue)
+    : ITimelinePicker(Clips, Timeline::Trait::HasFile)
+    , m_catalogue(catalogue)
 {
 }
 
@@ -305,8 +288,7 @@ void SamplesPicker::pick(const Timeline::IClip &clip)
     const Media::File *file = clip.file().get();
     if (!file || !m_seen.insert(file))
         return;
-    const Resource::Sample *sample
-        = m_catalogue.find(Resource::SampleCatalogue::cleanPath(file->path));
+    const Resource::Sample *sample = m_catalogue.lookUp(file->path);
     if (!sample)
         return;
     static constexpr List lists[] = { Videos, Backgrounds, Sounds, Music, SpecialFx };
@@ -316,23 +298,21 @@ void SamplesPicker::pick(const Timeline::IClip &clip)
 }
 
 OrbItemsPicker::OrbItemsPicker(const StoreItemRegistry &registry)
-    : m_registry(registry)
+    : ITimelinePicker(Both, Timeline::Trait::FromResource)
+    , m_registry(registry)
 {
 }
 
 void OrbItemsPicker::note(const QString &resourceId)
 {
-    if (resourceId.isEmpty())
+    const EditorCollection::Item *item = m_registry.find(resourceId);
+    if (!item || !m_seen.insert(item))
         return;
-    const auto it = m_registry.find(resourceId);
-    if (it == m_registry.end())
-        return;
-    const EditorCollection::Item &item = it->second;
-    const auto kind = static_cast<std::size_t>(item.kind);
+    const auto kind = static_cast<std::size_t>(item->kind);
     if (kind < m_names.size())
-        m_names[kind].insert(item.name);
-    if (!item.contentDescription.isEmpty())
-        m_descriptions.insert(item.contentDescription);
+        m_names[kind].insert(item->name);
+    if (!item->contentDescription.isEmpty())
+        m_descriptions.insert(item->contentDescription);
 }
 
 void OrbItemsPicker::pick(const Timeline::IClip &clip)
@@ -349,6 +329,26 @@ void OrbItemsPicker::pick(const Transition::Object &transition)
         note(resource.resourceId);
 }
 
+void StoreItemRegistry::insert(const EditorCollection::Item &item)
+{
+    EditorCollection::Item &entry = m_items[item.key];
+    entry = item;
+    m_index.insert(item.key, &entry);
+}
+
+void StoreItemRegistry::erase(const QString &key)
+{
+    m_index.remove(key);
+    m_items.erase(key);
+}
+
+const EditorCollection::Item *StoreItemRegistry::find(const QString &key) const
+{
+    if (key.isEmpty())
+        return nullptr;
+    return m_index.value(key, nullptr);
+}
+
 void appendTimelineParams(Params &params, const Project::Object *project)
 {
     if (!project)
@@ -356,8 +356,10 @@ void appendTimelineParams(Params &params, const Project::Object *project)
     const Timeline::ITimeline &timeline = project->timeline();
     const auto clips = std::make_shared<ClipCountPicker>();
     const auto transitions = std::make_shared<TransitionCountPicker>();
+    // The block counts effects, it does not name them.
     const auto effects = std::make_shared<EffectsPicker>(project->effectLibrary().loadedLuts,
-                                                         project->effectLibrary().colorPresets);
+                                                         project->effectLibrary().colorPresets,
+                                                         EffectsPicker::KindsOnly);
     walkTimeline(timeline, { clips, transitions, effects });
 
     params["TIMELINE_DURATION_S"] = seconds(timeline.duration());

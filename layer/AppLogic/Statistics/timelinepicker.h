@@ -19,6 +19,7 @@
 
 #include "Messages/collection.h"
 
+#include "timeline/clip.h"
 #include "timeline/effect.h"
 
 namespace Media {
@@ -49,8 +50,12 @@ public:
     // ignores clips, or has seen all it needs of them, saves a call per clip by saying so.
     enum Visits : unsigned { None = 0, Clips = 1, Transitions = 2, Both = Clips | Transitions };
 
-    explicit ITimelinePicker(unsigned visits = Both) noexcept
+    // `clipsLike`: the picker looks only at clips with at least one of these Timeline::Trait
+    // bits, and the walk offers it no others (0: every clip). Most clips are plain pieces of
+    // media, so a picker of titles or store content is then called for a few clips, not all.
+    explicit ITimelinePicker(unsigned visits = Both, Timeline::ClipTraits clipsLike = 0) noexcept
         : m_visits(visits)
+        , m_clipsLike(clipsLike)
     {
     }
     virtual ~ITimelinePicker();
@@ -59,6 +64,7 @@ public:
 
     bool wantsClips() const noexcept { return m_visits & Clips; }
     bool wantsTransitions() const noexcept { return m_visits & Transitions; }
+    Timeline::ClipTraits clipsLike() const noexcept { return m_clipsLike; }
 
 protected:
     // For pickers whose answer cannot change any more: later clips are not offered.
@@ -66,11 +72,14 @@ protected:
 
 private:
     unsigned m_visits;
+    Timeline::ClipTraits m_clipsLike;
 };
 
 using Pickers = std::vector<std::shared_ptr<ITimelinePicker>>;
 
-// Hands every clip of every track, then every transition, to each picker in list order.
+// Hands every clip of every track, then every transition, to each picker in list order (a
+// picker that looks at some clips only is offered them after the pickers that look at all;
+// pickers change only their own state, so the order is not seen).
 APPLOGIC_EXPORT void walkTimeline(const Timeline::ITimeline &timeline, const Pickers &pickers);
 
 class APPLOGIC_EXPORT ClipCountPicker final : public ITimelinePicker {
@@ -104,7 +113,7 @@ private:
 class APPLOGIC_EXPORT FileCountPicker final : public ITimelinePicker {
 public:
     FileCountPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::HasFile)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -121,26 +130,44 @@ private:
 // How often each effect is used, by report name: the identifier for plain effects, with
 // "_quick"/"_precise" for background removal by quality, the table name with "_loaded" for the
 // user's own tables, the preset name with "_saved"/"_preset" for known colour presets.
+// Everything is read from the effects during the walk: the timeline may change, and its effects
+// go, before a report asks for the names.
 class APPLOGIC_EXPORT EffectsPicker final : public ITimelinePicker {
 public:
-    EffectsPicker(QSet<QString> loadedLuts, QHash<QString, bool> colorPresets);
+    // Names: every report name, as above. KindsOnly: uses by kind and the total only, for a
+    // report that names effects by kind (the export census), so no effect object is read.
+    enum Detail { Names, KindsOnly };
+    EffectsPicker(QSet<QString> loadedLuts,
+                  QHash<QString, bool> colorPresets,
+                  Detail detail = Names);
 
     void pick(const Timeline::IClip &clip) override;
 
-    // Report name -> uses. Built on request: the walk itself only bumps integers and notes the
-    // effects whose name depends on their settings; those are looked into here, in one pass
-    // that fetches objects ahead of use, so a long timeline does not wait on memory per effect.
+    // Report name -> uses; empty with KindsOnly.
     std::map<std::string, std::uint64_t> counts() const;
     std::uint64_t total() const noexcept { return m_total; }
     // Uses of each kind of effect, by Effect::Id, whatever its table or preset.
     const std::array<std::uint64_t, Effect::idCount> &usesByKind() const noexcept { return m_uses; }
 
 private:
+    void pickNamed(Effect::Id kind, const Effect::Object &effect);
+
+    // A table or colour preset as used: its identity, the name it showed, how often.
+    struct NamedUse {
+        Effect::Id kind;
+        QString name;
+        std::uint64_t count;
+    };
+
     QSet<QString> m_loadedLuts;
     QHash<QString, bool> m_colorPresets;
-    std::array<std::uint64_t, Effect::idCount> m_byId {};
+    Detail m_detail;
+    std::array<std::uint64_t, Effect::idCount> m_byId {}; // effects reported by their kind
     std::array<std::uint64_t, Effect::idCount> m_uses {};
-    std::vector<const Effect::Object *> m_lookInto; // background removals, tables, colour presets
+    std::uint64_t m_backgroundQuick = 0;
+    std::uint64_t m_backgroundPrecise = 0;
+    // By table or preset identifier; where each came from is looked up once per identifier.
+    QHash<QString, std::vector<NamedUse>> m_named;
     std::uint64_t m_total = 0;
 };
 
@@ -149,7 +176,7 @@ private:
 class APPLOGIC_EXPORT AnimationPicker final : public ITimelinePicker {
 public:
     AnimationPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::Animated)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -174,7 +201,7 @@ private:
 class APPLOGIC_EXPORT IntrosCountPicker final : public ITimelinePicker {
 public:
     IntrosCountPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::KindIntro)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -188,7 +215,7 @@ private:
 class APPLOGIC_EXPORT OverlayStickersPicker final : public ITimelinePicker {
 public:
     OverlayStickersPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::Generated)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -215,7 +242,7 @@ private:
 class APPLOGIC_EXPORT SpeedCompensationPicker final : public ITimelinePicker {
 public:
     SpeedCompensationPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::SpeedCompensated)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -228,7 +255,7 @@ private:
 class APPLOGIC_EXPORT StabilizePicker final : public ITimelinePicker {
 public:
     StabilizePicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::Stabilized)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -242,7 +269,7 @@ private:
 class APPLOGIC_EXPORT TitlesCountPicker final : public ITimelinePicker {
 public:
     TitlesCountPicker() noexcept
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::KindTitle)
     {
     }
     void pick(const Timeline::IClip &clip) override;
@@ -273,7 +300,7 @@ class APPLOGIC_EXPORT SpeedPicker final : public ITimelinePicker {
 public:
     enum Mode { SpeedUp, SlowMotion };
     explicit SpeedPicker(Mode mode)
-        : ITimelinePicker(Clips)
+        : ITimelinePicker(Clips, Timeline::Trait::SpeedChanged)
         , m_mode(mode)
     {
     }
@@ -301,8 +328,22 @@ private:
     std::array<std::set<QString>, listCount> m_names;
 };
 
-// The content-store items by key, as the collection registered them.
-using StoreItemRegistry = std::map<QString, EditorCollection::Item>;
+// The content-store items by key, as the collection registered them: an ordered map, with a
+// hash index beside it so a census finds a clip's item in one probe, not a dozen string
+// comparisons down a tree.
+class APPLOGIC_EXPORT StoreItemRegistry {
+public:
+    // Records the item under its key, replacing an entry there.
+    void insert(const EditorCollection::Item &item);
+    void erase(const QString &key);
+    const EditorCollection::Item *find(const QString &key) const;
+    bool empty() const noexcept { return m_items.empty(); }
+    const std::map<QString, EditorCollection::Item> &items() const noexcept { return m_items; }
+
+private:
+    std::map<QString, EditorCollection::Item> m_items;
+    QHash<QString, const EditorCollection::Item *> m_index; // into m_items, whose nodes stay put
+};
 
 // Names of the store items that clips and transitions were made from, by kind, and their
 // content descriptions. The registry must not change during the walk.
@@ -321,6 +362,7 @@ private:
     void note(const QString &resourceId);
 
     const StoreItemRegistry &m_registry;
+    PointerSet m_seen; // items already named: many clips come from one item
     std::array<std::set<QString>, EditorCollection::itemKindCount> m_names;
     std::set<QString> m_descriptions;
 };

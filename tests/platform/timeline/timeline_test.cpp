@@ -133,8 +133,12 @@ TEST_F(TimelineModel, gaps_are_empty_time_on_a_video_track)
     timeline.insertClip(0, MTime(), video("a.mp4", 1000));
     timeline.insertClip(1, MTime::fromMSec(5000), video("b.mp4", 1000)); // sound may start late
     EXPECT_FALSE(timeline.hasGaps());
-    timeline.insertClip(0, MTime::fromMSec(3000), video("c.mp4", 1000));
+    Timeline::Clip &c = timeline.insertClip(0, MTime::fromMSec(3000), video("c.mp4", 1000));
     EXPECT_TRUE(timeline.hasGaps());
+    // The answer is kept between edits: every edit, and nothing else, may change it.
+    EXPECT_THROW(c.setPosition(MTime::fromMSec(1000)), std::logic_error);
+    timeline.removeClip(c.id());
+    EXPECT_FALSE(timeline.hasGaps());
 }
 
 TEST_F(TimelineModel, removing_a_clip_removes_its_transitions)
