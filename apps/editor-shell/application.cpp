@@ -11,6 +11,7 @@
 #include "appcontext/applicationcontext.h"
 #include "appcontext/componentsetter.h"
 #include "appsettings/applicationsettingsmanager.h"
+#include "exportengine/exportengine.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
 #include "tracking/eventstore.h"
@@ -63,6 +64,7 @@ void Application::start(const Options &options, Vantel::Profiler::StartupProfile
     profiler.mark("media_intake");
     m_capture = std::make_unique<Capture::Controller>();
     profiler.mark("audio_capture");
+    m_exportEngine = std::make_unique<Export::Engine>();
 
     // Earlier sessions and the start event first; the launch report closes the start-up.
     m_statistics->startTracking(true);
@@ -71,6 +73,7 @@ void Application::start(const Options &options, Vantel::Profiler::StartupProfile
 
 Application::~Application()
 {
+    m_exportEngine.reset();
     m_capture.reset();
     m_fileStorage.reset();
     m_fileAdder.reset();

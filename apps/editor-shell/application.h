@@ -14,6 +14,9 @@ class Controller;
 namespace EditorWebConfig {
 class Controller;
 }
+namespace Export {
+class Engine;
+}
 namespace FileAdder {
 class Controller;
 }
@@ -63,6 +66,7 @@ public:
     // The open project; a new, unsaved one until a command opens another.
     Project::Object &project() const { return *m_project; }
     void setProject(std::unique_ptr<Project::Object> project);
+    Export::Engine &exportEngine() const { return *m_exportEngine; }
 
 private:
     void start(const Options &options, Vantel::Profiler::StartupProfiler &profiler);
@@ -80,6 +84,8 @@ private:
     std::unique_ptr<FileAdder::Controller> m_fileAdder;
     std::unique_ptr<FileStorage::Controller> m_fileStorage;
     std::unique_ptr<Capture::Controller> m_capture;
+    // After the statistics, which watch its exports.
+    std::unique_ptr<Export::Engine> m_exportEngine;
     std::unique_ptr<Project::Object> m_project;
 };
 

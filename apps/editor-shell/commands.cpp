@@ -7,6 +7,7 @@ Command clipCommand();
 Command cutCommand();
 Command configCommand();
 Command eventsCommand();
+Command exportCommand();
 Command importCommand();
 Command linksCommand();
 Command prefsCommand();
@@ -22,7 +23,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
-        recordCommand(),
+        recordCommand(), exportCommand(),
     };
     return all;
 }

@@ -4,6 +4,7 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
+#include <libavutil/log.h>
 }
 
 #include <QCoreApplication>
@@ -124,13 +125,19 @@ struct Engine::Impl {
             std::lock_guard lock(mutex);
             outcome = o;
         }
-        QMetaObject::invokeMethod(&context, [this] { conclude(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &context, [this] { conclude(); }, Qt::QueuedConnection);
     }
 };
 
 Engine::Engine()
     : d(std::make_unique<Impl>())
 {
+    // The encoders' statistics and the decoders' complaints about odd files would otherwise
+    // run through the progress bar; the engine reports what matters itself. (Where the media
+    // analysis has routed the library's log, this changes nothing.)
+    if (!VLOG_IS_ON(1))
+        av_log_set_level(AV_LOG_FATAL);
     d->progressTimer.setInterval(200);
     QObject::connect(&d->progressTimer, &QTimer::timeout, &d->context,
                      [this] { d->tellProgress(); });
@@ -158,8 +165,7 @@ bool Engine::start(const Timeline::ITimeline &timeline,
     d->state.preset = preset;
     d->state.range = range;
     d->state.outputPath = outputPath;
-    estimateSize(preset, d->plan.duration, &d->state.estimatedSizeMin,
-                 &d->state.estimatedSizeMax);
+    estimateSize(preset, d->plan.duration, &d->state.estimatedSizeMin, &d->state.estimatedSizeMax);
     d->control.cancel = false;
     d->control.pass = 0;
     d->control.passes = preset.twoPass.value_or(false) ? 2 : 1;
@@ -198,8 +204,8 @@ QString encoderFor(const QString &codec)
 {
     // The editor's codec names, and the encoders that make them best in this build.
     static const std::pair<const char *, const char *> preferred[] = {
-        { "h264", "libx264" }, { "hevc", "libx265" },    { "vp9", "libvpx-vp9" },
-        { "vp8", "libvpx" },   { "opus", "libopus" },    { "mp3", "libmp3lame" },
+        { "h264", "libx264" }, { "hevc", "libx265" },   { "vp9", "libvpx-vp9" },
+        { "vp8", "libvpx" },   { "opus", "libopus" },   { "mp3", "libmp3lame" },
         { "aac", "aac" },      { "av1", "libaom-av1" },
     };
     for (const auto &[name, encoder] : preferred) {
@@ -226,16 +232,15 @@ void estimateSize(const ExportPreset &preset, MTime duration, std::int64_t *min,
     double high = audio;
     if (preset.hasVideo()) {
         const double pixels = static_cast<double>(preset.frameSize.width())
-            * preset.frameSize.height() * boost::rational_cast<double>(preset.frameRate)
-            * seconds;
+            * preset.frameSize.height() * boost::rational_cast<double>(preset.frameRate) * seconds;
         switch (preset.bitrateMode) {
         case BitrateMode::Cbr:
             low += preset.videoBitRate * seconds / 8;
             high += preset.videoBitRate * seconds / 8;
             break;
         case BitrateMode::CbrAuto: {
-            const double rate = preset.videoBitRate > 0 ? preset.videoBitRate * seconds
-                                                        : pixels / 10;
+            const double rate
+                = preset.videoBitRate > 0 ? preset.videoBitRate * seconds : pixels / 10;
             low += rate / 8 * 0.5;
             high += rate / 8 * 1.5;
             break;

@@ -65,9 +65,7 @@ EXPORTENGINE_EXPORT QString encoderFor(const QString &codec);
 
 // The sizes the output may reach, from the preset's bit rates or, for a quality mode, from the
 // range of bits per pixel such encodings take.
-EXPORTENGINE_EXPORT void estimateSize(const ExportPreset &preset,
-                                      MTime duration,
-                                      std::int64_t *min,
-                                      std::int64_t *max);
+EXPORTENGINE_EXPORT void
+estimateSize(const ExportPreset &preset, MTime duration, std::int64_t *min, std::int64_t *max);
 
 } // namespace Export

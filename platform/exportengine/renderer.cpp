@@ -290,14 +290,12 @@ private:
         }
         const bool video = m_type == AVMEDIA_TYPE_VIDEO;
         check(avfilter_graph_create_filter(&m_source,
-                                           avfilter_get_by_name(video ? "buffer" : "abuffer"),
-                                           "in", args.toUtf8().constData(), nullptr,
-                                           m_graph.get()),
+                                           avfilter_get_by_name(video ? "buffer" : "abuffer"), "in",
+                                           args.toUtf8().constData(), nullptr, m_graph.get()),
               "creating the filter source");
-        check(avfilter_graph_create_filter(&m_sink,
-                                           avfilter_get_by_name(video ? "buffersink"
-                                                                      : "abuffersink"),
-                                           "out", nullptr, nullptr, m_graph.get()),
+        check(avfilter_graph_create_filter(
+                  &m_sink, avfilter_get_by_name(video ? "buffersink" : "abuffersink"), "out",
+                  nullptr, nullptr, m_graph.get()),
               "creating the filter sink");
         AVFilterInOut *outputs = avfilter_inout_alloc();
         AVFilterInOut *inputs = avfilter_inout_alloc();
@@ -305,8 +303,8 @@ private:
         outputs->filter_ctx = m_source;
         inputs->name = av_strdup("out");
         inputs->filter_ctx = m_sink;
-        int r = avfilter_graph_parse_ptr(m_graph.get(), m_description.toUtf8().constData(),
-                                         &inputs, &outputs, nullptr);
+        int r = avfilter_graph_parse_ptr(m_graph.get(), m_description.toUtf8().constData(), &inputs,
+                                         &outputs, nullptr);
         avfilter_inout_free(&inputs);
         avfilter_inout_free(&outputs);
         if (r >= 0)
@@ -428,8 +426,8 @@ public:
         const AVPixFmtDescriptor *desc = av_pix_fmt_desc_get(spec.format);
         for (int plane = 0; plane < 4 && m_black->data[plane]; ++plane) {
             const bool chroma = plane == 1 || plane == 2;
-            const int rows = chroma ? AV_CEIL_RSHIFT(spec.height, desc->log2_chroma_h)
-                                    : spec.height;
+            const int rows
+                = chroma ? AV_CEIL_RSHIFT(spec.height, desc->log2_chroma_h) : spec.height;
             std::memset(m_black->data[plane], chroma ? 128 : 16,
                         static_cast<std::size_t>(m_black->linesize[plane]) * rows);
         }
@@ -562,12 +560,14 @@ public:
             int n = frame.nb_samples - offset;
             int got = 0;
             if (m_current < m_pieces.size() && m_position >= m_bounds[m_current].first) {
-                n = static_cast<int>(std::min<std::int64_t>(n, m_bounds[m_current].second - m_position));
+                n = static_cast<int>(
+                    std::min<std::int64_t>(n, m_bounds[m_current].second - m_position));
                 if (!m_reader)
                     m_reader = std::make_unique<AudioPiece>(m_pieces[m_current], m_spec);
                 got = m_reader->read(frame, offset, n);
             } else if (m_current < m_pieces.size()) {
-                n = static_cast<int>(std::min<std::int64_t>(n, m_bounds[m_current].first - m_position));
+                n = static_cast<int>(
+                    std::min<std::int64_t>(n, m_bounds[m_current].first - m_position));
             }
             for (int c = 0; c < frame.ch_layout.nb_channels; ++c)
                 std::fill_n(reinterpret_cast<float *>(frame.extended_data[c]) + offset + got,
@@ -612,9 +612,10 @@ public:
                                  .arg(layoutName(spec.layout));
         for (std::size_t i = 0; i < m_tracks.size(); ++i) {
             AVFilterContext *src = nullptr;
-            check(avfilter_graph_create_filter(&src, avfilter_get_by_name("abuffer"),
-                                               QByteArray("in" + QByteArray::number(int(i))).constData(),
-                                               args.toUtf8().constData(), nullptr, m_graph.get()),
+            check(avfilter_graph_create_filter(
+                      &src, avfilter_get_by_name("abuffer"),
+                      QByteArray("in" + QByteArray::number(int(i))).constData(),
+                      args.toUtf8().constData(), nullptr, m_graph.get()),
                   "creating a mix input");
             m_sources.push_back(src);
         }
@@ -625,11 +626,12 @@ public:
                                            mixArgs.constData(), nullptr, m_graph.get()),
               "creating the mix");
         AVFilterContext *fmt = nullptr;
-        const QByteArray fmtArgs = QStringLiteral("sample_fmts=%1:sample_rates=%2:channel_layouts=%3")
-                                       .arg(QString::fromLatin1(av_get_sample_fmt_name(format)))
-                                       .arg(spec.rate)
-                                       .arg(layoutName(spec.layout))
-                                       .toUtf8();
+        const QByteArray fmtArgs
+            = QStringLiteral("sample_fmts=%1:sample_rates=%2:channel_layouts=%3")
+                  .arg(QString::fromLatin1(av_get_sample_fmt_name(format)))
+                  .arg(spec.rate)
+                  .arg(layoutName(spec.layout))
+                  .toUtf8();
         check(avfilter_graph_create_filter(&fmt, avfilter_get_by_name("aformat"), "format",
                                            fmtArgs.constData(), nullptr, m_graph.get()),
               "creating the sample format");
@@ -724,12 +726,11 @@ QString folderOf(const QString &path)
                       tr("Cannot write in %1 (%2). Choose another folder.").arg(folder, why));
     case ENOENT:
     case ENOTDIR:
-        throw Failure(tr("Output folder missing"),
-                      tr("%1 does not exist (%2). Create it or choose another folder.")
-                          .arg(folder, why));
+        throw Failure(
+            tr("Output folder missing"),
+            tr("%1 does not exist (%2). Create it or choose another folder.").arg(folder, why));
     default:
-        throw Failure(tr("Cannot write the video"),
-                      tr("Writing %1 failed (%2).").arg(path, why));
+        throw Failure(tr("Cannot write the video"), tr("Writing %1 failed (%2).").arg(path, why));
     }
 }
 
@@ -802,8 +803,7 @@ public:
             writeFailure(errno, m_target);
         }
         m_fd = -1;
-        if (::rename(QFile::encodeName(m_path).constData(),
-                     QFile::encodeName(m_target).constData())
+        if (::rename(QFile::encodeName(m_path).constData(), QFile::encodeName(m_target).constData())
             != 0)
             writeFailure(errno, m_target);
         m_path.clear();
@@ -832,7 +832,8 @@ private:
         auto *self = static_cast<TempOutput *>(opaque);
         int done = 0;
         while (done < size) {
-            const ssize_t n = ::write(self->m_fd, data + done, static_cast<std::size_t>(size - done));
+            const ssize_t n
+                = ::write(self->m_fd, data + done, static_cast<std::size_t>(size - done));
             if (n < 0 && errno == EINTR)
                 continue;
             if (n <= 0) {
@@ -864,7 +865,7 @@ private:
 
 const char *speedText(EncodingSpeed speed)
 {
-    static const char *const texts[] = { "ultrafast", "superfast", "veryfast", "faster", "fast",
+    static const char *const texts[] = { "ultrafast", "superfast", "veryfast", "faster",  "fast",
                                          "medium",    "slow",      "slower",   "veryslow" };
     const int i = static_cast<int>(speed);
     return i >= 0 && i < 9 ? texts[i] : "medium";
@@ -872,8 +873,8 @@ const char *speedText(EncodingSpeed speed)
 
 const char *tuneText(EncodingTune tune)
 {
-    static const char *const texts[] = { "film", "animation",  "grain",      "stillimage",
-                                         "psnr", "ssim",       "fastdecode", "zerolatency" };
+    static const char *const texts[] = { "film", "animation", "grain",      "stillimage",
+                                         "psnr", "ssim",      "fastdecode", "zerolatency" };
     const int i = static_cast<int>(tune);
     return i >= 0 && i < 8 ? texts[i] : "film";
 }
@@ -881,7 +882,8 @@ const char *tuneText(EncodingTune tune)
 const AVCodec *encoder(const QString &codec)
 {
     const QString name = encoderFor(codec);
-    const AVCodec *c = name.isEmpty() ? nullptr : avcodec_find_encoder_by_name(name.toLatin1().constData());
+    const AVCodec *c
+        = name.isEmpty() ? nullptr : avcodec_find_encoder_by_name(name.toLatin1().constData());
     if (!c)
         throw Failure(tr("Unknown codec"),
                       tr("This editor cannot encode \"%1\". Choose another preset.").arg(codec));
@@ -935,7 +937,8 @@ CodecPtr openVideoEncoder(const ExportPreset &preset,
         ctx->bit_rate = preset.videoBitRate;
         ctx->rc_max_rate = preset.videoBitRate;
         ctx->rc_min_rate = vpx ? preset.videoBitRate : 0;
-        ctx->rc_buffer_size = static_cast<int>(std::min<std::int64_t>(preset.videoBitRate, INT32_MAX));
+        ctx->rc_buffer_size
+            = static_cast<int>(std::min<std::int64_t>(preset.videoBitRate, INT32_MAX));
         break;
     case BitrateMode::CbrAuto: {
         // The bit rate the preset names, or one from the picture's size: about a tenth of a bit
@@ -1068,7 +1071,8 @@ public:
         while (!videoDone || !audioDone) {
             if (m_control.cancel.load(std::memory_order_relaxed))
                 throw Cancelled {};
-            const double videoAt = static_cast<double>(nextFrame) * av_q2d(venc ? venc->time_base : AVRational { 0, 1 });
+            const double videoAt = static_cast<double>(nextFrame)
+                * av_q2d(venc ? venc->time_base : AVRational { 0, 1 });
             if (!videoDone && (audioDone || videoAt <= audioAt)) {
                 FramePtr frame = video->frame(nextFrame++);
                 encode(venc, frame.get(), 0);
@@ -1080,7 +1084,8 @@ public:
             } else {
                 FramePtr frame = audio->next();
                 if (frame)
-                    audioAt = static_cast<double>(frame->pts + frame->nb_samples) / aenc->sample_rate;
+                    audioAt
+                        = static_cast<double>(frame->pts + frame->nb_samples) / aenc->sample_rate;
                 encode(aenc, frame.get(), venc ? 1 : 0);
                 audioDone = !frame;
                 if (videoDone)
@@ -1094,7 +1099,8 @@ private:
     {
         int r = avcodec_send_frame(enc, frame);
         if (r < 0)
-            internalFailure(QStringLiteral("encoding with %1").arg(QString::fromLatin1(enc->codec->name)), r);
+            internalFailure(
+                QStringLiteral("encoding with %1").arg(QString::fromLatin1(enc->codec->name)), r);
         for (;;) {
             r = avcodec_receive_packet(enc, m_packet.get());
             if (r == AVERROR(EAGAIN) || r == AVERROR_EOF)
@@ -1154,8 +1160,8 @@ std::int64_t render(const RenderPlan &plan,
     if (vspec.rate.num <= 0 || vspec.rate.den <= 0)
         vspec.rate = { 30, 1 };
     AudioSpec aspec { preset.sampleRate, {} };
-    av_channel_layout_from_mask(&aspec.layout, preset.channelLayout ? preset.channelLayout
-                                                                     : AV_CH_LAYOUT_STEREO);
+    av_channel_layout_from_mask(&aspec.layout,
+                                preset.channelLayout ? preset.channelLayout : AV_CH_LAYOUT_STEREO);
     struct LayoutFree {
         AVChannelLayout *l;
         ~LayoutFree() { av_channel_layout_uninit(l); }
@@ -1226,8 +1232,7 @@ std::int64_t render(const RenderPlan &plan,
         audio.emplace(plan.audio, aspec, sampleAt(plan.duration, aspec.rate), aenc->sample_fmt,
                       aenc->frame_size > 0 ? aenc->frame_size : 1024);
     Pass pass(mux.get(), &out, control);
-    pass.run(video ? &*video : nullptr, venc.get(), frames, audio ? &*audio : nullptr,
-             aenc.get());
+    pass.run(video ? &*video : nullptr, venc.get(), frames, audio ? &*audio : nullptr, aenc.get());
     if ((r = av_write_trailer(mux.get())) < 0)
         out.failed(r, "finishing the video");
     return out.commit();

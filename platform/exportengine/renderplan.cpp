@@ -31,7 +31,11 @@ void noteUndrawn(RenderPlan &plan, const Timeline::IClip &clip)
 {
     for (const Effect::Handle &effect : clip.effects()) {
         if (effect->isEnabled())
-            leaveOut(plan, QStringLiteral("effect %1").arg(QLatin1String(Effect::idText(effect->id()).data(), static_cast<int>(Effect::idText(effect->id()).size()))));
+            leaveOut(
+                plan,
+                QStringLiteral("effect %1")
+                    .arg(QLatin1String(Effect::idText(effect->id()).data(),
+                                       static_cast<int>(Effect::idText(effect->id()).size()))));
     }
     if (!clip.animation().isEmpty())
         leaveOut(plan, QStringLiteral("animation"));
@@ -189,8 +193,7 @@ QString videoFilters(const RenderPiece &piece,
     if (piece.opacity < 100) {
         // Over the black beneath it, a see-through picture is a darker one.
         const QString a = num(piece.opacity / 100.0);
-        f << QStringLiteral("lutyuv=y=16+(val-16)*%1:u=128+(val-128)*%1:v=128+(val-128)*%1")
-                 .arg(a);
+        f << QStringLiteral("lutyuv=y=16+(val-16)*%1:u=128+(val-128)*%1:v=128+(val-128)*%1").arg(a);
     }
     f << QStringLiteral("setpts=PTS-STARTPTS");
     return f.join(QLatin1Char(','));
@@ -199,7 +202,8 @@ QString videoFilters(const RenderPiece &piece,
 QString audioFilters(const RenderPiece &piece, int sampleRate, const QString &channelLayout)
 {
     QStringList f;
-    f << QStringLiteral("atrim=start=%1:end=%2").arg(num(piece.sourceStart()), num(piece.sourceEnd()))
+    f << QStringLiteral("atrim=start=%1:end=%2")
+             .arg(num(piece.sourceStart()), num(piece.sourceEnd()))
       << QStringLiteral("asetpts=N/SR/TB") << QStringLiteral("aresample=%1").arg(sampleRate);
     if (std::abs(piece.speed - 1.0) > 1e-9) {
         if (piece.pitchKept)
