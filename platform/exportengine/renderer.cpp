@@ -966,7 +966,8 @@ CodecPtr openVideoEncoder(const ExportPreset &preset,
     if (vpx) {
         // The encoder's own default ("good" at the slowest step) takes minutes a second.
         const int s = static_cast<int>(speed);
-        setOption(ctx.get(), "deadline", s <= 2 ? "realtime" : "good");
+        // The real-time mode keeps no statistics for a second pass.
+        setOption(ctx.get(), "deadline", s <= 2 && pass == 0 ? "realtime" : "good");
         setOption(ctx.get(), "cpu-used", QByteArray::number(std::clamp(8 - s, 0, 8)));
         setOption(ctx.get(), "row-mt", "1");
     } else if (preset.speed && hasOption(ctx.get(), "preset")) {

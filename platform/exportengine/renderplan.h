@@ -21,7 +21,7 @@ class ITimeline;
 namespace Export {
 
 // A stretch of one source file on the output's time line.
-struct RenderPiece {
+struct EXPORTENGINE_EXPORT RenderPiece {
     QString path;
     bool stillImage = false;
     MTime at; // where it starts in the output (0 is the range's start)
