@@ -259,8 +259,6 @@ private:
         m_graph.reset(avfilter_graph_alloc());
         if (!m_graph)
             throw std::bad_alloc();
-        // The chains of one export run side by side; the encoder has the cores.
-        m_graph->nb_threads = 1;
         QString args;
         if (m_type == AVMEDIA_TYPE_VIDEO) {
             const AVRational sar = first.sample_aspect_ratio.num > 0 ? first.sample_aspect_ratio
