@@ -24,9 +24,14 @@ extern "C" {
 
 #include <algorithm>
 #include <cerrno>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -1043,6 +1048,71 @@ void checkSources(const RenderPlan &plan)
         std::for_each(track.begin(), track.end(), check);
 }
 
+// The picture track decoded, filtered and scaled on a thread of its own, a few frames ahead of
+// the encoder: the two overlap instead of taking turns on one core.
+class VideoAhead {
+public:
+    VideoAhead(const std::vector<RenderPiece> &pieces, const VideoSpec &spec, std::int64_t frames)
+        : m_track(pieces, spec)
+        , m_frames(frames)
+        , m_thread([this] { produce(); })
+    {
+    }
+
+    ~VideoAhead()
+    {
+        {
+            std::lock_guard lock(m_mutex);
+            m_stop = true;
+        }
+        m_changed.notify_all();
+        m_thread.join();
+    }
+
+    // Frame `index` (asked for in order); throws what the reading thread met.
+    FramePtr next()
+    {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [&] { return !m_queue.empty() || m_error; });
+        if (m_queue.empty())
+            std::rethrow_exception(m_error);
+        FramePtr frame = std::move(m_queue.front());
+        m_queue.pop_front();
+        m_changed.notify_all();
+        return frame;
+    }
+
+private:
+    void produce()
+    {
+        try {
+            for (std::int64_t i = 0; i < m_frames; ++i) {
+                FramePtr frame = m_track.frame(i);
+                std::unique_lock lock(m_mutex);
+                m_changed.wait(lock, [&] { return m_queue.size() < depth || m_stop; });
+                if (m_stop)
+                    return;
+                m_queue.push_back(std::move(frame));
+                m_changed.notify_all();
+            }
+        } catch (...) {
+            std::lock_guard lock(m_mutex);
+            m_error = std::current_exception();
+            m_changed.notify_all();
+        }
+    }
+
+    static constexpr std::size_t depth = 8;
+    VideoTrack m_track;
+    std::int64_t m_frames;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<FramePtr> m_queue;
+    std::exception_ptr m_error;
+    bool m_stop = false;
+    std::thread m_thread; // last: starts when the rest is ready
+};
+
 // One pass over the timeline: the picture and the sound encoded in time order. Without a muxer
 // (a first pass) the packets are dropped.
 class Pass {
@@ -1055,7 +1125,7 @@ public:
     {
     }
 
-    void run(VideoTrack *video,
+    void run(VideoAhead *video,
              AVCodecContext *venc,
              std::int64_t frames,
              AudioMix *audio,
@@ -1073,7 +1143,8 @@ public:
             const double videoAt = static_cast<double>(nextFrame)
                 * av_q2d(venc ? venc->time_base : AVRational { 0, 1 });
             if (!videoDone && (audioDone || videoAt <= audioAt)) {
-                FramePtr frame = video->frame(nextFrame++);
+                FramePtr frame = video->next();
+                ++nextFrame;
                 encode(venc, frame.get(), 0);
                 if (nextFrame >= frames) {
                     encode(venc, nullptr, 0);
@@ -1183,7 +1254,7 @@ std::int64_t render(const RenderPlan &plan,
     QByteArray statsIn;
     if (twoPass) {
         CodecPtr venc = openVideoEncoder(preset, vspec, globalHeader, 1, statsFile, {});
-        VideoTrack video(plan.video, vspec);
+        VideoAhead video(plan.video, vspec, frames);
         Pass(nullptr, nullptr, control).run(&video, venc.get(), frames, nullptr, nullptr);
         if (venc->stats_out)
             statsIn = venc->stats_out;
@@ -1223,9 +1294,9 @@ std::int64_t render(const RenderPlan &plan,
     if (r < 0)
         out.failed(r, "writing the header");
 
-    std::optional<VideoTrack> video;
+    std::optional<VideoAhead> video;
     if (venc)
-        video.emplace(plan.video, vspec);
+        video.emplace(plan.video, vspec, frames);
     std::optional<AudioMix> audio;
     if (aenc)
         audio.emplace(plan.audio, aspec, sampleAt(plan.duration, aspec.rate), aenc->sample_fmt,
