@@ -1034,9 +1034,14 @@ CodecPtr openAudioEncoder(const ExportPreset &preset, AudioSpec &spec, bool glob
     return ctx;
 }
 
-void checkSources(const RenderPlan &plan)
+void checkSources(const RenderPlan &plan, const QString &outputPath)
 {
-    auto check = [](const RenderPiece &p) {
+    const QString target = QFileInfo(outputPath).canonicalFilePath();
+    auto check = [&](const RenderPiece &p) {
+        // Renaming the video over a file it is made from would lose the file.
+        if (!target.isEmpty() && QFileInfo(p.path).canonicalFilePath() == target)
+            throw Failure(tr("Output is a source"),
+                          tr("%1 is used by the project. Choose another file name.").arg(p.path));
         if (!QFileInfo::exists(p.path))
             throw Failure(tr("Source file missing"),
                           tr("%1 is missing: it was moved or deleted after it was added. Put it "
@@ -1212,7 +1217,7 @@ std::int64_t render(const RenderPlan &plan,
                          "another range."));
     if (!preset.hasVideo() && !preset.hasAudio())
         throw Failure(tr("Unknown codec"), tr("The preset \"%1\" names no codec.").arg(preset.id));
-    checkSources(plan);
+    checkSources(plan, outputPath);
 
     const AVOutputFormat *format
         = av_guess_format(preset.outputFormat.toLatin1().constData(), nullptr, nullptr);
