@@ -61,7 +61,13 @@ struct PacketFree {
     void operator()(AVPacket *p) const { av_packet_free(&p); }
 };
 struct CodecFree {
-    void operator()(AVCodecContext *c) const { avcodec_free_context(&c); }
+    void operator()(AVCodecContext *c) const
+    {
+        // The second pass's statistics are the caller's to free, not the library's.
+        if (c)
+            av_freep(&c->stats_in);
+        avcodec_free_context(&c);
+    }
 };
 struct InputClose {
     void operator()(AVFormatContext *f) const { avformat_close_input(&f); }

@@ -51,6 +51,11 @@ struct ExportCase {
     const char *partial;
 };
 
+void PrintTo(const ExportCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class ExportRuns
     : public ExportCommand
     , public ::testing::WithParamInterface<ExportCase> { };

@@ -131,6 +131,11 @@ struct RenderCase {
     double blackAt; // a time whose picture is a gap; negative for none
 };
 
+void PrintTo(const RenderCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
 class Renders
     : public ExportEngineTest
     , public ::testing::WithParamInterface<RenderCase> { };
@@ -239,6 +244,11 @@ struct FailCase {
     const char *reason;
     bool oldFile = true; // a file stands at the path before the export
 };
+
+void PrintTo(const FailCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
 
 class Fails
     : public ExportEngineTest
