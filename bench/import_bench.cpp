@@ -2,23 +2,19 @@
 // timeline and reported, beside a bare parallel probe of the same files in the same program: the
 // difference is what the layer costs on top of reading the media.
 
-#include "FileAdder/controller.h"
-#include "FileAnalyzer/controller.h"
+#include "Application/application.h"
 #include "FileAnalyzer/model.h"
-#include "FileStorage/controller.h"
 #include "Messages/fileadder.h"
-#include "Statistics/controller.h"
 
 #include "mediasamples.h"
 
 #include "dialogs/dialog.h"
-#include "dialogs/progress.h"
 #include "dialogs/terminalprogress.h"
-#include "filestorage/localfilestorage.h"
 #include "media/mediaprobe.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
 #include "tracking/generalvanteltracker.h"
+#include "util/settingspaths.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -133,39 +129,32 @@ public:
     QEventLoop loop;
 };
 
-// The intake as the application builds it, with the terminal progress writing to nowhere.
+// The intake as the application builds it, in a data folder of its own, with the terminal
+// progress writing to nowhere.
 class Intake {
 public:
     Intake()
         : devnull(std::fopen("/dev/null", "w"))
     {
-        Dialog::setDialogs(std::make_shared<QuietDialogs>());
-        Report::setProgressFactory(
-            std::make_shared<Report::TerminalProgressFactory>(devnull, false));
-        tracker->addSink(sink);
-        statistics = std::make_unique<Statistics::Controller>(tracker);
-        analyzer = std::make_unique<FileAnalyzer::Controller>();
-        adder = std::make_unique<FileAdder::Controller>();
-        storage = std::make_unique<FileStorage::Controller>(
-            std::make_unique<Vantel::App::LocalFileStorage>(
-                data.filePath(QStringLiteral("storage/index.json"))));
+        Settings::setDataFolder(data.path());
+        App::Options options;
+        options.services = {};
+        app = std::make_unique<App::Application>(std::move(options));
+        app->tracker().addSink(sink);
+        app->setDialogs(std::make_shared<QuietDialogs>());
+        app->setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
     }
     ~Intake()
     {
-        storage.reset();
-        adder.reset();
-        analyzer.reset();
-        statistics.reset();
-        Dialog::setDialogs(nullptr);
-        Report::setProgressFactory(nullptr);
+        app.reset();
         std::fclose(devnull);
     }
 
     // Imports the files onto a fresh timeline; true when every one was placed and reported.
     bool import(const QStringList &paths)
     {
-        auto project = Project::Object::createNew();
-        FileAnalyzer::setTimeline(&project->timeline());
+        app->setProject(Project::Object::createNew());
+        Project::Object *project = &app->project();
         FileAdder::Contexts contexts;
         contexts.timeline = FileAdder::TimelineContext { &project->timeline(), 0, MTime() };
         sink->counts.clear();
@@ -175,21 +164,14 @@ public:
             = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
             && sink->counts["FILE_ADDED"] == paths.size()
             && sink->counts["FILE_OPENED"] == paths.size();
-        FileAnalyzer::setTimeline(nullptr);
         return complete;
     }
 
 private:
     QTemporaryDir data;
     std::FILE *devnull;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
-        new Vantel::Tracking::GeneralVantelTracker("bench")
-    };
     std::shared_ptr<CountingSink> sink = std::make_shared<CountingSink>();
-    std::unique_ptr<Statistics::Controller> statistics;
-    std::unique_ptr<FileAnalyzer::Controller> analyzer;
-    std::unique_ptr<FileAdder::Controller> adder;
-    std::unique_ptr<FileStorage::Controller> storage;
+    std::unique_ptr<App::Application> app;
     Done done;
 };
 

@@ -1,7 +1,7 @@
 // `census`: what the export button does before the export dialog opens: "EXPORT_CLICKED" with the
 // census of the whole project, printed as it was sent.
 
-#include "application.h"
+#include "Application/application.h"
 #include "editing.h"
 
 #include "Statistics/exportstatistics.h"

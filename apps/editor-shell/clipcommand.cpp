@@ -2,7 +2,7 @@
 // and the applied effects of the selected clips, each change reported as the panel reports it,
 // then the project saved.
 
-#include "application.h"
+#include "Application/application.h"
 #include "editing.h"
 #include "projectactions.h"
 

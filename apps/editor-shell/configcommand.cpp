@@ -1,7 +1,7 @@
 // `config` and `links`: the remote settings the editor would use, with where each value came
 // from, and the link keys with their addresses.
 
-#include "application.h"
+#include "Application/application.h"
 #include "shellcontext.h"
 
 #include "Constants/urlkeys.h"

@@ -1,7 +1,7 @@
 // `cut`: the blade on a saved project. The normal blade cuts the topmost track that has a clip
 // under the position; the wide blade cuts every track there.
 
-#include "application.h"
+#include "Application/application.h"
 #include "editing.h"
 
 #include "Statistics/bladestatistics.h"

@@ -1,6 +1,6 @@
 #include "editing.h"
 
-#include "application.h"
+#include "Application/application.h"
 #include "projectactions.h"
 
 #include "project/project.h"

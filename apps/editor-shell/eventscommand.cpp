@@ -1,6 +1,6 @@
 // Commands about usage statistics: the stored events, the user's switch, and the run's status.
 
-#include "application.h"
+#include "Application/application.h"
 #include "exitsignals.h"
 #include "shellcontext.h"
 
@@ -72,7 +72,7 @@ bool storeMissing(const Vantel::Tracking::EventStore &store)
 
 int runEvents(Context &c)
 {
-    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    Vantel::Tracking::EventStore &store = *c.app.eventStore();
     if (storeMissing(store))
         return 1;
     // This run's own start events are part of the record.
@@ -127,7 +127,7 @@ int runEvents(Context &c)
 
 int runStatistics(Context &c)
 {
-    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    Vantel::Tracking::EventStore &store = *c.app.eventStore();
     if (c.arguments.size() != 1
         || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off"))) {
         c.err << "usage: editor-shell statistics on|off\n";
@@ -145,7 +145,7 @@ int runStatistics(Context &c)
 
 int runStatus(Context &c)
 {
-    Vantel::Tracking::EventStore &store = c.app.eventStore();
+    Vantel::Tracking::EventStore &store = *c.app.eventStore();
     store.flush();
     const auto session = Vantel::Tracking::getSessionTrackerInstance();
     c.out << "Data folder:        " << Settings::dataFolder() << '\n'

@@ -1,10 +1,10 @@
 // `export`: what the export button and the export dialog do: "EXPORT_CLICKED" with the census,
 // then the project rendered to a video file with a progress bar that Ctrl+C cancels.
 
-#include "application.h"
 #include "editing.h"
 #include "exitsignals.h"
 
+#include "Application/application.h"
 #include "Statistics/exportstatistics.h"
 #include "Statistics/istatistics.h"
 

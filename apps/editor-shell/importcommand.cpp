@@ -4,7 +4,7 @@
 
 #include "importcommand.h"
 
-#include "application.h"
+#include "Application/application.h"
 #include "projectactions.h"
 
 #include "FileAnalyzer/model.h"
@@ -375,12 +375,12 @@ int run(Context &context)
 
     // The layer asks on this terminal, or takes the answer given on the command line; its
     // progress is drawn on the error stream, so the report on the output stays clean.
-    Dialog::setDialogs(std::make_shared<Dialog::TerminalDialogs>(
+    context.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(
         context.answer == Answer::Yes      ? Dialog::TerminalDialogs::Answer::Yes
             : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
                                            : Dialog::TerminalDialogs::Answer::Ask,
         stdin, stdout));
-    Report::setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
+    context.app.setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
 
     Project::Object &project = context.app.project();
     FileAdder::Contexts contexts;
@@ -447,8 +447,6 @@ int run(Context &context)
         watch.loop = nullptr;
     }
     const double seconds = std::max<qint64>(1, clock.elapsed()) / 1000.0;
-    Dialog::setDialogs(nullptr);
-    Report::setProgressFactory(nullptr);
 
     // What the request did with each path.
     const FileAdder::AddMediaFilesResult result = watch.results.empty()

@@ -1,12 +1,13 @@
 // editor-shell: constructs the logic layer's controllers once, on the real platform, the way the
 // editor does, and drives them from the command line.
 
-#include "application.h"
+#include "Application/application.h"
 #include "exitsignals.h"
 #include "shellcontext.h"
 #include "terminallog.h"
 
 #include "tracking/eventstore.h"
+#include "tracking/generalvanteltracker.h"
 #include "tracking/sessiontracker.h"
 #include "util/settingspaths.h"
 
@@ -146,11 +147,12 @@ int main(int argc, char **argv)
 
     // Before the application: a signal during its start-up is a clean exit too.
     Shell::ExitSignals exitSignals;
-    std::unique_ptr<Shell::Application> application;
+    std::unique_ptr<App::Application> application;
     try {
-        Shell::Options options;
+        App::Options options;
         options.eventsOut = globalValue(eventsOutOption);
-        application = std::make_unique<Shell::Application>(options);
+        application = std::make_unique<App::Application>(std::move(options));
+        application->startTracking();
     } catch (const std::exception &e) {
         err << "editor-shell: " << e.what() << "\n";
         return 1;
@@ -159,7 +161,7 @@ int main(int argc, char **argv)
     exitSignals.setCleanUp(
         [&app = *application, session = Vantel::Tracking::getSessionTrackerInstance()] {
             app.tracker().sendEvent(Vantel::Tracking::GeneralVantelTracker::APP_EXIT, {});
-            app.eventStore().flush();
+            app.eventStore()->flush();
             if (session)
                 session->endSession();
         });

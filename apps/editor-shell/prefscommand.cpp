@@ -1,7 +1,7 @@
 // `prefs`: the user's preferences, shown or changed the way the preferences dialog does. Changes
 // made in one call are reported as one "PREF_CHANGED", once the event loop has had its pass.
 
-#include "application.h"
+#include "Application/application.h"
 #include "shellcontext.h"
 
 #include "appsettings/applicationsettingsmanager.h"

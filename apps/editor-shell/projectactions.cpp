@@ -4,7 +4,7 @@
 
 #include "projectactions.h"
 
-#include "application.h"
+#include "Application/application.h"
 #include "terminallog.h"
 
 #include "Messages/project.h"

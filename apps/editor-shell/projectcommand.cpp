@@ -1,7 +1,7 @@
 // `project`: make, open and save project files the way the editor's File menu does, with the
 // reports the editor sends ("PROJECT_OPENED", "PROJECT_SAVED").
 
-#include "application.h"
+#include "Application/application.h"
 #include "projectactions.h"
 #include "shellcontext.h"
 

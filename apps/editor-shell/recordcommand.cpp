@@ -5,6 +5,7 @@
 #include "levelmeter.h"
 #include "shellcontext.h"
 
+#include "Application/application.h"
 #include "CaptureController/iaudiocapture.h"
 #include "Statistics/istatistics.h"
 #include "Statistics/workspacestatistics.h"
@@ -375,8 +376,8 @@ int record(Context &c)
               << "); save it with: editor-shell record --recover OUT\n";
 
     // The layer's messages (a missing device, a failed save) go to the terminal.
-    Dialog::setDialogs(std::make_shared<Dialog::TerminalDialogs>(
-        Dialog::TerminalDialogs::Answer::No, stdin, stderr));
+    c.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(Dialog::TerminalDialogs::Answer::No,
+                                                               stdin, stderr));
     Playback::Player player;
     Playback::setCurrentPlayback(&player);
     Session session(c, r, *capture);
@@ -429,7 +430,6 @@ int record(Context &c)
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     Playback::setCurrentPlayback(nullptr);
-    Dialog::setDialogs(nullptr);
     return status;
 }
 

@@ -7,9 +7,11 @@
 #include <functional>
 #include <vector>
 
-namespace Shell {
-
+namespace App {
 class Application;
+}
+
+namespace Shell {
 
 // How a scripted run answers the layer's questions.
 enum class Answer { Ask, Yes, No };
@@ -18,7 +20,7 @@ enum class Answer { Ask, Yes, No };
 // terminal. The application-wide objects (tracker, controllers) are set up by main before a
 // command runs and live until it returns.
 struct Context {
-    Application &app;
+    App::Application &app;
     QCommandLineParser &parser; // already holds the global options and the command's own
     QStringList arguments; // positional arguments after the command name
     Answer answer = Answer::Ask;

@@ -1,7 +1,7 @@
 // `transitions`: the three wizards of the transitions panel on a saved project: a transition
 // between neighbouring clips, one length for many clips, or pan-and-zoom on many clips.
 
-#include "application.h"
+#include "Application/application.h"
 #include "editing.h"
 
 #include "Statistics/istatistics.h"

@@ -1,14 +1,12 @@
 #pragma once
 
-#include "FileAdder/controller.h"
+#include "Application/application.h"
 #include "FileAnalyzer/controller.h"
 #include "FileAnalyzer/model.h"
-#include "FileStorage/controller.h"
 #include "Messages/command.h"
 #include "Messages/fileadder.h"
 #include "Messages/packageinstall.h"
 #include "Messages/projectrequests.h"
-#include "Statistics/controller.h"
 
 #include "eventwait.h"
 #include "fakedialogs.h"
@@ -16,11 +14,10 @@
 #include "recordingeventsink.h"
 #include "tempdatafolder.h"
 
-#include "dialogs/dialog.h"
-#include "dialogs/progress.h"
 #include "filestorage/localfilestorage.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
+#include "tracking/generalvanteltracker.h"
 
 #include <memory>
 #include <vector>
@@ -52,46 +49,32 @@ public:
     std::vector<std::pair<std::uint64_t, FileAnalyzer::Object::Status>> statuses;
 };
 
-// The media intake as the application builds it: the real statistics with a recording sink, the
-// analysis, the adder and the storage (a real index in a temporary data folder), a project with
-// one video and one audio track, scripted dialogs and a recorded progress.
+// The media intake as the application builds it (the application object without its event
+// store, remote configuration and capture): the real statistics with a recording sink, the
+// analysis, the adder and the storage (a real index in a temporary data folder), a new project,
+// scripted dialogs and a recorded progress.
 class IntakeHarness {
 public:
     IntakeHarness()
     {
-        tracker->addSink(sink);
-        Dialog::setDialogs(dialogs);
-        Report::setProgressFactory(progress);
-        statistics = std::make_unique<Statistics::Controller>(tracker);
-        analyzer = std::make_unique<FileAnalyzer::Controller>();
-        adder = std::make_unique<FileAdder::Controller>();
+        App::Options options;
+        options.services = {};
         auto service = std::make_unique<Vantel::App::LocalFileStorage>(
             data.filePath(QStringLiteral("storage/index.json")));
         storageService = service.get();
-        storage = std::make_unique<FileStorage::Controller>(std::move(service));
-        project = Project::Object::createNew();
-        FileAnalyzer::setTimeline(&project->timeline());
+        options.fileStorage = std::move(service);
+        app = std::make_unique<App::Application>(std::move(options));
+        app->tracker().addSink(sink);
+        app->setDialogs(dialogs);
+        app->setProgressFactory(progress);
     }
 
-    ~IntakeHarness()
-    {
-        // The analysis domain is the process's; a test leaves it empty for the next.
-        const std::vector<FileAnalyzer::ObjectPtr> left = FileAnalyzer::Model::instance().objects();
-        for (const auto &object : left)
-            FileAnalyzer::requestRemove(object);
-        FileAnalyzer::setTimeline(nullptr);
-        storage.reset();
-        adder.reset();
-        analyzer.reset();
-        statistics.reset();
-        Dialog::setDialogs(nullptr);
-        Report::setProgressFactory(nullptr);
-    }
+    Project::Object *project() const { return &app->project(); }
 
     FileAdder::Contexts timelineContext(int track = 0, MTime position = {})
     {
         FileAdder::Contexts contexts;
-        contexts.timeline = FileAdder::TimelineContext { &project->timeline(), track, position };
+        contexts.timeline = FileAdder::TimelineContext { &project()->timeline(), track, position };
         return contexts;
     }
 
@@ -109,7 +92,7 @@ public:
     std::vector<QString> timelinePaths(int track = 0) const
     {
         std::vector<QString> paths;
-        const Timeline::ITrack &t = project->timeline().track(track);
+        const Timeline::ITrack &t = project()->timeline().track(track);
         for (std::size_t i = 0; i < t.clipCount(); ++i)
             paths.push_back(t.clip(i).file()->path);
         return paths;
@@ -124,19 +107,12 @@ public:
     }
 
     TempDataFolder data;
-    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
-        new Vantel::Tracking::GeneralVantelTracker("intake")
-    };
     std::shared_ptr<RecordingEventSink> sink = std::make_shared<RecordingEventSink>();
     std::shared_ptr<FakeDialogs> dialogs = std::make_shared<FakeDialogs>();
     std::shared_ptr<FakeProgressFactory> progress = std::make_shared<FakeProgressFactory>();
     IntakeRecorder recorder;
-    std::unique_ptr<Statistics::Controller> statistics;
-    std::unique_ptr<FileAnalyzer::Controller> analyzer;
-    std::unique_ptr<FileAdder::Controller> adder;
     Vantel::App::LocalFileStorage *storageService = nullptr;
-    std::unique_ptr<FileStorage::Controller> storage;
-    std::unique_ptr<Project::Object> project;
+    std::unique_ptr<App::Application> app;
 };
 
 } // namespace TestSupport

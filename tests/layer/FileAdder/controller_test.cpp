@@ -271,7 +271,7 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
     ASSERT_TRUE(h.waitIdle());
 
     EXPECT_EQ(h.timelinePaths(), (std::vector<QString>(good.begin(), good.end())));
-    const Timeline::ITrack &track = h.project->timeline().track(0);
+    const Timeline::ITrack &track = h.project()->timeline().track(0);
     EXPECT_EQ(track.clip(0).position(), MTime::fromMSec(2000));
     EXPECT_EQ(track.clip(1).position(), track.clip(0).end()) << "one after another";
     EXPECT_EQ(h.eventCount("FILE_ADDED"), files.size());

@@ -40,7 +40,7 @@ protected:
 
     QTemporaryDir dir;
     TestSupport::IntakeHarness h;
-    Timeline::Model &timeline = h.project->timeline();
+    Timeline::Model &timeline = h.project()->timeline();
     TestSupport::FakeDialogs *dialogs = h.dialogs.get();
     TestSupport::FakeProgressFactory *progress = h.progress.get();
 };

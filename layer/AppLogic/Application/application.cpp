@@ -1,0 +1,209 @@
+#include "Application/application.h"
+
+#include "CaptureController/controller.h"
+#include "FileAdder/controller.h"
+#include "FileAnalyzer/controller.h"
+#include "FileAnalyzer/model.h"
+#include "FileStorage/controller.h"
+#include "Messages/statistics.h"
+#include "Statistics/controller.h"
+#include "WebConfig/controller.h"
+
+#include "appcontext/applicationcontext.h"
+#include "appcontext/componentsetter.h"
+#include "appsettings/applicationsettingsmanager.h"
+#include "dialogs/dialog.h"
+#include "dialogs/progress.h"
+#include "exportengine/exportengine.h"
+#include "filestorage/ifilestoragecontroller.h"
+#include "project/project.h"
+#include "pubsub/subscriber.h"
+#include "tracking/eventstore.h"
+#include "tracking/filesessiontracker.h"
+#include "tracking/generalvanteltracker.h"
+#include "tracking/jsonlinessink.h"
+#include "util/profiler.h"
+
+namespace App {
+
+Options::Options() = default;
+Options::~Options() = default;
+Options::Options(Options &&) noexcept = default;
+Options &Options::operator=(Options &&) noexcept = default;
+
+// Members in construction order; the destructor undoes them in reverse, clearing each
+// process-wide access point before the object behind it goes.
+class Application::Impl {
+public:
+    explicit Impl(Options options);
+    ~Impl();
+
+    void build();
+    void tearDown();
+
+    Options options;
+    Vantel::Profiler::StartupProfiler profiler;
+    std::shared_ptr<Vantel::Tracking::ISessionTracker> session;
+    std::shared_ptr<Vantel::Tracking::EventStore> store;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker;
+    std::unique_ptr<Vantel::App::ApplicationSettingsManager> settings; // observed by the statistics
+    // Before every controller that reads remote settings.
+    std::unique_ptr<EditorWebConfig::Controller> webConfig;
+    std::unique_ptr<Statistics::Controller> statistics;
+    // Media intake: analysis first, so the adder's requests find it, storage last.
+    std::unique_ptr<FileAnalyzer::Controller> fileAnalyzer;
+    std::unique_ptr<FileAdder::Controller> fileAdder;
+    std::unique_ptr<FileStorage::Controller> fileStorage;
+    std::unique_ptr<Capture::Controller> capture;
+    // After the statistics, which watch its exports.
+    std::unique_ptr<Export::Engine> exportEngine;
+    std::unique_ptr<Project::Object> project;
+};
+
+Application::Impl::Impl(Options options)
+    : options(std::move(options))
+{
+    session = std::make_shared<Vantel::Tracking::FileSessionTracker>();
+    Vantel::Tracking::setSessionTrackerInstance(session);
+    try {
+        build();
+    } catch (...) {
+        // A start refused with a message is not a crash of this session.
+        tearDown();
+        throw;
+    }
+}
+
+Application::Impl::~Impl()
+{
+    tearDown();
+}
+
+void Application::Impl::build()
+{
+    tracker = new Vantel::Tracking::GeneralVantelTracker(session->sessionId());
+    if (options.services.testFlag(Service::EventStore)) {
+        store = std::make_shared<Vantel::Tracking::EventStore>();
+        tracker->addSink(store);
+    }
+    if (!options.eventsOut.isEmpty())
+        tracker->addSink(std::make_shared<Vantel::Tracking::JsonLinesSink>(options.eventsOut));
+    profiler.mark("event_store");
+    settings = std::make_unique<Vantel::App::ApplicationSettingsManager>();
+    Vantel::App::setApplicationSettingsManager(settings.get());
+    project = Project::Object::createNew();
+    if (options.services.testFlag(Service::RemoteConfig)) {
+        webConfig = std::make_unique<EditorWebConfig::Controller>(
+            std::make_shared<Vantel::Tracking::ComponentSetterTracker>());
+        Vantel::App::ApplicationContext::instance().announce(
+            std::shared_ptr<Vantel::App::IProductSettingsManager>(
+                std::make_shared<Vantel::App::ProductSettingsManager>(
+                    std::vector<std::pair<std::string, std::string>> {
+                        { "PRODUCT_VERSION", EDITOR_VERSION } })));
+        profiler.mark("web_config_controller");
+    }
+    statistics = std::make_unique<Statistics::Controller>(tracker);
+    profiler.mark("statistics_controller");
+    fileAnalyzer = std::make_unique<FileAnalyzer::Controller>();
+    fileAdder = std::make_unique<FileAdder::Controller>();
+    fileStorage = options.fileStorage
+        ? std::make_unique<FileStorage::Controller>(std::move(options.fileStorage))
+        : std::make_unique<FileStorage::Controller>();
+    FileAnalyzer::setTimeline(&project->timeline());
+    profiler.mark("media_intake");
+    if (options.services.testFlag(Service::Capture)) {
+        capture = std::make_unique<Capture::Controller>();
+        profiler.mark("audio_capture");
+    }
+    exportEngine = std::make_unique<Export::Engine>();
+}
+
+void Application::Impl::tearDown()
+{
+    // An export under way is cancelled, and the statistics hear of it before they go.
+    exportEngine.reset();
+    capture.reset();
+    fileStorage.reset();
+    fileAdder.reset();
+    // Analyses still under way are let go with the application: none outlives the timeline it
+    // would place on, and the next application starts with an empty analysis domain.
+    if (fileAnalyzer) {
+        const std::vector<FileAnalyzer::ObjectPtr> left = FileAnalyzer::Model::instance().objects();
+        for (const auto &object : left)
+            FileAnalyzer::requestRemove(object);
+    }
+    FileAnalyzer::setTimeline(nullptr);
+    fileAnalyzer.reset();
+    // The statistics controller sends the exit event; the session ends cleanly after it.
+    statistics.reset();
+    webConfig.reset();
+    Dialog::setDialogs(nullptr);
+    Report::setProgressFactory(nullptr);
+    Vantel::App::setApplicationSettingsManager(nullptr);
+    settings.reset();
+    if (store)
+        store->flush();
+    if (session) {
+        session->endSession();
+        Vantel::Tracking::setSessionTrackerInstance(nullptr);
+        session.reset();
+    }
+}
+
+Application::Application(Options options)
+    : d(std::make_unique<Impl>(std::move(options)))
+{
+}
+
+Application::~Application() = default;
+
+void Application::startTracking()
+{
+    // Earlier sessions and the start event first; the launch report closes the start-up.
+    d->statistics->startTracking(true);
+    PubSub::publish(Statistics::AppLaunchedNotification(d->profiler.result()));
+}
+
+Vantel::Tracking::GeneralVantelTracker &Application::tracker() const
+{
+    return *d->tracker;
+}
+
+Vantel::Tracking::EventStore *Application::eventStore() const
+{
+    return d->store.get();
+}
+
+Vantel::App::ApplicationSettingsManager &Application::settings() const
+{
+    return *d->settings;
+}
+
+Project::Object &Application::project() const
+{
+    return *d->project;
+}
+
+void Application::setProject(std::unique_ptr<Project::Object> project)
+{
+    if (project)
+        d->project = std::move(project);
+    FileAnalyzer::setTimeline(&d->project->timeline());
+}
+
+Export::Engine &Application::exportEngine() const
+{
+    return *d->exportEngine;
+}
+
+void Application::setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs)
+{
+    Dialog::setDialogs(std::move(dialogs));
+}
+
+void Application::setProgressFactory(std::shared_ptr<Report::IProgressFactory> factory)
+{
+    Report::setProgressFactory(std::move(factory));
+}
+
+} // namespace App

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "applogicexport.h"
+
+#include <QFlags>
+#include <QString>
+
+#include <boost/intrusive_ptr.hpp>
+
+#include <memory>
+
+namespace Dialog {
+class IDialogs;
+}
+namespace Export {
+class Engine;
+}
+namespace Project {
+class Object;
+}
+namespace Report {
+class IProgressFactory;
+}
+namespace Vantel::App {
+class ApplicationSettingsManager;
+class IFileStorageController;
+} // namespace Vantel::App
+namespace Vantel::Tracking {
+class EventStore;
+class GeneralVantelTracker;
+} // namespace Vantel::Tracking
+
+namespace App {
+
+// The parts of the editor an application object builds beyond its core (session, tracker,
+// settings, statistics, media intake). The editor has them all; a test or a benchmark names the
+// ones it drives, so it neither opens audio devices nor reads remote configuration by accident.
+enum class Service {
+    EventStore = 0x1, // the durable store of sent events in the data folder
+    RemoteConfig = 0x2, // remotely delivered configuration and the product's own settings
+    Capture = 0x4, // voice-over recording
+};
+Q_DECLARE_FLAGS(Services, Service)
+
+struct APPLOGIC_EXPORT Options {
+    Options();
+    ~Options();
+    Options(Options &&) noexcept;
+    Options &operator=(Options &&) noexcept;
+
+    Services services = Services(Service::EventStore) | Service::RemoteConfig | Service::Capture;
+    QString eventsOut; // a JSON-lines copy of every sent event; empty: none
+    // Where the intake hands files for safe keeping; empty: the data folder's own index.
+    std::unique_ptr<Vantel::App::IFileStorageController> fileStorage;
+};
+
+// The editor's start-up and shutdown in one object: the session, the usage tracker with its
+// sinks, the settings, every controller of the layer and the process-wide services they reach
+// (dialogs, progress, the timeline the analysis places on), set up once in the editor's order and
+// undone in reverse. Whatever this object installs in a process-wide access point it also clears,
+// so the next one starts from nothing. One at a time per process; main thread.
+class APPLOGIC_EXPORT Application {
+public:
+    // Throws std::runtime_error when the data folder's stores cannot be opened; what was already
+    // built is undone and the session ends.
+    explicit Application(Options options = Options());
+    ~Application();
+    Application(const Application &) = delete;
+    Application &operator=(const Application &) = delete;
+
+    // Begins the session's tracking: earlier sessions' events, the start event, then the launch
+    // report with the start-up timings measured since construction began.
+    void startTracking();
+
+    Vantel::Tracking::GeneralVantelTracker &tracker() const;
+    // Null without Service::EventStore.
+    Vantel::Tracking::EventStore *eventStore() const;
+    Vantel::App::ApplicationSettingsManager &settings() const;
+
+    // The open project; a new, unsaved one until another is given. The analysis places files on
+    // its timeline.
+    Project::Object &project() const;
+    void setProject(std::unique_ptr<Project::Object> project);
+
+    // Renders projects to video files; its exports reach the statistics.
+    Export::Engine &exportEngine() const;
+
+    // How the layer asks the user and shows long work; null removes them. Cleared on destruction.
+    void setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs);
+    void setProgressFactory(std::shared_ptr<Report::IProgressFactory> factory);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> d;
+};
+
+} // namespace App
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(App::Services)
