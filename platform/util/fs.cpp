@@ -186,7 +186,7 @@ void writeFileAtomically(const QString &path, const QByteArray &bytes, LinkPolic
         fail("cannot write", path, errno);
 }
 
-QByteArray readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy links)
+QByteArray readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy links, int padding)
 {
     int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     if (links == LinkPolicy::Refuse)
@@ -213,6 +213,7 @@ QByteArray readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy link
         tooLarge();
 
     QByteArray bytes;
+    bytes.reserve(static_cast<int>(std::min<qint64>(info.st_size, maxBytes)) + 1 + padding);
     bytes.resize(static_cast<int>(std::min<qint64>(info.st_size, maxBytes)) + 1);
     qint64 used = 0;
     for (;;) {
@@ -234,6 +235,8 @@ QByteArray readRegularFile(const QString &path, qint64 maxBytes, LinkPolicy link
     if (used > maxBytes)
         tooLarge();
     bytes.resize(static_cast<int>(used));
+    if (bytes.capacity() - bytes.size() < padding)
+        bytes.reserve(bytes.size() + padding);
     return bytes;
 }
 

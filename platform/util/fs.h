@@ -54,9 +54,12 @@ UTIL_EXPORT void writeFileAtomically(const QString &path,
 // so a FIFO or a device at the path is refused instead of hanging or streaming forever, and the
 // limit is checked while reading (a file that grows, or lies about its size, is still bounded).
 // Throws Error: missing (notFound()), not a regular file, larger than the limit, unreadable.
+// `padding` spare bytes of capacity follow the data, for parsers that read past the end in
+// blocks (simdjson), so they need no copy.
 UTIL_EXPORT QByteArray readRegularFile(const QString &path,
                                        qint64 maxBytes,
-                                       LinkPolicy links = LinkPolicy::Refuse);
+                                       LinkPolicy links = LinkPolicy::Refuse,
+                                       int padding = 0);
 
 // An exclusive advisory lock on `path` (created when missing) for the guard's life: the way
 // several processes sharing a data folder take turns at a read-modify-write of one file. Blocks

@@ -1,6 +1,9 @@
 #include "Application/application.h"
 
 #include "CaptureController/controller.h"
+#include "Collection/catalogueprotocol.h"
+#include "Collection/externalresourcescontroller.h"
+#include "Collection/itemnotifier.h"
 #include "FileAdder/controller.h"
 #include "FileAnalyzer/controller.h"
 #include "FileAnalyzer/model.h"
@@ -12,6 +15,7 @@
 #include "appcontext/applicationcontext.h"
 #include "appcontext/componentsetter.h"
 #include "appsettings/applicationsettingsmanager.h"
+#include "collection/collection.h"
 #include "dialogs/dialog.h"
 #include "dialogs/progress.h"
 #include "exportengine/exportengine.h"
@@ -23,6 +27,9 @@
 #include "tracking/generalvanteltracker.h"
 #include "tracking/jsonlinessink.h"
 #include "util/profiler.h"
+#include "util/translator.h"
+
+#include <QTimer>
 
 namespace App {
 
@@ -55,6 +62,10 @@ public:
     std::unique_ptr<FileAdder::Controller> fileAdder;
     std::unique_ptr<FileStorage::Controller> fileStorage;
     std::unique_ptr<Capture::Controller> capture;
+    // The bridge to the bus first, so every item the controllers add is announced.
+    std::unique_ptr<EditorCollection::ItemNotifier> itemNotifier;
+    std::unique_ptr<EditorCollection::CatalogueProtocol> catalogue;
+    std::unique_ptr<EditorCollection::ExternalResourcesController> externalResources;
     // After the statistics, which watch its exports.
     std::unique_ptr<Export::Engine> exportEngine;
     std::unique_ptr<Project::Object> project;
@@ -115,6 +126,16 @@ void Application::Impl::build()
         capture = std::make_unique<Capture::Controller>();
         profiler.mark("audio_capture");
     }
+    if (options.services.testFlag(Service::Collection)) {
+        itemNotifier = std::make_unique<EditorCollection::ItemNotifier>();
+        catalogue = std::make_unique<EditorCollection::CatalogueProtocol>();
+        externalResources
+            = std::make_unique<EditorCollection::ExternalResourcesController>(*catalogue);
+        // Queued: only a program that runs its event loop settles and starts the collection.
+        QTimer::singleShot(0, catalogue.get(),
+                           &EditorCollection::CatalogueProtocol::catalogueListRetrieved);
+        profiler.mark("collection");
+    }
     exportEngine = std::make_unique<Export::Engine>();
 }
 
@@ -122,6 +143,14 @@ void Application::Impl::tearDown()
 {
     // An export under way is cancelled, and the statistics hear of it before they go.
     exportEngine.reset();
+    if (catalogue) {
+        externalResources.reset();
+        catalogue.reset();
+        // The next application starts with no collection and no list texts.
+        EditorCollection::CollectionProvider::itemStorage().reset();
+        Translator::clearTranslations();
+        itemNotifier.reset();
+    }
     capture.reset();
     fileStorage.reset();
     fileAdder.reset();
@@ -194,6 +223,11 @@ void Application::setProject(std::unique_ptr<Project::Object> project)
 Export::Engine &Application::exportEngine() const
 {
     return *d->exportEngine;
+}
+
+EditorCollection::CatalogueProtocol *Application::catalogue() const
+{
+    return d->catalogue.get();
 }
 
 void Application::setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs)

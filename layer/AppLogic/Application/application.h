@@ -9,6 +9,9 @@
 
 #include <memory>
 
+namespace EditorCollection {
+class CatalogueProtocol;
+}
 namespace Dialog {
 class IDialogs;
 }
@@ -39,6 +42,7 @@ enum class Service {
     EventStore = 0x1, // the durable store of sent events in the data folder
     RemoteConfig = 0x2, // remotely delivered configuration and the product's own settings
     Capture = 0x4, // voice-over recording
+    Collection = 0x8, // the content collection and its external lists (started once settled)
 };
 Q_DECLARE_FLAGS(Services, Service)
 
@@ -48,7 +52,8 @@ struct APPLOGIC_EXPORT Options {
     Options(Options &&) noexcept;
     Options &operator=(Options &&) noexcept;
 
-    Services services = Services(Service::EventStore) | Service::RemoteConfig | Service::Capture;
+    Services services = Services(Service::EventStore) | Service::RemoteConfig | Service::Capture
+        | Service::Collection;
     QString eventsOut; // a JSON-lines copy of every sent event; empty: none
     // Where the intake hands files for safe keeping; empty: the data folder's own index.
     std::unique_ptr<Vantel::App::IFileStorageController> fileStorage;
@@ -84,6 +89,10 @@ public:
 
     // Renders projects to video files; its exports reach the statistics.
     Export::Engine &exportEngine() const;
+
+    // The collection controllers' start signal; null without Service::Collection. The application
+    // raises it once when the event loop first runs, that is once the editor has settled.
+    EditorCollection::CatalogueProtocol *catalogue() const;
 
     // How the layer asks the user and shows long work; null removes them. Cleared on destruction.
     void setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs);

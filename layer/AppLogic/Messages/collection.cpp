@@ -4,8 +4,6 @@ namespace {
 class CollectionIdentity final : public PubSub::Object { };
 } // namespace
 
-const QString Import::Object::MIME = QStringLiteral("application/x-editor-store-item");
-
 const PubSub::Object *EditorCollection::globalObject()
 {
     static const CollectionIdentity object;

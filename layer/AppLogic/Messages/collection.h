@@ -2,6 +2,7 @@
 
 #include "Messages/domains.h"
 
+#include "collection/payloads.h"
 #include "pubsub/message.h"
 
 #include <QString>
@@ -11,21 +12,6 @@
 // What the content collection tells the rest of the editor about the items it holds: an item was
 // registered (it can be shown, installed and used) or unregistered. Sent by
 // EditorCollection::globalObject(), on the thread that loaded the list.
-namespace Import {
-
-// How an item becomes part of a project: the collection hands this object to the import when the
-// user applies the item. Store items carry MIME; files carry their own types.
-struct APPLOGIC_EXPORT Object {
-    static const QString MIME;
-    // What the import makes of it. A pack only groups other items and is never used itself.
-    enum Kind : int { Media = 0, Effect = 1, Title = 2, Transition = 3, Sticker = 4, Pack = 5 };
-
-    QString mimeType;
-    int kind = Media;
-};
-
-} // namespace Import
-
 namespace EditorCollection {
 
 class Object;

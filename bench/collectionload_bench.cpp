@@ -1,0 +1,188 @@
+// Loading a large external list into the collection, beside what a Qt program would do with the
+// same file. The list is made at start: 50,000 items and 50,000 translation keys in the fourteen
+// locales, about 80 MB. The whole load (read the cache file, parse, register every translation,
+// create every item with its categories, publish the batch) runs through the real controller on
+// its start signal; from the second round on it also replaces the previous copy, whose items are
+// freed on the collections' release thread.
+//
+// Peak memory is per process: run one benchmark at a time (--benchmark_filter) to read
+// "peak_rss_MB" for that path alone.
+
+#include "Collection/catalogueprotocol.h"
+#include "Collection/externallist.h"
+#include "Collection/externalresourcescontroller.h"
+
+#include "collection/collection.h"
+#include "util/customization.h"
+#include "util/fs.h"
+#include "util/settingspaths.h"
+
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+#include <sys/resource.h>
+
+namespace {
+
+constexpr int itemCount = 50000;
+const char *const locales[] = { "en_US", "ru_RU", "de_DE", "fr_FR", "es_ES", "it_IT", "ja_JP",
+                                "nl_NL", "pl_PL", "pt_BR", "tr_TR", "zh_CN", "ko_KR", "zh_TW" };
+
+QByteArray makeList()
+{
+    QByteArray out;
+    out.reserve(90 * 1024 * 1024);
+    out += "{\"translations\": {";
+    for (int i = 0; i < itemCount; ++i) {
+        out += (i ? ",\n\"" : "\n\"") + QByteArray("Track title number ") + QByteArray::number(i)
+            + "\": {";
+        for (int l = 0; l < 14; ++l)
+            out += QByteArray(l ? ", \"" : "\"") + locales[l] + "\": \"" + locales[l]
+                + " title of the track number " + QByteArray::number(i)
+                + ", a little longer as titles go\"";
+        out += "}";
+    }
+    out += "},\n\"items\": [";
+    for (int i = 0; i < itemCount; ++i) {
+        const QByteArray n = QByteArray::number(i);
+        out += (i ? ",\n" : "\n") + QByteArray("{\"collectionId\": \"")
+            + (i % 3 ? "Music" : "Sounds") + "\", \"uniqueId\": \"ext-item-" + n
+            + "\", \"downloadUrl\": \"https://content.example/audio/ext-item-" + n
+            + ".mp3\", \"remoteSize\": " + QByteArray::number(100000 + i)
+            + ", \"tag\": \"Track title number " + n
+            + "\", \"description\": \"Description of track " + n
+            + "\", \"fileFormat\": \"mp3\", \"author\": \"Author " + QByteArray::number(i % 200)
+            + "\", \"source\": \"Example Source\", \"licenseName\": \"CC BY 4.0\", "
+              "\"licenseUrl\": \"https://creativecommons.org/licenses/by/4.0/\", "
+              "\"commercialUse\": true, \"status\": \""
+            + (i % 4 ? "free" : "paid") + "\", \"categories\": [\"Category "
+            + QByteArray::number(i % 40) + "\", \"Mood " + QByteArray::number(i % 12)
+            + "\"], \"previewUrls\": {\"audio\": \"https://content.example/preview/" + n
+            + ".mp3\", \"image\": \"https://content.example/preview/" + n + ".jpg\"}}";
+    }
+    out += "\n]}\n";
+    return out;
+}
+
+const QByteArray &list()
+{
+    static const QByteArray bytes = makeList();
+    return bytes;
+}
+
+void peakMemory(benchmark::State &state)
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    state.counters["peak_rss_MB"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
+    state.counters["list_MB"] = static_cast<double>(list().size()) / (1024.0 * 1024.0);
+}
+
+// What a Qt program does first: the document alone.
+void BM_QtFromJson(benchmark::State &state)
+{
+    for (auto _ : state) {
+        QJsonDocument doc = QJsonDocument::fromJson(list());
+        benchmark::DoNotOptimize(doc.isObject());
+    }
+    peakMemory(state);
+}
+BENCHMARK(BM_QtFromJson)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The same plus reading every member into Qt strings, lists and hashes: the Qt way to the data.
+void BM_QtFromJsonAndRead(benchmark::State &state)
+{
+    for (auto _ : state) {
+        const QJsonObject top = QJsonDocument::fromJson(list()).object();
+        QHash<QString, QVariantMap> translations;
+        const QJsonObject t = top.value("translations").toObject();
+        for (auto it = t.begin(); it != t.end(); ++it)
+            translations.insert(it.key(), it.value().toObject().toVariantMap());
+        std::vector<std::pair<QStringList, QHash<QString, QString>>> items;
+        for (const QJsonValue v : top.value("items").toArray()) {
+            const QJsonObject o = v.toObject();
+            QStringList fields;
+            for (const char *k :
+                 { "collectionId", "uniqueId", "downloadUrl", "tag", "description", "fileFormat",
+                   "author", "source", "licenseName", "licenseUrl", "status" })
+                fields << o.value(QLatin1String(k)).toString();
+            for (const QJsonValue c : o.value("categories").toArray())
+                fields << c.toString();
+            QHash<QString, QString> previews;
+            const QJsonObject p = o.value("previewUrls").toObject();
+            for (auto it = p.begin(); it != p.end(); ++it)
+                previews.insert(it.key(), it.value().toString());
+            items.emplace_back(std::move(fields), std::move(previews));
+        }
+        benchmark::DoNotOptimize(items.data());
+        benchmark::DoNotOptimize(translations.size());
+    }
+    peakMemory(state);
+}
+BENCHMARK(BM_QtFromJsonAndRead)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The reader alone (simdjson's on-demand API straight into the result's strings).
+void BM_ParseExternalList(benchmark::State &state)
+{
+    QByteArray padded;
+    padded.reserve(list().size() + EditorCollection::externalListPadding);
+    padded.append(list());
+    for (auto _ : state) {
+        EditorCollection::ExternalList parsed = EditorCollection::parseExternalList(padded);
+        benchmark::DoNotOptimize(parsed.items.data());
+    }
+    peakMemory(state);
+}
+BENCHMARK(BM_ParseExternalList)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The controller's whole load on its start signal, from the cache file to the published batch.
+void BM_WholeLoad(benchmark::State &state)
+{
+    QDir().mkpath(QFileInfo(Settings::externalAudioCachePath()).path());
+    FS::writeFileAtomically(Settings::externalAudioCachePath(), list());
+    EditorCollection::CatalogueProtocol catalogue;
+    EditorCollection::ExternalResourcesController controller(catalogue);
+    for (auto _ : state) {
+        emit catalogue.catalogueListRetrieved();
+        state.PauseTiming();
+        // The fresh copy's download (of an address that does not exist) ends here, untimed.
+        QCoreApplication::processEvents();
+        state.ResumeTiming();
+    }
+    state.counters["items"]
+        = static_cast<double>(EditorCollection::CollectionProvider::collection("Music")->size()
+                              + EditorCollection::CollectionProvider::collection("Sounds")->size());
+    EditorCollection::ItemStorage::waitForReleases();
+    peakMemory(state);
+}
+BENCHMARK(BM_WholeLoad)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    QTemporaryDir data;
+    Settings::setDataFolder(data.path());
+    // The fresh copy is asked of a file that is not there: the download fails at once, quietly
+    // for the figures.
+    const QString product = data.filePath("product.json");
+    QFile file(product);
+    file.open(QIODevice::WriteOnly);
+    file.write(
+        R"({"links": {"COLLECTIONS_EXTERNAL_AUDIO_URL": "file:///nonexistent/external_audio.json"}})");
+    file.close();
+    Customization::setProductConfigPath(product);
+    list();
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

@@ -1,0 +1,462 @@
+#include "Collection/externallist.h"
+
+#include "Constants/locales.h"
+#include "Constants/resourcecategories.h"
+
+#include "util/fs.h"
+
+#include <QHash>
+
+#include <simdjson.h>
+
+#include <cmath>
+#include <limits>
+#include <string_view>
+
+namespace EditorCollection {
+
+namespace {
+
+namespace od = simdjson::ondemand;
+
+// Longer texts are no name, address or description a list would carry; an entry holding one is
+// left out rather than kept in memory for the whole run.
+constexpr std::size_t maxTextBytes = 64 * 1024;
+constexpr int maxPathComponentBytes = 255;
+// What a warning quotes of a text from the list.
+constexpr int quotedChars = 60;
+
+struct Locales14 {
+    std::array<QByteArray, externalListLocaleCount> utf8;
+    int enUS = 0;
+};
+
+const Locales14 &locales()
+{
+    static const Locales14 table = [] {
+        Locales14 t;
+        const auto &all = Locales::supportedLocales();
+        for (std::size_t i = 0; i < t.utf8.size() && i < all.size(); ++i) {
+            t.utf8[i] = all[i].name.toUtf8();
+            if (all[i].name == Locales::FallbackLocale)
+                t.enUS = static_cast<int>(i);
+        }
+        return t;
+    }();
+    return table;
+}
+
+QString quoted(const QString &text)
+{
+    QString out;
+    for (const QChar c : text) {
+        if (out.size() >= quotedChars) {
+            out += QStringLiteral("...");
+            break;
+        }
+        out += c.unicode() < 0x20 || c.unicode() == 0x7f ? QChar(u'?') : c;
+    }
+    return out;
+}
+
+enum class Kind { None, ShaderEffect, Transition, Audio };
+
+Kind kindOf(const QString &collectionId)
+{
+    if (collectionId == ResourceCategories::ShaderEffects)
+        return Kind::ShaderEffect;
+    if (collectionId == ResourceCategories::Transitions)
+        return Kind::Transition;
+    if (collectionId == ResourceCategories::Music || collectionId == ResourceCategories::Sounds)
+        return Kind::Audio;
+    return Kind::None;
+}
+
+bool hasControlCharacter(const QString &text)
+{
+    for (const QChar c : text)
+        if (c.unicode() < 0x20 || c.unicode() == 0x7f)
+            return true;
+    return false;
+}
+
+// Never null, so a string member that is present and empty differs from a missing one.
+QString fromUtf8(std::string_view s)
+{
+    if (s.empty())
+        return QString(QLatin1String(""));
+    return QString::fromUtf8(s.data(), static_cast<int>(s.size()));
+}
+
+class Reader {
+public:
+    ExternalList &out;
+    QStringList itemWarnings;
+    // Names, licences, categories and formats repeat over thousands of entries: one shared
+    // string each instead of one allocation per entry.
+    QHash<QByteArray, QString> vocabulary;
+
+    explicit Reader(ExternalList &out)
+        : out(out)
+    {
+    }
+
+    // False when the value is too long to keep; `text` is left null for any non-string.
+    bool text(od::value value, QString &text, bool shared = false)
+    {
+        od::json_type type;
+        if (value.type().get(type) || type != od::json_type::string) {
+            text = QString();
+            return true;
+        }
+        std::string_view s;
+        if (value.get_string().get(s))
+            throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+        if (s.size() > maxTextBytes)
+            return false;
+        if (!shared) {
+            text = fromUtf8(s);
+            return true;
+        }
+        const QByteArray probe = QByteArray::fromRawData(s.data(), static_cast<int>(s.size()));
+        const auto it = vocabulary.constFind(probe);
+        if (it != vocabulary.constEnd()) {
+            text = *it;
+            return true;
+        }
+        text = fromUtf8(s);
+        if (vocabulary.size() < 4096)
+            vocabulary.insert(QByteArray(s.data(), static_cast<int>(s.size())), text);
+        return true;
+    }
+
+    static int integer(od::value value)
+    {
+        od::json_type type;
+        if (value.type().get(type) || type != od::json_type::number)
+            return 0;
+        od::number_type kind;
+        if (value.get_number_type().get(kind))
+            return 0;
+        if (kind == od::number_type::signed_integer) {
+            int64_t v = 0;
+            if (!value.get_int64().get(v) && v >= std::numeric_limits<int>::min()
+                && v <= std::numeric_limits<int>::max())
+                return static_cast<int>(v);
+            return 0;
+        }
+        if (kind == od::number_type::unsigned_integer) {
+            uint64_t v = 0;
+            if (!value.get_uint64().get(v) && v <= std::numeric_limits<int>::max())
+                return static_cast<int>(v);
+            return 0;
+        }
+        double d = 0;
+        if (value.get_double().get(d) || !(std::abs(d) <= std::numeric_limits<int>::max())
+            || d != std::floor(d))
+            return 0;
+        return static_cast<int>(d);
+    }
+
+    static bool boolean(od::value value)
+    {
+        bool b = false;
+        od::json_type type;
+        if (value.type().get(type) || type != od::json_type::boolean || value.get_bool().get(b))
+            return false;
+        return b;
+    }
+
+    static od::object objectOf(od::value value, bool &ok)
+    {
+        od::json_type type;
+        od::object object;
+        ok = !value.type().get(type) && type == od::json_type::object
+            && !value.get_object().get(object);
+        return object;
+    }
+
+    void translations(od::value value)
+    {
+        bool ok = false;
+        od::object members = objectOf(value, ok);
+        if (!ok)
+            return;
+        const Locales14 &table = locales();
+        for (auto member : members) {
+            std::string_view key;
+            if (member.unescaped_key().get(key))
+                throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+            ExternalListTranslation translation;
+            // The key may be reused by the next member's unescaping: make it ours first.
+            translation.key = QString::fromUtf8(key.data(), static_cast<int>(key.size()));
+            bool tooLong = key.size() > maxTextBytes;
+            bool isObject = false;
+            od::object texts = objectOf(member.value(), isObject);
+            if (isObject) {
+                for (auto text : texts) {
+                    std::string_view locale;
+                    if (text.unescaped_key().get(locale))
+                        throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+                    for (std::size_t i = 0; i < table.utf8.size(); ++i) {
+                        if (locale
+                            != std::string_view(table.utf8[i].constData(),
+                                                static_cast<std::size_t>(table.utf8[i].size())))
+                            continue;
+                        QString t;
+                        tooLong = !this->text(text.value(), t) || tooLong;
+                        if (!t.isNull())
+                            translation.texts[i] = std::move(t);
+                        break;
+                    }
+                }
+            }
+            QString &english = translation.texts[static_cast<std::size_t>(table.enUS)];
+            if (english.isNull()) {
+                out.warnings.append(
+                    QStringLiteral("Missing en_US locale for external audio translations!"));
+                continue;
+            }
+            if (tooLong) {
+                out.warnings.append(
+                    QStringLiteral("Translation \"%1\" skipped: a text is longer than %2 bytes")
+                        .arg(quoted(translation.key))
+                        .arg(maxTextBytes));
+                continue;
+            }
+            for (QString &t : translation.texts)
+                if (t.isNull())
+                    t = english;
+            out.translations.push_back(std::move(translation));
+        }
+    }
+
+    void item(od::value value, int index)
+    {
+        bool ok = false;
+        od::object members = objectOf(value, ok);
+        ExternalListEntry entry;
+        QString status;
+        bool fits = true;
+        entry.info = std::make_shared<ExternalResourceInfo>();
+        ExternalResourceInfo &info = *entry.info;
+        if (ok) {
+            for (auto member : members) {
+                std::string_view key;
+                if (member.unescaped_key().get(key))
+                    throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+                od::value v = member.value();
+                if (key == "collectionId")
+                    fits = text(v, entry.collectionId, true) && fits;
+                else if (key == "uniqueId")
+                    fits = text(v, entry.uniqueId) && fits;
+                else if (key == "downloadUrl")
+                    fits = text(v, entry.downloadUrl) && fits;
+                else if (key == "remoteSize")
+                    entry.remoteSize = integer(v);
+                else if (key == "tag")
+                    fits = text(v, entry.tag) && fits;
+                else if (key == "description")
+                    fits = text(v, entry.description) && fits;
+                else if (key == "fileFormat")
+                    fits = text(v, entry.fileFormat, true) && fits;
+                else if (key == "author")
+                    fits = text(v, info.author, true) && fits;
+                else if (key == "source")
+                    fits = text(v, info.source, true) && fits;
+                else if (key == "licenseName")
+                    fits = text(v, info.licenseName, true) && fits;
+                else if (key == "licenseUrl")
+                    fits = text(v, info.licenseUrl, true) && fits;
+                else if (key == "commercialUse")
+                    info.commercialUse = boolean(v);
+                else if (key == "status")
+                    fits = text(v, status, true) && fits;
+                else if (key == "categories")
+                    fits = categories(v, entry.categories) && fits;
+                else if (key == "previewUrls")
+                    fits = previews(v, entry.previewUrls) && fits;
+            }
+        }
+        const Kind kind = kindOf(entry.collectionId);
+        const auto skip = [&](const QString &why) {
+            itemWarnings.append(QStringLiteral("External list item %1 (\"%2\") skipped: %3")
+                                    .arg(index)
+                                    .arg(quoted(entry.uniqueId), why));
+        };
+        if (!fits)
+            return skip(QStringLiteral("a text is longer than %1 bytes").arg(maxTextBytes));
+        if (kind == Kind::None) {
+            // Collections without a payload are skipped silently; a name that could reach outside
+            // the resources folder is worth a word.
+            if (!entry.collectionId.isEmpty() && !isSafePathComponent(entry.collectionId))
+                skip(QStringLiteral("its collection id cannot be a folder name"));
+            return;
+        }
+        if (!isSafePathComponent(entry.uniqueId))
+            return skip(QStringLiteral("its unique id cannot be a folder name"));
+        if (kind == Kind::Audio) {
+            if (hasControlCharacter(entry.tag))
+                return skip(QStringLiteral("its tag holds control characters"));
+            if (!entry.fileFormat.isEmpty() && !isSafePathComponent(entry.fileFormat))
+                return skip(QStringLiteral("its file format cannot be a file extension"));
+            if (!isSafePathComponent(cleanedAudioFileName(entry.tag, entry.fileFormat)))
+                return skip(QStringLiteral("its tag and file format make no file name"));
+        } else if (!isSafePathComponent(entry.tag + QStringLiteral(".json"))) {
+            return skip(QStringLiteral("its tag cannot be a file name"));
+        }
+        info.tag = entry.tag;
+        if (status == QLatin1String("free")) {
+            info.status = ExternalResourceStatus::Free;
+        } else {
+            if (status != QLatin1String("paid"))
+                itemWarnings.append(
+                    QStringLiteral("Invalid external audio status: %1").arg(quoted(status)));
+            info.status = ExternalResourceStatus::Paid;
+        }
+        out.items.push_back(std::move(entry));
+    }
+
+    bool categories(od::value value, QStringList &names)
+    {
+        od::json_type type;
+        od::array array;
+        if (value.type().get(type) || type != od::json_type::array || value.get_array().get(array))
+            return true;
+        bool fits = true;
+        for (auto element : array) {
+            od::value v;
+            if (element.get(v))
+                throw simdjson::simdjson_error(simdjson::TAPE_ERROR);
+            QString name;
+            fits = text(v, name, true) && fits;
+            if (!name.isEmpty() && !names.contains(name))
+                names.append(name);
+        }
+        return fits;
+    }
+
+    bool previews(od::value value, std::vector<std::pair<QString, QString>> &urls)
+    {
+        bool ok = false;
+        od::object members = objectOf(value, ok);
+        if (!ok)
+            return true;
+        bool fits = true;
+        for (auto member : members) {
+            std::string_view key;
+            if (member.unescaped_key().get(key))
+                throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+            if (key.size() > maxTextBytes)
+                fits = false;
+            QString kind = QString::fromUtf8(key.data(), static_cast<int>(key.size()));
+            QString url;
+            fits = text(member.value(), url) && fits;
+            urls.emplace_back(std::move(kind), std::move(url));
+        }
+        return fits;
+    }
+};
+
+} // namespace
+
+ExternalList parseExternalList(const QByteArray &bytes)
+{
+    ExternalList out;
+    simdjson::padded_string copy;
+    simdjson::padded_string_view view;
+    const auto size = static_cast<std::size_t>(bytes.size());
+    if (static_cast<std::size_t>(bytes.capacity()) >= size + simdjson::SIMDJSON_PADDING) {
+        view = simdjson::padded_string_view(bytes.constData(), size,
+                                            static_cast<std::size_t>(bytes.capacity()));
+    } else {
+        copy = simdjson::padded_string(bytes.constData(), size);
+        view = simdjson::padded_string_view(copy);
+    }
+    Reader reader(out);
+    try {
+        od::parser parser;
+        od::document document;
+        if (auto error = parser.iterate(view).get(document))
+            throw simdjson::simdjson_error(error);
+        od::object top;
+        if (auto error = document.get_object().get(top))
+            throw simdjson::simdjson_error(error);
+        for (auto member : top) {
+            std::string_view key;
+            if (auto error = member.unescaped_key().get(key))
+                throw simdjson::simdjson_error(error);
+            if (key == "translations") {
+                reader.translations(member.value());
+            } else if (key == "items") {
+                od::json_type type;
+                od::array items;
+                od::value v = member.value();
+                if (v.type().get(type) || type != od::json_type::array || v.get_array().get(items))
+                    continue;
+                int index = 0;
+                for (auto element : items) {
+                    od::value item;
+                    if (auto error = element.get(item))
+                        throw simdjson::simdjson_error(error);
+                    reader.item(item, index++);
+                }
+            }
+        }
+        const char *rest = nullptr;
+        if (document.current_location().get(rest) != simdjson::OUT_OF_BOUNDS)
+            throw simdjson::simdjson_error(simdjson::TRAILING_CONTENT);
+    } catch (const simdjson::simdjson_error &error) {
+        // All or nothing: a list broken half-way adds none of what came before the break.
+        ExternalList broken;
+        broken.warnings.append(QStringLiteral("External list is not valid JSON: %1")
+                                   .arg(QString::fromUtf8(simdjson::error_message(error.error()))));
+        return broken;
+    }
+    out.valid = true;
+    out.warnings += reader.itemWarnings;
+    return out;
+}
+
+QString cleanedAudioFileName(const QString &tag, const QString &fileFormat)
+{
+    QString name;
+    name.reserve(tag.size() + fileFormat.size() + 1);
+    for (const QChar c : tag) {
+        const char16_t u = c.unicode();
+        const bool keep = (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z')
+            || (u >= u'0' && u <= u'9') || u == u' ' || (u >= u'\t' && u <= u'\r');
+        if (keep)
+            name += c;
+    }
+    name += QLatin1Char('.');
+    name += fileFormat;
+    return name;
+}
+
+QString externalItemFilePath(const ExternalListEntry &entry, const QString &root)
+{
+    const Kind kind = kindOf(entry.collectionId);
+    if (kind == Kind::None)
+        return {};
+    const QStringList folder { root, entry.collectionId, entry.uniqueId };
+    if (kind == Kind::Audio)
+        return FS::joinPath(folder
+                            + QStringList { cleanedAudioFileName(entry.tag, entry.fileFormat) });
+    return FS::joinPath(folder + QStringList { entry.tag }, QStringLiteral("json"));
+}
+
+bool isSafePathComponent(const QString &text)
+{
+    if (text.isEmpty() || text.contains(QLatin1String(".."))
+        || text.toUtf8().size() > maxPathComponentBytes)
+        return false;
+    for (const QChar c : text) {
+        const char16_t u = c.unicode();
+        if (u < 0x20 || u == 0x7f || u == u'/' || u == u'\\' || u == u':')
+            return false;
+    }
+    return text != QLatin1String(".");
+}
+
+} // namespace EditorCollection

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "applogicexport.h"
+
+#include "collection/externalresourceinfo.h"
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <array>
+#include <memory>
+#include <utility>
+#include <vector>
+
+// The external audio and effects lists: what a downloaded list file says, read by one pure
+// function from bytes, so the controller, the tests and the fuzzers read it the same way. Nothing
+// here touches the disk or the collection.
+namespace EditorCollection {
+
+// The fourteen interface locales, in the order translations are registered.
+inline constexpr std::size_t externalListLocaleCount = 14;
+
+struct ExternalListTranslation {
+    QString key;
+    // One text per supported locale, in their fixed order; a locale the list leaves out has the
+    // "en_US" text.
+    std::array<QString, externalListLocaleCount> texts;
+};
+
+struct ExternalListEntry {
+    QString collectionId;
+    QString uniqueId;
+    QString downloadUrl;
+    int remoteSize = 0;
+    QString tag;
+    QString description;
+    QString fileFormat;
+    // tag, author, source, licence, status and commercial use, as the item will carry them.
+    std::shared_ptr<ExternalResourceInfo> info;
+    QStringList categories;
+    std::vector<std::pair<QString, QString>> previewUrls;
+};
+
+struct ExternalList {
+    // False when the bytes are no JSON object: the list then adds nothing.
+    bool valid = false;
+    std::vector<ExternalListTranslation> translations;
+    // Entries of the collections that carry a payload, in list order; the rest are left out.
+    std::vector<ExternalListEntry> items;
+    // One line per translation or entry left out or read with a fallback, in list order
+    // (translations first), worded for the log.
+    QStringList warnings;
+};
+
+// Reads a list. Never throws; whatever it cannot use is left out with a warning. `bytes` should
+// have at least externalListPadding bytes of capacity beyond its size (FS::readRegularFile with
+// that padding gives it), else the parser copies them once.
+APPLOGIC_EXPORT ExternalList parseExternalList(const QByteArray &bytes);
+inline constexpr int externalListPadding = 64;
+
+// The file name an audio entry is saved under: the tag with every run of characters other than
+// ASCII letters, digits and white space removed, then "." and the file format.
+APPLOGIC_EXPORT QString cleanedAudioFileName(const QString &tag, const QString &fileFormat);
+
+// Where an entry's file is kept under `root`: root/collection/uniqueId/tag.json for shaders,
+// root/collection/uniqueId/(cleaned tag).(format) for audio; empty for other collections.
+APPLOGIC_EXPORT QString externalItemFilePath(const ExternalListEntry &entry, const QString &root);
+
+// Whether a text taken from a list can be one component of a path under the resources folder:
+// not empty, at most 255 bytes, no "..", no separator or drive colon, no control character.
+APPLOGIC_EXPORT bool isSafePathComponent(const QString &text);
+
+} // namespace EditorCollection
