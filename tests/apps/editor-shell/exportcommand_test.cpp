@@ -16,10 +16,14 @@ protected:
     static void SetUpTestSuite()
     {
         folder = new QTemporaryDir;
-        const auto run = TestSupport::runShell(
-            QStringLiteral(EDITOR_SHELL), folder->filePath(QStringLiteral("data")),
-            { QStringLiteral("--yes"), QStringLiteral("import"), QStringLiteral(EDITOR_SAMPLES),
-              QStringLiteral("--project"), project() });
+        // The sample media by name: the folder holds other bundled content too.
+        QStringList arguments { QStringLiteral("--yes"), QStringLiteral("import") };
+        for (const char *name : { "beach walk.mp4", "chime.mp3", "colour bars.jpg",
+                                  "sunset hdr.mkv", "title card.png", "zoom.webm" })
+            arguments << QStringLiteral(EDITOR_SAMPLES "/") + QLatin1String(name);
+        arguments << QStringLiteral("--project") << project();
+        const auto run = TestSupport::runShell(QStringLiteral(EDITOR_SHELL),
+                                               folder->filePath(QStringLiteral("data")), arguments);
         ASSERT_EQ(run.exitCode, 0) << qPrintable(run.err);
     }
     static void TearDownTestSuite() { delete folder; }
