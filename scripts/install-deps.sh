@@ -23,6 +23,8 @@ packages=(
   # the download benchmark's alternative (the tool a user would reach for)
   curl
   portaudio19-dev libsndfile1-dev
+  # the export engine: the timeline as a filter graph, pictures scaled
+  libavfilter-dev libswscale-dev
   # the external lists' reader (on-demand JSON parsing without a document tree)
   libsimdjson-dev
 )

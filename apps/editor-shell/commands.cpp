@@ -8,6 +8,7 @@ Command collectionCommand();
 Command cutCommand();
 Command configCommand();
 Command eventsCommand();
+Command exportCommand();
 Command importCommand();
 Command linksCommand();
 Command prefsCommand();
@@ -23,7 +24,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
-        recordCommand(), collectionCommand(),
+        recordCommand(), collectionCommand(), exportCommand(),
     };
     return all;
 }

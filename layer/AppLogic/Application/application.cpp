@@ -19,6 +19,7 @@
 #include "collection/collection.h"
 #include "dialogs/dialog.h"
 #include "dialogs/progress.h"
+#include "exportengine/exportengine.h"
 #include "filestorage/ifilestoragecontroller.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
@@ -68,6 +69,8 @@ public:
     std::unique_ptr<EditorCollection::ExternalResourcesController> externalResources;
     // Reads its cache now and marks the items the lists add once started.
     std::unique_ptr<EditorCollection::FeaturedController> featured;
+    // After the statistics, which watch its exports.
+    std::unique_ptr<Export::Engine> exportEngine;
     std::unique_ptr<Project::Object> project;
 };
 
@@ -137,10 +140,13 @@ void Application::Impl::build()
                            &EditorCollection::CatalogueProtocol::catalogueListRetrieved);
         profiler.mark("collection");
     }
+    exportEngine = std::make_unique<Export::Engine>();
 }
 
 void Application::Impl::tearDown()
 {
+    // An export under way is cancelled, and the statistics hear of it before they go.
+    exportEngine.reset();
     if (catalogue) {
         featured.reset();
         externalResources.reset();
@@ -217,6 +223,11 @@ void Application::setProject(std::unique_ptr<Project::Object> project)
     if (project)
         d->project = std::move(project);
     FileAnalyzer::setTimeline(&d->project->timeline());
+}
+
+Export::Engine &Application::exportEngine() const
+{
+    return *d->exportEngine;
 }
 
 EditorCollection::CatalogueProtocol *Application::catalogue() const

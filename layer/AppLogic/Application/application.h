@@ -15,6 +15,9 @@ class CatalogueProtocol;
 namespace Dialog {
 class IDialogs;
 }
+namespace Export {
+class Engine;
+}
 namespace Project {
 class Object;
 }
@@ -83,6 +86,9 @@ public:
     // its timeline.
     Project::Object &project() const;
     void setProject(std::unique_ptr<Project::Object> project);
+
+    // Renders projects to video files; its exports reach the statistics.
+    Export::Engine &exportEngine() const;
 
     // The collection controllers' start signal; null without Service::Collection. The application
     // raises it once when the event loop first runs, that is once the editor has settled.

@@ -1,0 +1,239 @@
+// The export engine beside the ffmpeg command line doing the same work: a 60 s project of six
+// clips (1080p and 360p, 30 and 25 fps, with sound) concatenated, scaled and padded to 1280x720 at
+// 30 fps, encoded with x264's ultrafast preset and AAC into MP4. Each export runs in a child
+// process of its own (this program, or ffmpeg), so the wall time and the peak resident size
+// (wait4's ru_maxrss) of both are measured the same way; rounds alternate, medians compared.
+
+#include "exportengine/exportengine.h"
+
+#include "mediasamples.h"
+
+#include "media/mediaprobe.h"
+#include "timeline/timeline.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+extern char **environ;
+
+namespace {
+
+struct ClipSpec {
+    const char *size;
+    const char *rate;
+};
+// Ten seconds each, sixty in all.
+const ClipSpec clipSpecs[] = { { "1920x1080", "30" }, { "640x360", "25" },   { "1920x1080", "30" },
+                               { "640x360", "25" },   { "1920x1080", "30" }, { "640x360", "25" } };
+
+QString folder;
+
+QStringList clips()
+{
+    QStringList paths;
+    for (std::size_t i = 0; i < std::size(clipSpecs); ++i)
+        paths << QStringLiteral("%1/clip%2.mp4").arg(folder).arg(i);
+    return paths;
+}
+
+void makeClips()
+{
+    const QStringList paths = clips();
+    for (std::size_t i = 0; i < std::size(clipSpecs); ++i) {
+        TestSupport::MediaSamples::runFfmpeg(
+            { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+              QStringLiteral("testsrc2=size=%1:rate=%2:duration=10")
+                  .arg(QLatin1String(clipSpecs[i].size), QLatin1String(clipSpecs[i].rate)),
+              QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+              QStringLiteral("sine=frequency=%1:sample_rate=44100:duration=10").arg(300 + 100 * i),
+              QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
+              QStringLiteral("veryfast"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
+              QStringLiteral("-c:a"), QStringLiteral("aac"), paths[static_cast<int>(i)] });
+    }
+}
+
+// The engine's export, in this (child) process.
+int exportInProcess(const QString &out)
+{
+    Timeline::Model timeline;
+    timeline.addTrack(Timeline::TrackType::Video);
+    MTime at;
+    for (const QString &path : clips()) {
+        auto clip = std::make_unique<Timeline::Clip>(
+            Timeline::ClipKind::Clip, std::make_shared<Media::File>(Media::probe(path)));
+        clip->setPosition(at);
+        clip->setDuration(MTime::fromSec(10));
+        at = at + MTime::fromSec(10);
+        timeline.placeClip(0, std::move(clip));
+    }
+    Export::ExportPreset preset;
+    preset.id = QStringLiteral("bench_720p_ultrafast");
+    preset.outputFormat = QStringLiteral("mp4");
+    preset.videoCodec = QStringLiteral("h264");
+    preset.audioCodec = QStringLiteral("aac");
+    preset.frameSize = QSize(1280, 720);
+    preset.frameRate = { 30, 1 };
+    preset.speed = Export::EncodingSpeed::Ultrafast; // x264's default quality (CRF 23), as the CLI
+    preset.sampleRate = 48000;
+    preset.channelLayout = 3;
+
+    struct Done : Export::ExportStateWatcher {
+        void exportStarted(const Export::ExportState &) override { }
+        void exportFinished(const Export::ExportState &) override { QCoreApplication::exit(0); }
+        void exportCancelled(const Export::ExportState &) override { QCoreApplication::exit(1); }
+        void exportFailed(const Export::ExportState &, const Export::ExportErrorDesc &e) override
+        {
+            std::fprintf(stderr, "%s\n", qPrintable(e.info));
+            QCoreApplication::exit(1);
+        }
+    } done;
+    Export::Engine engine;
+    engine.start(timeline, preset, {}, out);
+    return QCoreApplication::exec();
+}
+
+// The same export with the command line: the filter graph a user would write for it.
+QStringList ffmpegArguments(const QString &out)
+{
+    QStringList args { QStringLiteral("ffmpeg"), QStringLiteral("-y"), QStringLiteral("-v"),
+                       QStringLiteral("error") };
+    QString graph;
+    QString inputs;
+    const QStringList paths = clips();
+    for (int i = 0; i < paths.size(); ++i) {
+        args << QStringLiteral("-i") << paths[i];
+        graph += QStringLiteral("[%1:v]fps=30,scale=1280:720:force_original_aspect_ratio=decrease,"
+                                "pad=1280:720:(ow-iw)/2:(oh-ih)/2,setsar=1,format=yuv420p[v%1];"
+                                "[%1:a]aresample=48000,aformat=channel_layouts=stereo[a%1];")
+                     .arg(i);
+        inputs += QStringLiteral("[v%1][a%1]").arg(i);
+    }
+    graph += inputs + QStringLiteral("concat=n=%1:v=1:a=1[v][a]").arg(paths.size());
+    args << QStringLiteral("-filter_complex") << graph << QStringLiteral("-map")
+         << QStringLiteral("[v]") << QStringLiteral("-map") << QStringLiteral("[a]")
+         << QStringLiteral("-c:v") << QStringLiteral("libx264") << QStringLiteral("-preset")
+         << QStringLiteral("ultrafast") << QStringLiteral("-c:a") << QStringLiteral("aac")
+         << QStringLiteral("-b:a") << QStringLiteral("192k") << out;
+    return args;
+}
+
+struct ChildCost {
+    double peakMB = -1; // -1: the child failed
+    double cpuSeconds = 0;
+};
+
+// Runs `args` as a child and waits for it.
+ChildCost runChild(const QStringList &args)
+{
+    std::vector<QByteArray> bytes;
+    for (const QString &a : args)
+        bytes.push_back(a.toLocal8Bit());
+    std::vector<char *> argv;
+    for (QByteArray &b : bytes)
+        argv.push_back(b.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
+        return {};
+    int status = 0;
+    rusage usage {};
+    if (::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return {};
+    auto seconds = [](const timeval &t) { return t.tv_sec + t.tv_usec / 1e6; };
+    return { static_cast<double>(usage.ru_maxrss) / 1024.0,
+             seconds(usage.ru_utime) + seconds(usage.ru_stime) };
+}
+
+QString self;
+
+double median(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0 : v[v.size() / 2];
+}
+
+// Both exports in each round, one after the other: the machine's load changes over a run, and
+// both sides see the same.
+void BM_Export_EngineVsCommandLine(benchmark::State &state)
+{
+    const QString engineOut = folder + QStringLiteral("/engine.mp4");
+    const QString cliOut = folder + QStringLiteral("/cli.mp4");
+    std::vector<double> engineTimes;
+    std::vector<double> cliTimes;
+    std::vector<double> engineCpu;
+    std::vector<double> cliCpu;
+    double enginePeak = 0;
+    double cliPeak = 0;
+    for (auto _ : state) {
+        for (int round = 0; round < state.range(0); ++round) {
+            QElapsedTimer clock;
+            clock.start();
+            const ChildCost e
+                = runChild({ self, QStringLiteral("--export-child"), folder, engineOut });
+            engineTimes.push_back(static_cast<double>(clock.nsecsElapsed()) / 1e9);
+            clock.start();
+            const ChildCost c = runChild(ffmpegArguments(cliOut));
+            cliTimes.push_back(static_cast<double>(clock.nsecsElapsed()) / 1e9);
+            if (e.peakMB < 0 || c.peakMB < 0) {
+                state.SkipWithError("an export failed");
+                return;
+            }
+            engineCpu.push_back(e.cpuSeconds);
+            cliCpu.push_back(c.cpuSeconds);
+            enginePeak = std::max(enginePeak, e.peakMB);
+            cliPeak = std::max(cliPeak, c.peakMB);
+        }
+    }
+    state.counters["engine_s"] = median(engineTimes);
+    state.counters["cli_s"] = median(cliTimes);
+    state.counters["ratio"] = median(engineTimes) / median(cliTimes);
+    state.counters["engine_cpu_s"] = median(engineCpu);
+    state.counters["cli_cpu_s"] = median(cliCpu);
+    state.counters["engine_peak_MB"] = enginePeak;
+    state.counters["cli_peak_MB"] = cliPeak;
+    state.counters["engine_out_MB"] = static_cast<double>(QFileInfo(engineOut).size()) / (1 << 20);
+    state.counters["cli_out_MB"] = static_cast<double>(QFileInfo(cliOut).size()) / (1 << 20);
+}
+
+BENCHMARK(BM_Export_EngineVsCommandLine)
+    ->ArgName("rounds")
+    ->Arg(3)
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime();
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 4 && std::strcmp(argv[1], "--export-child") == 0) {
+        folder = QString::fromLocal8Bit(argv[2]);
+        return exportInProcess(QString::fromLocal8Bit(argv[3]));
+    }
+    self = QCoreApplication::applicationFilePath();
+    benchmark::Initialize(&argc, argv);
+    QTemporaryDir dir;
+    folder = qEnvironmentVariableIsSet("EXPORT_BENCH_CLIPS")
+        ? qEnvironmentVariable("EXPORT_BENCH_CLIPS")
+        : dir.path();
+    if (!QFileInfo::exists(clips().last()))
+        makeClips();
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

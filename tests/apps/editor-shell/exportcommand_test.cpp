@@ -1,0 +1,130 @@
+// The export command on a project made with import: the census, the engine's events through the
+// real tracker, the file read back, and Ctrl+C as a cancel.
+
+#include "shellrun.h"
+
+#include <QTemporaryDir>
+
+#include <csignal>
+
+namespace {
+
+using TestSupport::eventNames;
+
+class ExportCommand : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        folder = new QTemporaryDir;
+        // The sample media by name: the folder holds other bundled content too.
+        QStringList arguments { QStringLiteral("--yes"), QStringLiteral("import") };
+        for (const char *name : { "beach walk.mp4", "chime.mp3", "colour bars.jpg",
+                                  "sunset hdr.mkv", "title card.png", "zoom.webm" })
+            arguments << QStringLiteral(EDITOR_SAMPLES "/") + QLatin1String(name);
+        arguments << QStringLiteral("--project") << project();
+        const auto run = TestSupport::runShell(QStringLiteral(EDITOR_SHELL),
+                                               folder->filePath(QStringLiteral("data")), arguments);
+        ASSERT_EQ(run.exitCode, 0) << qPrintable(run.err);
+    }
+    static void TearDownTestSuite() { delete folder; }
+    static QString project() { return folder->filePath(QStringLiteral("demo.edproj")); }
+
+    QStringList withEvents(const QStringList &arguments) const
+    {
+        return QStringList { QStringLiteral("--events-out"), events } + arguments;
+    }
+    QJsonObject param(const char *event) const
+    {
+        for (const QJsonObject &e : TestSupport::jsonLinesOf(events))
+            if (e.value(QStringLiteral("event")).toString() == QLatin1String(event))
+                return e.value(QStringLiteral("params")).toObject();
+        return {};
+    }
+
+    static QTemporaryDir *folder;
+    QTemporaryDir data;
+    QString events = data.filePath(QStringLiteral("events.jsonl"));
+    QString output = data.filePath(QStringLiteral("out.mp4"));
+};
+QTemporaryDir *ExportCommand::folder = nullptr;
+
+struct ExportCase {
+    const char *name;
+    QStringList extra;
+    double duration;
+    const char *partial;
+};
+
+void PrintTo(const ExportCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class ExportRuns
+    : public ExportCommand
+    , public ::testing::WithParamInterface<ExportCase> { };
+
+TEST_P(ExportRuns, census_then_a_file_of_the_ranges_length)
+{
+    const auto run = TestSupport::runShell(
+        QStringLiteral(EDITOR_SHELL), data.path(),
+        withEvents(QStringList { QStringLiteral("export"), project(), output,
+                                 QStringLiteral("--preset"), QStringLiteral("mp4_draft_480p"),
+                                 QStringLiteral("--json") }
+                   + GetParam().extra));
+    ASSERT_EQ(run.exitCode, 0) << qPrintable(run.err);
+    const QJsonObject result = QJsonDocument::fromJson(run.out.toUtf8()).object();
+    EXPECT_EQ(result.value(QStringLiteral("state")).toString(), QStringLiteral("finished"));
+    EXPECT_NEAR(result.value(QStringLiteral("duration")).toDouble(), GetParam().duration, 1 / 30.0);
+    EXPECT_EQ(result.value(QStringLiteral("video_codec")).toString(), QStringLiteral("h264"));
+    EXPECT_EQ(result.value(QStringLiteral("audio_codec")).toString(), QStringLiteral("aac"));
+    EXPECT_EQ(result.value(QStringLiteral("width")).toInt(), 854);
+    EXPECT_EQ(result.value(QStringLiteral("size")).toDouble(), QFileInfo(output).size());
+
+    const QStringList names = eventNames(TestSupport::jsonLinesOf(events));
+    EXPECT_LT(names.indexOf(QStringLiteral("EXPORT_CLICKED")),
+              names.indexOf(QStringLiteral("EXPORT_STARTED")));
+    EXPECT_EQ(param("EXPORT_CLICKED").value(QStringLiteral("EXPORT_PART_DURATION")).toString(),
+              QLatin1String(GetParam().partial));
+    EXPECT_EQ(param("EXPORT_STARTED").value(QStringLiteral("PRESET_ID")).toString(),
+              QStringLiteral("mp4_draft_480p"));
+    EXPECT_EQ(param("EXPORT_FINISHED").value(QStringLiteral("ABORTED")).toString(),
+              QStringLiteral("false"));
+}
+
+INSTANTIATE_TEST_SUITE_P(ExportCommand,
+                         ExportRuns,
+                         ::testing::Values(ExportCase { "whole_timeline", {}, 17.063, "" },
+                                           ExportCase { "partial_range",
+                                                        { QStringLiteral("--range"),
+                                                          QStringLiteral("1.5"),
+                                                          QStringLiteral("4") },
+                                                        2.5,
+                                                        "2.5" }),
+                         [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(ExportCommand, ctrl_c_cancels_and_leaves_no_file)
+{
+    QProcess shell;
+    shell.start(QStringLiteral(EDITOR_SHELL),
+                withEvents({ QStringLiteral("--data-dir"), data.filePath(QStringLiteral("d")),
+                             QStringLiteral("export"), project(), output,
+                             QStringLiteral("--preset"), QStringLiteral("mp4_h264_4k_vbr") }));
+    shell.closeWriteChannel();
+    shell.setReadChannel(QProcess::StandardError);
+    QByteArray err;
+    while (!err.contains("Exporting") && shell.waitForReadyRead(60000))
+        err += shell.readAllStandardError();
+    ASSERT_TRUE(err.contains("Exporting")) << err.constData();
+    ::kill(static_cast<pid_t>(shell.processId()), SIGINT);
+    ASSERT_TRUE(shell.waitForFinished(60000));
+    EXPECT_EQ(shell.exitCode(), 130) << shell.readAllStandardError().constData();
+    EXPECT_TRUE(shell.readAllStandardOutput().contains("cancelled"));
+    EXPECT_FALSE(QFileInfo::exists(output));
+    EXPECT_EQ(QDir(data.path()).entryList(QDir::Files | QDir::Hidden),
+              QStringList { QStringLiteral("events.jsonl") });
+    EXPECT_EQ(param("EXPORT_FINISHED").value(QStringLiteral("ABORTED")).toString(),
+              QStringLiteral("true"));
+}
+
+} // namespace

@@ -1,0 +1,398 @@
+#include "exportengine/exportengine.h"
+#include "exportengine/renderplan.h"
+
+#include "Statistics/controller.h"
+
+#include "eventwait.h"
+#include "mediasamples.h"
+#include "recordingeventsink.h"
+#include "smalltmpfs.h"
+#include "tempdatafolder.h"
+
+#include "media/mediaprobe.h"
+#include "timeline/timeline.h"
+#include "tracking/generalvanteltracker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+
+#include <functional>
+#include <optional>
+
+namespace {
+
+using Timeline::Model;
+using Timeline::TrackType;
+
+const QString clipPath = QStringLiteral("h264_aac.mp4");
+
+const TestSupport::MediaSamples &samples()
+{
+    static const TestSupport::MediaSamples s({ QStringLiteral("h264_aac.mp4"),
+                                               QStringLiteral("still.png"),
+                                               QStringLiteral("tone.wav") });
+    return s;
+}
+
+std::shared_ptr<Media::File> media(const QString &path)
+{
+    return std::make_shared<Media::File>(Media::probe(path));
+}
+
+// Puts `file` on a track at `at` seconds for `length` seconds.
+Timeline::Clip &put(Model &timeline, int track, const QString &path, double at, double length)
+{
+    auto clip = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Clip, media(path));
+    clip->setPosition(MTime::fromSec(at));
+    clip->setDuration(MTime::fromSec(length));
+    return timeline.placeClip(track, std::move(clip));
+}
+
+// A small, quick preset: the tests check what the engine does, not what x264 can do.
+Export::ExportPreset
+smallPreset(const char *format = "mp4", const char *video = "h264", const char *audio = "aac")
+{
+    Export::ExportPreset p;
+    p.id = QStringLiteral("test_%1").arg(QLatin1String(video));
+    p.currentTag = QStringLiteral("format_%1").arg(QLatin1String(format));
+    p.outputFormat = QLatin1String(format);
+    p.videoCodec = QLatin1String(video);
+    p.audioCodec = QLatin1String(audio);
+    p.frameSize = QSize(160, 90);
+    p.frameRate = { 25, 1 };
+    p.bitrateMode = Export::BitrateMode::Cbr;
+    p.videoBitRate = 300'000;
+    p.speed = Export::EncodingSpeed::Ultrafast;
+    p.sampleRate = 48000;
+    p.channelLayout = 3;
+    return p;
+}
+
+// The mean brightness (0-255) of the picture at `seconds`, decoded by the ffmpeg tool.
+double brightnessAt(const QString &path, double seconds)
+{
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-ss"),
+                   QString::number(seconds), QStringLiteral("-i"), path,
+                   QStringLiteral("-frames:v"), QStringLiteral("1"), QStringLiteral("-f"),
+                   QStringLiteral("rawvideo"), QStringLiteral("-pix_fmt"), QStringLiteral("gray"),
+                   QStringLiteral("-") });
+    ffmpeg.waitForFinished(60000);
+    const QByteArray pixels = ffmpeg.readAllStandardOutput();
+    double sum = 0;
+    for (const char c : pixels)
+        sum += static_cast<unsigned char>(c);
+    return pixels.isEmpty() ? -1 : sum / pixels.size();
+}
+
+// The engine with the statistics watching it on a real tracker, as in the editor.
+class ExportEngineTest : public ::testing::Test {
+public:
+    ExportEngineTest() { tracker->addSink(sink); }
+
+    // Runs one export to its end; returns the event that ended it.
+    const Vantel::Tracking::TrackedEvent *exportTo(const QString &path,
+                                                   const Export::ExportPreset &preset,
+                                                   Export::ExportRange range = {})
+    {
+        timeline.addTrack(TrackType::Title); // nothing on it: nothing left out
+        EXPECT_TRUE(engine.start(timeline, preset, range, path));
+        EXPECT_TRUE(TestSupport::waitUntil([&] { return !engine.isRunning(); }, 120000));
+        return sink->events.empty() ? nullptr : &sink->events.back();
+    }
+
+    TestSupport::TempDataFolder data;
+    boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker {
+        new Vantel::Tracking::GeneralVantelTracker("sid")
+    };
+    std::shared_ptr<TestSupport::RecordingEventSink> sink
+        = std::make_shared<TestSupport::RecordingEventSink>();
+    Statistics::Controller controller { tracker };
+    Model timeline;
+    QTemporaryDir out;
+    Export::Engine engine;
+};
+
+struct RenderCase {
+    const char *name;
+    std::function<void(Model &)> build;
+    Export::ExportPreset preset;
+    Export::ExportRange range;
+    double duration; // seconds
+    const char *videoCodec;
+    const char *audioCodec;
+    double blackAt; // a time whose picture is a gap; negative for none
+};
+
+void PrintTo(const RenderCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class Renders
+    : public ExportEngineTest
+    , public ::testing::WithParamInterface<RenderCase> { };
+
+TEST_P(Renders, file_has_the_timelines_length_size_rate_and_sound)
+{
+    const RenderCase &c = GetParam();
+    timeline.addTrack(TrackType::Video);
+    timeline.addTrack(TrackType::Audio);
+    c.build(timeline);
+    const QString path = out.filePath(QStringLiteral("out.") + c.preset.outputFormat);
+    const auto *end = exportTo(path, c.preset, c.range);
+    ASSERT_NE(end, nullptr);
+    EXPECT_EQ(end->name, "EXPORT_FINISHED");
+    EXPECT_EQ(end->params.at("ABORTED"), "false");
+
+    const Media::File file = Media::probe(path);
+    ASSERT_TRUE(file.isOpened()) << file.error.toStdString();
+    EXPECT_NEAR(file.duration.toSecF(), c.duration, 1.0 / 25 + 0.001);
+    ASSERT_TRUE(file.hasVideo());
+    EXPECT_EQ(file.videoTracks[0].codecName, QLatin1String(c.videoCodec));
+    EXPECT_EQ(file.videoTracks[0].frameSize, QSize(160, 90));
+    EXPECT_EQ(file.videoTracks[0].frameRate, boost::rational<int>(25, 1));
+    ASSERT_TRUE(file.hasAudio());
+    EXPECT_EQ(file.audioTracks[0].codecName, QLatin1String(c.audioCodec));
+    EXPECT_EQ(file.audioTracks[0].sampleRate, 48000);
+    EXPECT_EQ(QDir(out.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    if (c.blackAt >= 0) {
+        EXPECT_LT(brightnessAt(path, c.blackAt), 20) << "the gap is not black";
+        EXPECT_GT(brightnessAt(path, 0.2), 40) << "the clip is not drawn";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ExportEngine,
+    Renders,
+    ::testing::Values(
+        RenderCase { "clip_gap_still_and_music",
+                     [](Model &t) {
+                         put(t, 0, samples().path(clipPath), 0, 1);
+                         put(t, 0, samples().path(QStringLiteral("still.png")), 2, 1);
+                         put(t, 1, samples().path(QStringLiteral("tone.wav")), 0.5, 1);
+                     },
+                     smallPreset(),
+                     {},
+                     3.0,
+                     "h264",
+                     "aac",
+                     1.5 },
+        RenderCase { "still_images_only",
+                     [](Model &t) {
+                         put(t, 0, samples().path(QStringLiteral("still.png")), 0, 2);
+                         Timeline::Clip &c
+                             = put(t, 0, samples().path(QStringLiteral("still.png")), 2, 1.5);
+                         c.setFadeOut(MTime::fromMSec(500));
+                     },
+                     smallPreset(),
+                     {},
+                     3.5,
+                     "h264",
+                     "aac",
+                     -1 },
+        RenderCase { "partial_range_of_a_slowed_clip",
+                     [](Model &t) {
+                         put(t, 0, samples().path(clipPath), 0, 1);
+                         t.setClipSpeed(t.track(0).clip(0).id(), 0.5, true);
+                     },
+                     smallPreset(),
+                     Export::ExportRange::partial(MTime::fromSec(0.5), MTime::fromSec(1.7)), 1.2,
+                     "h264", "aac", -1 },
+        RenderCase { "webm_vp9_opus_vbr_two_pass",
+                     [](Model &t) { put(t, 0, samples().path(clipPath), 0, 1); },
+                     [] {
+                         Export::ExportPreset p = smallPreset("webm", "vp9", "opus");
+                         p.bitrateMode = Export::BitrateMode::Vbr;
+                         p.vbrQuality = 40;
+                         p.twoPass = true;
+                         return p;
+                     }(),
+                     {},
+                     1.0,
+                     "vp9",
+                     "opus",
+                     -1 }),
+    [](const auto &info) { return std::string(info.param.name); });
+
+// A read-only file system: permissions do not stop root, a read-only mount does.
+struct ReadOnlyMount {
+    QTemporaryDir dir;
+    bool mounted
+        = ::mount("tmpfs", QFile::encodeName(dir.path()).constData(), "tmpfs", MS_RDONLY, "size=1m")
+        == 0;
+    ~ReadOnlyMount()
+    {
+        if (mounted)
+            ::umount2(QFile::encodeName(dir.path()).constData(), MNT_DETACH);
+    }
+};
+
+class Fails;
+
+struct FailCase {
+    const char *name;
+    // Prepares the project, the preset and the folder to write in; an empty folder skips.
+    std::function<QString(Fails &, Export::ExportPreset &)> setUp;
+    const char *reason;
+    bool oldFile = true; // a file stands at the path before the export
+};
+
+void PrintTo(const FailCase &c, std::ostream *os)
+{
+    *os << c.name;
+}
+
+class Fails
+    : public ExportEngineTest
+    , public ::testing::WithParamInterface<FailCase> {
+public:
+    // A copy of the sample clip on the timeline at 2 s, for the case to spoil.
+    QString placedCopy()
+    {
+        const QString copy = out.filePath(QStringLiteral("source.mp4"));
+        QFile::copy(samples().path(clipPath), copy);
+        put(timeline, 0, copy, 2, 1);
+        return copy;
+    }
+
+    std::optional<ReadOnlyMount> readOnly;
+    std::optional<TestSupport::SmallTmpfs> tmpfs;
+};
+
+TEST_P(Fails, with_a_reason_and_the_old_file_kept)
+{
+    timeline.addTrack(TrackType::Video);
+    put(timeline, 0, samples().path(clipPath), 0, 1);
+    Export::ExportPreset preset = smallPreset();
+    const QString folder = GetParam().setUp(*this, preset);
+    if (folder.isEmpty())
+        GTEST_SKIP() << "cannot mount a small or read-only file system here";
+    const QString path = QDir(folder).filePath(QStringLiteral("video.mp4"));
+    QFile old(path);
+    if (GetParam().oldFile) {
+        ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+        old.write("the video that was there");
+        old.close();
+    }
+    if (tmpfs)
+        tmpfs->fill();
+    const QStringList before = QDir(folder).entryList(QDir::Files | QDir::Hidden);
+
+    const auto *end = exportTo(path, preset);
+    ASSERT_NE(end, nullptr);
+    EXPECT_EQ(end->name, "EXPORT_FAILED");
+    EXPECT_EQ(end->params.at("REASON"), GetParam().reason);
+    EXPECT_FALSE(end->params.at("ERROR_INFO").empty());
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden), before) << "a partial file";
+    if (GetParam().oldFile) {
+        ASSERT_TRUE(old.open(QIODevice::ReadOnly));
+        EXPECT_EQ(old.readAll(), "the video that was there");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ExportEngine,
+    Fails,
+    ::testing::Values(FailCase { "unwritable_folder",
+                                 [](Fails &t, Export::ExportPreset &) {
+                                     t.readOnly.emplace();
+                                     return t.readOnly->mounted ? t.readOnly->dir.path()
+                                                                : QString();
+                                 },
+                                 "Output folder not writable", false },
+                      FailCase { "disk_full",
+                                 [](Fails &t, Export::ExportPreset &) {
+                                     t.tmpfs.emplace(256 * 1024);
+                                     return t.tmpfs->mounted() ? t.tmpfs->path() : QString();
+                                 },
+                                 "Disk full" },
+                      FailCase { "unknown_codec",
+                                 [](Fails &t, Export::ExportPreset &p) {
+                                     p.videoCodec = QStringLiteral("nosuchcodec");
+                                     return t.out.path();
+                                 },
+                                 "Unknown codec" },
+                      FailCase { "source_deleted_after_import",
+                                 [](Fails &t, Export::ExportPreset &) {
+                                     QFile::remove(t.placedCopy());
+                                     return t.out.path();
+                                 },
+                                 "Source file missing" },
+                      FailCase { "source_damaged_after_import",
+                                 [](Fails &t, Export::ExportPreset &) {
+                                     QFile f(t.placedCopy());
+                                     EXPECT_TRUE(
+                                         f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+                                     f.write(QByteArray(4096, '\x7f'));
+                                     return t.out.path();
+                                 },
+                                 "Source file damaged" }),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(ExportEngineTest, cancel_half_way_keeps_the_old_file_and_reports_aborted)
+{
+    timeline.addTrack(TrackType::Video);
+    put(timeline, 0, samples().path(QStringLiteral("still.png")), 0, 60);
+    Export::ExportPreset preset = smallPreset();
+    preset.frameSize = QSize(1280, 720);
+    preset.speed = Export::EncodingSpeed::Slow;
+    const QString path = out.filePath(QStringLiteral("video.mp4"));
+    QFile old(path);
+    ASSERT_TRUE(old.open(QIODevice::WriteOnly));
+    old.write("old");
+    old.close();
+    double seenAtCancel = 0;
+    engine.setProgressHandler([&](const Export::ExportProgress &p) {
+        if (p.fraction > 0 && seenAtCancel == 0) {
+            seenAtCancel = p.fraction;
+            engine.cancel();
+        }
+    });
+
+    const auto *end = exportTo(path, preset);
+    ASSERT_NE(end, nullptr);
+    EXPECT_EQ(end->name, "EXPORT_FINISHED");
+    EXPECT_EQ(end->params.at("ABORTED"), "true");
+    EXPECT_LT(seenAtCancel, 1.0);
+    EXPECT_EQ(QDir(out.path()).entryList(QDir::Files | QDir::Hidden), QStringList { "video.mp4" });
+    ASSERT_TRUE(old.open(QIODevice::ReadOnly));
+    EXPECT_EQ(old.readAll(), "old");
+}
+
+TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
+{
+    Model timeline;
+    timeline.addTrack(TrackType::Video);
+    timeline.addTrack(TrackType::Overlay);
+    Timeline::Clip &a = put(timeline, 0, samples().path(clipPath), 1, 4);
+    a.setSourceIn(MTime::fromSec(2));
+    a.setSpeed(2.0);
+    a.setStabilized(true);
+    put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2).setStabilized(true);
+    put(timeline, 1, samples().path(clipPath), 0, 1);
+
+    const Export::RenderPlan plan = Export::planRender(
+        timeline, Export::ExportRange::partial(MTime::fromSec(2), MTime::fromSec(6)));
+    EXPECT_EQ(plan.duration, MTime::fromSec(4));
+    ASSERT_EQ(plan.video.size(), 2u);
+    const Export::RenderPiece &p = plan.video[0];
+    EXPECT_EQ(p.at, MTime());
+    EXPECT_EQ(p.skip, MTime::fromSec(1));
+    EXPECT_EQ(p.length, MTime::fromSec(3));
+    EXPECT_DOUBLE_EQ(p.sourceStart(), 4.0); // 2 s in, then 1 s of the clip at twice the speed
+    EXPECT_DOUBLE_EQ(p.sourceEnd(), 10.0);
+    EXPECT_EQ(plan.video[1].length, MTime::fromSec(1));
+    ASSERT_EQ(plan.audio.size(), 1u);
+    EXPECT_EQ(plan.audio[0].size(), 1u) << "a still image has no sound";
+    EXPECT_EQ(plan.leftOut, QStringList({ "stabilisation", "track 1 over the picture" }));
+}
+
+} // namespace
