@@ -24,7 +24,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
-        recordCommand(), collectionCommand(), exportCommand(),
+        recordCommand(), collectionCommand(),  exportCommand(),
     };
     return all;
 }

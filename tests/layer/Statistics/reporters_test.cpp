@@ -472,12 +472,11 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     registerItem("orb-3", "Unused", EditorCollection::ItemKind::Sound);
     registerItem("orb-4", "Pack", EditorCollection::ItemKind::Video, Import::Object::Pack);
     PubSub::publish(EditorCollection::UnregisterItemNotification(
-        { QStringLiteral("orb-3"),
-          {},
-          {},
-          {},
-          false,
-          std::make_shared<Import::Object>(Import::Object { Import::Object::MIME, 0 }) }));
+        { QStringLiteral("orb-3"), {}, {}, {}, false, [] {
+             auto import = std::make_shared<Import::Object>();
+             import->mimeType = Import::Object::MIME;
+             return import;
+         }() }));
 
     EXPECT_EQ(clicked(&timeline,
                       Export::ExportRange::partial(MTime::fromMSec(500), MTime::fromMSec(13000)),

@@ -54,9 +54,10 @@ TEST(ExportPresets, the_bundled_file_reads_whole_with_every_sharing_service)
     QStringList tags;
     for (const auto &p : presets) {
         tags << p.currentTag;
-        if (p.hasAudio())
+        if (p.hasAudio()) {
             EXPECT_NE(Media::CodecConfig::LayoutRecord::Find(p.channelLayout), nullptr)
                 << p.id.toStdString();
+        }
     }
     for (const char *service : { "format_online_youtube", "format_online_vimeo",
                                  "format_online_tiktok", "format_online_googledrive" })
