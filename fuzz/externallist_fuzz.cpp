@@ -1,6 +1,7 @@
-// The external audio list's reader, on anything. Besides not crashing, every entry it keeps must
-// give a file inside the resources folder, however its identifier, tag and format are made.
-// Seed: fuzz/corpus/externalaudio (the bundled list and hostile variants).
+// The external lists' reader, on anything. Besides not crashing, every entry it keeps must give a
+// file inside the resources folder, however its identifier, tag and format are made. Built once
+// per list so each keeps its corpus: fuzz/corpus/externalaudio and fuzz/corpus/externaleffects
+// (the bundled lists and hostile variants).
 #include "Collection/externallist.h"
 
 #include "util/fs.h"
@@ -14,8 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     bytes.append(reinterpret_cast<const char *>(data), static_cast<int>(size));
     const EditorCollection::ExternalList list = EditorCollection::parseExternalList(bytes);
     const QString root = QStringLiteral("/data/resources");
-    for (const auto &entry : list.items)
+    for (const auto &entry : list.items) {
         if (!FS::isInside(root, EditorCollection::externalItemFilePath(entry, root)))
             std::abort();
+    }
     return 0;
 }
