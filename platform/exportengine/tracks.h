@@ -29,6 +29,25 @@ struct VideoSpec {
     AVPixelFormat format;
 };
 
+// The piece's next filtered frame, decoding as the chain asks; null once the source is spent.
+// Past the piece's end (with a second for frames out of order), nothing more is needed from the
+// file.
+inline FramePtr pullFiltered(Source &source, Chain &chain, double sourceEnd, bool &ended)
+{
+    for (;;) {
+        if (FramePtr out = chain.pull())
+            return out;
+        if (ended)
+            return nullptr;
+        FramePtr in = source.decode();
+        if (in && in->pts != AV_NOPTS_VALUE
+            && in->pts * av_q2d(source.timeBase()) > sourceEnd + 1.0)
+            in.reset();
+        chain.push(in.get());
+        ended = !in;
+    }
+}
+
 // One piece's frames at the output's size and rate, from its first frame on.
 class VideoPiece {
 public:
@@ -62,20 +81,7 @@ public:
             return nullptr;
         if (m_piece.stillImage)
             return nextStill();
-        for (;;) {
-            if (FramePtr out = m_chain.pull())
-                return out;
-            if (m_ended)
-                return nullptr;
-            FramePtr in = m_source.decode();
-            // Past the piece's end (with a second for frames out of order), nothing more is
-            // needed from the file.
-            if (in && in->pts != AV_NOPTS_VALUE
-                && in->pts * av_q2d(m_source.timeBase()) > m_piece.sourceEnd() + 1.0)
-                in.reset();
-            m_chain.push(in.get());
-            m_ended = !in;
-        }
+        return pullFiltered(m_source, m_chain, m_piece.sourceEnd(), m_ended);
     }
 
 private:
@@ -214,18 +220,7 @@ private:
     {
         if (!m_source.present())
             return nullptr;
-        for (;;) {
-            if (FramePtr out = m_chain.pull())
-                return out;
-            if (m_ended)
-                return nullptr;
-            FramePtr in = m_source.decode();
-            if (in && in->pts != AV_NOPTS_VALUE
-                && in->pts * av_q2d(m_source.timeBase()) > m_piece.sourceEnd() + 1.0)
-                in.reset();
-            m_chain.push(in.get());
-            m_ended = !in;
-        }
+        return pullFiltered(m_source, m_chain, m_piece.sourceEnd(), m_ended);
     }
 
     RenderPiece m_piece;
