@@ -573,7 +573,7 @@ Command collectionCommand()
                  parser.addOption(localeOption);
                  parser.addOption(inOption);
              },
-             run };
+             run, true };
 }
 
 } // namespace Shell

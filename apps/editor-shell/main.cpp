@@ -151,6 +151,7 @@ int main(int argc, char **argv)
     try {
         App::Options options;
         options.eventsOut = globalValue(eventsOutOption);
+        options.services.setFlag(App::Service::Collection, command->collection);
         application = std::make_unique<App::Application>(std::move(options));
         application->startTracking();
     } catch (const std::exception &e) {

@@ -34,6 +34,9 @@ struct Command {
     // Declares the command's own options on the parser before the arguments are parsed.
     std::function<void(QCommandLineParser &)> declareOptions;
     std::function<int(Context &)> run;
+    // Whether the command works on the content collection. The others start without it, so they
+    // neither read the lists nor fetch fresh copies they would never show.
+    bool collection = false;
 };
 
 // Every command of the shell, in the order the help lists them.
