@@ -28,45 +28,16 @@ void SectionBinding::detach(ISettingsManagerObserver *observer) const
         m_manager->removeObserver(observer);
 }
 
-// The copy members are alike in all four: the copy takes the other's binding and value and
-// registers itself; assignment moves the registration from the old manager to the new one.
-#define EDITOR_WEBCONFIG_COPY_MEMBERS(Class, Interface, copyValue)                                 \
-    Class::Class(const Class &other)                                                               \
-        : Interface(other)                                                                         \
-        , Vantel::App::AbstractSettingsManagerObserver(other)                                      \
-        , Vantel::App::WebConfig::AbstractLimitationSettings(other)                                \
-        , m_binding(other.m_binding)                                                               \
-    {                                                                                              \
-        copyValue;                                                                                 \
-        m_binding.attach(this);                                                                    \
-    }                                                                                              \
-    Class &Class::operator=(const Class &other)                                                    \
-    {                                                                                              \
-        if (this != &other) {                                                                      \
-            m_binding.detach(this);                                                                \
-            m_binding = other.m_binding;                                                           \
-            copyValue;                                                                             \
-            m_binding.attach(this);                                                                \
-        }                                                                                          \
-        return *this;                                                                              \
-    }                                                                                              \
-    Class::~Class()                                                                                \
-    {                                                                                              \
-        m_binding.detach(this);                                                                    \
-    }
-
 // ---- CollectionSettings
 
 CollectionSettings::CollectionSettings(ConfigControllerPtr controller)
-    : m_binding(std::move(controller), section)
+    : BoundSettings(std::move(controller))
 {
     if (const auto &manager = m_binding.manager()) {
         m_binding.attach(this);
         m_value = manager->getBool(key, false);
     }
 }
-
-EDITOR_WEBCONFIG_COPY_MEMBERS(CollectionSettings, ICollectionSettings, m_value = other.m_value)
 
 void CollectionSettings::SettingChangedBool(const std::string &changed,
                                             bool value,
@@ -79,15 +50,13 @@ void CollectionSettings::SettingChangedBool(const std::string &changed,
 // ---- CoreSettings
 
 CoreSettings::CoreSettings(ConfigControllerPtr controller)
-    : m_binding(std::move(controller), section)
+    : BoundSettings(std::move(controller))
 {
     if (const auto &manager = m_binding.manager()) {
         m_binding.attach(this);
         m_value = manager->getBool(key, false);
     }
 }
-
-EDITOR_WEBCONFIG_COPY_MEMBERS(CoreSettings, ICoreSettings, m_value = other.m_value)
 
 void CoreSettings::SettingChangedBool(const std::string &changed,
                                       bool value,
@@ -133,15 +102,13 @@ FastTrackImplementation fastTrackImplementationFromString(const std::string &tex
 }
 
 FastTrackSettings::FastTrackSettings(ConfigControllerPtr controller)
-    : m_binding(std::move(controller), section)
+    : BoundSettings(std::move(controller))
 {
     if (const auto &manager = m_binding.manager()) {
         m_binding.attach(this);
         m_value = fastTrackImplementationFromString(manager->getString(key, std::string()));
     }
 }
-
-EDITOR_WEBCONFIG_COPY_MEMBERS(FastTrackSettings, IFastTrackSettings, m_value = other.m_value)
 
 void FastTrackSettings::SettingChangedString(const std::string &changed,
                                              const std::string &value,
@@ -154,12 +121,10 @@ void FastTrackSettings::SettingChangedString(const std::string &changed,
 // ---- AIModelSettings
 
 AIModelSettings::AIModelSettings(ConfigControllerPtr controller)
-    : m_binding(std::move(controller), section)
+    : BoundSettings(std::move(controller))
 {
     m_binding.attach(this);
 }
-
-EDITOR_WEBCONFIG_COPY_MEMBERS(AIModelSettings, IAIModelSettings, (void)0)
 
 QString AIModelSettings::getUrlFromKey(const std::string &key)
 {

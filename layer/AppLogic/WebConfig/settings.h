@@ -24,7 +24,7 @@ using SettingsManagerPtr = std::shared_ptr<Vantel::App::WebConfig::ISettingsMana
 
 // Registers its owner with the section's manager for exactly as long as the owner lives; a copy
 // registers the copy.
-class SectionBinding {
+class APPLOGIC_EXPORT SectionBinding {
 public:
     SectionBinding(ConfigControllerPtr controller, const char *section);
     const SettingsManagerPtr &manager() const { return m_manager; }
@@ -36,51 +36,74 @@ private:
     SettingsManagerPtr m_manager;
 };
 
-class APPLOGIC_EXPORT CollectionSettings
-    : public ICollectionSettings
+// What the four settings objects share: the binding to their section's manager, held for exactly
+// as long as the object lives (a copy registers the copy; assignment moves the registration), and
+// the section's name. Derived names its section in `section`.
+template<class Derived, class Interface>
+class BoundSettings
+    : public Interface
     , public Vantel::App::AbstractSettingsManagerObserver
     , public Vantel::App::WebConfig::AbstractLimitationSettings {
+public:
+    std::string sectionName() const override { return Derived::section; }
+
+protected:
+    explicit BoundSettings(ConfigControllerPtr controller)
+        : m_binding(std::move(controller), Derived::section)
+    {
+    }
+    BoundSettings(const BoundSettings &other)
+        : Interface(other)
+        , Vantel::App::AbstractSettingsManagerObserver(other)
+        , Vantel::App::WebConfig::AbstractLimitationSettings(other)
+        , m_binding(other.m_binding)
+    {
+        m_binding.attach(this);
+    }
+    BoundSettings &operator=(const BoundSettings &other)
+    {
+        if (this != &other) {
+            m_binding.detach(this);
+            m_binding = other.m_binding;
+            m_binding.attach(this);
+        }
+        return *this;
+    }
+    ~BoundSettings() override { m_binding.detach(this); }
+
+    SectionBinding m_binding;
+};
+
+class APPLOGIC_EXPORT CollectionSettings
+    : public BoundSettings<CollectionSettings, ICollectionSettings> {
 public:
     static constexpr const char *section = "CollectionSettings";
     static constexpr const char *key = "LoadExternalEffects";
 
     explicit CollectionSettings(ConfigControllerPtr controller);
-    CollectionSettings(const CollectionSettings &other);
-    CollectionSettings &operator=(const CollectionSettings &other);
-    ~CollectionSettings() override;
 
     bool needLoadExternalEffects() const override { return m_value; }
     void SettingChangedBool(const std::string &key,
                             bool value,
                             const std::optional<bool> &previous) override;
-    std::string sectionName() const override { return section; }
 
 private:
-    SectionBinding m_binding;
     bool m_value = false;
 };
 
-class APPLOGIC_EXPORT CoreSettings
-    : public ICoreSettings
-    , public Vantel::App::AbstractSettingsManagerObserver
-    , public Vantel::App::WebConfig::AbstractLimitationSettings {
+class APPLOGIC_EXPORT CoreSettings : public BoundSettings<CoreSettings, ICoreSettings> {
 public:
     static constexpr const char *section = "CoreSettings";
     static constexpr const char *key = "FullGpuDecoders";
 
     explicit CoreSettings(ConfigControllerPtr controller);
-    CoreSettings(const CoreSettings &other);
-    CoreSettings &operator=(const CoreSettings &other);
-    ~CoreSettings() override;
 
     bool fullGpuDecoders() const override { return m_value; }
     void SettingChangedBool(const std::string &key,
                             bool value,
                             const std::optional<bool> &previous) override;
-    std::string sectionName() const override { return section; }
 
 private:
-    SectionBinding m_binding;
     bool m_value = false;
 };
 
@@ -89,51 +112,34 @@ private:
 APPLOGIC_EXPORT FastTrackImplementation fastTrackImplementationFromString(const std::string &text);
 
 class APPLOGIC_EXPORT FastTrackSettings
-    : public IFastTrackSettings
-    , public Vantel::App::AbstractSettingsManagerObserver
-    , public Vantel::App::WebConfig::AbstractLimitationSettings {
+    : public BoundSettings<FastTrackSettings, IFastTrackSettings> {
 public:
     static constexpr const char *section = "FastTrackSettings";
     static constexpr const char *key = "FastTrackImplementation";
 
     explicit FastTrackSettings(ConfigControllerPtr controller);
-    FastTrackSettings(const FastTrackSettings &other);
-    FastTrackSettings &operator=(const FastTrackSettings &other);
-    ~FastTrackSettings() override;
 
     FastTrackImplementation fastTrackImplementation() const override { return m_value; }
     void SettingChangedString(const std::string &key,
                               const std::string &value,
                               const std::optional<std::string> &previous) override;
-    std::string sectionName() const override { return section; }
 
 private:
-    SectionBinding m_binding;
     FastTrackImplementation m_value = FastTrackImplementation::Default;
 };
 
 // Download addresses of AI models, by keys the model download chooses; read on demand.
-class APPLOGIC_EXPORT AIModelSettings
-    : public IAIModelSettings
-    , public Vantel::App::AbstractSettingsManagerObserver
-    , public Vantel::App::WebConfig::AbstractLimitationSettings {
+class APPLOGIC_EXPORT AIModelSettings : public BoundSettings<AIModelSettings, IAIModelSettings> {
 public:
     static constexpr const char *section = "AIModelSettings";
 
     explicit AIModelSettings(ConfigControllerPtr controller);
-    AIModelSettings(const AIModelSettings &other);
-    AIModelSettings &operator=(const AIModelSettings &other);
-    ~AIModelSettings() override;
 
     QString getUrlFromKey(const std::string &key) override;
     // Hands the change back to the manager, which checks and takes it.
     void SettingChangedString(const std::string &key,
                               const std::string &value,
                               const std::optional<std::string> &previous) override;
-    std::string sectionName() const override { return section; }
-
-private:
-    SectionBinding m_binding;
 };
 
 } // namespace EditorWebConfig
