@@ -84,14 +84,15 @@ ItemPtr Collection::item(const QString &uniqueId) const
 
 bool Collection::hasCategory(const QString &category) const
 {
-    return std::any_of(m_categories.begin(), m_categories.end(),
-                       [&](const auto &c) { return c.first == category; });
+    return m_categoryNames.contains(category);
 }
 
 void Collection::addCategory(const QString &category, const CategoryInfo &info)
 {
-    if (!hasCategory(category))
-        m_categories.emplace_back(category, info);
+    if (hasCategory(category))
+        return;
+    m_categoryNames.insert(category);
+    m_categories.emplace_back(category, info);
 }
 
 void Collection::addItem(const ItemPtr &item)
@@ -301,7 +302,7 @@ void ItemStorage::waitForReleases()
     releasePool().waitForDone();
 }
 
-void releaseElsewhere(std::shared_ptr<void> bundle)
+void releaseElsewhere(std::shared_ptr<const void> bundle)
 {
     if (bundle)
         releasePool().start([owned = std::move(bundle)]() mutable { owned.reset(); });

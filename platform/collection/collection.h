@@ -5,6 +5,7 @@
 #include "collection_export.h"
 
 #include <QHash>
+#include <QSet>
 #include <QString>
 
 #include <memory>
@@ -79,6 +80,7 @@ private:
     std::vector<ItemPtr> m_items;
     QHash<QString, std::size_t> m_index; // unique id -> place in m_items
     std::vector<std::pair<QString, CategoryInfo>> m_categories;
+    QSet<QString> m_categoryNames; // asked twice per item of a list
     std::vector<ICollectionObserver *> m_observers;
     int m_delivering = 0; // observers unregistered meanwhile are nulled, then swept
     int m_batchDepth = 0;
@@ -122,7 +124,7 @@ private:
 
 // Drops the last reference to `bundle` on the collections' release thread: what a replaced list
 // leaves behind (tens of thousands of strings) is freed without holding up the main thread.
-COLLECTION_EXPORT void releaseElsewhere(std::shared_ptr<void> bundle);
+COLLECTION_EXPORT void releaseElsewhere(std::shared_ptr<const void> bundle);
 
 namespace CollectionProvider {
 COLLECTION_EXPORT ItemStorage &itemStorage();

@@ -23,8 +23,13 @@ public:
     const QString &collectionId() const noexcept override { return m_collectionId; }
     void setCollectionId(const QString &id) override { m_collectionId = id; }
 
-    const QUrl &downloadUrl() const noexcept override { return m_downloadUrl; }
-    void setDownloadUrl(const QUrl &url) override { m_downloadUrl = url; }
+    QUrl downloadUrl() const override { return QUrl(m_downloadAddress); }
+    const QString &downloadAddress() const noexcept override { return m_downloadAddress; }
+    void setDownloadUrl(const QUrl &url) override
+    {
+        m_downloadAddress = url.toString(QUrl::FullyEncoded);
+    }
+    void setDownloadAddress(const QString &address) override { m_downloadAddress = address; }
     qint64 remoteSize() const noexcept override { return m_remoteSize; }
     void setRemoteSize(qint64 bytes) override { m_remoteSize = bytes; }
     qint64 size() const noexcept override { return m_size >= 0 ? m_size : m_remoteSize; }
@@ -36,23 +41,29 @@ public:
 
     QUrl previewUrl(const QString &kind) const override
     {
-        for (const auto &[k, url] : m_previews)
+        for (const auto &[k, address] : m_previews)
             if (k == kind)
-                return url;
+                return QUrl(address);
         return {};
     }
-    const std::vector<std::pair<QString, QUrl>> &previewUrls() const noexcept override
+    const std::vector<std::pair<QString, QString>> &previewAddresses() const noexcept override
     {
         return m_previews;
     }
     void setPreviewUrl(const QString &kind, const QUrl &url) override
     {
-        for (auto &[k, u] : m_previews)
+        setPreviewAddress(kind, url.toString(QUrl::FullyEncoded));
+    }
+    void setPreviewAddress(const QString &kind, const QString &address) override
+    {
+        for (auto &[k, a] : m_previews)
             if (k == kind) {
-                u = url;
+                a = address;
                 return;
             }
-        m_previews.emplace_back(kind, url);
+        if (m_previews.empty())
+            m_previews.reserve(3); // image, video, audio at most
+        m_previews.emplace_back(kind, address);
     }
 
     const QStringList &categories() const noexcept override { return m_categories; }
@@ -123,10 +134,10 @@ private:
 
     QString m_uniqueId;
     QString m_collectionId;
-    QUrl m_downloadUrl;
+    QString m_downloadAddress;
     qint64 m_remoteSize = 0;
     qint64 m_size = -1;
-    std::vector<std::pair<QString, QUrl>> m_previews;
+    std::vector<std::pair<QString, QString>> m_previews;
     QStringList m_categories;
     QString m_packName;
     QString m_secondaryGroup;

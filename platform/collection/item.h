@@ -28,8 +28,12 @@ public:
     virtual const QString &collectionId() const noexcept = 0;
     virtual void setCollectionId(const QString &id) = 0;
 
-    virtual const QUrl &downloadUrl() const noexcept = 0;
+    // Addresses are kept as the list gives them (a list names fifty thousand) and parsed when
+    // asked for.
+    virtual QUrl downloadUrl() const = 0;
+    virtual const QString &downloadAddress() const noexcept = 0;
     virtual void setDownloadUrl(const QUrl &url) = 0;
+    virtual void setDownloadAddress(const QString &address) = 0;
     // The size the list announces for the file behind downloadUrl; kept as given.
     virtual qint64 remoteSize() const noexcept = 0;
     virtual void setRemoteSize(qint64 bytes) = 0;
@@ -39,8 +43,9 @@ public:
 
     // Preview addresses by kind ("image", "video", "audio"...), in the order they were set.
     virtual QUrl previewUrl(const QString &kind) const = 0;
-    virtual const std::vector<std::pair<QString, QUrl>> &previewUrls() const noexcept = 0;
+    virtual const std::vector<std::pair<QString, QString>> &previewAddresses() const noexcept = 0;
     virtual void setPreviewUrl(const QString &kind, const QUrl &url) = 0;
+    virtual void setPreviewAddress(const QString &kind, const QString &address) = 0;
 
     virtual const QStringList &categories() const noexcept = 0;
     virtual bool hasCategory(const QString &category) const = 0;

@@ -3,23 +3,31 @@
 #include <QCoreApplication>
 #include <QHash>
 
+#include <algorithm>
 #include <vector>
 
 namespace Translator {
 
 namespace {
 
+// A key's texts: those registered one at a time (by locale slot) take precedence over the table
+// row it was last given.
+struct Keyed {
+    std::vector<QString> texts;
+    std::shared_ptr<const TranslationTable> table;
+    std::size_t row = 0;
+};
+
 struct Registry {
     QString locale = QStringLiteral("en_US");
     // context + '\x1f' + source + '\x1f' + locale -> translation
     QHash<QString, QString> texts;
-    // Texts by key: one slot per locale, numbered in the order locales were first seen, so a
-    // list's fifty thousand keys in fourteen locales cost one hash entry per key.
+    // Texts by key: one slot per locale, numbered in the order locales were first seen.
     std::vector<QString> keyedLocales;
-    QHash<QString, std::vector<QString>> keyed;
+    QHash<QString, Keyed> keyed;
     // The entry of the key registered last (nodes of a QHash stay put until removed).
     QString lastKey;
-    std::vector<QString> *lastTexts = nullptr;
+    Keyed *lastEntry = nullptr;
 };
 
 Registry &registry()
@@ -49,15 +57,20 @@ std::size_t localeSlot(Registry &r, const QString &locale)
     return r.keyedLocales.size() - 1;
 }
 
-const QString *keyedText(const Registry &r, const QString &key, const QString &locale)
+// Null when the key has no text in the locale.
+QString keyedText(const Registry &r, const QString &key, const QString &locale)
 {
     const auto it = r.keyed.constFind(key);
     if (it == r.keyed.constEnd())
-        return nullptr;
-    for (std::size_t i = 0; i < r.keyedLocales.size() && i < it->size(); ++i)
-        if (r.keyedLocales[i] == locale)
-            return (*it)[i].isNull() ? nullptr : &(*it)[i];
-    return nullptr;
+        return {};
+    for (std::size_t i = 0; i < r.keyedLocales.size() && i < it->texts.size(); ++i)
+        if (r.keyedLocales[i] == locale && !it->texts[i].isNull())
+            return it->texts[i];
+    if (const TranslationTable *table = it->table.get())
+        for (std::size_t c = 0; c < table->locales.size(); ++c)
+            if (table->locales[c] == locale)
+                return table->text(it->row, c);
+    return {};
 }
 
 } // namespace
@@ -67,12 +80,12 @@ void registerTranslation(const QString &key, QString &&text, const QString &loca
     Registry &r = registry();
     const std::size_t slot = localeSlot(r, locale);
     // A list registers each key in every locale in turn: the same key again needs no lookup.
-    if (!r.lastTexts || r.lastKey.constData() != key.constData()
+    if (!r.lastEntry || r.lastKey.constData() != key.constData()
         || r.lastKey.size() != key.size()) {
-        r.lastTexts = &r.keyed[key];
+        r.lastEntry = &r.keyed[key];
         r.lastKey = key;
     }
-    std::vector<QString> &texts = *r.lastTexts;
+    std::vector<QString> &texts = r.lastEntry->texts;
     if (texts.size() <= slot)
         texts.resize(slot + 1);
     // Never null, so a registered empty text is told from a missing one.
@@ -87,14 +100,40 @@ void registerTranslation(const QString &key, const QString &text, const QString 
     registerTranslation(key, std::move(copy), locale);
 }
 
+QString TranslationTable::text(std::size_t row, std::size_t column) const
+{
+    const auto [offset, length] = spans.at(row * locales.size() + column);
+    // Never null, so a registered empty text is told from a missing one.
+    if (length == 0 || offset + static_cast<quint64>(length) > static_cast<quint64>(utf8.size()))
+        return QString(QLatin1String(""));
+    return QString::fromUtf8(utf8.constData() + offset, static_cast<int>(length));
+}
+
+void registerTranslations(std::shared_ptr<const TranslationTable> table)
+{
+    if (!table || table->locales.empty())
+        return;
+    Registry &r = registry();
+    const std::size_t rows
+        = std::min(table->keys.size(), table->spans.size() / table->locales.size());
+    r.keyed.reserve(r.keyed.size() + static_cast<int>(rows));
+    for (std::size_t row = 0; row < rows; ++row) {
+        Keyed &entry = r.keyed[table->keys[row]];
+        entry.texts.clear();
+        entry.table = table;
+        entry.row = row;
+    }
+    r.lastKey.clear();
+    r.lastEntry = nullptr;
+}
+
 QString translation(const QString &key, const QString &locale)
 {
     const Registry &r = registry();
-    if (const QString *text = keyedText(r, key, locale))
-        return *text;
-    if (const QString *text = keyedText(r, key, QStringLiteral("en_US")))
-        return *text;
-    return {};
+    QString text = keyedText(r, key, locale);
+    if (text.isNull())
+        text = keyedText(r, key, QStringLiteral("en_US"));
+    return text;
 }
 
 QString translation(const QString &key)
@@ -113,7 +152,7 @@ void clearTranslations()
     r.keyed.clear();
     r.keyedLocales.clear();
     r.lastKey.clear();
-    r.lastTexts = nullptr;
+    r.lastEntry = nullptr;
 }
 
 void registerTranslation(const QString &context,

@@ -5,13 +5,14 @@
 
 #include "util/fs.h"
 
-#include <QHash>
-
 #include <simdjson.h>
 
 #include <cmath>
+#include <deque>
 #include <limits>
+#include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace EditorCollection {
 
@@ -93,8 +94,10 @@ public:
     ExternalList &out;
     QStringList itemWarnings;
     // Names, licences, categories and formats repeat over thousands of entries: one shared
-    // string each instead of one allocation per entry.
-    QHash<QByteArray, QString> vocabulary;
+    // string each instead of one allocation per entry. Looked up by the parser's own bytes, so a
+    // known word costs no allocation at all.
+    std::unordered_map<std::string_view, QString> vocabulary;
+    std::deque<std::string> vocabularyBytes;
 
     explicit Reader(ExternalList &out)
         : out(out)
@@ -114,20 +117,21 @@ public:
             throw simdjson::simdjson_error(simdjson::STRING_ERROR);
         if (s.size() > maxTextBytes)
             return false;
-        if (!shared) {
-            text = fromUtf8(s);
-            return true;
-        }
-        const QByteArray probe = QByteArray::fromRawData(s.data(), static_cast<int>(s.size()));
-        const auto it = vocabulary.constFind(probe);
-        if (it != vocabulary.constEnd()) {
-            text = *it;
-            return true;
-        }
-        text = fromUtf8(s);
-        if (vocabulary.size() < 4096)
-            vocabulary.insert(QByteArray(s.data(), static_cast<int>(s.size())), text);
+        text = shared ? this->shared(s) : fromUtf8(s);
         return true;
+    }
+
+    QString shared(std::string_view s)
+    {
+        const auto it = vocabulary.find(s);
+        if (it != vocabulary.end())
+            return it->second;
+        QString text = fromUtf8(s);
+        if (vocabulary.size() < 4096) {
+            const std::string &owned = vocabularyBytes.emplace_back(s);
+            vocabulary.emplace(std::string_view(owned), text);
+        }
+        return text;
     }
 
     static int integer(od::value value)
@@ -183,14 +187,21 @@ public:
         if (!ok)
             return;
         const Locales14 &table = locales();
+        Translator::TranslationTable &t = out.translations;
+        constexpr std::size_t columns = externalListLocaleCount;
+        using Span = std::pair<quint32, quint32>;
+        constexpr Span missing { std::numeric_limits<quint32>::max(), 0 };
         for (auto member : members) {
             std::string_view key;
             if (member.unescaped_key().get(key))
                 throw simdjson::simdjson_error(simdjson::STRING_ERROR);
-            ExternalListTranslation translation;
             // The key may be reused by the next member's unescaping: make it ours first.
-            translation.key = QString::fromUtf8(key.data(), static_cast<int>(key.size()));
+            QString name = QString::fromUtf8(key.data(), static_cast<int>(key.size()));
             bool tooLong = key.size() > maxTextBytes;
+            const int rowStart = t.utf8.size();
+            std::array<Span, columns> spans;
+            spans.fill(missing);
+            std::size_t next = 0;
             bool isObject = false;
             od::object texts = objectOf(member.value(), isObject);
             if (isObject) {
@@ -198,36 +209,49 @@ public:
                     std::string_view locale;
                     if (text.unescaped_key().get(locale))
                         throw simdjson::simdjson_error(simdjson::STRING_ERROR);
-                    for (std::size_t i = 0; i < table.utf8.size(); ++i) {
+                    // Lists give the locales in the same order for every key: try the one
+                    // after the last first.
+                    for (std::size_t n = 0; n < columns; ++n) {
+                        const std::size_t i = (next + n) % columns;
                         if (locale
                             != std::string_view(table.utf8[i].constData(),
                                                 static_cast<std::size_t>(table.utf8[i].size())))
                             continue;
-                        QString t;
-                        tooLong = !this->text(text.value(), t) || tooLong;
-                        if (!t.isNull())
-                            translation.texts[i] = std::move(t);
+                        next = i + 1;
+                        od::value v = text.value();
+                        od::json_type type;
+                        std::string_view s;
+                        if (v.type().get(type) || type != od::json_type::string)
+                            break;
+                        if (v.get_string().get(s))
+                            throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+                        if (s.size() > maxTextBytes) {
+                            tooLong = true;
+                            break;
+                        }
+                        spans[i] = { static_cast<quint32>(t.utf8.size()),
+                                     static_cast<quint32>(s.size()) };
+                        t.utf8.append(s.data(), static_cast<int>(s.size()));
                         break;
                     }
                 }
             }
-            QString &english = translation.texts[static_cast<std::size_t>(table.enUS)];
-            if (english.isNull()) {
-                out.warnings.append(
-                    QStringLiteral("Missing en_US locale for external audio translations!"));
+            const Span english = spans[static_cast<std::size_t>(table.enUS)];
+            if (english == missing || tooLong) {
+                t.utf8.truncate(rowStart);
+                if (english == missing)
+                    out.warnings.append(
+                        QStringLiteral("Missing en_US locale for external audio translations!"));
+                else
+                    out.warnings.append(
+                        QStringLiteral("Translation \"%1\" skipped: a text is longer than %2 bytes")
+                            .arg(quoted(name))
+                            .arg(maxTextBytes));
                 continue;
             }
-            if (tooLong) {
-                out.warnings.append(
-                    QStringLiteral("Translation \"%1\" skipped: a text is longer than %2 bytes")
-                        .arg(quoted(translation.key))
-                        .arg(maxTextBytes));
-                continue;
-            }
-            for (QString &t : translation.texts)
-                if (t.isNull())
-                    t = english;
-            out.translations.push_back(std::move(translation));
+            for (Span &span : spans)
+                t.spans.push_back(span == missing ? english : span);
+            t.keys.push_back(std::move(name));
         }
     }
 
@@ -300,10 +324,13 @@ public:
                 return skip(QStringLiteral("its tag holds control characters"));
             if (!entry.fileFormat.isEmpty() && !isSafePathComponent(entry.fileFormat))
                 return skip(QStringLiteral("its file format cannot be a file extension"));
-            if (!isSafePathComponent(cleanedAudioFileName(entry.tag, entry.fileFormat)))
+            entry.fileName = cleanedAudioFileName(entry.tag, entry.fileFormat);
+            if (!isSafePathComponent(entry.fileName))
                 return skip(QStringLiteral("its tag and file format make no file name"));
-        } else if (!isSafePathComponent(entry.tag + QStringLiteral(".json"))) {
-            return skip(QStringLiteral("its tag cannot be a file name"));
+        } else {
+            entry.fileName = entry.tag + QLatin1String(".json");
+            if (!isSafePathComponent(entry.fileName))
+                return skip(QStringLiteral("its tag cannot be a file name"));
         }
         info.tag = entry.tag;
         if (status == QLatin1String("free")) {
@@ -343,13 +370,14 @@ public:
         if (!ok)
             return true;
         bool fits = true;
+        urls.reserve(3);
         for (auto member : members) {
             std::string_view key;
             if (member.unescaped_key().get(key))
                 throw simdjson::simdjson_error(simdjson::STRING_ERROR);
             if (key.size() > maxTextBytes)
                 fits = false;
-            QString kind = QString::fromUtf8(key.data(), static_cast<int>(key.size()));
+            QString kind = shared(key);
             QString url;
             fits = text(member.value(), url) && fits;
             urls.emplace_back(std::move(kind), std::move(url));
@@ -363,6 +391,10 @@ public:
 ExternalList parseExternalList(const QByteArray &bytes)
 {
     ExternalList out;
+    for (const QByteArray &locale : locales().utf8)
+        out.translations.locales.push_back(QString::fromUtf8(locale));
+    // No text outgrows the list that holds it; untouched reserve costs address space only.
+    out.translations.utf8.reserve(bytes.size());
     simdjson::padded_string copy;
     simdjson::padded_string_view view;
     const auto size = static_cast<std::size_t>(bytes.size());
@@ -414,6 +446,7 @@ ExternalList parseExternalList(const QByteArray &bytes)
         return broken;
     }
     out.valid = true;
+    out.translations.utf8.squeeze();
     out.warnings += reader.itemWarnings;
     return out;
 }
@@ -436,27 +469,36 @@ QString cleanedAudioFileName(const QString &tag, const QString &fileFormat)
 
 QString externalItemFilePath(const ExternalListEntry &entry, const QString &root)
 {
-    const Kind kind = kindOf(entry.collectionId);
-    if (kind == Kind::None)
+    if (kindOf(entry.collectionId) == Kind::None || entry.fileName.isEmpty())
         return {};
-    const QStringList folder { root, entry.collectionId, entry.uniqueId };
-    if (kind == Kind::Audio)
-        return FS::joinPath(folder
-                            + QStringList { cleanedAudioFileName(entry.tag, entry.fileFormat) });
-    return FS::joinPath(folder + QStringList { entry.tag }, QStringLiteral("json"));
+    // Fifty thousand of these per list: one allocation each.
+    QString path;
+    path.reserve(root.size() + entry.collectionId.size() + entry.uniqueId.size()
+                 + entry.fileName.size() + 3);
+    path += root;
+    if (!root.isEmpty() && !root.endsWith(QLatin1Char('/')))
+        path += QLatin1Char('/');
+    path += entry.collectionId;
+    path += QLatin1Char('/');
+    path += entry.uniqueId;
+    path += QLatin1Char('/');
+    path += entry.fileName;
+    return path;
 }
 
 bool isSafePathComponent(const QString &text)
 {
-    if (text.isEmpty() || text.contains(QLatin1String(".."))
-        || text.toUtf8().size() > maxPathComponentBytes)
+    if (text.isEmpty() || text == QLatin1String(".") || text.contains(QLatin1String("..")))
         return false;
+    int utf8Bytes = 0;
     for (const QChar c : text) {
         const char16_t u = c.unicode();
         if (u < 0x20 || u == 0x7f || u == u'/' || u == u'\\' || u == u':')
             return false;
+        // A surrogate pair is four bytes in UTF-8, two for each half.
+        utf8Bytes += u < 0x80 ? 1 : u < 0x800 ? 2 : c.isSurrogate() ? 2 : 3;
     }
-    return text != QLatin1String(".");
+    return utf8Bytes <= maxPathComponentBytes;
 }
 
 } // namespace EditorCollection

@@ -3,6 +3,7 @@
 #include "applogicexport.h"
 
 #include "collection/externalresourceinfo.h"
+#include "util/translator.h"
 
 #include <QByteArray>
 #include <QString>
@@ -21,13 +22,6 @@ namespace EditorCollection {
 // The fourteen interface locales, in the order translations are registered.
 inline constexpr std::size_t externalListLocaleCount = 14;
 
-struct ExternalListTranslation {
-    QString key;
-    // One text per supported locale, in their fixed order; a locale the list leaves out has the
-    // "en_US" text.
-    std::array<QString, externalListLocaleCount> texts;
-};
-
 struct ExternalListEntry {
     QString collectionId;
     QString uniqueId;
@@ -36,6 +30,9 @@ struct ExternalListEntry {
     QString tag;
     QString description;
     QString fileFormat;
+    // The name of the item's file in its folder: the cleaned tag and format for audio, the tag
+    // and ".json" for shaders.
+    QString fileName;
     // tag, author, source, licence, status and commercial use, as the item will carry them.
     std::shared_ptr<ExternalResourceInfo> info;
     QStringList categories;
@@ -45,7 +42,9 @@ struct ExternalListEntry {
 struct ExternalList {
     // False when the bytes are no JSON object: the list then adds nothing.
     bool valid = false;
-    std::vector<ExternalListTranslation> translations;
+    // Columns are the supported locales in their fixed order; a locale the list leaves out for a
+    // key has that key's "en_US" text.
+    Translator::TranslationTable translations;
     // Entries of the collections that carry a payload, in list order; the rest are left out.
     std::vector<ExternalListEntry> items;
     // One line per translation or entry left out or read with a fallback, in list order
@@ -63,8 +62,8 @@ inline constexpr int externalListPadding = 64;
 // ASCII letters, digits and white space removed, then "." and the file format.
 APPLOGIC_EXPORT QString cleanedAudioFileName(const QString &tag, const QString &fileFormat);
 
-// Where an entry's file is kept under `root`: root/collection/uniqueId/tag.json for shaders,
-// root/collection/uniqueId/(cleaned tag).(format) for audio; empty for other collections.
+// Where an entry's file is kept under `root`: root/collection/uniqueId/fileName; empty for
+// collections without a payload.
 APPLOGIC_EXPORT QString externalItemFilePath(const ExternalListEntry &entry, const QString &root);
 
 // Whether a text taken from a list can be one component of a path under the resources folder:

@@ -2,7 +2,6 @@
 
 #include "Collection/catalogueprotocol.h"
 #include "Collection/externallist.h"
-#include "Constants/locales.h"
 #include "Constants/resourcecategories.h"
 #include "Constants/urlkeys.h"
 #include "WebConfig/iwebconfigprovider.h"
@@ -15,6 +14,8 @@
 #include "util/translator.h"
 
 #include <glog/logging.h>
+
+#include <QDir>
 
 namespace EditorCollection {
 
@@ -54,19 +55,19 @@ Payload payloadOf(const ExternalListEntry &entry, const QString &root)
 }
 
 // Addresses in a list may be relative to the list's own address, so a bundled list can name the
-// files beside it. A list fetched from a server may not name files on this machine.
-QUrl resolved(const QUrl &list, const QString &address)
+// files beside it. A list fetched from a server may not name files on this machine. Absolute web
+// addresses are kept as text; the item parses one when it is needed.
+QString resolved(const QUrl &list, const QString &address)
 {
     if (address.isEmpty())
         return {};
     if (address.startsWith(QLatin1String("https://"))
         || address.startsWith(QLatin1String("http://")))
-        return QUrl(address);
+        return address;
     const QUrl url = list.resolved(QUrl(address));
-    if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https"))
-        return url;
-    if (url.isLocalFile() && list.isLocalFile())
-        return url;
+    if (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https")
+        || (url.isLocalFile() && list.isLocalFile()))
+        return url.toString(QUrl::FullyEncoded);
     return {};
 }
 
@@ -86,13 +87,13 @@ public:
     void start()
     {
         m_audioUrl = Vantel::appUrl(Vantel::URLKeys::COLLECTIONS_EXTERNAL_AUDIO_URL);
-        m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl);
+        m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts);
         download(m_audioUrl, Settings::externalAudioCachePath());
         const auto settings = EditorWebConfig::provideCollectionSettings();
         if (!settings || !settings->needLoadExternalEffects())
             return;
         m_effectsUrl = Vantel::appUrl(Vantel::URLKeys::COLLECTIONS_EXTERNAL_EFFECTS_URL);
-        m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl);
+        m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl, m_effectsTexts);
         download(m_effectsUrl, Settings::externalEffectsCachePath());
     }
 
@@ -110,13 +111,14 @@ public:
         if (!m_audioUrl.isEmpty() && params.url == m_audioUrl) {
             if (m_audioLoaded)
                 return;
-            m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl);
+            m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts);
             if (!m_audioLoaded)
                 LOG(WARNING) << "Failed to parse external audio cache, file doesn't exist";
         } else if (!m_effectsUrl.isEmpty() && params.url == m_effectsUrl) {
             if (m_effectsLoaded)
                 return;
-            m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl);
+            m_effectsLoaded
+                = load(Settings::externalEffectsCachePath(), m_effectsUrl, m_effectsTexts);
             if (!m_effectsLoaded)
                 LOG(WARNING) << "Failed to parse external effects cache, file doesn't exist";
         }
@@ -134,7 +136,9 @@ private:
     }
 
     // True when the file exists; a file that is no list still counts, with nothing added.
-    bool load(const QString &path, const QUrl &listUrl)
+    bool load(const QString &path,
+              const QUrl &listUrl,
+              std::shared_ptr<const Translator::TranslationTable> &texts)
     {
         QByteArray bytes;
         try {
@@ -150,37 +154,45 @@ private:
         bytes = QByteArray();
         for (const QString &warning : list->warnings)
             LOG(WARNING) << warning.toStdString() << " (" << path.toStdString() << ")";
-        apply(*list, listUrl);
+        apply(*list, listUrl, texts);
         // What the items did not take over is still tens of megabytes of strings at most.
         releaseElsewhere(std::move(list));
         return true;
     }
 
-    static void apply(ExternalList &list, const QUrl &listUrl)
+    void apply(ExternalList &list,
+               const QUrl &listUrl,
+               std::shared_ptr<const Translator::TranslationTable> &texts)
     {
-        const auto &locales = Locales::supportedLocales();
-        for (ExternalListTranslation &translation : list.translations)
-            for (std::size_t i = 0; i < translation.texts.size() && i < locales.size(); ++i)
-                // The replaced texts come back into the list, which is freed elsewhere.
-                Translator::registerTranslation(translation.key, std::move(translation.texts[i]),
-                                                locales[i].name);
+        // The registry lets go of the texts a fresh copy replaces; the last hold on them is
+        // dropped on the release thread.
+        auto fresh
+            = std::make_shared<const Translator::TranslationTable>(std::move(list.translations));
+        Translator::registerTranslations(fresh);
+        releaseElsewhere(std::exchange(texts, std::move(fresh)));
 
         ItemStorage &storage = CollectionProvider::itemStorage();
         const QString root = Settings::downloadableResourcesPath();
+        // Every part of an item's path was checked to be one plain path component; the prefix
+        // check stays as the last word.
+        const QString rootPrefix = QDir::cleanPath(QDir(root).absolutePath()) + QLatin1Char('/');
         std::vector<QString> batched;
         std::shared_ptr<Collection> collection;
         for (ExternalListEntry &entry : list.items) {
             Payload payload = payloadOf(entry, root);
             if (payload.isNull())
                 continue;
-            if (!FS::isInside(root, payload.filePath())) {
+            const QString path = payload.filePath();
+            const bool inside = path.startsWith(rootPrefix) ? !path.contains(QLatin1String("/.."))
+                                                            : FS::isInside(root, path);
+            if (!inside) {
                 LOG(WARNING) << "External list item \"" << entry.uniqueId.toStdString()
                              << "\" skipped: its file would be outside the resources folder";
                 continue;
             }
             ItemPtr item = ItemFactory::createItem(entry.uniqueId, std::move(payload));
             item->setCollectionId(entry.collectionId);
-            item->setDownloadUrl(resolved(listUrl, entry.downloadUrl));
+            item->setDownloadAddress(resolved(listUrl, entry.downloadUrl));
             item->setRemoteSize(entry.remoteSize);
             item->setExternalResourceInfo(std::move(entry.info));
             if (!collection || collection->name() != entry.collectionId)
@@ -196,7 +208,7 @@ private:
                 item->addCategory(category);
             }
             for (const auto &[kind, address] : entry.previewUrls)
-                item->setPreviewUrl(kind, resolved(listUrl, address));
+                item->setPreviewAddress(kind, resolved(listUrl, address));
             collection->addItem(item);
         }
         for (const QString &name : batched)
@@ -208,6 +220,9 @@ private:
     QUrl m_effectsUrl;
     bool m_audioLoaded = false;
     bool m_effectsLoaded = false;
+    // Each list's texts as last registered.
+    std::shared_ptr<const Translator::TranslationTable> m_audioTexts;
+    std::shared_ptr<const Translator::TranslationTable> m_effectsTexts;
 };
 
 ExternalResourcesController::ExternalResourcesController(CatalogueProtocol &catalogue)

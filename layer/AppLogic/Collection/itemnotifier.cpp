@@ -48,7 +48,7 @@ Item messageItem(const IItem &item)
         out.name = item.externalResourceInfo()->tag;
     out.kind = kindOf(item.collectionId());
     // Content shipped with the editor has neither an address to fetch it from nor an attribution.
-    out.builtIn = item.downloadUrl().isEmpty() && !item.externalResourceInfo();
+    out.builtIn = item.downloadAddress().isEmpty() && !item.externalResourceInfo();
     if (payload.import) {
         out.contentDescription = payload.import->description;
         out.importObject = payload.import;

@@ -135,11 +135,11 @@ TEST(ExternalList, translations_fall_back_to_en_US_and_need_it)
         { "Song", QJsonObject { { "en_US", "Song" }, { "de_DE", "Lied" }, { "xx_XX", "?" } } },
     };
     const ExternalList list = parseItems({}, translations);
-    ASSERT_EQ(list.translations.size(), 1u);
-    const auto &texts = list.translations[0].texts;
-    EXPECT_EQ(texts[0], "Song"); // en_US
-    EXPECT_EQ(texts[1], "Song"); // ru_RU: not given
-    EXPECT_EQ(texts[2], "Lied"); // de_DE
+    const Translator::TranslationTable &table = list.translations;
+    ASSERT_EQ(table.keys, std::vector<QString> { "Song" });
+    EXPECT_EQ(table.text(0, 0), "Song"); // en_US
+    EXPECT_EQ(table.text(0, 1), "Song"); // ru_RU: not given
+    EXPECT_EQ(table.text(0, 2), "Lied"); // de_DE
     EXPECT_EQ(list.warnings,
               QStringList { "Missing en_US locale for external audio translations!" });
 }
@@ -156,7 +156,7 @@ TEST_P(BrokenList, adds_nothing_and_says_so)
     const ExternalList list = parseExternalList(GetParam().bytes);
     EXPECT_FALSE(list.valid);
     EXPECT_TRUE(list.items.empty());
-    EXPECT_TRUE(list.translations.empty());
+    EXPECT_TRUE(list.translations.keys.empty());
     ASSERT_EQ(list.warnings.size(), 1);
     EXPECT_TRUE(list.warnings[0].startsWith("External list is not valid JSON"));
 }

@@ -136,3 +136,22 @@ TEST(Translator, a_key_falls_back_to_en_US_then_to_nothing)
     Translator::clearTranslations();
     EXPECT_FALSE(Translator::hasTranslation("k"));
 }
+
+TEST(Translator, a_table_replaces_a_keys_texts_and_a_later_text_overrides_its_locale)
+{
+    auto table = std::make_shared<Translator::TranslationTable>();
+    table->locales = { "en_US", "de_DE" };
+    table->keys = { "k", "j" };
+    table->utf8 = "SongLiedJazz";
+    table->spans = { { 0, 4 }, { 4, 4 }, { 8, 4 }, { 8, 0 } };
+    Translator::registerTranslation("k", "Old German", "de_DE");
+    Translator::registerTranslation("k", "Vieux", "fr_FR");
+    Translator::registerTranslations(table);
+    EXPECT_EQ(Translator::translation("k", "de_DE"), "Lied");
+    EXPECT_EQ(Translator::translation("k", "fr_FR"), "Song") << "the table replaced every locale";
+    EXPECT_EQ(Translator::translation("j", "de_DE"), "");
+    Translator::registerTranslation("k", "Neu", "de_DE");
+    EXPECT_EQ(Translator::translation("k", "de_DE"), "Neu");
+    EXPECT_EQ(Translator::translation("k", "en_US"), "Song");
+    Translator::clearTranslations();
+}
