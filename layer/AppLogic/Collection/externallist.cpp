@@ -89,6 +89,29 @@ QString fromUtf8(std::string_view s)
     return QString::fromUtf8(s.data(), static_cast<int>(s.size()));
 }
 
+// A string value's text: its bytes straight from the list when it holds no escape (nearly every
+// one does not), so the parser writes no copy of them; else the parser's unescaped copy. The
+// value must be a string.
+std::string_view stringOf(od::value &value)
+{
+    std::string_view raw = value.raw_json_token();
+    {
+        while (!raw.empty()
+               && (raw.back() == ' ' || raw.back() == '\n' || raw.back() == '\r'
+                   || raw.back() == '\t'))
+            raw.remove_suffix(1);
+        if (raw.size() >= 2 && raw.front() == '"' && raw.back() == '"') {
+            const std::string_view inner = raw.substr(1, raw.size() - 2);
+            if (inner.find('\\') == std::string_view::npos)
+                return inner;
+        }
+    }
+    std::string_view s;
+    if (value.get_string().get(s))
+        throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+    return s;
+}
+
 class Reader {
 public:
     ExternalList &out;
@@ -112,9 +135,7 @@ public:
             text = QString();
             return true;
         }
-        std::string_view s;
-        if (value.get_string().get(s))
-            throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+        const std::string_view s = stringOf(value);
         if (s.size() > maxTextBytes)
             return false;
         text = shared ? this->shared(s) : fromUtf8(s);
@@ -220,11 +241,9 @@ public:
                         next = i + 1;
                         od::value v = text.value();
                         od::json_type type;
-                        std::string_view s;
                         if (v.type().get(type) || type != od::json_type::string)
                             break;
-                        if (v.get_string().get(s))
-                            throw simdjson::simdjson_error(simdjson::STRING_ERROR);
+                        const std::string_view s = stringOf(v);
                         if (s.size() > maxTextBytes) {
                             tooLong = true;
                             break;
