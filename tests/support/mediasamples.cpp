@@ -33,6 +33,16 @@ QStringList split(const char *args)
     return QString::fromLatin1(args).split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
+// `size` bytes of noise, the same for the same seed.
+QByteArray randomBytes(int size, unsigned seed)
+{
+    std::mt19937 gen(seed);
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (char &c : bytes)
+        c = static_cast<char>(gen() & 0xff);
+    return bytes;
+}
+
 } // namespace
 
 const std::vector<MediaSamples::Kind> &MediaSamples::kinds()
@@ -103,11 +113,8 @@ void MediaSamples::make(const QString &name, const QString &path)
 
 MediaSamples::MediaSamples()
 {
-    QStringList names;
     for (const Kind &kind : kinds())
-        names << QLatin1String(kind.name);
-    for (const QString &name : names)
-        make(name, path(name));
+        make(QLatin1String(kind.name), path(QLatin1String(kind.name)));
 }
 
 MediaSamples::MediaSamples(const QStringList &names)
@@ -160,15 +167,6 @@ void MediaSamples::makeManyStreams(const QString &path, int streams)
         arguments << QStringLiteral("-map") << QStringLiteral("0:v");
     runFfmpeg(arguments << QStringLiteral("-c") << QStringLiteral("copy") << path);
     QFile::remove(one);
-}
-
-QByteArray randomBytes(int size, unsigned seed)
-{
-    std::mt19937 gen(seed);
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (char &c : bytes)
-        c = static_cast<char>(gen() & 0xff);
-    return bytes;
 }
 
 std::vector<BadPath> makeBadMediaPaths(const QString &folder)

@@ -28,7 +28,6 @@ public:
     explicit MediaSamples(const QStringList &names);
 
     QString path(const QString &name) const;
-    QString folder() const { return m_dir.path(); }
 
     // Writes one kind to `path`. Throws std::runtime_error when ffmpeg fails.
     static void make(const QString &name, const QString &path);
@@ -57,9 +56,6 @@ std::vector<BadPath> makeBadMediaPaths(const QString &folder);
 // A PNG that declares a picture of width x height and holds a few rows of it: enough for a decoder
 // to set aside the whole picture.
 QByteArray pngDeclaring(quint32 width, quint32 height);
-
-// `size` bytes of noise, the same for the same seed.
-QByteArray randomBytes(int size, unsigned seed);
 
 // The path of one of those samples.
 inline QString samplePath(const char *name)

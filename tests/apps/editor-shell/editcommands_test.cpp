@@ -31,17 +31,15 @@ protected:
     // Runs a command on the project; the events it sent, apart from the launch's and the open's.
     QList<QJsonObject> edit(QStringList arguments, int expectedExit = 0)
     {
-        const QString events = data.filePath(QStringLiteral("run.jsonl"));
+        const QString events = data.filePath("run.jsonl");
         arguments.insert(1, project);
-        last = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
-                                     QStringList { QStringLiteral("--events-out"), events }
-                                         + arguments);
+        last = TestSupport::runShell(EDITOR_SHELL, data.path(),
+                                     QStringList { "--events-out", events } + arguments);
         EXPECT_EQ(last.exitCode, expectedExit) << qPrintable(last.err);
         QList<QJsonObject> sent;
         for (const QJsonObject &e : TestSupport::jsonLinesOf(events)) {
-            const QString name = e.value(QStringLiteral("event")).toString();
-            if (!name.startsWith(QLatin1String("APP_"))
-                && !name.startsWith(QLatin1String("PROJECT_")))
+            const QString name = e.value("event").toString();
+            if (!name.startsWith("APP_") && !name.startsWith("PROJECT_"))
                 sent << e;
         }
         return sent;
@@ -49,21 +47,16 @@ protected:
 
     QString shown()
     {
-        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
-                                     { QStringLiteral("project"), QStringLiteral("open"), project })
-            .out;
+        return TestSupport::runShell(EDITOR_SHELL, data.path(), { "project", "open", project }).out;
     }
 
     static QString param(const QJsonObject &event, const char *key)
     {
-        return event.value(QStringLiteral("params"))
-            .toObject()
-            .value(QLatin1String(key))
-            .toString();
+        return event.value("params").toObject().value(QLatin1String(key)).toString();
     }
 
     QTemporaryDir data;
-    QString project = data.filePath(QStringLiteral("p.edproj"));
+    QString project = data.filePath("p.edproj");
     TestSupport::ShellRun last;
 };
 
@@ -79,12 +72,12 @@ TEST_F(EditCommands, clip_properties_are_saved_and_a_speed_without_room_springs_
     EXPECT_EQ(eventNames(sent),
               (QStringList { "OPACITY_CHANGED", "SPEED_CHANGED", "SPEED_CHANGE_REBOUND",
                              "FADEOUT_CHANGED", "EFFECT_SETTINGS_APPLIED" }));
-    EXPECT_EQ(param(sent.at(2), "SPEED_ACTUAL"), QStringLiteral("100"));
-    EXPECT_EQ(param(sent.at(4), "PARAMETERS"), QStringLiteral("left=0.25"));
-    EXPECT_EQ(param(sent.at(4), "CLIPS_IN_SELECTION"), QStringLiteral("1"));
+    EXPECT_EQ(param(sent.at(2), "SPEED_ACTUAL"), "100");
+    EXPECT_EQ(param(sent.at(4), "PARAMETERS"), "left=0.25");
+    EXPECT_EQ(param(sent.at(4), "CLIPS_IN_SELECTION"), "1");
     const QString text = shown();
-    EXPECT_TRUE(text.contains(QStringLiteral("opacity 50%  fade out 1 s  effects: Crop (")));
-    EXPECT_TRUE(text.contains(QStringLiteral("left 0.25")));
+    EXPECT_TRUE(text.contains("opacity 50%  fade out 1 s  effects: Crop ("));
+    EXPECT_TRUE(text.contains("left 0.25"));
 }
 
 TEST_F(EditCommands, cut_wizards_and_census_change_and_count_the_same_timeline)
@@ -97,18 +90,18 @@ TEST_F(EditCommands, cut_wizards_and_census_change_and_count_the_same_timeline)
 
     const auto wizard = edit({ "transitions", "--all", "--name", "Wipe", "--duration", "0.75" });
     ASSERT_EQ(wizard.size(), 1);
-    EXPECT_EQ(param(wizard.at(0), "DURATION"), QStringLiteral("00:00.750"));
-    EXPECT_EQ(param(wizard.at(0), "TRANSITION_NAME"), QStringLiteral("Wipe"));
+    EXPECT_EQ(param(wizard.at(0), "DURATION"), "00:00.750");
+    EXPECT_EQ(param(wizard.at(0), "TRANSITION_NAME"), "Wipe");
     EXPECT_EQ(eventNames(edit({ "transitions", "--clips", "1", "--clip-duration", "2" })),
               QStringList { "CLIP_DURATION_WIZARD_APPLIED" });
 
     edit({ "census", "--partial", "1", "3", "--json" });
     const QJsonObject census
         = QJsonDocument::fromJson(last.out.toUtf8()).object().value("params").toObject();
-    EXPECT_EQ(census.value("VIDEOFILES_COUNT").toString(), QStringLiteral("1"));
-    EXPECT_EQ(census.value("TRANSITIONS_COUNT").toString(), QStringLiteral("3"));
-    EXPECT_EQ(census.value("PROJECT_DURATION").toString(), QStringLiteral("4"));
-    EXPECT_EQ(census.value("EXPORT_PART_DURATION").toString(), QStringLiteral("2.0"));
+    EXPECT_EQ(census.value("VIDEOFILES_COUNT").toString(), "1");
+    EXPECT_EQ(census.value("TRANSITIONS_COUNT").toString(), "3");
+    EXPECT_EQ(census.value("PROJECT_DURATION").toString(), "4");
+    EXPECT_EQ(census.value("EXPORT_PART_DURATION").toString(), "2.0");
 }
 
 } // namespace

@@ -7,190 +7,151 @@
 #include <QJsonArray>
 #include <QTemporaryDir>
 
-#include <unistd.h>
+#include <gmock/gmock.h>
 
-#include <utility>
-#include <vector>
+#include <unistd.h>
 
 namespace {
 
+using ::testing::HasSubstr;
+using ::testing::Not;
+
 class ImportCommand : public ::testing::Test {
 protected:
-    TestSupport::ShellRun run(const QStringList &arguments)
+    // Runs the shell; its standard output, with the run kept in `last`.
+    std::string run(const QStringList &arguments)
     {
-        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
-                                     QStringList { QStringLiteral("--events-out"), eventsFile() }
-                                         + arguments);
+        last = TestSupport::runShell(EDITOR_SHELL, data.path(),
+                                     QStringList { "--events-out", eventsFile() } + arguments);
+        return last.out.toStdString();
     }
-    QString eventsFile() const { return data.filePath(QStringLiteral("events.jsonl")); }
+    QString eventsFile() const { return data.filePath("events.jsonl"); }
     int count(const char *name)
     {
-        return TestSupport::eventNames(TestSupport::jsonLinesOf(eventsFile()))
-            .count(QLatin1String(name));
+        return TestSupport::eventNames(TestSupport::jsonLinesOf(eventsFile())).count(name);
     }
 
-    static QString samples() { return QStringLiteral(EDITOR_SAMPLES); }
-    QString copy(const QString &sampleName, const QString &as)
+    static QString sample(const char *name) { return QDir(EDITOR_SAMPLES).filePath(name); }
+    QString copy(const char *sampleName, const QString &as)
     {
         const QString target = media.filePath(as);
-        EXPECT_TRUE(QFile::copy(QDir(samples()).filePath(sampleName), target));
+        EXPECT_TRUE(QFile::copy(sample(sampleName), target));
         return target;
     }
 
     QTemporaryDir data;
     QTemporaryDir media;
+    TestSupport::ShellRun last;
 };
 
 TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_is_told)
 {
-    const auto r = run({ QStringLiteral("import"), samples() });
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("On the timeline, track 0: 6 new clips")))
-        << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("beach walk.mp4  (H264 128x72 10 fps, AAC")))
-        << r.out.toStdString();
-    EXPECT_TRUE(
-        r.out.contains(QLatin1String("Failed: 1\n  broken download.mp4: The file is damaged")))
-        << r.out.toStdString();
-    EXPECT_TRUE(
-        r.out.contains(QLatin1String("Result: done. 7 media files passed on: 6 opened, 1 failed")));
-    EXPECT_TRUE(r.err.contains(QLatin1String("Analysing files")))
-        << "progress goes to the error stream";
+    const std::string out = run({ "import", EDITOR_SAMPLES });
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    EXPECT_THAT(out, HasSubstr("On the timeline, track 0: 6 new clips"));
+    EXPECT_THAT(out, HasSubstr("beach walk.mp4  (H264 128x72 10 fps, AAC"));
+    EXPECT_THAT(out, HasSubstr("Failed: 1\n  broken download.mp4: The file is damaged"));
+    EXPECT_THAT(out, HasSubstr("Result: done. 7 media files passed on: 6 opened, 1 failed"));
+    EXPECT_TRUE(last.err.contains("Analysing files")) << "progress goes to the error stream";
     EXPECT_EQ(count("FILE_ADDED"), 7);
     EXPECT_EQ(count("FILE_OPENED"), 6);
     for (const QJsonObject &e : TestSupport::jsonLinesOf(eventsFile())) {
-        if (e.value(QStringLiteral("event")).toString() == QLatin1String("FILE_ADDED")) {
-            EXPECT_EQ(e.value(QStringLiteral("params"))[QStringLiteral("ADDING_METHOD")].toString(),
-                      QLatin1String("import_folders"));
+        if (e.value("event").toString() == "FILE_ADDED") {
+            EXPECT_EQ(e.value("params")["ADDING_METHOD"].toString(), "import_folders");
         }
     }
-    const QByteArray index
-        = TestSupport::readFile(data.filePath(QStringLiteral("storage/index.json")));
-    EXPECT_EQ(
-        QJsonDocument::fromJson(index).object().value(QStringLiteral("files")).toArray().size(), 7);
+    const QByteArray index = TestSupport::readFile(data.filePath("storage/index.json"));
+    EXPECT_EQ(QJsonDocument::fromJson(index).object().value("files").toArray().size(), 7);
 }
 
-TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further)
+TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further_and_the_collection_fed)
 {
-    const QString project = media.filePath(QStringLiteral("holiday.edproj"));
-    const QString clip = copy(QStringLiteral("beach walk.mp4"), QStringLiteral("clip.mp4"));
-    auto r = run({ QStringLiteral("import"), clip, QStringLiteral("--project"), project });
-    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("Saved project")));
-    r = run({ QStringLiteral("import"), QDir(samples()).filePath(QStringLiteral("chime.mp3")),
-              QStringLiteral("--project"), project });
-    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("Opened project")));
-    EXPECT_TRUE(r.out.contains(QLatin1String("0:00:02.000  +0:00:02.063  chime.mp3")))
-        << r.out.toStdString();
-    r = run({ QStringLiteral("project"), QStringLiteral("open"), project });
-    EXPECT_TRUE(r.out.contains(QLatin1String("Track 0 video: 2 clips"))) << r.out.toStdString();
-}
-
-TEST_F(ImportCommand, files_go_to_the_collection_when_asked)
-{
-    const auto r
-        = run({ QStringLiteral("import"), QStringLiteral("--to"), QStringLiteral("collection"),
-                QDir(samples()).filePath(QStringLiteral("title card.png")) });
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_TRUE(r.out.contains(QLatin1String("In the collection: 1 new of 1 opened")))
-        << r.out.toStdString();
+    const QString project = media.filePath("holiday.edproj");
+    EXPECT_THAT(run({ "import", copy("beach walk.mp4", "clip.mp4"), "--project", project }),
+                HasSubstr("Saved project"));
+    ASSERT_EQ(last.exitCode, 0) << last.err.toStdString();
+    const std::string out = run({ "import", sample("chime.mp3"), "--project", project });
+    ASSERT_EQ(last.exitCode, 0) << last.err.toStdString();
+    EXPECT_THAT(out, HasSubstr("Opened project"));
+    EXPECT_THAT(out, HasSubstr("0:00:02.000  +0:00:02.063  chime.mp3"));
+    EXPECT_THAT(run({ "project", "open", project }), HasSubstr("Track 0 video: 2 clips"));
+    EXPECT_THAT(run({ "import", "--to", "collection", sample("title card.png") }),
+                HasSubstr("In the collection: 1 new of 1 opened"));
+    EXPECT_EQ(last.exitCode, 0);
 }
 
 TEST_F(ImportCommand, a_project_among_media_is_asked_about_and_answered_from_the_command_line)
 {
-    const QString clip = QDir(samples()).filePath(QStringLiteral("zoom.webm"));
-    auto r = run({ QStringLiteral("--no"), QStringLiteral("import"), clip,
-                   QStringLiteral("/elsewhere/film.edproj") });
-    EXPECT_EQ(r.exitCode, 1);
-    EXPECT_TRUE(r.out.contains(QLatin1String("Only media files will be opened.")))
-        << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("Result: declined")));
-    r = run({ QStringLiteral("import"), clip, QStringLiteral("/elsewhere/film.edproj"),
-              QStringLiteral("--yes") });
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_TRUE(r.out.contains(QLatin1String("1 new clip"))) << r.out.toStdString();
+    const QString clip = sample("zoom.webm");
+    std::string out = run({ "--no", "import", clip, "/elsewhere/film.edproj" });
+    EXPECT_EQ(last.exitCode, 1);
+    EXPECT_THAT(out, HasSubstr("Only media files will be opened."));
+    EXPECT_THAT(out, HasSubstr("Result: declined"));
+    EXPECT_THAT(run({ "import", clip, "/elsewhere/film.edproj", "--yes" }),
+                HasSubstr("1 new clip"));
+    EXPECT_EQ(last.exitCode, 0);
 }
 
 TEST_F(ImportCommand, a_lone_project_is_opened_and_packages_go_to_the_installer)
 {
-    const QString project = media.filePath(QStringLiteral("old.edproj"));
-    ASSERT_EQ(run({ QStringLiteral("project"), QStringLiteral("new"), project }).exitCode, 0);
-    auto r = run({ QStringLiteral("import"), project });
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("Opened project"))) << r.out.toStdString();
-    r = run({ QStringLiteral("import"), media.filePath(QStringLiteral("Neon Titles.edpack")),
-              media.filePath(QStringLiteral("notes.txt")) });
-    EXPECT_TRUE(
-        r.out.contains(QLatin1String("Handed to the package installer: 1\n  Neon Titles.edpack")))
-        << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("Not media, left out: 1\n  notes.txt")));
+    const QString project = media.filePath("old.edproj");
+    run({ "project", "new", project });
+    ASSERT_EQ(last.exitCode, 0);
+    EXPECT_THAT(run({ "import", project }), HasSubstr("Opened project"));
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    const std::string out
+        = run({ "import", media.filePath("Neon Titles.edpack"), media.filePath("notes.txt") });
+    EXPECT_THAT(out, HasSubstr("Handed to the package installer: 1\n  Neon Titles.edpack"));
+    EXPECT_THAT(out, HasSubstr("Not media, left out: 1\n  notes.txt"));
 }
 
 TEST_F(ImportCommand, a_file_whose_name_is_not_utf8_is_reported_not_lost)
 {
     const QByteArray raw = QFile::encodeName(media.path()) + "/caf\xe9.mp3";
-    TestSupport::writeFileWithRawName(
-        raw, TestSupport::readFile(QDir(samples()).filePath(QStringLiteral("chime.mp3"))));
-    copy(QStringLiteral("chime.mp3"), QStringLiteral("fine.mp3"));
-    const auto r = run({ QStringLiteral("import"), media.path() });
+    TestSupport::writeFileWithRawName(raw, TestSupport::readFile(sample("chime.mp3")));
+    copy("chime.mp3", "fine.mp3");
+    const std::string out = run({ "import", media.path() });
     ::unlink(raw.constData());
-    EXPECT_EQ(r.exitCode, 0);
-    EXPECT_TRUE(r.out.contains(QLatin1String("1 new clip"))) << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("not valid UTF-8"))) << r.out.toStdString();
+    EXPECT_EQ(last.exitCode, 0);
+    EXPECT_THAT(out, HasSubstr("1 new clip"));
+    EXPECT_THAT(out, HasSubstr("not valid UTF-8"));
 }
 
 TEST_F(ImportCommand, wrong_use_is_refused_with_a_message)
 {
-    for (const QStringList &args :
-         { QStringList { QStringLiteral("import") },
-           QStringList { QStringLiteral("import"), QStringLiteral("a.mp4"), QStringLiteral("--to"),
-                         QStringLiteral("moon") },
-           QStringList { QStringLiteral("import"), QStringLiteral("a.mp4"),
-                         QStringLiteral("--source"), QStringLiteral("19") },
-           QStringList { QStringLiteral("import"), QStringLiteral("a.mp4"),
-                         QStringLiteral("--project"), QStringLiteral("x.txt") } }) {
-        const auto r = run(args);
-        EXPECT_EQ(r.exitCode, 2) << args.join(QLatin1Char(' ')).toStdString();
-        EXPECT_FALSE(r.err.isEmpty());
+    for (const char *args : { "import", "import a.mp4 --to moon", "import a.mp4 --source 19",
+                              "import a.mp4 --project x.txt" }) {
+        run(QString(args).split(' '));
+        EXPECT_EQ(last.exitCode, 2) << args;
+        EXPECT_FALSE(last.err.isEmpty()) << args;
     }
     // A place on the timeline that is no number, or none the project could hold.
-    for (const auto &[option, value] :
-         std::vector<std::pair<const char *, const char *>> { { "--at", "abc" },
-                                                              { "--at", "-1" },
-                                                              { "--at", "inf" },
-                                                              { "--at", "1e300" },
-                                                              { "--at", "9e9" },
-                                                              { "--track", "abc" },
-                                                              { "--track", "-1" },
-                                                              { "--track", "1e9" } }) {
-        const auto r = run({ QStringLiteral("import"), QStringLiteral("a.mp4"),
-                             QLatin1String(option), QLatin1String(value) });
-        EXPECT_EQ(r.exitCode, 2) << option << ' ' << value;
-        EXPECT_TRUE(r.err.contains(QLatin1String(option) + QLatin1String(" takes")))
-            << option << ' ' << value << ": " << r.err.toStdString();
+    for (const char *place : { "--at abc", "--at -1", "--at inf", "--at 1e300", "--at 9e9",
+                               "--track abc", "--track -1", "--track 1e9" }) {
+        const QStringList option = QString(place).split(' ');
+        run(QStringList { "import", "a.mp4" } + option);
+        EXPECT_EQ(last.exitCode, 2) << place;
+        EXPECT_TRUE(last.err.contains(option[0] + " takes"))
+            << place << ": " << last.err.toStdString();
     }
 }
 
 TEST_F(ImportCommand, every_path_is_accounted_for_with_its_real_cause_and_names_cannot_forge_lines)
 {
-    TestSupport::writeFile(media.filePath(QStringLiteral("evil\n\x1b[31mname.mp4")), "not media");
-    ASSERT_TRUE(QFile::link(media.filePath(QStringLiteral("loop.mp4")),
-                            media.filePath(QStringLiteral("loop.mp4"))));
+    TestSupport::writeFile(media.filePath("evil\n\x1b[31mname.mp4"), "not media");
+    ASSERT_TRUE(QFile::link(media.filePath("loop.mp4"), media.filePath("loop.mp4")));
     QString deep = media.path();
     for (int level = 0; level < 34; ++level)
-        deep += QStringLiteral("/d");
+        deep += "/d";
     ASSERT_TRUE(QDir().mkpath(deep));
-    const auto r = run({ QStringLiteral("import"), media.path(), QString() });
-    EXPECT_EQ(r.exitCode, 0) << r.err.toStdString();
-    EXPECT_FALSE(r.out.contains(QLatin1Char('\x1b'))) << "the terminal is not driven";
-    EXPECT_TRUE(r.out.contains(QLatin1String("evil\\n\\x1b[31mname.mp4: The file is damaged")))
-        << r.out.toStdString();
-    EXPECT_TRUE(
-        r.out.contains(QLatin1String("loop.mp4: The file is a symbolic link that leads back")));
-    EXPECT_TRUE(r.out.contains(QLatin1String("Not read: 2\n"))) << r.out.toStdString();
-    EXPECT_TRUE(r.out.contains(QLatin1String("  \"\": an empty path names no file")));
-    EXPECT_TRUE(r.out.contains(QLatin1String("/d: a folder more than 32 levels deep, not read")));
+    const std::string out = run({ "import", media.path(), QString() });
+    EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
+    EXPECT_THAT(out, Not(HasSubstr("\x1b"))) << "the terminal is not driven";
+    EXPECT_THAT(out, HasSubstr("evil\\n\\x1b[31mname.mp4: The file is damaged"));
+    EXPECT_THAT(out, HasSubstr("loop.mp4: The file is a symbolic link that leads back"));
+    EXPECT_THAT(out, HasSubstr("Not read: 2\n"));
+    EXPECT_THAT(out, HasSubstr("  \"\": an empty path names no file"));
+    EXPECT_THAT(out, HasSubstr("/d: a folder more than 32 levels deep, not read"));
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "levelmeter.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +9,7 @@ namespace {
 
 using Shell::LevelMeter;
 
-struct MeterCase {
-    const char *name;
+struct MeterCase : TestSupport::TableRow {
     std::function<void(LevelMeter &)> feed;
     double level;
     double hold;
@@ -58,6 +58,6 @@ INSTANTIATE_TEST_SUITE_P(
                                       m.update(0.1f, 3000);
                                   },
                                   -20, -20, false }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 } // namespace

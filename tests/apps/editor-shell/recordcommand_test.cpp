@@ -3,6 +3,7 @@
 #include "audiofiles.h"
 #include "eventwait.h"
 #include "shellrun.h"
+#include "tablerow.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -24,19 +25,19 @@ class RecordCommand : public ::testing::Test {
 protected:
     TestSupport::ShellRun run(const QStringList &arguments)
     {
-        return TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(), arguments);
+        return TestSupport::runShell(EDITOR_SHELL, data.path(), arguments);
     }
     QString out(const char *name) const { return data.filePath(QString::fromLatin1(name)); }
 
     // Starts a take that runs until told, and returns once samples reach its take file.
     void startLongTake(QProcess &shell)
     {
-        shell.start(QStringLiteral(EDITOR_SHELL),
-                    QStringList { QStringLiteral("--data-dir"), data.path() }
+        shell.start(EDITOR_SHELL,
+                    QStringList { "--data-dir", data.path() }
                         + args({ "record", "--countdown", "0" }) + QStringList { out("long.wav") });
-        const QDir takes(data.filePath(QStringLiteral("recordings")));
+        const QDir takes(data.filePath("recordings"));
         ASSERT_TRUE(TestSupport::waitUntil([&] {
-            const auto files = takes.entryInfoList({ QStringLiteral("take-*.wav") }, QDir::Files);
+            const auto files = takes.entryInfoList({ "take-*.wav" }, QDir::Files);
             return !files.isEmpty() && files.first().size() > 12000 * 8 + 4096; // float stereo
         }));
     }
@@ -47,27 +48,26 @@ protected:
 TEST_F(RecordCommand, records_the_tone_for_the_seconds_asked_and_reports_it_in_json)
 {
     const auto r = run(
-        QStringList { QStringLiteral("--events-out"), out("events.jsonl") }
+        QStringList { "--events-out", out("events.jsonl") }
             + args({ "record", "--seconds", "1", "--countdown", "0", "--quality", "1", "--json" })
         << out("voice.flac"));
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
-    EXPECT_TRUE(result.value(QStringLiteral("saved")).toBool());
-    EXPECT_EQ(result.value(QStringLiteral("overruns")).toInt(), 0);
+    EXPECT_TRUE(result.value("saved").toBool());
+    EXPECT_EQ(result.value("overruns").toInt(), 0);
     const auto take = TestSupport::readAudioFile(out("voice.flac"));
-    EXPECT_EQ(take.frames(), result.value(QStringLiteral("frames")).toDouble());
+    EXPECT_EQ(take.frames(), result.value("frames").toDouble());
     EXPECT_GE(take.frames(), 16000);
     EXPECT_LT(take.frames(), 16000 + 3200) << "stops within a meter refresh and a write";
     EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 16000,
                 3);
-    EXPECT_TRUE(r.err.contains(QStringLiteral("input virtual:tone:440")));
+    EXPECT_TRUE(r.err.contains("input virtual:tone:440"));
     const auto events = TestSupport::jsonLinesOf(out("events.jsonl"));
     const auto started = std::find_if(events.begin(), events.end(), [](const QJsonObject &e) {
-        return e.value(QStringLiteral("event")).toString() == QLatin1String("AUDIO_RECORD_STARTED");
+        return e.value("event").toString() == "AUDIO_RECORD_STARTED";
     });
     ASSERT_NE(started, events.end()) << "the record button is reported";
-    EXPECT_EQ(started->value(QStringLiteral("params"))[QStringLiteral("VOICE_OVER_MODE")],
-              QJsonValue(QStringLiteral("false")));
+    EXPECT_EQ(started->value("params")["VOICE_OVER_MODE"], QJsonValue("false"));
 }
 
 TEST_F(RecordCommand, lists_the_virtual_tone_among_the_inputs)
@@ -76,12 +76,11 @@ TEST_F(RecordCommand, lists_the_virtual_tone_among_the_inputs)
     ASSERT_EQ(r.exitCode, 0);
     QStringList uids;
     for (const QJsonObject &device : TestSupport::jsonLines(r.out.toUtf8()))
-        uids << device.value(QStringLiteral("uid")).toString();
-    EXPECT_TRUE(uids.contains(QStringLiteral("virtual:tone:440")));
+        uids << device.value("uid").toString();
+    EXPECT_TRUE(uids.contains("virtual:tone:440"));
 }
 
-struct BadCase {
-    const char *name;
+struct BadCase : TestSupport::TableRow {
     QStringList arguments;
     int exitCode;
     const char *message;
@@ -110,20 +109,19 @@ INSTANTIATE_TEST_SUITE_P(
                       BadCase { "missing_device",
                                 args({ "--device", "virtual:file:/nonexistent.wav" }), 1,
                                 "Can't find a device" }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST_F(RecordCommand, a_folder_as_output_is_refused_and_the_take_recovered_after)
 {
-    QDir(data.path()).mkpath(QStringLiteral("folder.wav"));
+    QDir(data.path()).mkpath("folder.wav");
     const auto failed
         = run(args({ "record", "--seconds", "0.5", "--countdown", "0" }) << out("folder.wav"));
     EXPECT_EQ(failed.exitCode, 1);
-    EXPECT_TRUE(failed.err.contains(
-        QStringLiteral("Error was encountered while saving captured audio. Details:")));
+    EXPECT_TRUE(failed.err.contains("Error was encountered while saving captured audio. Details:"));
 
     const auto next
         = run(args({ "record", "--seconds", "0.1", "--countdown", "0" }) << out("next.wav"));
-    EXPECT_TRUE(next.err.contains(QStringLiteral("an interrupted take exists")));
+    EXPECT_TRUE(next.err.contains("an interrupted take exists"));
     const auto recovered = run(args({ "record", "--recover", "--json" }) << out("saved.wav"));
     ASSERT_EQ(recovered.exitCode, 0) << recovered.err.toStdString();
     EXPECT_GE(TestSupport::readAudioFile(out("saved.wav")).frames(), 24000);

@@ -5,6 +5,7 @@
 #include "eventwait.h"
 #include "fakedialogs.h"
 #include "logcapture.h"
+#include "tablerow.h"
 
 #include "audio/audiodevicemanager.h"
 #include "playback/player.h"
@@ -49,7 +50,7 @@ protected:
         Playback::setCurrentPlayback(&player);
         widget.resize(400, 240);
         capture().addObserver(this);
-        capture().setDevice(QStringLiteral("virtual:tone:440"));
+        capture().setDevice("virtual:tone:440");
     }
     ~CaptureController() override
     {
@@ -76,8 +77,7 @@ protected:
     QString out(const char *name) const { return data.filePath(QString::fromLatin1(name)); }
     QStringList takesLeft() const
     {
-        return QDir(data.filePath(QStringLiteral("recordings")))
-            .entryList({ QStringLiteral("take-*") }, QDir::Files);
+        return QDir(data.filePath("recordings")).entryList({ "take-*" }, QDir::Files);
     }
     QStringList messages() const
     {
@@ -133,8 +133,7 @@ TEST_F(CaptureController, a_delay_under_a_second_records_at_once)
     capture().cancel();
 }
 
-struct StopCase {
-    const char *name;
+struct StopCase : TestSupport::TableRow {
     int delayMs;
     std::function<void(Capture::IAudioCapture &, const QString &)> stop;
 };
@@ -170,18 +169,18 @@ INSTANTIATE_TEST_SUITE_P(
                                  [](Capture::IAudioCapture &c, const QString &) { c.cancel(); } },
                       StopCase { "another_device_chosen_mid_take", 0,
                                  [](Capture::IAudioCapture &c, const QString &) {
-                                     c.setDevice(QStringLiteral("virtual:tone:1000"));
+                                     c.setDevice("virtual:tone:1000");
                                  } }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST_F(CaptureController, a_missing_device_is_told_and_nothing_starts)
 {
     TestSupport::LogCapture log;
-    capture().setDevice(QStringLiteral("virtual:file:/nonexistent/voice.wav"));
+    capture().setDevice("virtual:file:/nonexistent/voice.wav");
     capture().start(Mode::Voice, 0);
 
     EXPECT_EQ(capture().state(), State::Idle);
-    EXPECT_EQ(messages(), QStringList { QStringLiteral("Can't find a device") });
+    EXPECT_EQ(messages(), QStringList { "Can't find a device" });
     EXPECT_EQ(
         log.matching({ "Can't find a device UID: virtual:file:/nonexistent/voice.wav" }).size(),
         1u);
@@ -191,7 +190,7 @@ TEST_F(CaptureController, a_missing_device_is_told_and_nothing_starts)
 TEST_F(CaptureController, a_save_that_fails_is_told_and_the_take_is_kept_for_recovery)
 {
     TestSupport::LogCapture log;
-    QDir(data.path()).mkpath(QStringLiteral("folder.wav"));
+    QDir(data.path()).mkpath("folder.wav");
     capture().start(Mode::Voice, 0);
     manager.PullVirtualInputs(100ms);
     capture().stop(out("folder.wav"));
@@ -199,10 +198,10 @@ TEST_F(CaptureController, a_save_that_fails_is_told_and_the_take_is_kept_for_rec
     ASSERT_EQ(results.size(), 1u);
     EXPECT_FALSE(results[0].saved);
     ASSERT_EQ(messages().size(), 1);
-    EXPECT_TRUE(messages()[0].startsWith(
-        QStringLiteral("Error was encountered while saving captured audio. Details:\n")))
+    EXPECT_TRUE(
+        messages()[0].startsWith("Error was encountered while saving captured audio. Details:\n"))
         << messages()[0].toStdString();
-    EXPECT_TRUE(messages()[0].contains(QStringLiteral("is a folder")));
+    EXPECT_TRUE(messages()[0].contains("is a folder"));
     EXPECT_EQ(log.matching({ "Error in conversion while saving captured audio" }).size(), 1u);
     EXPECT_EQ(takesLeft().size(), 1);
 }
@@ -211,7 +210,7 @@ TEST_F(CaptureController, a_device_that_vanishes_ends_the_take_and_what_it_heard
 {
     const QString source = out("voice-in.wav");
     TestSupport::writeToneFile(source, 440.0, 48000, 2, 2.0);
-    capture().setDevice(QStringLiteral("virtual:file:") + source);
+    capture().setDevice("virtual:file:" + source);
     capture().start(Mode::Voice, 0);
     manager.PullVirtualInputs(500ms);
     QFile::remove(source);
@@ -255,8 +254,7 @@ TEST_F(CaptureController, volume_scales_the_input_and_levels_show_only_while_ask
     EXPECT_NEAR(TestSupport::peakOf(take, 0, take.frames()), 0.25f, 0.01f);
 }
 
-struct QualityCase {
-    const char *name;
+struct QualityCase : TestSupport::TableRow {
     int quality;
     int sampleRate;
     int channels;
@@ -286,6 +284,6 @@ INSTANTIATE_TEST_SUITE_P(Capture,
                                            QualityCase { "seven", 7, 96000, 2 },
                                            QualityCase { "eight", 8, 48000, 2 },
                                            QualityCase { "far_past", 40, 48000, 2 }),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Collection/featuredconfig.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
@@ -8,17 +9,11 @@ namespace {
 
 using namespace EditorCollection;
 
-struct ConfigCase {
-    const char *name;
+struct ConfigCase : TestSupport::TableRow {
     QByteArray json;
     FeaturedConfig expected;
     int warnings;
 };
-
-void PrintTo(const ConfigCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 QSet<QString> ids(std::initializer_list<const char *> list)
 {
@@ -82,7 +77,7 @@ TEST_P(FeaturedConfigRead, keeps_what_it_can_trust_and_warns_for_the_rest)
 INSTANTIATE_TEST_SUITE_P(Featured,
                          FeaturedConfigRead,
                          ::testing::ValuesIn(configCases),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(FeaturedConfigRead, a_flood_of_bad_entries_gives_a_bounded_log)
 {

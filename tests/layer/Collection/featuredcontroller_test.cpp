@@ -1,6 +1,7 @@
 #include "Collection/featuredcontroller.h"
 
 #include "collectionfixture.h"
+#include "tablerow.h"
 
 #include "collection/categories.h"
 #include "collection/collection.h"
@@ -52,8 +53,7 @@ protected:
     QString cache() const { return Settings::collectionsTrendingConfigCachePath(); }
 };
 
-struct RuleCase {
-    const char *name;
+struct RuleCase : TestSupport::TableRow {
     const char *collection;
     const char *id;
     const char *pack;
@@ -61,11 +61,6 @@ struct RuleCase {
     bool hadFeatured;
     bool featured;
 };
-
-void PrintTo(const RuleCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class FeaturedRule
     : public Featured
@@ -111,21 +106,15 @@ INSTANTIATE_TEST_SUITE_P(
         RuleCase { "a_collection_not_named_is_left_as_it_is", "Sounds", "a", "", "", true, true },
         RuleCase { "a_collection_the_editor_does_not_have_is_ignored", "No such collection", "x",
                    "", "", false, false }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
-struct DownloadCase {
-    const char *name;
+struct DownloadCase : TestSupport::TableRow {
     const char *serverPath;
     bool cached;
     const char *result;
     const char *count;
     bool warned;
 };
-
-void PrintTo(const DownloadCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class FeaturedDownload
     : public Featured
@@ -168,6 +157,6 @@ INSTANTIATE_TEST_SUITE_P(
         DownloadCase { "a_server_error_without_a_cache", "/status/500", false, "FAILED", "0",
                        true },
         DownloadCase { "a_cut_body_keeps_the_old_cache", "/cut", true, "FAILED", "3", true }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "collectionfixture.h"
 #include "smalltmpfs.h"
+#include "tablerow.h"
 
 #include "util/fs.h"
 #include "util/settingspaths.h"
@@ -20,8 +21,7 @@ using Statistics::ItemInstallResult;
 const QByteArray song(3000, 's');
 const QByteArray earlierCopy = "an earlier copy";
 
-struct InstallCase {
-    const char *name;
+struct InstallCase : TestSupport::TableRow {
     const char *serverPath;
     qint64 remoteSize;
     ItemInstallResult result;
@@ -34,11 +34,6 @@ struct InstallCase {
     const char *relativePath = "Music/song-1/song.mp3";
     bool fillDisk = false; // on the small disk the row mounted
 };
-
-void PrintTo(const InstallCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 bool plantLink(const QString &link, const QString &target)
 {
@@ -171,6 +166,6 @@ INSTANTIATE_TEST_SUITE_P(
                           return smallDisk(disk(), why);
                       },
                       false, "Music/song-1/song.mp3", true }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 } // namespace

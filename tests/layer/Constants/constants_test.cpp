@@ -1,13 +1,13 @@
 #include "Constants/locales.h"
 #include "Constants/resourcecategories.h"
 #include "Constants/urlkeys.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-struct LinkRow {
-    const char *name;
+struct LinkRow : TestSupport::TableRow {
     int value;
 };
 
@@ -28,16 +28,16 @@ INSTANTIATE_TEST_SUITE_P(Constants,
                                          LinkRow { "COLLECTIONS_EXTERNAL_EFFECTS_URL", 154 },
                                          LinkRow { "COLLECTIONS_TRENDING_REQUEST_URL", 158 },
                                          LinkRow { "INTEL_RSSDK_ABOUT_URL_rssdk", 204 }),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(Constants, unknown_keys_and_codes_have_no_entry)
 {
     EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(94)).isEmpty());
     EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(205)).isEmpty());
-    EXPECT_FALSE(Vantel::urlKeyFromName(QStringLiteral("web_config_url")));
+    EXPECT_FALSE(Vantel::urlKeyFromName("web_config_url"));
     EXPECT_EQ(Vantel::urlKeyTable().size(), 110u);
-    EXPECT_TRUE(Locales::languageName(QStringLiteral("xxx")).isEmpty());
-    EXPECT_TRUE(Locales::nativeName(QStringLiteral("en_GB")).isEmpty());
+    EXPECT_TRUE(Locales::languageName("xxx").isEmpty());
+    EXPECT_TRUE(Locales::nativeName("en_GB").isEmpty());
 }
 
 TEST(Constants, locales_keep_their_order_and_native_names)
@@ -45,26 +45,22 @@ TEST(Constants, locales_keep_their_order_and_native_names)
     QStringList names;
     for (const Locales::Locale &locale : Locales::supportedLocales())
         names << locale.name;
-    EXPECT_EQ(names.join(QLatin1Char(' ')),
+    EXPECT_EQ(names.join(' '),
               QStringLiteral("en_US ru_RU de_DE fr_FR es_ES it_IT ja_JP nl_NL pl_PL pt_BR tr_TR "
                              "zh_CN ko_KR zh_TW"));
-    EXPECT_EQ(Locales::nativeName(QStringLiteral("pt_BR")), QStringLiteral("Português Brasileiro"));
-    EXPECT_EQ(Locales::nativeName(QStringLiteral("zh_TW")), QString::fromUtf8("繁體中文"));
-    EXPECT_EQ(Locales::FallbackLocale, QStringLiteral("en_US"));
-    EXPECT_EQ(Locales::languageName(QStringLiteral("nob")), QString::fromUtf8("Norwegian Bokmål"));
+    EXPECT_EQ(Locales::nativeName("pt_BR"), "Português Brasileiro");
+    EXPECT_EQ(Locales::nativeName("zh_TW"), QString::fromUtf8("繁體中文"));
+    EXPECT_EQ(Locales::languageName("nob"), QString::fromUtf8("Norwegian Bokmål"));
     EXPECT_EQ(Locales::languageNames().size(), 26u);
-    EXPECT_TRUE(Locales::languageNames().at(QStringLiteral("und")).isEmpty());
+    EXPECT_TRUE(Locales::languageNames().at("und").isEmpty());
 }
 
 TEST(Constants, collection_names_keep_their_forms)
 {
     EXPECT_EQ(ResourceCategories::all().size(), 30);
-    EXPECT_EQ(ResourceCategories::ShaderEffects, QStringLiteral("Shader effects"));
-    EXPECT_EQ(ResourceCategories::SpecialEffects, QStringLiteral("Special effects"));
-    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("Music")), 1);
-    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("Sounds")), 0);
-    EXPECT_EQ(ResourceCategories::mediaKindForCollection(QStringLiteral("music")), 7);
-    EXPECT_EQ(ResourceNames::EmptyStream, QStringLiteral("RESOURCE##EMPTY_STREAM"));
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection("Music"), 1);
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection("Sounds"), 0);
+    EXPECT_EQ(ResourceCategories::mediaKindForCollection("music"), 7);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "intakeharness.h"
 #include "mediasamples.h"
+#include "tablerow.h"
 
 #include <QTemporaryDir>
 
@@ -78,13 +79,13 @@ TEST_F(AnalyzerTest, progress_counts_files_in_words_and_closes_when_done)
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(progress->records.size(), 1u);
     const auto &r = progress->records[0];
-    EXPECT_EQ(r.label, QLatin1String("Analysing files"));
-    EXPECT_EQ(r.cancelText, QLatin1String("Cancel"));
+    EXPECT_EQ(r.label, "Analysing files");
+    EXPECT_EQ(r.cancelText, "Cancel");
     EXPECT_EQ(r.maximum, 4);
     ASSERT_FALSE(r.texts.empty());
     EXPECT_EQ(r.texts.front(), QString()) << "the first text is empty";
     EXPECT_EQ(r.values.back(), 4);
-    EXPECT_EQ(r.texts.back(), QLatin1String("Analysing file 4 of 4. Please Wait."));
+    EXPECT_EQ(r.texts.back(), "Analysing file 4 of 4. Please Wait.");
     for (std::size_t i = 1; i < r.texts.size(); ++i)
         EXPECT_EQ(r.texts[i],
                   QStringLiteral("Analysing file %1 of 4. Please Wait.").arg(r.values[i - 1]));
@@ -129,17 +130,11 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
     EXPECT_TRUE(o->opened().empty()) << "nothing is handed on from a cancelled request";
 }
 
-struct MaskCase {
-    const char *name;
+struct MaskCase : TestSupport::TableRow {
     Destinations first;
     Destinations second;
     bool secondTold; // the second request's failure is shown
 };
-
-void PrintTo(const MaskCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class FailureDialogs
     : public AnalyzerTest
@@ -166,19 +161,13 @@ INSTANTIATE_TEST_SUITE_P(
                       MaskCase { "timeline_after_timeline", toTimeline, toTimeline, true },
                       MaskCase { "timeline_after_collection", toCollection, toTimeline, true },
                       MaskCase { "both_after_both", toBoth, toBoth, true }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
-struct DeletionCase {
-    const char *name;
+struct DeletionCase : TestSupport::TableRow {
     Destinations destinations;
     bool clipOnTimeline;
     bool asked;
 };
-
-void PrintTo(const DeletionCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class ClipDeletion
     : public AnalyzerTest
@@ -212,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
                       DeletionCase { "collection_request", toCollection, true, false },
                       DeletionCase { "timeline_and_collection_request", toBoth, true, false },
                       DeletionCase { "no_clip_of_the_file", toTimeline, false, false }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST_F(AnalyzerTest, without_a_timeline_no_clip_is_ever_offered)
 {
@@ -230,9 +219,9 @@ TEST_F(AnalyzerTest, hdr_files_are_told_after_the_failures)
     ASSERT_TRUE(waitFor(o, Status::Finished));
     ASSERT_EQ(dialogs->shown.size(), 2u);
     EXPECT_FALSE(dialogs->shown[0].isQuestion) << "without clips to remove there is nothing to ask";
-    EXPECT_TRUE(dialogs->shown[0].details.contains(QLatin1String("x.mov")));
-    EXPECT_TRUE(dialogs->shown[0].details.contains(QLatin1String("does not exist")));
-    EXPECT_TRUE(dialogs->shown[1].title.contains(QLatin1String("HDR")));
+    EXPECT_TRUE(dialogs->shown[0].details.contains("x.mov"));
+    EXPECT_TRUE(dialogs->shown[0].details.contains("does not exist"));
+    EXPECT_TRUE(dialogs->shown[1].title.contains("HDR"));
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 #include "Statistics/controller.h"
 #include "Statistics/istatistics.h"
 
-#include "fakesessiontracker.h"
 #include "recordingeventsink.h"
 #include "tempdatafolder.h"
 #include "testfiles.h"
@@ -19,6 +18,19 @@ using Vantel::Tracking::GeneralVantelTracker;
 
 namespace {
 
+// Earlier runs as a test chooses them.
+class FakeSessionTracker : public Vantel::Tracking::ISessionTracker {
+public:
+    std::string sessionId() const override { return "test-session"; }
+    std::vector<Vantel::Tracking::FailedSession> failedSessions() override { return failed; }
+    std::vector<std::string> restartedSessions() override { return restarted; }
+    void markRestarting() override { }
+    void endSession() override { }
+
+    std::vector<Vantel::Tracking::FailedSession> failed;
+    std::vector<std::string> restarted;
+};
+
 class StatisticsController : public ::testing::Test {
 protected:
     StatisticsController()
@@ -29,14 +41,13 @@ protected:
     ~StatisticsController() override { Vantel::Tracking::setSessionTrackerInstance(nullptr); }
 
     // Makes the data folder look like an installation that was launched before.
-    void markInstalled() { TestSupport::writeFile(data.filePath(QStringLiteral("installation"))); }
+    void markInstalled() { TestSupport::writeFile(data.filePath("installation")); }
 
     TestSupport::TempDataFolder data;
     boost::intrusive_ptr<GeneralVantelTracker> tracker { new GeneralVantelTracker("sid") };
     std::shared_ptr<TestSupport::RecordingEventSink> sink
         = std::make_shared<TestSupport::RecordingEventSink>();
-    std::shared_ptr<TestSupport::FakeSessionTracker> sessions
-        = std::make_shared<TestSupport::FakeSessionTracker>();
+    std::shared_ptr<FakeSessionTracker> sessions = std::make_shared<FakeSessionTracker>();
 };
 
 TEST_F(StatisticsController,
@@ -117,11 +128,10 @@ TEST_F(StatisticsController, destruction_while_unwinding_sends_no_exit)
 TEST_F(StatisticsController, interaction_becomes_event_with_method_and_parameters)
 {
     Statistics::Controller controller(tracker);
-    Statistics::InteractionNotification n(QStringLiteral("BLADE_ALERT_CLOSED"),
-                                          QStringLiteral("ENABLE"));
-    n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Übergang"));
+    Statistics::InteractionNotification n("BLADE_ALERT_CLOSED", "ENABLE");
+    n.parameters.insert("NAME", "Übergang");
     PubSub::publish(n);
-    PubSub::publish(Statistics::InteractionNotification(QStringLiteral("BLADE_ALERT_SHOWN"), {}));
+    PubSub::publish(Statistics::InteractionNotification("BLADE_ALERT_SHOWN", {}));
     ASSERT_EQ(sink->names(),
               (std::vector<std::string> { "BLADE_ALERT_CLOSED", "BLADE_ALERT_SHOWN" }));
     EXPECT_EQ(

@@ -40,8 +40,7 @@ EventCase reverb(const char *name, double balance, const char *percent)
 EventCase
 backgroundRemoval(const char *name, std::optional<std::int64_t> processingMs, const char *seconds)
 {
-    ProcessingEffectNotification n(QStringLiteral("BACKGROUND_REMOVAL_PROCESSED"),
-                                   QStringLiteral("precise"));
+    ProcessingEffectNotification n("BACKGROUND_REMOVAL_PROCESSED", "precise");
     n.sourceDuration = MTime::fromMSec(61999);
     n.segmentDuration = MTime::fromMSec(999);
     n.reuse = true;
@@ -149,18 +148,18 @@ const EventCase effectCases[] = {
             { "PARAM_PIXELATION_PERCENT", "0" },
             { "PARAM_OUTLINE", "false" } } } } },
     { "animation_preset",
-      sending(AnimationPresetApplied(QStringLiteral("zoom-ïn"))),
+      sending(AnimationPresetApplied("zoom-ïn")),
       { { "ANIMATION_PRESET_APPLIED", { { "PRESET_ID", "zoom-ïn" } } } } },
     { "pan_and_zoom_preset",
-      sending(PanZoomPresetApplied(QStringLiteral("pan-left"))),
+      sending(PanZoomPresetApplied("pan-left")),
       { { "PAN_AND_ZOOM_ADDED", { { "PRESET_ID", "pan-left" } } } } },
     { "picture_in_picture_preset",
-      sending(PipPresetApplied(QStringLiteral("corner"))),
+      sending(PipPresetApplied("corner")),
       { { "PIP_MODE_CHANGED", { { "MODE", "corner" } } } } },
     backgroundRemoval("processing_reports_whole_seconds", std::nullopt, nullptr),
     backgroundRemoval("processing_reports_its_time_when_known", 4500, "4"),
     { "noise_removal",
-      sending(AudioNoiseSuppressAppliedNotification(QStringLiteral("ai"), MTime::fromMSec(3000))),
+      sending(AudioNoiseSuppressAppliedNotification("ai", MTime::fromMSec(3000))),
       { { "NOISE_REMOVAL_APPLIED", { { "METHOD", "ai" }, { "SOURCE_DURATION_S", "3" } } } } },
     { "denoise_cancelling_delay",
       sending(AiDenoiseCancellingDelayNotification(MTime::fromMSec(12345))),
@@ -179,6 +178,9 @@ const EventCase effectCases[] = {
             { "PARAM_OPTZOOM", "Adaptive" } } } } },
 };
 
-INSTANTIATE_TEST_SUITE_P(Effects, StatisticsEvents, ::testing::ValuesIn(effectCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Effects,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(effectCases),
+                         TestSupport::tableRowName);
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Statistics/eventparams.h"
+#include "tablerow.h"
 
 #include <QString>
 
@@ -8,16 +9,10 @@
 
 namespace {
 
-struct RealCase {
-    const char *name;
+struct RealCase : TestSupport::TableRow {
     double value;
     const char *text;
 };
-
-void PrintTo(const RealCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class RealFormatting : public ::testing::TestWithParam<RealCase> { };
 
@@ -38,7 +33,7 @@ INSTANTIATE_TEST_SUITE_P(Values,
                                            RealCase { "million", 1234567.0, "1.23457e+06" },
                                            RealCase { "negative", -2.25, "-2.25" },
                                            RealCase { "tiny", 1e-5, "1e-05" }),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(EventParams, decimals_have_no_padding_or_grouping)
 {
@@ -48,12 +43,6 @@ TEST(EventParams, decimals_have_no_padding_or_grouping)
               "-9223372036854775808");
     EXPECT_EQ(Statistics::decimal(std::numeric_limits<std::uint64_t>::max()),
               "18446744073709551615");
-}
-
-TEST(EventParams, durations_drop_the_fraction)
-{
-    EXPECT_EQ(Statistics::seconds(MTime::fromMSec(1999)), "1");
-    EXPECT_EQ(Statistics::millis(MTime::fromMSec(1999)), "1999");
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "Statistics/istatistics.h"
 
 #include "mediasamples.h"
+#include "tablerow.h"
 #include "trackedevents.h"
 
 #include "media/mediaprobe.h"
@@ -42,10 +43,10 @@ void analyzed(const Media::File &file)
 
 Media::File failedFile()
 {
-    Media::File file(QStringLiteral("/x/broken.MKV"));
+    Media::File file("/x/broken.MKV");
     file.state = Media::File::State::Failed;
-    file.error = QStringLiteral("The file is damaged or not in a media format.");
-    file.unsupportedCodecs = QStringList { QStringLiteral("CODEC_ID_OPUS") };
+    file.error = "The file is damaged or not in a media format.";
+    file.unsupportedCodecs = QStringList { "CODEC_ID_OPUS" };
     return file;
 }
 
@@ -54,8 +55,8 @@ FileInformation source(bool valid = true)
 {
     FileInformation info;
     info.valid = valid;
-    info.codec = QStringLiteral("hevc");
-    info.format = QStringLiteral("matroska,webm");
+    info.codec = "hevc";
+    info.format = "matroska,webm";
     info.colorPrimaries = 9;
     info.colorTransfer = 16;
     info.colorMatrix = 9;
@@ -69,7 +70,7 @@ FileInformation source(bool valid = true)
 FileInformation result(bool valid)
 {
     FileInformation info = source(valid);
-    info.codec = QStringLiteral("h264");
+    info.codec = "h264";
     info.size = 10 * 1024 * 1024;
     info.width = 1920;
     info.height = 1080;
@@ -91,10 +92,7 @@ Params withSource(Params own)
 
 const EventCase filesCases[] = {
     { "file_added_names_extension_method_and_count",
-      [] {
-          files().fileAdded(QStringLiteral("/home/me/Holiday.MP4"), AddingMethod::ImportFolders,
-                            12);
-      },
+      [] { files().fileAdded("/home/me/Holiday.MP4", AddingMethod::ImportFolders, 12); },
       { { "FILE_ADDED",
           { { "FILE_EXTENSION", "mp4" },
             { "ADDING_METHOD", "import_folders" },
@@ -108,16 +106,11 @@ const EventCase filesCases[] = {
             { "INPUT_AUDIO_CODEC", "CODEC_ID_OPUS" },
             { "IS_HDR", "false" } } } } },
     { "h265_notice_shown",
-      [] {
-          files().filesWithH265NotificationShown(QStringLiteral("video"), QStringLiteral("HEVC"),
-                                                 3);
-      },
+      [] { files().filesWithH265NotificationShown("video", "HEVC", 3); },
       { { "H265_NOTIFICATION_SHOWN",
           { { "TYPE", "video" }, { "FORMAT", "HEVC" }, { "FILES_COUNT", "3" } } } } },
     { "h265_notice_link",
-      [] {
-          files().filesWithH265NotificationLinkClicked(QStringLiteral("https://example.org/hevc"));
-      },
+      [] { files().filesWithH265NotificationLinkClicked("https://example.org/hevc"); },
       { { "H265_NOTIFICATION_CLICKED", { { "LINK_CLICKED", "https://example.org/hevc" } } } } },
     { "h265_notice_closed",
       [] {
@@ -126,7 +119,7 @@ const EventCase filesCases[] = {
       },
       { { "H265_NOTIFICATION_CLOSED", {} } } },
     { "logo_file",
-      [] { files().logoFileAdded(QStringLiteral("/x/logo.PNG")); },
+      [] { files().logoFileAdded("/x/logo.PNG"); },
       { { "LOGO_FILE_ADDED", { { "FILE_EXTENSION", "png" } } } } },
     { "fast_track_start_rounds_sizes_to_the_nearest_mebibyte",
       [] { fastTrack().started(source()); },
@@ -141,38 +134,31 @@ const EventCase filesCases[] = {
                        { "RESULT_FILE_RESOLUTION", "1920x1080" } }) } } },
     { "fast_track_finish_without_a_result_gives_the_error",
       [] {
-          fastTrack().finished(false, MTime::fromMSec(100), QStringLiteral("disk full"), source(),
-                               result(false));
+          fastTrack().finished(false, MTime::fromMSec(100), "disk full", source(), result(false));
       },
       { { "FTHD_FILE_PROCESSING_FINISHED",
           withSource({ { "SUCCESS", "false" },
                        { "PROCESSING_TIME_SEC", "0" },
                        { "ERROR", "disk full" } }) } } },
     { "fast_track_low_disk_space",
-      [] {
-          fastTrack().failed(Statistics::IFastTrackStatistics::LowDiskSpace,
-                             QStringLiteral("3 MB left"));
-      },
+      [] { fastTrack().failed(Statistics::IFastTrackStatistics::LowDiskSpace, "3 MB left"); },
       { { "FTHD_LOW_DISK_SPACE", { { "DESCRIPTION", "3 MB left" } } } } },
     { "fast_track_file_failed",
       [] { fastTrack().failed(Statistics::IFastTrackStatistics::FileFailed, QString()); },
       { { "FTHD_FILE_FAILED", {} } } },
 };
 
-INSTANTIATE_TEST_SUITE_P(Files, StatisticsEvents, ::testing::ValuesIn(filesCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Files,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(filesCases),
+                         TestSupport::tableRowName);
 
 // An opened file, as the analysis leaves it, and what its report must hold and leave out.
-struct OpenedCase {
-    const char *name;
+struct OpenedCase : TestSupport::TableRow {
     std::function<Media::File()> file;
     Params expected;
     std::vector<std::string> absent;
 };
-
-void PrintTo(const OpenedCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 std::function<Media::File()> sample(const char *name)
 {
@@ -181,7 +167,7 @@ std::function<Media::File()> sample(const char *name)
 
 Media::File opened(std::int64_t size, std::vector<Media::AudioTrack> audio)
 {
-    Media::File file(QStringLiteral("/x/a.mov"));
+    Media::File file("/x/a.mov");
     file.state = Media::File::State::Opened;
     file.size = size;
     file.audioTracks = std::move(audio);
@@ -257,7 +243,7 @@ INSTANTIATE_TEST_SUITE_P(
                      [] { return opened(0, {}); },
                      { { "FILE_WIDTH_HEIGHT", "0x0" } },
                      { "FRAME_RATE", "VIDEO_BITRATE", "AUDIO_BITRATE" } }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 using FilesStatistics = TrackedEvents;
 
@@ -277,15 +263,12 @@ TEST_F(FilesStatistics, the_outcome_is_told_only_on_the_first_use_on_the_timelin
 
 TEST(FilesStatisticsText, an_audio_file_names_its_unsupported_video_codec)
 {
-    Media::File file(QStringLiteral("/x/a.m4a"));
+    Media::File file("/x/a.m4a");
     file.state = Media::File::State::Opened;
-    file.audioTracks.push_back(Media::AudioTrack { QStringLiteral("CODEC_ID_AAC"),
-                                                   QStringLiteral("aac"), 96000, 48000, 2 });
-    file.unsupportedCodecs
-        = QStringList { QStringLiteral("CODEC_ID_SUBRIP"), QStringLiteral("CODEC_ID_HEVC"),
-                        QStringLiteral("CODEC_ID_H264") };
-    EXPECT_EQ(Statistics::videoCodecText(file), QLatin1String("CODEC_ID_HEVC"));
-    EXPECT_EQ(Statistics::audioCodecText(file), QLatin1String("CODEC_ID_AAC"));
+    file.audioTracks.push_back(Media::AudioTrack { "CODEC_ID_AAC", "aac", 96000, 48000, 2 });
+    file.unsupportedCodecs = QStringList { "CODEC_ID_SUBRIP", "CODEC_ID_HEVC", "CODEC_ID_H264" };
+    EXPECT_EQ(Statistics::videoCodecText(file), "CODEC_ID_HEVC");
+    EXPECT_EQ(Statistics::audioCodecText(file), "CODEC_ID_AAC");
 }
 
 TEST(ColorSpaceText, names_known_triples_and_spells_out_the_rest)

@@ -12,11 +12,14 @@ namespace {
 using namespace StatisticsTest;
 using namespace Statistics;
 
-// Two clips (61 s and 0.5 s) with one effect and one transition, and a spare file.
+// Two clips (61 s and 0.5 s) with one effect and one transition, a spare file, and empty title and
+// overlay tracks (an overlay track is no video track).
 std::unique_ptr<Project::Object> exampleProject()
 {
     auto project = Project::Object::createNew();
     Timeline::Model &timeline = project->timeline();
+    timeline.addTrack(Timeline::TrackType::Title);
+    timeline.addTrack(Timeline::TrackType::Overlay);
     const auto a = timeline.insertClip(0, MTime(), videoFile("a.mp4", 61000)).id();
     const auto b = timeline.insertClip(0, MTime::fromMSec(61000), videoFile("b.mp4", 500)).id();
     timeline.track(0).clip(1).addEffect(Effect::Crop {});
@@ -34,8 +37,8 @@ Params withTimeline(Params own)
                        { "TIMELINE_EFFECTS_COUNT", "1" },
                        { "TIMELINE_VIDEO_TRACKS_COUNT", "1" },
                        { "TIMELINE_AUDIO_TRACKS_COUNT", "1" },
-                       { "TIMELINE_TITLES_TRACKS_COUNT", "0" },
-                       { "TIMELINE_ALL_TRACKS_COUNT", "2" },
+                       { "TIMELINE_TITLES_TRACKS_COUNT", "1" },
+                       { "TIMELINE_ALL_TRACKS_COUNT", "4" },
                        { "USER_COLLECTION_ITEMS_COUNT", "1" } });
     return own;
 }
@@ -67,7 +70,7 @@ const EventCase projectCases[] = {
     { "a_failed_open_gives_its_reason_and_no_timeline",
       [] {
           ProjectOpenedNotification opened;
-          opened.errorReason = QStringLiteral("tracks[0].type: \"hologram\" is not a known value");
+          opened.errorReason = "tracks[0].type: \"hologram\" is not a known value";
           opened.readDuration = MTime::fromMSec(3);
           PubSub::publish(opened);
       },
@@ -99,29 +102,28 @@ const EventCase projectCases[] = {
       sending(AspectRatioChanged(QSize(1080, 1920))),
       { { "ASPECT_CHANGED", { { "WIDTH_HEIGHT", "1080x1920" } } } } },
     { "clip_operations_carry_their_own_name",
-      sending(ClipsChangedNotification(QStringLiteral("CLIPS_SPLIT"), 3)),
+      sending(ClipsChangedNotification("CLIPS_SPLIT", 3)),
       { { "CLIPS_SPLIT", { { "CLIPS_IN_SELECTION", "3" } } } } },
     { "failed_files_dialog",
       sending(DeleteFailedFilesEventNotification(true, false)),
       { { "FAILED_FILES_DIALOG_SHOWN",
           { { "DELETION_CLIPS_ALLOWED", "true" }, { "CLIPS_DELETED", "false" } } } } },
     { "failed_codecs",
-      sending(
-          CodecsFailed(QStringLiteral("mkv"), { QStringLiteral("hevc"), QStringLiteral("opus") })),
+      sending(CodecsFailed("mkv", { "hevc", "opus" })),
       { { "CODECS_FAILED",
           { { "EXTENSION", "mkv" },
             { "FIRST_CODEC", "hevc" },
             { "ALL_CODECS", "hevc,opus" },
             { "CODECS_COUNT", "2" } } } } },
     { "failed_without_codecs",
-      sending(CodecsFailed(QStringLiteral("avi"), {})),
+      sending(CodecsFailed("avi", {})),
       { { "CODECS_FAILED",
           { { "EXTENSION", "avi" },
             { "FIRST_CODEC", "" },
             { "ALL_CODECS", "" },
             { "CODECS_COUNT", "0" } } } } },
     { "input_method",
-      sending(InputMethodChanged(QStringLiteral("pen"))),
+      sending(InputMethodChanged("pen")),
       { { "INPUT_METHOD_CHANGED", { { "METHOD", "pen" } } } } },
     { "hardware_decoding_disabled",
       sending(IntelMediaTemporaryDisabled()),
@@ -134,6 +136,9 @@ const EventCase projectCases[] = {
     { "other_player_events_send_nothing", navigation(4), {} },
 };
 
-INSTANTIATE_TEST_SUITE_P(Project, StatisticsEvents, ::testing::ValuesIn(projectCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Project,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(projectCases),
+                         TestSupport::tableRowName);
 
 } // namespace

@@ -35,10 +35,10 @@ Export::ExportState stateOf(const char *presetId, std::int64_t sizeMin, std::int
     Export::ExportState state;
     Export::ExportPreset &p = state.preset;
     p.id = QString::fromLatin1(presetId);
-    p.currentTag = QStringLiteral("format_online_youtube");
-    p.outputFormat = QStringLiteral("mp4");
-    p.videoCodec = QStringLiteral("h264");
-    p.audioCodec = QStringLiteral("aac");
+    p.currentTag = "format_online_youtube";
+    p.outputFormat = "mp4";
+    p.videoCodec = "h264";
+    p.audioCodec = "aac";
     p.frameSize = QSize(1920, 1080);
     p.frameRate = { 30000, 1001 };
     p.bitrateMode = Export::BitrateMode::Vbr;
@@ -60,8 +60,8 @@ Export::ExportState audioOnly()
     Export::ExportState state = stateOf("mp3", 0, 0);
     state.preset.videoCodec.clear();
     state.preset.currentTag.clear();
-    state.preset.outputFormat = QStringLiteral("mp3");
-    state.preset.audioCodec = QStringLiteral("mp3");
+    state.preset.outputFormat = "mp3";
+    state.preset.audioCodec = "mp3";
     return state;
 }
 
@@ -94,7 +94,7 @@ const EditorCollection::ItemPtr &song()
     static const EditorCollection::ItemPtr item = [] {
         EditorCollection::Payload payload;
         payload.import = std::make_shared<Import::Object>();
-        auto created = EditorCollection::ItemFactory::createItem(QStringLiteral("song-1"), payload);
+        auto created = EditorCollection::ItemFactory::createItem("song-1", payload);
         created->setRemoteSize(4096);
         return created;
     }();
@@ -106,7 +106,7 @@ const Timeline::Clip &titleClip(int subtype)
 {
     static std::vector<std::unique_ptr<Timeline::Clip>> clips;
     auto clip = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
-    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("t"), {} });
+    clip->setTitleItem(Timeline::TitleItem { subtype, "t", {} });
     clips.push_back(std::move(clip));
     return *clips.back();
 }
@@ -139,8 +139,7 @@ const EventCase reporterCases[] = {
                  { "SHARING", "YOUTUBE" } }) } } },
     { "export_failed_audio_only_has_no_video_keys",
       [] {
-          Export::notifyFailed(audioOnly(),
-                               { QStringLiteral("disk full"), QStringLiteral("ENOSPC") });
+          Export::notifyFailed(audioOnly(), { "disk full", "ENOSPC" });
       },
       { { "EXPORT_FAILED",
           { { "PRESET_ID", "mp3" },
@@ -192,9 +191,9 @@ const EventCase reporterCases[] = {
           info.subtitlesCount = 3;
           info.sourceClipsCount = 2;
           info.sourceClipsLength = MTime::fromMSec(90999);
-          info.language = QStringLiteral("de");
+          info.language = "de";
           info.lines = 2;
-          info.modelVersion = QStringLiteral("v2");
+          info.modelVersion = "v2";
           reporters().speechToTextStatistics()->started();
           reporters().speechToTextStatistics()->finished(info);
           info.result = 3;
@@ -224,9 +223,9 @@ const EventCase reporterCases[] = {
     { "ai_model_download",
       [] {
           auto &ai = *reporters().aiStatistics();
-          ai.aiApplyingException(QStringLiteral("denoise"), QStringLiteral("out of memory"));
-          ai.aiModelDownloadErrorShown(QStringLiteral("denoise"));
-          ai.aiModelDownloadFinished(QStringLiteral("denoise"), AiModelDownloadReason::Retry, true,
+          ai.aiApplyingException("denoise", "out of memory");
+          ai.aiModelDownloadErrorShown("denoise");
+          ai.aiModelDownloadFinished("denoise", AiModelDownloadReason::Retry, true,
                                      MTime::fromMSec(1999));
       },
       { { "AI_APPLYING_EXCEPTION", { { "TAG", "denoise" }, { "MESSAGE", "out of memory" } } },
@@ -265,8 +264,8 @@ const EventCase reporterCases[] = {
       [] {
           auto &t = *reporters().transitionStatistics();
           t.wizardApplied(WizardType::Transition, {}, MTime::fromMSec(1500), false);
-          t.wizardApplied(WizardType::PanZoom, QStringLiteral("Zoom"), MTime::fromMSec(-1), true);
-          t.wizardApplied(static_cast<WizardType>(3), QStringLiteral("x"), MTime(), true);
+          t.wizardApplied(WizardType::PanZoom, "Zoom", MTime::fromMSec(-1), true);
+          t.wizardApplied(static_cast<WizardType>(3), "x", MTime(), true);
       },
       { { "TRANSITION_WIZARD_APPLIED", { { "DURATION", "00:01.500" }, { "METHOD", "selected" } } },
         { "PANZOOM_WIZARD_APPLIED", { { "TRANSITION_NAME", "Zoom" }, { "METHOD", "all" } } } } },
@@ -275,7 +274,7 @@ const EventCase reporterCases[] = {
           auto &c = *reporters().clipPropertiesStatistics();
           c.speedChangeRebound(20, 35);
           c.fadeUsed(FadeType::FadeOut, 5);
-          c.adjustmentsDisabled(QStringLiteral("Crop"), 2);
+          c.adjustmentsDisabled("Crop", 2);
           c.clipBlendingModeChanged(static_cast<BlendingMode>(14),
                                     { &titleClip(3), &titleClip(3), &titleClip(1) });
       },
@@ -290,7 +289,7 @@ const EventCase reporterCases[] = {
           c.itemPreviewed(song().get(), ItemPreviewMethod::Hover, MTime::fromMSec(250));
           c.itemFavoriteAdded(song().get());
           c.itemDeleted(nullptr);
-          c.itemRenameClicked(QStringLiteral("My song"));
+          c.itemRenameClicked("My song");
       },
       { { "ITEM_PREVIEWED",
           { { "PREVIEW_LOADING_TIME_MS", "250" },
@@ -330,11 +329,10 @@ const EventCase reporterCases[] = {
     { "collection_panel_buttons_categories_and_load",
       [] {
           auto &c = *reporters().collectionStatistics();
-          c.serviceButtonClicked(QStringLiteral("GET_MORE"), QStringLiteral("Shader effects"),
-                                 false);
-          c.serviceButtonClicked(QStringLiteral("GET_MORE"), QStringLiteral("Title"), true);
-          c.categoryChanged(QStringLiteral("Calm"), QStringLiteral("PanAndZoom"));
-          c.categoryDownloadClicked(QStringLiteral("Calm"), QStringLiteral("Music"));
+          c.serviceButtonClicked("GET_MORE", "Shader effects", false);
+          c.serviceButtonClicked("GET_MORE", "Title", true);
+          c.categoryChanged("Calm", "PanAndZoom");
+          c.categoryDownloadClicked("Calm", "Music");
           c.loadFinished(MTime::fromMSec(1500), 12);
       },
       { { "GET_MORE_CLICKED", { { "COLLECTION", "SHADER_EFFECTS" } } },
@@ -349,12 +347,11 @@ const EventCase reporterCases[] = {
     { "collection_searches_from_the_third_character_and_filters",
       [] {
           auto &c = *reporters().collectionStatistics();
-          c.searched(QStringLiteral("Music"), QStringLiteral("ab"));
-          c.searched(QStringLiteral("Music"), QString::fromUtf8("\xc3\xa9\xf0\x9f\x8e\xb5"));
-          c.searched(QStringLiteral("Music"), QStringLiteral("abc"));
-          c.filteredByUser(AvailabilityFilter::Paid, QStringLiteral("Sounds"),
-                           QStringLiteral("Calm"), true);
-          c.filteredByUser(AvailabilityFilter::All, QStringLiteral("Sounds"), {}, false);
+          c.searched("Music", "ab");
+          c.searched("Music", QString::fromUtf8("\xc3\xa9\xf0\x9f\x8e\xb5"));
+          c.searched("Music", "abc");
+          c.filteredByUser(AvailabilityFilter::Paid, "Sounds", "Calm", true);
+          c.filteredByUser(AvailabilityFilter::All, "Sounds", {}, false);
       },
       { { "COLLECTION_SEARCH", { { "COLLECTION", "MUSIC" }, { "SEARCH_BAR", "abc" } } },
         { "COLLECTION_FILTERED",
@@ -377,7 +374,10 @@ const EventCase reporterCases[] = {
           { { "RESULT", "SUCCESS" }, { "ITEMS_COUNT", "0" } } } } },
 };
 
-INSTANTIATE_TEST_SUITE_P(Reporters, StatisticsEvents, ::testing::ValuesIn(reporterCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Reporters,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(reporterCases),
+                         TestSupport::tableRowName);
 
 // The export click's census on real timelines.
 class ExportCensus : public TrackedEvents {
@@ -425,8 +425,7 @@ protected:
 
 TEST_F(ExportCensus, counts_every_picker_in_one_walk)
 {
-    const QString samples
-        = QDir(Settings::bundledResourcesPath()).filePath(QStringLiteral("samples"));
+    const QString samples = QDir(Settings::bundledResourcesPath()).filePath("samples");
     timeline.addTrack(Timeline::TrackType::Video);
     timeline.addTrack(Timeline::TrackType::Overlay);
     timeline.addTrack(Timeline::TrackType::Title);
@@ -434,14 +433,14 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     // Video: a sample (by an unclean path), a store clip played from a fast-track copy, a gap,
     // a special effect, an intro and a photo.
     auto beach = videoFile("");
-    beach->path = samples + QStringLiteral("/../samples/beach walk.mp4");
+    beach->path = samples + "/../samples/beach walk.mp4";
     Timeline::Clip &sample = place(0, Timeline::ClipKind::Clip, 0, beach);
     sample.setSpeed(2.0, true);
     sample.addEffect(Effect::Crop());
     Timeline::Clip &store = place(0, Timeline::ClipKind::Clip, 1000, videoFile("/x/store.mp4"));
-    store.setResourceId(QStringLiteral("orb-1"));
+    store.setResourceId("orb-1");
     store.setStabilized(true);
-    Resource::Controller::instance().addRedirect(QStringLiteral("orb-1"), QStringLiteral("/ft/1"));
+    Resource::Controller::instance().addRedirect("orb-1", "/ft/1");
     Timeline::Clip &fx = place(0, Timeline::ClipKind::Clip, 3000);
     fx.setContentId(QString::fromLatin1(Timeline::specialEffectsContentId));
     fx.setSpeed(0.5);
@@ -449,7 +448,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     place(0, Timeline::ClipKind::Clip, 5000, photoFile("/x/still.jpg"));
     // Overlay: a moving picture with a transition to the next.
     Timeline::Clip &moving = place(1, Timeline::ClipKind::Clip, 0, photoFile("/x/logo.png"));
-    moving.setAnimation({ QStringLiteral("pan"), {} });
+    moving.setAnimation({ "pan", {} });
     moving.addEffect(Effect::Crop());
     const Timeline::Clip &next = place(1, Timeline::ClipKind::Clip, 1000, photoFile("/x/logo.png"));
     timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Wipe), moving.id(),
@@ -463,7 +462,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     const Timeline::Clip &chime
         = place(3, Timeline::ClipKind::Audio, 0, soundFile(qPrintable(samples + "/chime.mp3")));
     auto sound = std::make_unique<Transition::Object>(Transition::Id::Fade);
-    sound->addResource({ Transition::ResourceType::Audio, nullptr, QStringLiteral("orb-2") });
+    sound->addResource({ Transition::ResourceType::Audio, nullptr, "orb-2" });
     timeline.addTransition(std::move(sound), chime.id(), 0);
 
     registerItem("orb-1", "Skater", EditorCollection::ItemKind::Video);
@@ -472,7 +471,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     registerItem("orb-3", "Unused", EditorCollection::ItemKind::Sound);
     registerItem("orb-4", "Pack", EditorCollection::ItemKind::Video, Import::Object::Pack);
     PubSub::publish(EditorCollection::UnregisterItemNotification(
-        { QStringLiteral("orb-3"), {}, {}, {}, false, [] {
+        { "orb-3", {}, {}, {}, false, [] {
              auto import = std::make_shared<Import::Object>();
              import->mimeType = Import::Object::MIME;
              return import;
@@ -519,8 +518,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
 TEST_F(ExportCensus, a_project_without_sample_or_store_content_names_nothing)
 {
     timeline.addTrack(Timeline::TrackType::Video);
-    place(0, Timeline::ClipKind::Clip, 0, videoFile("/x/own.mp4"))
-        .setResourceId(QStringLiteral("gone"));
+    place(0, Timeline::ClipKind::Clip, 0, videoFile("/x/own.mp4")).setResourceId("gone");
     registerItem("builtin", "Shipped", EditorCollection::ItemKind::Video, Import::Object::Media,
                  true);
     const Params full = clicked(&timeline, {}, false);

@@ -1,11 +1,12 @@
 #include "Statistics/controller.h"
 
+#include "eventwait.h"
 #include "recordingeventsink.h"
-#include "schedulerbarrier.h"
 #include "tempdatafolder.h"
 
 #include "appsettings/applicationsettingsmanager.h"
 #include "tracking/generalvanteltracker.h"
+#include "util/scheduler.h"
 
 #include <gtest/gtest.h>
 
@@ -15,6 +16,19 @@ namespace {
 
 using namespace Vantel::App;
 using Params = std::map<std::string, std::string>;
+
+// Runs the event loop until every Util::Scheduler request made before this call has been served:
+// a request of its own, made last, is served last.
+bool runScheduledCalls()
+{
+    struct Sentinel {
+        void served() { done = true; }
+        bool done = false;
+        Vantel::Util::Scheduler<Sentinel> scheduler { this, &Sentinel::served };
+    } sentinel;
+    sentinel.scheduler.schedule();
+    return TestSupport::waitUntil([&] { return sentinel.done; });
+}
 
 // Preferences on a real settings file, observed by a real statistics controller. The manager is
 // installed before the controller and outlives it, as in the shell.
@@ -58,7 +72,7 @@ TEST_F(PreferenceEvents, three_changes_in_one_pass_give_one_report_of_the_new_va
     settings.setBool(SettingKeys::dontShowNewProjectDialog, true);
     settings.setBool(SettingKeys::fastTrackEnabled, false);
     EXPECT_TRUE(prefEvents().empty()); // nothing before the event loop runs
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
 
     const auto events = prefEvents();
     ASSERT_EQ(events.size(), 1u);
@@ -73,16 +87,16 @@ TEST_F(PreferenceEvents, a_change_undone_in_the_same_pass_gives_none)
 {
     settings.setBool(SettingKeys::fastTrackEnabled, false);
     settings.setBool(SettingKeys::fastTrackEnabled, true);
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     EXPECT_TRUE(prefEvents().empty());
 }
 
 TEST_F(PreferenceEvents, changes_in_separate_passes_are_reported_separately)
 {
     settings.setBool(SettingKeys::autoUpdate, false);
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     settings.setBool(SettingKeys::autoUpdate, true);
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     const auto events = prefEvents();
     ASSERT_EQ(events.size(), 2u);
     EXPECT_EQ(events[0].params.at("UPDATE_CHECKING"), "false");
@@ -93,11 +107,11 @@ TEST_F(PreferenceEvents, the_language_rides_along_but_does_not_report_alone)
 {
     settings.setString(SettingKeys::language, "de_DE");
     settings.setBool("playerLoop", true);
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     EXPECT_TRUE(prefEvents().empty());
 
     settings.setBool(SettingKeys::dontShowNewProjectDialog, true);
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     const auto events = prefEvents();
     ASSERT_EQ(events.size(), 1u);
     EXPECT_EQ(events[0].params.at("APP_LANGUAGE"), "de_DE");
@@ -108,7 +122,7 @@ TEST_F(PreferenceEvents, a_report_still_pending_at_shutdown_is_dropped)
 {
     settings.setBool(SettingKeys::autoUpdate, false);
     controller.reset();
-    ASSERT_TRUE(TestSupport::runScheduledCalls());
+    ASSERT_TRUE(runScheduledCalls());
     EXPECT_TRUE(prefEvents().empty());
     EXPECT_EQ(sink->names().back(), "APP_EXIT");
 }

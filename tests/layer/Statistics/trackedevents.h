@@ -4,6 +4,7 @@
 #include "Statistics/statisticsevents.h"
 
 #include "recordingeventsink.h"
+#include "tablerow.h"
 #include "tempdatafolder.h"
 
 #include "media/mediafile.h"
@@ -53,16 +54,10 @@ protected:
 
 // One row of an event table: what the editor publishes, and every event the tracker must be
 // handed for it, in order (nothing at all when `expected` is empty).
-struct EventCase {
-    const char *name;
+struct EventCase : TestSupport::TableRow {
     std::function<void()> send;
     std::vector<Event> expected;
 };
-
-inline void PrintTo(const EventCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 template<class N> std::function<void()> sending(N notification)
 {
@@ -73,11 +68,6 @@ template<class N> std::function<void()> sending(N notification)
 class StatisticsEvents
     : public TrackedEvents
     , public ::testing::WithParamInterface<EventCase> { };
-
-inline std::string caseName(const ::testing::TestParamInfo<EventCase> &info)
-{
-    return info.param.name;
-}
 
 inline std::shared_ptr<Media::File> videoFile(const char *path, std::int64_t ms = 4000)
 {

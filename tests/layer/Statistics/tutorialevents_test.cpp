@@ -56,16 +56,19 @@ const EventCase tutorialCases[] = {
       sending(OnboardingTutorialsAchieved()),
       { { "ALL_TUTORIALS_ACHIEVED", {} } } },
     { "guide_button",
-      sending(GuideButtonClickedNotification(QStringLiteral("export_panel"))),
+      sending(GuideButtonClickedNotification("export_panel")),
       { { "GUIDE_BUTTON_CLICKED", { { "GUIDE_SOURCE", "export_panel" } } } } },
     { "guide_link",
-      sending(GuideLinkClickedNotification(QStringLiteral("help_menu"))),
+      sending(GuideLinkClickedNotification("help_menu")),
       { { "GUIDE_LINK_CLICKED", { { "GUIDE_SOURCE", "help_menu" } } } } },
     { "a_guide_link_of_a_tutorial_names_the_tutorial",
-      sending(GuideLinkClickedNotification(QStringLiteral("help_menu"), Tutorial::Denoiser)),
+      sending(GuideLinkClickedNotification("help_menu", Tutorial::Denoiser)),
       { { "GUIDE_LINK_CLICKED", { { "GUIDE_SOURCE", "DENOISER" } } } } },
 };
 
-INSTANTIATE_TEST_SUITE_P(Tutorials, StatisticsEvents, ::testing::ValuesIn(tutorialCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Tutorials,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(tutorialCases),
+                         TestSupport::tableRowName);
 
 } // namespace

@@ -15,15 +15,17 @@ const EventCase uploadCases[] = {
       sending(VideoUploadFinishedNotification(SharingService::Vimeo)),
       { { "UPLOAD_FINISHED", { { "SHARING", "VIMEO" } } } } },
     { "failed",
-      sending(VideoUploadFailureNotification(SharingService::GoogleDrive,
-                                             QStringLiteral("quota exceeded"))),
+      sending(VideoUploadFailureNotification(SharingService::GoogleDrive, "quota exceeded")),
       { { "UPLOAD_FAILED",
           { { "SHARING", "GOOGLE_DRIVE" }, { "PARAM_ERROR_INFO", "quota exceeded" } } } } },
     { "uploaded_video_names_platform_and_identifier",
-      sending(UploadedVideoUrlReceived(QStringLiteral("YOUTUBE"), QStringLiteral("dQw4w9WgXcQ"))),
+      sending(UploadedVideoUrlReceived("YOUTUBE", "dQw4w9WgXcQ")),
       { { "VIDEO_UPLOAD_ID", { { "PLATFORM", "YOUTUBE" }, { "ID", "dQw4w9WgXcQ" } } } } },
 };
 
-INSTANTIATE_TEST_SUITE_P(Uploads, StatisticsEvents, ::testing::ValuesIn(uploadCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Uploads,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(uploadCases),
+                         TestSupport::tableRowName);
 
 } // namespace

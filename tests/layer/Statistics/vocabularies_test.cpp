@@ -9,6 +9,7 @@
 #include "Statistics/vocabularies.h"
 #include "Statistics/workspacestatistics.h"
 
+#include "tablerow.h"
 #include "timeline/videoeffects.h"
 
 #include <gtest/gtest.h>
@@ -21,17 +22,11 @@ using namespace Statistics;
 
 // One vocabulary: the words of the values 0, 1, 2... in order, and what any other value gives.
 // A null word: no event is sent for that value.
-struct Vocabulary {
-    const char *name;
+struct Vocabulary : TestSupport::TableRow {
     const char *(*word)(int);
     std::vector<const char *> words;
     const char *fallback;
 };
-
-void PrintTo(const Vocabulary &v, std::ostream *os)
-{
-    *os << v.name;
-}
 
 template<class Enum, const char *(*Lookup)(Enum)> const char *of(int value)
 {
@@ -248,20 +243,14 @@ const Vocabulary vocabularies[] = {
 INSTANTIATE_TEST_SUITE_P(Statistics,
                          Vocabularies,
                          ::testing::ValuesIn(vocabularies),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 using Tool = Effect::ManualEnhance::Tool;
 
-struct ToolsCase {
-    const char *name;
+struct ToolsCase : TestSupport::TableRow {
     std::vector<std::pair<Tool, double>> changes;
     const char *used;
 };
-
-void PrintTo(const ToolsCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class ToolsUsed : public ::testing::TestWithParam<ToolsCase> { };
 
@@ -298,6 +287,6 @@ INSTANTIATE_TEST_SUITE_P(
               { Tool::Temperature, 1 },
               { Tool::Tint, 1 } },
             "Brightness,Contrast,Saturation,Highlights,Gamma,Shadows,Hue,Temperature,Tint" }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 } // namespace

@@ -30,8 +30,8 @@ void finishExport()
     finished.photoDuration = MTime::fromMSec(5000);
     finished.fitToMusic = true;
     finished.background = FilmMakerFinished::Background::FillBlackBars;
-    finished.backgroundName = QStringLiteral("Blur");
-    finished.theme = QStringLiteral("Summer");
+    finished.backgroundName = "Blur";
+    finished.theme = "Summer";
     finished.titleOutroChanged = true;
     PubSub::publish(finished);
 }
@@ -64,24 +64,22 @@ const EventCase wizardCases[] = {
       sending(FileAddedInFilmMakerNotification(Way::FilesDropped)),
       { { "WU_FILES_DRAG_AND_DROP_ADDED_CLICKED", {} } } },
     { "sample_music_names_its_category_and_title",
-      sending(FileAddedInFilmMakerNotification(Way::SampleMusicChosen,
-                                               QStringLiteral("Calm"),
-                                               QStringLiteral("Morning"))),
+      sending(FileAddedInFilmMakerNotification(Way::SampleMusicChosen, "Calm", "Morning")),
       { { "WU_SAMPLE_MUSIC_ADDED",
           { { "CATEGORY_NAME", "Calm" }, { "MUSIC_NAME", "Morning" } } } } },
     { "files_added_an_unknown_way_send_nothing",
       sending(FileAddedInFilmMakerNotification(static_cast<Way>(4))),
       {} },
     { "theme_download_carries_the_theme",
-      sending(FilmMakerThemeStatusChanged(QStringLiteral("Summer"),
-                                          FilmMakerThemeStatusChanged::Status::Downloading)),
+      sending(
+          FilmMakerThemeStatusChanged("Summer", FilmMakerThemeStatusChanged::Status::Downloading)),
       { { "WU_THEME_DOWNLOAD", { { "THEME_NAME", "Summer" } } } } },
     { "an_unknown_theme_status_sends_nothing",
-      sending(FilmMakerThemeStatusChanged(QStringLiteral("Summer"),
+      sending(FilmMakerThemeStatusChanged("Summer",
                                           static_cast<FilmMakerThemeStatusChanged::Status>(4))),
       {} },
     { "theme_page",
-      sending(FilmMakerThemePageDone(QStringLiteral("Travel"))),
+      sending(FilmMakerThemePageDone("Travel")),
       { { "WU_THEME_DONE", { { "THEME_NAME", "Travel" } } } } },
     { "music_page",
       sending(FilmMakerAudioPageDone(2)),
@@ -128,6 +126,9 @@ const EventCase wizardCases[] = {
       {} },
 };
 
-INSTANTIATE_TEST_SUITE_P(Wizard, StatisticsEvents, ::testing::ValuesIn(wizardCases), caseName);
+INSTANTIATE_TEST_SUITE_P(Wizard,
+                         StatisticsEvents,
+                         ::testing::ValuesIn(wizardCases),
+                         TestSupport::tableRowName);
 
 } // namespace

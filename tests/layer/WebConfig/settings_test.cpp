@@ -2,7 +2,9 @@
 #include "WebConfig/settings.h"
 
 #include "eventwait.h"
+#include "tablerow.h"
 #include "tempdatafolder.h"
+#include "testfiles.h"
 
 #include "util/customization.h"
 #include "util/settingspaths.h"
@@ -18,8 +20,7 @@ namespace {
 using namespace EditorWebConfig;
 using Vantel::App::WebConfig::WebConfigFactory;
 
-struct FastTrackRow {
-    const char *name;
+struct FastTrackRow : TestSupport::TableRow {
     const char *text;
     FastTrackImplementation expected;
 };
@@ -41,7 +42,7 @@ INSTANTIATE_TEST_SUITE_P(
                     FastTrackRow { "leading_blank", " Util", FastTrackImplementation::Default },
                     FastTrackRow { "empty", "", FastTrackImplementation::Default },
                     FastTrackRow { "other", "Default", FastTrackImplementation::Default }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 // A factory over an in-memory default configuration and nothing to fetch.
 std::unique_ptr<WebConfigFactory> factoryWith(const QByteArray &defaults, const QString &cache)
@@ -53,8 +54,7 @@ std::unique_ptr<WebConfigFactory> factoryWith(const QByteArray &defaults, const 
     return std::make_unique<WebConfigFactory>(std::move(init));
 }
 
-struct KeyRow {
-    const char *name;
+struct KeyRow : TestSupport::TableRow {
     const char *key;
     bool changes;
 };
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(WebConfig,
                                                   false },
                                          KeyRow { "prefix", "LoadExternal", false },
                                          KeyRow { "empty", "", false }),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(WebConfigSettings, without_a_section_every_query_answers_its_default)
 {
@@ -109,11 +109,11 @@ TEST(WebConfigSettings, model_addresses_follow_what_the_manager_takes)
                                Settings::webConfigCachePath());
     AIModelSettings models(factory->getController());
     AIModelSettings copy(models);
-    EXPECT_EQ(models.getUrlFromKey("A"), QStringLiteral("https://m/a"));
+    EXPECT_EQ(models.getUrlFromKey("A"), "https://m/a");
     const auto manager = factory->getController()->settingsManager("AIModelSettings");
     manager->update("A", "https://m/b");
     manager->update("Flag", "text"); // a key of another type is not taken
-    EXPECT_EQ(copy.getUrlFromKey("A"), QStringLiteral("https://m/b"));
+    EXPECT_EQ(copy.getUrlFromKey("A"), "https://m/b");
     EXPECT_TRUE(manager->getBool("Flag", false));
 }
 
@@ -121,15 +121,11 @@ TEST(WebConfigController,
      provides_one_object_each_that_follows_the_fetch_and_leaves_defaults_behind)
 {
     TestSupport::TempDataFolder data;
-    const QString remote = QDir(Settings::dataFolder()).filePath(QStringLiteral("remote.json"));
-    const QString product = QDir(Settings::dataFolder()).filePath(QStringLiteral("product.json"));
-    QFile remoteFile(remote), productFile(product);
-    ASSERT_TRUE(remoteFile.open(QIODevice::WriteOnly) && productFile.open(QIODevice::WriteOnly));
-    remoteFile.write(R"({"CollectionSettings": {"LoadExternalEffects": true},
-                        "AIModelSettings": {"M": "https://m/x"}})");
-    productFile.write(R"({"links": {"WEB_CONFIG_URL": "remote.json"}})");
-    remoteFile.close();
-    productFile.close();
+    TestSupport::writeFile(data.filePath("remote.json"),
+                           R"({"CollectionSettings": {"LoadExternalEffects": true},
+                               "AIModelSettings": {"M": "https://m/x"}})");
+    const QString product = TestSupport::writeFile(
+        data.filePath("product.json"), R"({"links": {"WEB_CONFIG_URL": "remote.json"}})");
     Customization::setProductConfigPath(product);
     {
         Controller controller(nullptr);
@@ -139,7 +135,7 @@ TEST(WebConfigController,
         const auto config = Vantel::App::WebConfig::activeController();
         ASSERT_TRUE(TestSupport::waitUntil([&] { return !config->fetchStatus().inFlight; }));
         EXPECT_TRUE(collection->needLoadExternalEffects());
-        EXPECT_EQ(provideAIModelSettings()->getUrlFromKey("M"), QStringLiteral("https://m/x"));
+        EXPECT_EQ(provideAIModelSettings()->getUrlFromKey("M"), "https://m/x");
     }
     Customization::setProductConfigPath({});
     EXPECT_EQ(provider(), nullptr);

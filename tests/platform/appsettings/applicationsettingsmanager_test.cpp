@@ -1,6 +1,7 @@
 #include "appsettings/applicationsettingsmanager.h"
 
 #include "smalltmpfs.h"
+#include "tablerow.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -41,7 +42,7 @@ public:
 
 class ApplicationSettings : public ::testing::Test {
 protected:
-    QString file() const { return folder.filePath(QStringLiteral("settings.ini")); }
+    QString file() const { return folder.filePath("settings.ini"); }
     QTemporaryDir folder;
 };
 
@@ -112,16 +113,15 @@ TEST_F(ApplicationSettings, two_editors_on_one_file_keep_each_others_changes)
 TEST_F(ApplicationSettings, any_key_and_text_survive_the_file)
 {
     const std::map<QString, QString> values {
-        { QStringLiteral("odd key=[x]"), QStringLiteral(" padded \"quoted\" back\\slash\nline ") },
-        { QStringLiteral("section/key"), QStringLiteral("a,b;c") },
+        { "odd key=[x]", " padded \"quoted\" back\\slash\nline " },
+        { "section/key", "a,b;c" },
     };
     EXPECT_EQ(readSettingsText(writeSettingsText(values)), values);
 }
 
 // What stands at settings.ini instead of the file: the change is refused with its reason, nothing
 // is written anywhere, and the editor still starts on its defaults.
-struct BadSettingsPath {
-    const char *name;
+struct BadSettingsPath : TestSupport::TableRow {
     std::function<void(const QString &path, const QString &victim)> plant;
 };
 
@@ -130,9 +130,9 @@ class BadSettingsFile : public testing::TestWithParam<BadSettingsPath> { };
 TEST_P(BadSettingsFile, gives_the_defaults_and_refuses_the_change)
 {
     QTemporaryDir dir;
-    const QString victim = TestSupport::writeFile(dir.filePath(QStringLiteral("passwd")),
-                                                  "[General]\nlanguage=fr_FR\n");
-    const QString path = dir.filePath(QStringLiteral("settings.ini"));
+    const QString victim
+        = TestSupport::writeFile(dir.filePath("passwd"), "[General]\nlanguage=fr_FR\n");
+    const QString path = dir.filePath("settings.ini");
     GetParam().plant(path, victim);
 
     ApplicationSettingsManager settings(path);
@@ -154,14 +154,14 @@ const BadSettingsPath badSettingsPaths[] = {
 INSTANTIATE_TEST_SUITE_P(ApplicationSettings,
                          BadSettingsFile,
                          testing::ValuesIn(badSettingsPaths),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(ApplicationSettings, a_full_disk_refuses_the_change_and_keeps_the_saved_ones)
 {
     TestSupport::SmallTmpfs disk(32 * 1024);
     if (!disk.mounted())
         GTEST_SKIP() << disk.reason();
-    ApplicationSettingsManager settings(disk.filePath(QStringLiteral("settings.ini")));
+    ApplicationSettingsManager settings(disk.filePath("settings.ini"));
     settings.setString(SettingKeys::language, "de_DE");
     disk.fill();
     EXPECT_THROW(settings.setString(SettingKeys::language, std::string(8192, 'x')),

@@ -4,6 +4,7 @@
 
 #include "audiofiles.h"
 #include "eventwait.h"
+#include "tablerow.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -33,14 +34,13 @@ protected:
         stream->Start();
         return stream;
     }
-    QString takes() const { return dir.filePath(QStringLiteral("takes")); }
+    QString takes() const { return dir.filePath("takes"); }
 
     AudioDeviceManager &manager = AudioDeviceManager::Instance();
     QTemporaryDir dir;
 };
 
-struct FormatCase {
-    const char *name;
+struct FormatCase : TestSupport::TableRow {
     const char *extension;
     int major;
     bool exactLength; // lossy Ogg pads its last packet
@@ -54,7 +54,7 @@ TEST_P(RecordingFormats, two_seconds_of_tone_read_back_as_two_seconds_of_440_hz)
 {
     auto stream = record("virtual:tone:440");
     manager.PullVirtualInputs(2s);
-    const QString path = dir.filePath(QStringLiteral("take.") + GetParam().extension);
+    const QString path = dir.filePath(QString("take.") + GetParam().extension);
     stream->Save(path);
 
     const auto data = readAudioFile(path);
@@ -78,14 +78,14 @@ INSTANTIATE_TEST_SUITE_P(Audio,
                                                         true },
                                            FormatCase { "flac", "flac", SF_FORMAT_FLAC, true },
                                            FormatCase { "ogg", "ogg", SF_FORMAT_OGG, false }),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(Recording, input_lost_to_a_full_ring_is_counted_and_kept_as_silence)
 {
     // Three seconds at once, with nobody draining between: the ring holds two.
     auto stream = record("virtual:tone:440");
     manager.PullVirtualInputs(3s);
-    const QString path = dir.filePath(QStringLiteral("take.wav"));
+    const QString path = dir.filePath("take.wav");
     stream->Save(path);
 
     const AudIO::RecordingResult result = stream->Result();
@@ -109,17 +109,17 @@ TEST_F(Recording, a_take_reads_as_audio_while_it_grows_and_is_recoverable_when_l
     stream->Keep();
     stream.reset();
     EXPECT_EQ(AudIO::interruptedTakes(takes()), QStringList { take });
-    const QString out = dir.filePath(QStringLiteral("recovered.wav"));
+    const QString out = dir.filePath("recovered.wav");
     EXPECT_EQ(AudIO::convertAudioFile(take, out), 16000);
 }
 
 TEST_F(Recording, a_file_plays_as_input_in_the_take_format)
 {
-    const QString source = dir.filePath(QStringLiteral("voice.wav"));
+    const QString source = dir.filePath("voice.wav");
     TestSupport::writeToneFile(source, 1000.0, 44100, 1, 1.0);
     auto stream = record("virtual:file:" + source.toStdString());
     manager.PullVirtualInputs(500ms);
-    const QString path = dir.filePath(QStringLiteral("take.wav"));
+    const QString path = dir.filePath("take.wav");
     stream->Save(path);
 
     const auto data = readAudioFile(path);
@@ -145,8 +145,7 @@ TEST_F(Recording, identifiers_that_name_no_device_find_none)
     EXPECT_FALSE(manager.FindDeviceByUid(manager.DefaultInput().Uid()).IsNull());
 }
 
-struct SaveFailure {
-    const char *name;
+struct SaveFailure : TestSupport::TableRow {
     std::function<QString(const QDir &)> target;
     bool badSource;
 };
@@ -160,7 +159,7 @@ TEST_P(SavingFails, with_the_reason_and_what_stood_there_untouched)
     const QDir root(dir.path());
     const QString target = GetParam().target(root);
     const QString source = GetParam().badSource
-        ? TestSupport::writeFile(root.filePath(QStringLiteral("junk.wav")), "not audio")
+        ? TestSupport::writeFile(root.filePath("junk.wav"), "not audio")
         : [&] {
               auto stream = record("virtual:tone:440");
               manager.PullVirtualInputs(100ms);
@@ -171,30 +170,28 @@ TEST_P(SavingFails, with_the_reason_and_what_stood_there_untouched)
     const QByteArray before = TestSupport::readFile(target);
     EXPECT_THROW(AudIO::convertAudioFile(source, target), std::runtime_error);
     EXPECT_EQ(TestSupport::readFile(target), before);
-    EXPECT_EQ(root.entryList({ QStringLiteral(".*.wav.*") }, QDir::Hidden | QDir::Files),
-              QStringList())
+    EXPECT_EQ(root.entryList({ ".*.wav.*" }, QDir::Hidden | QDir::Files), QStringList())
         << "no temporary file is left";
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Audio,
     SavingFails,
-    ::testing::Values(
-        SaveFailure { "a_folder",
-                      [](const QDir &d) {
-                          d.mkpath(QStringLiteral("folder.wav"));
-                          return d.filePath(QStringLiteral("folder.wav"));
-                      },
-                      false },
-        SaveFailure { "a_missing_folder",
-                      [](const QDir &d) { return d.filePath(QStringLiteral("no/such/take.wav")); },
-                      false },
-        SaveFailure { "an_unreadable_take_over_an_existing_file",
-                      [](const QDir &d) {
-                          return TestSupport::writeFile(d.filePath(QStringLiteral("keep.wav")),
-                                                        "the user's file");
-                      },
-                      true }),
-    [](const auto &info) { return std::string(info.param.name); });
+    ::testing::Values(SaveFailure { "a_folder",
+                                    [](const QDir &d) {
+                                        d.mkpath("folder.wav");
+                                        return d.filePath("folder.wav");
+                                    },
+                                    false },
+                      SaveFailure { "a_missing_folder",
+                                    [](const QDir &d) { return d.filePath("no/such/take.wav"); },
+                                    false },
+                      SaveFailure { "an_unreadable_take_over_an_existing_file",
+                                    [](const QDir &d) {
+                                        return TestSupport::writeFile(d.filePath("keep.wav"),
+                                                                      "the user's file");
+                                    },
+                                    true }),
+    TestSupport::tableRowName);
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include "eventwait.h"
 #include "loopbackhttpserver.h"
+#include "tablerow.h"
+#include "testfiles.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -23,24 +25,14 @@ using namespace Downloader;
 const QByteArray oldContent = "the cache from an earlier run";
 const QByteArray freshContent = "{\"fresh\": true}";
 
-QByteArray readAll(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
 // One manager per test, on a real loopback server; the destination starts with the old cache.
 class DownloadTest : public testing::Test {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(folder.isValid());
-        destination = folder.filePath(QStringLiteral("cache/list.json"));
-        QDir().mkpath(folder.filePath(QStringLiteral("cache")));
-        QFile file(destination);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(oldContent);
-        server.setBody(QStringLiteral("list"), freshContent);
+        destination = TestSupport::writeFile(folder.filePath("cache/list.json"), oldContent);
+        server.setBody("list", freshContent);
     }
 
     DownloadParams params(const QUrl &url) const
@@ -72,8 +64,8 @@ protected:
 
     QStringList leftovers() const
     {
-        return QDir(folder.filePath(QStringLiteral("cache")))
-            .entryList(QStringList { QStringLiteral(".*part*") }, QDir::Hidden | QDir::Files);
+        return QDir(folder.filePath("cache"))
+            .entryList(QStringList { ".*part*" }, QDir::Hidden | QDir::Files);
     }
 
     TestSupport::LoopbackHttpServer server;
@@ -83,8 +75,7 @@ protected:
     ResourceDownloader downloader { manager };
 };
 
-struct Scenario {
-    const char *name;
+struct Scenario : TestSupport::TableRow {
     const char *path; // on the server; "file:" rows name a local path under the test folder
     ResultCode code;
     const char *error; // part of the report's error; empty for success
@@ -107,8 +98,8 @@ TEST_P(DownloadScenario, leaves_the_destination_whole)
     const DownloadReport report = run(p);
     EXPECT_EQ(report.code, s.code) << report.error.toStdString();
     EXPECT_TRUE(report.error.contains(QLatin1String(s.error))) << report.error.toStdString();
-    EXPECT_EQ(readAll(destination), s.code == Success ? freshContent : oldContent);
-    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(QLatin1Char(' ')).toStdString();
+    EXPECT_EQ(TestSupport::readFile(destination), s.code == Success ? freshContent : oldContent);
+    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
     EXPECT_EQ(server.requests(QString::fromLatin1(s.path)), s.requests);
 }
 
@@ -131,80 +122,67 @@ INSTANTIATE_TEST_SUITE_P(
         Scenario { "announced_body_too_large", "/big/200000", Failed, "larger than the limit" },
         Scenario { "redirect_loop", "/loop", Failed, "more than 5 redirects", 6 },
         Scenario { "missing_file", "/file/none", Failed, "HTTP 404" }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST_F(DownloadTest, unchanged_resource_costs_a_304_and_keeps_the_file)
 {
-    ASSERT_EQ(run(params(server.url(QStringLiteral("/file/list")))).code, Success);
+    ASSERT_EQ(run(params(server.url("/file/list"))).code, Success);
     const QDateTime written = QFileInfo(destination).lastModified();
-    const DownloadReport again = run(params(server.url(QStringLiteral("/file/list"))));
+    const DownloadReport again = run(params(server.url("/file/list")));
     EXPECT_EQ(again.code, Success);
     EXPECT_TRUE(again.notModified);
     EXPECT_EQ(again.httpStatus, 304);
-    EXPECT_FALSE(server.lastIfNoneMatch(QStringLiteral("/file/list")).isEmpty());
+    EXPECT_FALSE(server.lastIfNoneMatch("/file/list").isEmpty());
     EXPECT_EQ(QFileInfo(destination).lastModified(), written);
 
     // A file replaced behind the downloader's back is fetched whole, not revalidated.
-    QFile file(destination);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("tampered");
-    file.close();
-    const DownloadReport third = run(params(server.url(QStringLiteral("/file/list"))));
+    TestSupport::writeFile(destination, "tampered");
+    const DownloadReport third = run(params(server.url("/file/list")));
     EXPECT_FALSE(third.notModified);
-    EXPECT_EQ(readAll(destination), freshContent);
+    EXPECT_EQ(TestSupport::readFile(destination), freshContent);
 }
 
 TEST_F(DownloadTest, https_is_followed_within_https_and_never_down_to_http)
 {
     TestSupport::LoopbackHttpServer::trustTestCertificate();
     TestSupport::LoopbackHttpServer tls(TestSupport::LoopbackHttpServer::Scheme::Tls);
-    tls.setBody(QStringLiteral("list"), freshContent);
-    const QByteArray toHttp
-        = server.url(QStringLiteral("/file/list")).toEncoded().toPercentEncoding();
-    const DownloadReport refused
-        = run(params(tls.url(QStringLiteral("/goto/") + QString::fromLatin1(toHttp))));
+    tls.setBody("list", freshContent);
+    const QByteArray toHttp = server.url("/file/list").toEncoded().toPercentEncoding();
+    const DownloadReport refused = run(params(tls.url("/goto/" + QString::fromLatin1(toHttp))));
     EXPECT_EQ(refused.code, Failed);
-    EXPECT_TRUE(refused.error.contains(QLatin1String("refused the redirect from https")))
+    EXPECT_TRUE(refused.error.contains("refused the redirect from https"))
         << refused.error.toStdString();
-    EXPECT_EQ(readAll(destination), oldContent);
-    EXPECT_EQ(server.requests(QStringLiteral("/file/list")), 0);
+    EXPECT_EQ(TestSupport::readFile(destination), oldContent);
+    EXPECT_EQ(server.requests("/file/list"), 0);
 
-    EXPECT_EQ(run(params(tls.url(QStringLiteral("/redirect/list")))).code, Success);
-    EXPECT_EQ(readAll(destination), freshContent);
+    EXPECT_EQ(run(params(tls.url("/redirect/list"))).code, Success);
+    EXPECT_EQ(TestSupport::readFile(destination), freshContent);
 }
 
 TEST_F(DownloadTest, local_files_are_copied_and_revalidated)
 {
-    const QString source = folder.filePath(QStringLiteral("source.json"));
-    QFile file(source);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(freshContent);
-    file.close();
+    const QString source = TestSupport::writeFile(folder.filePath("source.json"), freshContent);
     EXPECT_EQ(run(params(QUrl::fromLocalFile(source))).code, Success);
-    EXPECT_EQ(readAll(destination), freshContent);
+    EXPECT_EQ(TestSupport::readFile(destination), freshContent);
     EXPECT_TRUE(run(params(QUrl::fromLocalFile(source))).notModified);
 
-    const QString fifo = folder.filePath(QStringLiteral("fifo"));
+    const QString fifo = folder.filePath("fifo");
     ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
     const DownloadReport refused = run(params(QUrl::fromLocalFile(fifo)));
     EXPECT_EQ(refused.code, Failed);
-    EXPECT_TRUE(refused.error.contains(QLatin1String("not a regular file")));
-    EXPECT_EQ(readAll(destination), freshContent);
+    EXPECT_TRUE(refused.error.contains("not a regular file"));
+    EXPECT_EQ(TestSupport::readFile(destination), freshContent);
 }
 
 TEST_F(DownloadTest, a_symlink_at_the_destination_is_replaced_not_followed)
 {
-    const QString victim = folder.filePath(QStringLiteral("victim"));
-    QFile file(victim);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write("keep me");
-    file.close();
+    const QString victim = TestSupport::writeFile(folder.filePath("victim"), "keep me");
     QFile::remove(destination);
     ASSERT_TRUE(QFile::link(victim, destination));
-    EXPECT_EQ(run(params(server.url(QStringLiteral("/file/list")))).code, Success);
+    EXPECT_EQ(run(params(server.url("/file/list"))).code, Success);
     EXPECT_FALSE(QFileInfo(destination).isSymLink());
-    EXPECT_EQ(readAll(destination), freshContent);
-    EXPECT_EQ(readAll(victim), QByteArray("keep me"));
+    EXPECT_EQ(TestSupport::readFile(destination), freshContent);
+    EXPECT_EQ(TestSupport::readFile(victim), QByteArray("keep me"));
 }
 
 TEST_F(DownloadTest, cancel_reports_cancel_and_keeps_the_old_file)
@@ -212,15 +190,15 @@ TEST_F(DownloadTest, cancel_reports_cancel_and_keeps_the_old_file)
     std::vector<ResultCode> codes;
     QObject::connect(&downloader, &ResourceDownloader::finished,
                      [&](const DownloadParams &, ResultCode code) { codes.push_back(code); });
-    DownloadParams p = params(server.url(QStringLiteral("/stall")));
+    DownloadParams p = params(server.url("/stall"));
     p.stallTimeoutMs = 60000;
     manager.setMaxConcurrent(1);
     downloader.download(p);
     downloader.download(p); // still queued when cancelled
-    ASSERT_TRUE(TestSupport::waitUntil([&] { return server.requests(QStringLiteral("/stall")); }));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return server.requests("/stall"); }));
     downloader.cancel();
     EXPECT_EQ(codes, (std::vector<ResultCode> { Cancel, Cancel }));
-    EXPECT_EQ(readAll(destination), oldContent);
+    EXPECT_EQ(TestSupport::readFile(destination), oldContent);
     EXPECT_EQ(manager.activeCount(), 0);
 }
 
@@ -235,7 +213,7 @@ TEST_F(DownloadTest, runs_by_priority_then_order_a_bounded_number_at_once)
     const std::vector<std::tuple<const char *, int, int>> requests
         = { { "low", 0, 0 }, { "high-late", 2, 5 }, { "high-early", 2, 1 }, { "mid", 1, 0 } };
     for (const auto &[name, priority, order] : requests) {
-        DownloadParams p = params(server.url(QStringLiteral("/stall")));
+        DownloadParams p = params(server.url("/stall"));
         p.destination = folder.filePath(QString::fromLatin1(name));
         p.stallTimeoutMs = 60000;
         downloader.download(p, priority, order);
@@ -244,9 +222,7 @@ TEST_F(DownloadTest, runs_by_priority_then_order_a_bounded_number_at_once)
     EXPECT_EQ(manager.queuedCount(), 2);
     downloader.cancel();
     // Cancelling reports the running ones, then the queued ones, each group in rank order.
-    EXPECT_EQ(done,
-              (std::vector<QString> { QStringLiteral("high-early"), QStringLiteral("high-late"),
-                                      QStringLiteral("mid"), QStringLiteral("low") }));
+    EXPECT_EQ(done, (std::vector<QString> { "high-early", "high-late", "mid", "low" }));
 }
 
 } // namespace

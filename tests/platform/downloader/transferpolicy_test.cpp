@@ -1,4 +1,5 @@
 #include "downloader/transferpolicy.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +7,7 @@ namespace {
 
 using namespace Downloader;
 
-struct RedirectRow {
-    const char *name;
+struct RedirectRow : TestSupport::TableRow {
     const char *from;
     const char *to;
     bool allowed;
@@ -32,10 +32,9 @@ INSTANTIATE_TEST_SUITE_P(
                     RedirectRow { "to_file", "http://a/x", "file:///etc/passwd", false },
                     RedirectRow { "to_ftp", "http://a/x", "ftp://a/x", false },
                     RedirectRow { "to_no_host", "http://a/x", "http:///x", false }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
-struct RetryRow {
-    const char *name;
+struct RetryRow : TestSupport::TableRow {
     int status;
     const char *retryAfter;
     int attempt;
@@ -62,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RetryRow { "negative_backs_off", 429, "-5", 1, 2000 },
                     RetryRow { "not_found_is_final", 404, "1", 0, std::nullopt },
                     RetryRow { "server_error_is_final", 500, "1", 0, std::nullopt }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST(Validators, survive_a_round_trip_and_refuse_header_injection)
 {

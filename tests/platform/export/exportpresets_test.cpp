@@ -1,5 +1,6 @@
 #include "export/exportpresets.h"
 #include "media/codecconfig.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
@@ -7,17 +8,11 @@ namespace {
 
 using Export::parsePresets;
 
-struct DamagedCase {
-    const char *name;
+struct DamagedCase : TestSupport::TableRow {
     const char *json;
     const char *warning; // what the one warning says
     std::size_t kept; // presets still read
 };
-
-void PrintTo(const DamagedCase &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class DamagedPresets : public ::testing::TestWithParam<DamagedCase> { };
 
@@ -46,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(
                       0 },
         DamagedCase { "zero_frame_rate_base", R"({"presets": [{"id": "a", "frameRateDen": 0}]})",
                       "frameRateDen", 0 }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST(ExportPresets, the_bundled_file_reads_whole_with_every_sharing_service)
 {
@@ -62,9 +57,9 @@ TEST(ExportPresets, the_bundled_file_reads_whole_with_every_sharing_service)
     for (const char *service : { "format_online_youtube", "format_online_vimeo",
                                  "format_online_tiktok", "format_online_googledrive" })
         EXPECT_TRUE(tags.contains(QLatin1String(service))) << service;
-    ASSERT_NE(Export::findPreset(QStringLiteral("mp3_audio")), nullptr);
-    EXPECT_FALSE(Export::findPreset(QStringLiteral("mp3_audio"))->hasVideo());
-    EXPECT_EQ(Media::CodecConfig::LayoutRecord::Find(3)->name, QStringLiteral("stereo"));
+    ASSERT_NE(Export::findPreset("mp3_audio"), nullptr);
+    EXPECT_FALSE(Export::findPreset("mp3_audio")->hasVideo());
+    EXPECT_EQ(Media::CodecConfig::LayoutRecord::Find(3)->name, "stereo");
     EXPECT_EQ(Media::CodecConfig::LayoutRecord::Find(0), nullptr);
 }
 

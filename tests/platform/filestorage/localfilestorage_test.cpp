@@ -1,6 +1,7 @@
 #include "filestorage/localfilestorage.h"
 
 #include "smalltmpfs.h"
+#include "tablerow.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -36,7 +37,7 @@ public:
 
 class LocalFileStorageTest : public ::testing::Test {
 protected:
-    QString index() const { return dir.filePath(QStringLiteral("storage/index.json")); }
+    QString index() const { return dir.filePath("storage/index.json"); }
     QString media(const QString &name, const QByteArray &bytes = "data")
     {
         return TestSupport::writeFile(dir.filePath(name), bytes);
@@ -46,9 +47,9 @@ protected:
 
 TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
 {
-    const QString clip = media(QStringLiteral("été clip 1.mp4"), "12345");
-    const QString project = media(QStringLiteral("my film.edproj"));
-    const QString absent = dir.filePath(QStringLiteral("not here.wav"));
+    const QString clip = media("été clip 1.mp4", "12345");
+    const QString project = media("my film.edproj");
+    const QString absent = dir.filePath("not here.wav");
     {
         LocalFileStorage storage(index());
         EXPECT_TRUE(storage.isAvailable());
@@ -72,10 +73,10 @@ TEST_F(LocalFileStorageTest, keeps_files_with_their_kind_across_runs)
 TEST_F(LocalFileStorageTest,
        each_registration_is_an_entry_of_its_own_and_files_outlive_their_entries)
 {
-    const QString clip = media(QStringLiteral("a.mp4"));
+    const QString clip = media("a.mp4");
     LocalFileStorage storage(index());
-    std::vector<Vantel::App::FileStorageEntryId> entries = storage.addFiles(
-        { fsPath(clip), fsPath(media(QStringLiteral("b.mp4"))) }, FileStorageKind::Media);
+    std::vector<Vantel::App::FileStorageEntryId> entries
+        = storage.addFiles({ fsPath(clip), fsPath(media("b.mp4")) }, FileStorageKind::Media);
     const auto again = storage.addFiles({ fsPath(clip) }, FileStorageKind::Media);
     ASSERT_EQ(again.size(), 1u);
     EXPECT_EQ(storage.heldEntries(), 3u);
@@ -99,11 +100,8 @@ TEST_F(LocalFileStorageTest, a_damaged_index_is_set_aside_and_a_new_one_started)
         TestSupport::writeFile(index(), damage);
         LocalFileStorage storage(index());
         EXPECT_TRUE(storage.files().empty());
-        EXPECT_TRUE(QFile::exists(index() + QStringLiteral(".damaged")));
-        EXPECT_EQ(
-            storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media)
-                .size(),
-            1u);
+        EXPECT_TRUE(QFile::exists(index() + ".damaged"));
+        EXPECT_EQ(storage.addFiles({ fsPath(media("a.mp4")) }, FileStorageKind::Media).size(), 1u);
         EXPECT_EQ(LocalFileStorage(index()).files().size(), 1u);
         QFile::remove(index());
     }
@@ -121,13 +119,10 @@ TEST_F(LocalFileStorageTest, losing_and_regaining_the_folder_is_told_to_observer
     TestSupport::writeFile(folder);
     storage.refresh();
     EXPECT_FALSE(storage.isAvailable());
-    EXPECT_TRUE(storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media)
-                    .empty());
+    EXPECT_TRUE(storage.addFiles({ fsPath(media("a.mp4")) }, FileStorageKind::Media).empty());
 
     ASSERT_TRUE(QFile::remove(folder));
-    EXPECT_EQ(
-        storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media).size(),
-        1u)
+    EXPECT_EQ(storage.addFiles({ fsPath(media("a.mp4")) }, FileStorageKind::Media).size(), 1u)
         << "the folder is made again when files arrive";
     EXPECT_TRUE(storage.isAvailable());
     EXPECT_EQ(observer.seen, (std::vector<bool> { false, true }));
@@ -141,23 +136,17 @@ TEST_F(LocalFileStorageTest, editors_sharing_the_index_keep_each_others_entries)
 {
     LocalFileStorage first(index());
     LocalFileStorage second(index());
-    first.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media);
-    second.addFiles({ fsPath(media(QStringLiteral("b.mp4"))) }, FileStorageKind::Media);
-    first.addFiles({ fsPath(media(QStringLiteral("c.mp4"))) }, FileStorageKind::Media);
+    first.addFiles({ fsPath(media("a.mp4")) }, FileStorageKind::Media);
+    second.addFiles({ fsPath(media("b.mp4")) }, FileStorageKind::Media);
+    first.addFiles({ fsPath(media("c.mp4")) }, FileStorageKind::Media);
     EXPECT_EQ(LocalFileStorage(index()).files().size(), 3u);
 }
 
 // What stands at the index's path. Nothing hangs, nothing outside is written, what was kept
 // stays, and the service says it is not available.
-struct BadIndexPlace {
-    const char *name;
+struct BadIndexPlace : TestSupport::TableRow {
     std::function<void(const QString &index, const QString &victim)> make;
 };
-
-void PrintTo(const BadIndexPlace &place, std::ostream *os)
-{
-    *os << place.name;
-}
 
 class LocalFileStorageBadIndex
     : public LocalFileStorageTest
@@ -178,11 +167,11 @@ const BadIndexPlace badIndexPlaces[] = {
 
 TEST_P(LocalFileStorageBadIndex, refuses_the_change_and_writes_nothing_through_it)
 {
-    const QString victim = media(QStringLiteral("victim.txt"), "precious");
+    const QString victim = media("victim.txt", "precious");
     GetParam().make(index(), victim);
     LocalFileStorage storage(index());
     EXPECT_TRUE(storage.files().empty());
-    storage.addFiles({ fsPath(media(QStringLiteral("a.mp4"))) }, FileStorageKind::Media);
+    storage.addFiles({ fsPath(media("a.mp4")) }, FileStorageKind::Media);
     EXPECT_FALSE(storage.isAvailable());
     EXPECT_EQ(TestSupport::readFile(victim), "precious");
 }
@@ -190,16 +179,16 @@ TEST_P(LocalFileStorageBadIndex, refuses_the_change_and_writes_nothing_through_i
 INSTANTIATE_TEST_SUITE_P(LocalFileStorage,
                          LocalFileStorageBadIndex,
                          ::testing::ValuesIn(badIndexPlaces),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(LocalFileStorageTest, a_full_disk_keeps_the_index_as_it_was)
 {
     TestSupport::SmallTmpfs disk(64 * 1024);
     if (!disk.mounted())
         GTEST_SKIP() << disk.reason();
-    const QString onDisk = disk.filePath(QStringLiteral("storage/index.json"));
+    const QString onDisk = disk.filePath("storage/index.json");
     LocalFileStorage storage(onDisk);
-    storage.addFiles({ fsPath(media(QStringLiteral("kept.mp4"))) }, FileStorageKind::Media);
+    storage.addFiles({ fsPath(media("kept.mp4")) }, FileStorageKind::Media);
     disk.fill();
 
     std::vector<std::filesystem::path> many;

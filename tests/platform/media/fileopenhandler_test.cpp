@@ -37,7 +37,7 @@ TEST(FileOpenHandler, counts_every_file_once_and_sorts_the_product_when_the_batc
     Handler handler;
     const FilePtr video = sample("h264_aac.mp4");
     const FilePtr hdr = sample("pq10.mkv");
-    const FilePtr gone = std::make_shared<Media::File>(dir.filePath(QStringLiteral("gone.mov")));
+    const FilePtr gone = std::make_shared<Media::File>(dir.filePath("gone.mov"));
     const FilePtr removed = sample("tone.flac");
     handler.addFiles({ video, hdr, gone, video, removed });
     handler.removeFiles({ removed });

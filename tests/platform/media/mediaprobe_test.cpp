@@ -2,6 +2,7 @@
 #include "media/mediaprobe.h"
 
 #include "mediasamples.h"
+#include "tablerow.h"
 #include "testfiles.h"
 #include "util/format.h"
 #include "withoutfileaccessoverride.h"
@@ -17,8 +18,7 @@ namespace {
 
 using Media::File;
 
-struct Expected {
-    const char *name;
+struct Expected : TestSupport::TableRow {
     const char *format;
     const char *videoCodec; // "" for no video track
     const char *audioCodec; // "" for no audio track
@@ -26,11 +26,6 @@ struct Expected {
     bool hdr;
     std::uint32_t transfer; // of the video track
 };
-
-void PrintTo(const Expected &e, std::ostream *os)
-{
-    *os << e.name;
-}
 
 class ProbeOfRealMedia : public ::testing::TestWithParam<Expected> { };
 
@@ -59,9 +54,9 @@ TEST_P(ProbeOfRealMedia, reads_container_tracks_and_properties)
             EXPECT_EQ(v.colorSpace.matrix, 9u);
         }
         if (e.still) {
-            EXPECT_EQ(Format::videoFrameRate(v.frameRate), QLatin1String("0"));
+            EXPECT_EQ(Format::videoFrameRate(v.frameRate), "0");
         } else {
-            EXPECT_EQ(Format::videoFrameRate(v.frameRate), QLatin1String("25"));
+            EXPECT_EQ(Format::videoFrameRate(v.frameRate), "25");
             EXPECT_GT(v.bitRate, 0) << "the container's rate stands in for a missing stream rate";
         }
     }
@@ -104,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
         Expected { "hlg.mp4", "mov,mp4,m4a,3gp,3g2,mj2", "CODEC_ID_H264", "", false, true, 18 }),
     [](const auto &info) {
         QString name = QLatin1String(info.param.name);
-        return name.replace(QLatin1Char('.'), QLatin1Char('_')).toStdString();
+        return name.replace('.', '_').toStdString();
     });
 
 // Files a user may drop that are not media, or not any more.
@@ -135,19 +130,18 @@ TEST_F(BadInput, every_kind_fails_with_a_reason_for_people)
 TEST_F(BadInput, a_matroska_file_cut_in_half_still_opens_with_what_is_there)
 {
     const QByteArray mkv = sampleBytes("hevc.mkv");
-    const File file = Media::probe(write(QStringLiteral("half.mkv"), mkv.left(mkv.size() / 2)));
+    const File file = Media::probe(write("half.mkv", mkv.left(mkv.size() / 2)));
     ASSERT_TRUE(file.isOpened()) << file.error.toStdString();
-    EXPECT_EQ(file.videoTracks.front().codecId, QLatin1String("CODEC_ID_HEVC"));
+    EXPECT_EQ(file.videoTracks.front().codecId, "CODEC_ID_HEVC");
 }
 
 TEST_F(BadInput, a_probe_past_its_deadline_is_abandoned_and_fails)
 {
     Media::ProbeLimits limits;
     limits.timeout = std::chrono::milliseconds(0);
-    const File file
-        = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    const File file = Media::probe(write("fine.mp4", sampleBytes("h264_aac.mp4")), limits);
     EXPECT_TRUE(file.isFailed());
-    EXPECT_TRUE(file.error.contains(QLatin1String("too long"))) << file.error.toStdString();
+    EXPECT_TRUE(file.error.contains("too long")) << file.error.toStdString();
 }
 
 TEST_F(BadInput, a_cancelled_probe_fails)
@@ -155,42 +149,38 @@ TEST_F(BadInput, a_cancelled_probe_fails)
     const std::atomic<bool> cancelled { true };
     Media::ProbeLimits limits;
     limits.cancelled = &cancelled;
-    const File file
-        = Media::probe(write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4")), limits);
+    const File file = Media::probe(write("fine.mp4", sampleBytes("h264_aac.mp4")), limits);
     EXPECT_TRUE(file.isFailed());
-    EXPECT_TRUE(file.error.contains(QLatin1String("cancelled"))) << file.error.toStdString();
+    EXPECT_TRUE(file.error.contains("cancelled")) << file.error.toStdString();
 }
 
 TEST_F(BadInput, names_with_spaces_non_ascii_and_address_like_prefixes_open)
 {
     const QByteArray mp4 = sampleBytes("h264_aac.mp4");
-    for (const QString &name :
-         { QStringLiteral("summer holiday 2024.mp4"), QStringLiteral("été à Zürich – 東京.mp4"),
-           QStringLiteral("http:clip.mp4"), QStringLiteral("concat:a|b.mp4"),
-           QStringLiteral("take%03d.mp4"), QStringLiteral("#1?.mp4") }) {
+    for (const char *name : { "summer holiday 2024.mp4", "été à Zürich – 東京.mp4", "http:clip.mp4",
+                              "concat:a|b.mp4", "take%03d.mp4", "#1?.mp4" }) {
         const File file = Media::probe(write(name, mp4));
-        EXPECT_TRUE(file.isOpened()) << name.toStdString() << ": " << file.error.toStdString();
+        EXPECT_TRUE(file.isOpened()) << name << ": " << file.error.toStdString();
     }
 }
 
 TEST_F(BadInput, an_unreadable_file_fails_with_permission_denied)
 {
-    const QString path = write(QStringLiteral("locked.mp4"), sampleBytes("h264_aac.mp4"));
+    const QString path = write("locked.mp4", sampleBytes("h264_aac.mp4"));
     ASSERT_TRUE(QFile::setPermissions(path, QFileDevice::Permissions()));
     TestSupport::WithoutFileAccessOverride guard;
     if (!guard.modeBitsBind())
         GTEST_SKIP() << "running as root without the right to give up file access override";
     const File file = Media::probe(path);
     EXPECT_TRUE(file.isFailed());
-    EXPECT_TRUE(file.error.contains(QLatin1String("permission denied")))
-        << file.error.toStdString();
+    EXPECT_TRUE(file.error.contains("permission denied")) << file.error.toStdString();
 }
 
 TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
 {
-    const QString manyStreams = dir.filePath(QStringLiteral("eight streams.mp4"));
+    const QString manyStreams = dir.filePath("eight streams.mp4");
     TestSupport::MediaSamples::makeManyStreams(manyStreams, 8);
-    const QString video = write(QStringLiteral("fine.mp4"), sampleBytes("h264_aac.mp4"));
+    const QString video = write("fine.mp4", sampleBytes("h264_aac.mp4"));
     struct Row {
         const char *what;
         QString path;
@@ -201,9 +191,8 @@ TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
         { "streams", manyStreams, [](auto &l) { l.maxStreams = 4; }, "more than 4 streams" },
         { "declared picture", video, [](auto &l) { l.maxPixels = 1000; },
           "A picture of the file is 64x48 pixels" },
-        { "picture found by decoding",
-          write(QStringLiteral("vast.png"), TestSupport::pngDeclaring(16000, 16000)), [](auto &) {},
-          "A picture of the file is 16000x16000 pixels" },
+        { "picture found by decoding", write("vast.png", TestSupport::pngDeclaring(16000, 16000)),
+          [](auto &) {}, "A picture of the file is 16000x16000 pixels" },
         { "memory", video, [](auto &l) { l.maxMemory = 1000; }, "one analysis may use 1 MB" },
     };
     for (const Row &row : rows) {
@@ -218,12 +207,12 @@ TEST_F(BadInput, a_file_over_a_probe_limit_fails_with_the_limit_named)
 
 TEST_F(BadInput, a_link_that_leads_nowhere_says_so)
 {
-    const QString loop = dir.filePath(QStringLiteral("loop.mp4"));
+    const QString loop = dir.filePath("loop.mp4");
     ASSERT_TRUE(QFile::link(loop, loop));
-    const QString dangling = dir.filePath(QStringLiteral("gone.mp4"));
-    ASSERT_TRUE(QFile::link(dir.filePath(QStringLiteral("moved.mp4")), dangling));
-    EXPECT_TRUE(Media::probe(loop).error.contains(QLatin1String("leads back to itself")));
-    EXPECT_TRUE(Media::probe(dangling).error.contains(QLatin1String("moved.mp4, which does not")));
+    const QString dangling = dir.filePath("gone.mp4");
+    ASSERT_TRUE(QFile::link(dir.filePath("moved.mp4"), dangling));
+    EXPECT_TRUE(Media::probe(loop).error.contains("leads back to itself"));
+    EXPECT_TRUE(Media::probe(dangling).error.contains("moved.mp4, which does not"));
 }
 
 TEST(CodecConfig, classifies_identifiers_by_kind)

@@ -4,6 +4,7 @@
 #include "timeline/videoeffects.h"
 
 #include "smalltmpfs.h"
+#include "tablerow.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -32,7 +33,7 @@ std::shared_ptr<Media::File> mediaFile(const QString &path, bool still = false, 
     Media::VideoTrack picture;
     picture.frameSize = QSize(1280, 720);
     picture.stillImage = still;
-    picture.codecName = QStringLiteral("h264");
+    picture.codecName = "h264";
     file->videoTracks.push_back(picture);
     if (sound) {
         Media::AudioTrack audio;
@@ -51,16 +52,16 @@ std::unique_ptr<Object> richProject(const QString &folder)
     project->setResolution(QSize(1080, 1920));
     project->timeline().addTrack(Timeline::TrackType::Title);
     project->timeline().addTrack(Timeline::TrackType::Overlay);
-    const auto clipFile = mediaFile(folder + QStringLiteral("/clip.mp4"), false, true);
-    const auto stillFile = mediaFile(folder + QStringLiteral("/still.png"), true);
-    const auto spare = mediaFile(folder + QStringLiteral("/spare.mov"));
+    const auto clipFile = mediaFile(folder + "/clip.mp4", false, true);
+    const auto stillFile = mediaFile(folder + "/still.png", true);
+    const auto spare = mediaFile(folder + "/spare.mov");
 
     Timeline::Model &timeline = project->timeline();
     Timeline::Clip &first = timeline.insertClip(0, MTime(), clipFile);
     first.setSpeed(1.5, true);
     first.setStabilized(true);
-    first.setAnimation({ QStringLiteral("zoom-in"), { MTime::fromMSec(0), MTime::fromMSec(900) } });
-    first.setResourceId(QStringLiteral("store:item:7"));
+    first.setAnimation({ "zoom-in", { MTime::fromMSec(0), MTime::fromMSec(900) } });
+    first.setResourceId("store:item:7");
     first.addEffect(Effect::AudioEqualizer {}).preset = Effect::AudioEqualizer::Saved;
     first.addEffect(Effect::AudioReverb {}).dryWetBalance = 0.55;
     first.addEffect(Effect::AudioCompressor {}).attack = MTime::fromMSec(7);
@@ -78,36 +79,35 @@ std::unique_ptr<Object> richProject(const QString &folder)
     second.addEffect(Effect::Crop {}).top = 0.125;
     auto &colour = second.addEffect(Effect::ManualEnhance {});
     colour.setValue(Effect::ManualEnhance::Hue, -30);
-    colour.setName(QStringLiteral("Warm"));
-    colour.setUniqueId(QStringLiteral("preset-warm"));
+    colour.setName("Warm");
+    colour.setUniqueId("preset-warm");
     second.addEffect(Effect::BackgroundRemove {}).qualityMode = Effect::BackgroundRemove::Draft;
     auto &lut = second.addEffect(Effect::Lut {});
-    lut.setName(QStringLiteral("Film"));
-    lut.setUniqueId(QStringLiteral("lut-film"));
-    lut.path = folder + QStringLiteral("/film.cube");
+    lut.setName("Film");
+    lut.setUniqueId("lut-film");
+    lut.path = folder + "/film.cube";
 
     auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
     title->setDuration(MTime::fromMSec(2500));
-    title->setTitleItem(Timeline::TitleItem {
-        Timeline::TitleItem::Callout, QStringLiteral("Hello ünïcode"), QStringLiteral("bubble") });
+    title->setTitleItem(
+        Timeline::TitleItem { Timeline::TitleItem::Callout, "Hello ünïcode", "bubble" });
     timeline.placeClip(2, std::move(title));
     auto fx = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Clip);
     fx->setDuration(MTime::fromMSec(100));
-    fx->setContentId(QStringLiteral("special-fx"));
+    fx->setContentId("special-fx");
     timeline.placeClip(3, std::move(fx));
 
     auto transition
         = std::make_unique<Transition::Object>(Transition::Id::Slide, MTime::fromMSec(750));
-    transition->addResource(
-        { Transition::ResourceType::Audio, clipFile, QStringLiteral("whoosh") });
+    transition->addResource({ Transition::ResourceType::Audio, clipFile, "whoosh" });
     timeline.addTransition(std::move(transition), second.id(), first.id());
     timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Fade), 0,
                            second.id());
 
     project->userFiles().add(spare);
     project->userFiles().add(clipFile);
-    project->effectLibrary().loadedLuts.insert(QStringLiteral("lut-film"));
-    project->effectLibrary().colorPresets.insert(QStringLiteral("preset-warm"), true);
+    project->effectLibrary().loadedLuts.insert("lut-film");
+    project->effectLibrary().colorPresets.insert("preset-warm", true);
     return project;
 }
 
@@ -139,7 +139,7 @@ void expectSameClip(const Timeline::IClip &a, const Timeline::IClip &b)
 
 TEST(ProjectFile, a_written_project_reads_back_the_same)
 {
-    const auto original = richProject(QStringLiteral("/media"));
+    const auto original = richProject("/media");
     const auto copy = readProjectFile(writeProjectFile(*original));
 
     EXPECT_EQ(copy->id(), 4242);
@@ -169,23 +169,17 @@ TEST(ProjectFile, a_written_project_reads_back_the_same)
     EXPECT_EQ(copy->mediaFiles().size(), 3u);
 }
 
-struct DamagedFile {
-    const char *name;
-    const char *content;
+struct DamagedFile : TestSupport::TableRow {
+    QByteArray content;
     const char *reason; // a part of the message the user gets
 };
-
-void PrintTo(const DamagedFile &f, std::ostream *os)
-{
-    *os << f.name;
-}
 
 class DamagedProjectFile : public ::testing::TestWithParam<DamagedFile> { };
 
 TEST_P(DamagedProjectFile, is_refused_with_a_reason)
 {
     try {
-        readProjectFile(QByteArray(GetParam().content));
+        readProjectFile(GetParam().content);
         FAIL() << "read a damaged file";
     } catch (const FileError &e) {
         EXPECT_NE(std::string(e.what()).find(GetParam().reason), std::string::npos) << e.what();
@@ -194,13 +188,31 @@ TEST_P(DamagedProjectFile, is_refused_with_a_reason)
 
 #define HEADER R"("format": "editor-project", "version": 1)"
 
+// A project file of the header and `rest`; one of a track of `type` holding `clips`; one of a clip
+// of that track carrying `effect`.
+QByteArray project(const QByteArray &rest)
+{
+    return "{" HEADER + rest + "}";
+}
+
+QByteArray track(const char *type, const QByteArray &clips)
+{
+    return project(R"(, "tracks": [{"type": ")" + QByteArray(type) + R"(", "clips": [)" + clips
+                   + "]}]");
+}
+
+QByteArray effect(const char *type, const QByteArray &effect)
+{
+    return track(type, R"({"durationMs": 10, "effects": [)" + effect + "]}");
+}
+
 INSTANTIATE_TEST_SUITE_P(
     ProjectFile,
     DamagedProjectFile,
     ::testing::Values(
         DamagedFile { "empty", "", "the file is empty" },
         DamagedFile { "not_json", "\x89PNG\r\n", "not a project file" },
-        DamagedFile { "truncated", "{" HEADER ", \"tracks\": [", "not a project file" },
+        DamagedFile { "truncated", project(R"(, "tracks": [)"), "not a project file" },
         DamagedFile { "array_at_top", "[1, 2]", "no top-level object" },
         DamagedFile { "text_after_the_document", "{" HEADER "}\n{\"x\": \"}\"}",
                       "more text after the document at byte 42" },
@@ -208,91 +220,54 @@ INSTANTIATE_TEST_SUITE_P(
                       "not a project file" },
         DamagedFile { "newer_version", R"({"format": "editor-project", "version": 2})",
                       "version 2 is not supported" },
-        DamagedFile { "unknown_track", "{" HEADER R"(, "tracks": [{"type": "hologram"}]})",
+        DamagedFile { "unknown_track", project(R"(, "tracks": [{"type": "hologram"}])"),
                       "tracks[0].type: \"hologram\"" },
-        DamagedFile {
-            "negative_position",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "positionMs": -5, "durationMs": 1}]}]})",
-            "tracks[0].clips[0].positionMs" },
-        DamagedFile {
-            "huge_duration",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 1e300}]}]})",
-            "tracks[0].clips[0].durationMs" },
-        DamagedFile { "zero_length",
-                      "{" HEADER R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip"}]}]})",
+        DamagedFile { "negative_position", track("video", R"({"positionMs": -5, "durationMs": 1})"),
+                      "tracks[0].clips[0].positionMs" },
+        DamagedFile { "huge_duration", track("video", R"({"kind": "clip", "durationMs": 1e300})"),
+                      "tracks[0].clips[0].durationMs" },
+        DamagedFile { "zero_length", track("video", R"({"kind": "clip"})"),
                       "must last longer than zero" },
-        DamagedFile {
-            "overlap",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10},
-                        {"kind": "clip", "positionMs": 5, "durationMs": 10}]}]})",
-            "overlaps" },
-        DamagedFile {
-            "bad_speed",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "speed": 0}]}]})",
-            "speed" },
-        DamagedFile {
-            "missing_media",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10, "media": 3}]}]})",
-            "names media 3" },
-        DamagedFile { "unknown_effect",
-                      "{" HEADER
-                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
-                        "effects": [{"type": "Sepia"}]}]}]})",
+        DamagedFile { "overlap",
+                      track("video", R"({"durationMs": 10}, {"positionMs": 5, "durationMs": 10})"),
+                      "overlaps" },
+        DamagedFile { "bad_speed", track("video", R"({"durationMs": 10, "speed": 0})"), "speed" },
+        DamagedFile { "missing_media", track("video", R"({"durationMs": 10, "media": 3})"),
+                      "names media 3" },
+        DamagedFile { "unknown_effect", effect("video", R"({"type": "Sepia"})"),
                       "\"Sepia\" is not an effect" },
         DamagedFile { "effect_parameter_of_wrong_type",
-                      "{" HEADER
-                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
-                        "effects": [{"type": "Crop", "left": "wide"}]}]}]})",
+                      effect("video", R"({"type": "Crop", "left": "wide"})"),
                       "effects[0].left: must be a number" },
-        DamagedFile {
-            "equalizer_bands",
-            "{" HEADER
-            R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
-                        "effects": [{"type": "AudioEqualizer", "gains": [1, 2]}]}]}]})",
-            "must hold 10 numbers" },
-        DamagedFile { "duplicate_media", "{" HEADER R"(, "media": [{"path": "a"}, {"path": "a"}]})",
+        DamagedFile { "equalizer_bands",
+                      effect("audio", R"({"type": "AudioEqualizer", "gains": [1, 2]})"),
+                      "must hold 10 numbers" },
+        DamagedFile { "duplicate_media", project(R"(, "media": [{"path": "a"}, {"path": "a"}])"),
                       "listed twice" },
-        DamagedFile { "media_without_path", "{" HEADER R"(, "media": [{"durationMs": 5}]})",
+        DamagedFile { "media_without_path", project(R"(, "media": [{"durationMs": 5}])"),
                       "media[0].path" },
         DamagedFile {
             "dangling_transition",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10}]}],
-                        "transitions": [{"type": "Dissolve", "left": 1, "right": 9}]})",
+            project(R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "durationMs": 10}]}],
+                                 "transitions": [{"type": "Dissolve", "left": 1, "right": 9}])"),
             "names clip 9" },
-        DamagedFile {
-            "duplicate_clip_id",
-            "{" HEADER
-            R"(, "tracks": [{"type": "video", "clips": [{"id": 1, "kind": "clip", "durationMs": 10},
-                        {"id": 1, "kind": "clip", "positionMs": 10, "durationMs": 10}]}]})",
-            "used twice" },
-        DamagedFile { "collection_out_of_range", "{" HEADER R"(, "collection": [0]})",
+        DamagedFile { "duplicate_clip_id", track("video", R"({"id": 1, "durationMs": 10},
+                                        {"id": 1, "positionMs": 10, "durationMs": 10})"),
+                      "used twice" },
+        DamagedFile { "collection_out_of_range", project(R"(, "collection": [0])"),
                       "collection[0]" },
-        DamagedFile { "no_frame_size", "{" HEADER R"(, "resolution": [0, 0]})",
+        DamagedFile { "no_frame_size", project(R"(, "resolution": [0, 0])"),
                       "resolution[0]: must be a whole number from 1" },
-        DamagedFile {
-            "deafening_gain",
-            "{" HEADER
-            R"(, "tracks": [{"type": "audio", "clips": [{"kind": "audio", "durationMs": 10,
-                        "effects": [{"type": "AudioEqualizer", "gains": [0, 0, 1e308, 0, 0, 0, 0, 0, 0, 0]}]}]}]})",
-            "effects[0].gains[2]: must be a number from -24 to 24" },
-        DamagedFile {
-            "unknown_title_subtype",
-            "{" HEADER
-            R"(, "tracks": [{"type": "title", "clips": [{"kind": "title", "durationMs": 10,
-                        "title": {"subtype": 99}}]}]})",
-            "title.subtype: must be a whole number from 0 to 4" },
+        DamagedFile { "deafening_gain", effect("audio", R"({"type": "AudioEqualizer",
+                                          "gains": [0, 0, 1e308, 0, 0, 0, 0, 0, 0, 0]})"),
+                      "effects[0].gains[2]: must be a number from -24 to 24" },
+        DamagedFile { "unknown_title_subtype",
+                      track("title", R"({"durationMs": 10, "title": {"subtype": 99}})"),
+                      "title.subtype: must be a whole number from 0 to 4" },
         DamagedFile { "mask_shape_of_no_kind",
-                      "{" HEADER
-                      R"(, "tracks": [{"type": "video", "clips": [{"kind": "clip", "durationMs": 10,
-                        "effects": [{"type": "Mask", "conceals": [{"shape": 7}]}]}]}]})",
+                      effect("video", R"({"type": "Mask", "conceals": [{"shape": 7}]})"),
                       "effects[0].conceals[0].shape" }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 TEST(ProjectFile, a_clip_without_a_kind_or_id_takes_its_tracks_kind_and_an_id_no_clip_brings)
 {
@@ -310,7 +285,7 @@ TEST(ProjectFile, a_clip_without_a_kind_or_id_takes_its_tracks_kind_and_an_id_no
 TEST(ProjectFile, a_value_the_reader_would_refuse_is_refused_by_the_writer_with_its_place)
 {
     auto project = Object::createNew();
-    auto &clip = project->timeline().insertClip(0, MTime(), mediaFile(QStringLiteral("/a.mp4")));
+    auto &clip = project->timeline().insertClip(0, MTime(), mediaFile("/a.mp4"));
     clip.addEffect(Effect::Crop {});
     clip.addEffect(Effect::AudioEqualizer {}).gains[3] = 1e308;
     try {
@@ -437,7 +412,7 @@ TEST_P(RandomEdits, whatever_the_model_holds_is_written_and_read_back)
                 auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
                 title->setPosition(MTime::fromMSec(pick(100000)));
                 title->setDuration(MTime::fromMSec(1 + pick(5000)));
-                title->setTitleItem(Timeline::TitleItem { pick(6), QStringLiteral("t"), {} });
+                title->setTitleItem(Timeline::TitleItem { pick(6), "t", {} });
                 timeline.placeClip(2, std::move(title));
                 break;
             }
@@ -499,7 +474,7 @@ TEST_F(ProjectOnDisk, missing_media_are_counted_as_lost_and_marked_failed)
     const OpenResult opened = open(path("p.edproj"));
     EXPECT_EQ(opened.lostFiles, 2); // still.png and spare.mov were never made
     for (const auto &file : opened.project->mediaFiles()) {
-        const bool present = file->path.endsWith(QLatin1String("clip.mp4"));
+        const bool present = file->path.endsWith("clip.mp4");
         EXPECT_EQ(file->state, present ? Media::File::State::Opened : Media::File::State::Failed)
             << file->path.toStdString();
     }
@@ -507,14 +482,14 @@ TEST_F(ProjectOnDisk, missing_media_are_counted_as_lost_and_marked_failed)
 
 TEST_F(ProjectOnDisk, a_portable_project_moves_with_its_folder)
 {
-    QDir(folder.path()).mkpath(QStringLiteral("a/media"));
+    QDir(folder.path()).mkpath("a/media");
     touch("a/media/clip.mp4");
     touch("a/media/still.png");
     touch("a/media/spare.mov");
     auto project = richProject(path("a/media"));
     project->setPortable(true);
     save(*project, path("a/p.edproj"));
-    ASSERT_TRUE(QDir(folder.path()).rename(QStringLiteral("a"), QStringLiteral("b")));
+    ASSERT_TRUE(QDir(folder.path()).rename("a", "b"));
 
     const OpenResult opened = open(path("b/p.edproj"));
     EXPECT_EQ(opened.lostFiles, 0);
@@ -545,7 +520,7 @@ TEST_F(ProjectOnDisk, opening_a_missing_file_names_it)
 TEST_F(ProjectOnDisk, a_pipe_or_an_endless_device_is_refused_as_a_project)
 {
     ASSERT_EQ(::mkfifo(QFile::encodeName(path("pipe.edproj")).constData(), 0644), 0);
-    ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), path("zero.edproj")));
+    ASSERT_TRUE(QFile::link("/dev/zero", path("zero.edproj")));
     for (const char *name : { "pipe.edproj", "zero.edproj" }) {
         try {
             open(path(name));
@@ -572,7 +547,7 @@ TEST_F(ProjectOnDisk, a_save_on_a_full_disk_fails_and_keeps_the_saved_file)
     TestSupport::SmallTmpfs disk(64 * 1024);
     if (!disk.mounted())
         GTEST_SKIP() << disk.reason();
-    const QString file = disk.filePath(QStringLiteral("p.edproj"));
+    const QString file = disk.filePath("p.edproj");
     auto project = Object::createNew();
     save(*project, file);
     const QByteArray saved = TestSupport::readFile(file);

@@ -1,3 +1,4 @@
+#include "tablerow.h"
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
 
@@ -53,15 +54,9 @@ TEST(EffectKinds, a_clone_equals_its_original_and_a_default_differs_from_another
 
 // One changed parameter per kind must make it differ from its default: "applied with the
 // defaults" is only honest when every parameter takes part in the comparison.
-struct ChangedParameter {
-    const char *name;
+struct ChangedParameter : TestSupport::TableRow {
     std::function<std::unique_ptr<Object>()> make;
 };
-
-void PrintTo(const ChangedParameter &c, std::ostream *os)
-{
-    *os << c.name;
-}
 
 class EffectDefaults : public ::testing::TestWithParam<ChangedParameter> { };
 
@@ -114,13 +109,12 @@ INSTANTIATE_TEST_SUITE_P(
         ChangedParameter { "colour_tint", with<ManualEnhance>([](auto &e) {
                                e.setValue(ManualEnhance::Tint, 3);
                            }) },
-        ChangedParameter { "colour_preset", with<ManualEnhance>([](auto &e) {
-                               e.setUniqueId(QStringLiteral("warm"));
-                           }) },
+        ChangedParameter { "colour_preset",
+                           with<ManualEnhance>([](auto &e) { e.setUniqueId("warm"); }) },
         ChangedParameter { "background_quality", with<BackgroundRemove>([](auto &e) {
                                e.qualityMode = BackgroundRemove::Precise;
                            }) },
         ChangedParameter { "lut_intensity", with<Lut>([](auto &e) { e.intensity = 0.4; }) }),
-    [](const auto &info) { return std::string(info.param.name); });
+    TestSupport::tableRowName);
 
 } // namespace

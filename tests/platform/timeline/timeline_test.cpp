@@ -201,15 +201,14 @@ TEST_F(TimelineModel, file_uses_count_clips_by_path_and_failed_arrivals)
 TEST(TransitionSound, comes_from_audio_resources_or_video_files_with_sound)
 {
     Transition::Object transition(Transition::Id::ShaderISF);
-    transition.addResource(
-        { Transition::ResourceType::Shader, nullptr, QStringLiteral("shader-1") });
+    transition.addResource({ Transition::ResourceType::Shader, nullptr, "shader-1" });
     EXPECT_FALSE(transition.hasAudioResources());
 
-    auto silent = std::make_shared<Media::File>(QStringLiteral("silent.mp4"));
+    auto silent = std::make_shared<Media::File>("silent.mp4");
     transition.addResource({ Transition::ResourceType::Video, silent, {} });
     EXPECT_FALSE(transition.hasAudioResources());
 
-    auto loud = std::make_shared<Media::File>(QStringLiteral("loud.mp4"));
+    auto loud = std::make_shared<Media::File>("loud.mp4");
     loud->audioTracks.emplace_back();
     transition.addResource({ Transition::ResourceType::Video, loud, {} });
     EXPECT_TRUE(transition.hasAudioResources());

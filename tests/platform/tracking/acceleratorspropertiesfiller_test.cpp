@@ -22,17 +22,17 @@ public:
                  const QByteArray &device,
                  const QString &driver = {})
     {
-        const QString deviceDir = m_dir.filePath(QStringLiteral("devices/") + node);
-        TestSupport::writeFile(deviceDir + QStringLiteral("/vendor"), vendor + '\n');
-        TestSupport::writeFile(deviceDir + QStringLiteral("/device"), device + '\n');
+        const QString deviceDir = m_dir.filePath("devices/" + node);
+        TestSupport::writeFile(deviceDir + "/vendor", vendor + '\n');
+        TestSupport::writeFile(deviceDir + "/device", device + '\n');
         if (!driver.isEmpty()) {
-            const QString driverDir = m_dir.filePath(QStringLiteral("bus/pci/drivers/") + driver);
+            const QString driverDir = m_dir.filePath("bus/pci/drivers/" + driver);
             QDir().mkpath(driverDir);
-            QFile::link(driverDir, deviceDir + QStringLiteral("/driver"));
+            QFile::link(driverDir, deviceDir + "/driver");
         }
-        const QString nodeDir = m_dir.filePath(QStringLiteral("class/drm/") + node);
+        const QString nodeDir = m_dir.filePath("class/drm/" + node);
         QDir().mkpath(nodeDir);
-        QFile::link(deviceDir, nodeDir + QStringLiteral("/device"));
+        QFile::link(deviceDir, nodeDir + "/device");
     }
 
 private:
@@ -65,12 +65,12 @@ TEST(AcceleratorsPropertiesFiller,
 TEST(AcceleratorsPropertiesFiller, each_render_node_gives_vendor_device_and_driver_in_node_order)
 {
     FakeSysfs sys;
-    sys.addNode(QStringLiteral("renderD129"), "0x1002", "0x73bf", QStringLiteral("amdgpu"));
-    sys.addNode(QStringLiteral("card0"), "0x10de", "0x2204",
-                QStringLiteral("nvidia")); // not a render node
-    sys.addNode(QStringLiteral("renderD128"), "0x8086", "0x9a49", QStringLiteral("i915"));
+    sys.addNode("renderD129", "0x1002", "0x73bf", "amdgpu");
+    sys.addNode("card0", "0x10de", "0x2204",
+                "nvidia"); // not a render node
+    sys.addNode("renderD128", "0x8086", "0x9a49", "i915");
     // A vendor without a name is given by its number, a node without a driver link as unknown.
-    sys.addNode(QStringLiteral("renderD130"), "0x1af4", "0x1050");
+    sys.addNode("renderD130", "0x1af4", "0x1050");
     EXPECT_EQ(fill(sys),
               (std::map<std::string, std::string> { { "HW_ACCELERATORS", "INTEL,AMD,0x1af4" },
                                                     { "HW_ACCELERATORS_COUNT", "3" },
@@ -89,7 +89,7 @@ TEST(AcceleratorsPropertiesFiller, the_machine_is_read_once_at_construction)
 {
     FakeSysfs sys;
     AcceleratorsPropertiesFiller filler(sys.root());
-    sys.addNode(QStringLiteral("renderD128"), "0x8086", "0x9a49", QStringLiteral("i915"));
+    sys.addNode("renderD128", "0x8086", "0x9a49", "i915");
     std::map<std::string, std::string> params;
     filler.appendParams(params);
     EXPECT_EQ(params.at("HW_ACCELERATORS"), "none");

@@ -2,6 +2,7 @@
 
 #include "logcapture.h"
 #include "smalltmpfs.h"
+#include "tablerow.h"
 #include "testfiles.h"
 #include "withoutfileaccessoverride.h"
 
@@ -71,11 +72,10 @@ void execSql(const QString &path, const std::string &sql)
 
 class EventStoreTest : public ::testing::Test {
 protected:
-    QString dbPath() const { return m_dir.filePath(QStringLiteral("usage/events.sqlite")); }
+    QString dbPath() const { return m_dir.filePath("usage/events.sqlite"); }
     QStringList setAside() const
     {
-        return QDir(m_dir.filePath(QStringLiteral("usage")))
-            .entryList({ QStringLiteral("events.sqlite.corrupt-*") }, QDir::Files);
+        return QDir(m_dir.filePath("usage")).entryList({ "events.sqlite.corrupt-*" }, QDir::Files);
     }
 
     QTemporaryDir m_dir;
@@ -167,7 +167,7 @@ TEST_F(EventStoreTest, switched_off_no_trace_of_the_events_is_left_in_its_files)
             store.consume(makeEvent("E", { { "NOTE", marker.toStdString() } }));
         store.flush();
         store.setEnabled(false);
-        for (const QString &file : { dbPath(), QString(dbPath() + QStringLiteral("-wal")) })
+        for (const QString &file : { dbPath(), QString(dbPath() + "-wal") })
             EXPECT_FALSE(TestSupport::readFile(file).contains(marker)) << file.toStdString();
     }
     EXPECT_FALSE(TestSupport::readFile(dbPath()).contains(marker));
@@ -268,7 +268,7 @@ TEST_F(EventStoreTest, events_dropped_on_a_full_disk_are_still_counted_at_the_ne
     TestSupport::SmallTmpfs disk(256 * 1024);
     if (!disk.mounted())
         GTEST_SKIP() << disk.reason();
-    const QString path = disk.filePath(QStringLiteral("events.sqlite"));
+    const QString path = disk.filePath("events.sqlite");
     qint64 dropped = 0;
     {
         EventStore store(path);
@@ -305,16 +305,10 @@ TEST_F(EventStoreTest, ids_that_ran_out_are_numbered_again_and_nothing_is_lost)
 
 namespace {
 
-struct DamagedFile {
-    const char *name;
+struct DamagedFile : TestSupport::TableRow {
     // Turns the store's path into the damaged or foreign file.
     void (*make)(const QString &path);
 };
-
-void PrintTo(const DamagedFile &file, std::ostream *os)
-{
-    *os << file.name;
-}
 
 void fillStore(const QString &path)
 {
@@ -383,22 +377,16 @@ TEST_P(EventStoreDamagedFile, is_moved_aside_with_a_warning_and_a_fresh_store_wo
 INSTANTIATE_TEST_SUITE_P(EventStore,
                          EventStoreDamagedFile,
                          ::testing::ValuesIn(damagedFiles),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 namespace {
 
 // What stands where the store should be. The editor goes on without statistics: the store says
 // once why it keeps nothing, and accepts events without failing.
-struct UnusablePlace {
-    const char *name;
+struct UnusablePlace : TestSupport::TableRow {
     // Returns false when this run cannot build the case (a right root keeps).
     std::function<bool(const QString &path, std::unique_ptr<TestSupport::SmallTmpfs> &disk)> make;
 };
-
-void PrintTo(const UnusablePlace &place, std::ostream *os)
-{
-    *os << place.name;
-}
 
 class EventStoreUnusable
     : public EventStoreTest
@@ -414,7 +402,7 @@ const UnusablePlace unusablePlaces[] = {
     { "dangling_symlink",
       [](const QString &path, auto &) {
           QDir().mkpath(QFileInfo(path).absolutePath());
-          return QFile::link(path + QStringLiteral("-nowhere"), path);
+          return QFile::link(path + "-nowhere", path);
       } },
     { "read_only_file",
       [](const QString &path, auto &) {
@@ -427,10 +415,9 @@ const UnusablePlace unusablePlaces[] = {
           disk = std::make_unique<TestSupport::SmallTmpfs>(16 * 1024);
           if (!disk->mounted())
               return false;
-          QDir().mkpath(disk->filePath(QStringLiteral("usage")));
+          QDir().mkpath(disk->filePath("usage"));
           disk->fill();
-          return QFile::link(disk->filePath(QStringLiteral("usage")),
-                             QFileInfo(path).absolutePath());
+          return QFile::link(disk->filePath("usage"), QFileInfo(path).absolutePath());
       } },
 };
 
@@ -455,7 +442,7 @@ TEST_P(EventStoreUnusable, the_store_says_once_why_it_keeps_nothing_and_the_edit
 INSTANTIATE_TEST_SUITE_P(EventStore,
                          EventStoreUnusable,
                          ::testing::ValuesIn(unusablePlaces),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(EventStoreTest, editors_starting_together_on_a_fresh_folder_all_keep_their_events)
 {
@@ -466,8 +453,7 @@ TEST_F(EventStoreTest, editors_starting_together_on_a_fresh_folder_all_keep_thei
         std::vector<std::unique_ptr<QProcess>> started;
         for (int i = 0; i < children; ++i) {
             started.push_back(std::make_unique<QProcess>());
-            started.back()->start(QStringLiteral(TRACKING_CHILD),
-                                  { QStringLiteral("race"), path, QStringLiteral("50") });
+            started.back()->start(QStringLiteral(TRACKING_CHILD), { "race", path, "50" });
             while (!started.back()->canReadLine())
                 ASSERT_TRUE(started.back()->waitForReadyRead(60000)) << "a child never started";
         }
@@ -485,8 +471,7 @@ TEST_F(EventStoreTest, events_flushed_before_the_process_is_killed_survive_the_k
 {
     const int flushed = 20000;
     QProcess child;
-    child.start(QStringLiteral(TRACKING_CHILD),
-                { QStringLiteral("store"), dbPath(), QString::number(flushed) });
+    child.start(QStringLiteral(TRACKING_CHILD), { "store", dbPath(), QString::number(flushed) });
     ASSERT_TRUE(child.waitForStarted());
     while (!child.canReadLine())
         ASSERT_TRUE(child.waitForReadyRead(60000)) << "the child never flushed";

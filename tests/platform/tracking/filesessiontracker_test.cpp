@@ -1,6 +1,7 @@
 #include "tracking/filesessiontracker.h"
 
 #include "logcapture.h"
+#include "tablerow.h"
 #include "testfiles.h"
 
 #include <QDir>
@@ -34,7 +35,7 @@ std::vector<std::string> ids(const std::vector<FailedSession> &sessions)
 
 class FileSessionTrackerTest : public ::testing::Test {
 public:
-    QString folder() const { return m_dir.filePath(QStringLiteral("sessions")); }
+    QString folder() const { return m_dir.filePath("sessions"); }
 
     QString file(const std::string &name) const
     {
@@ -118,7 +119,7 @@ TEST_F(FileSessionTrackerTest, earlier_failures_come_oldest_first)
 TEST_F(FileSessionTrackerTest, a_crashed_run_is_reported_with_the_signal_and_the_handler_text)
 {
     QProcess child;
-    const std::string crashedId = startChild(child, QStringLiteral("crash"));
+    const std::string crashedId = startChild(child, "crash");
     ASSERT_FALSE(crashedId.empty());
     const qint64 pid = child.processId();
     ASSERT_TRUE(child.waitForFinished(60000));
@@ -135,7 +136,7 @@ TEST_F(FileSessionTrackerTest, a_crashed_run_is_reported_with_the_signal_and_the
 TEST_F(FileSessionTrackerTest, a_run_still_going_in_another_process_is_not_taken_for_failed)
 {
     QProcess child;
-    const std::string otherId = startChild(child, QStringLiteral("hold"));
+    const std::string otherId = startChild(child, "hold");
     ASSERT_FALSE(otherId.empty());
 
     {
@@ -173,17 +174,11 @@ TEST_F(FileSessionTrackerTest, unreadable_records_are_skipped_with_one_warning_e
 
 // What a hostile or unlucky sessions folder holds. Nothing is waited on or read without bound,
 // each problem is said once, and the editor starts.
-struct HostileSessions {
-    const char *name;
+struct HostileSessions : TestSupport::TableRow {
     std::function<void(FileSessionTrackerTest &test)> make;
     std::vector<std::string> failed; // the earlier runs reported
     const char *warning;
 };
-
-void PrintTo(const HostileSessions &h, std::ostream *os)
-{
-    *os << h.name;
-}
 
 class FileSessionTrackerHostile
     : public FileSessionTrackerTest
@@ -217,7 +212,7 @@ const HostileSessions hostileSessions[] = {
     { "crash_file_links_to_an_endless_device",
       [](FileSessionTrackerTest &t) {
           t.writeRecord("crashed", "running", 1);
-          QFile::link(QStringLiteral("/dev/zero"), t.file("crashed.crash"));
+          QFile::link("/dev/zero", t.file("crashed.crash"));
       },
       { "crashed" },
       "symbolic link" },
@@ -235,22 +230,16 @@ TEST_P(FileSessionTrackerHostile, starts_without_waiting_and_says_what_it_skippe
 INSTANTIATE_TEST_SUITE_P(FileSessionTracker,
                          FileSessionTrackerHostile,
                          ::testing::ValuesIn(hostileSessions),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 // What a crash file says
 
 namespace {
 
-struct FailureText {
-    const char *name;
+struct FailureText : TestSupport::TableRow {
     QByteArray text;
     std::string area;
 };
-
-void PrintTo(const FailureText &t, std::ostream *os)
-{
-    *os << t.name;
-}
 
 class FailureTextParsing : public ::testing::TestWithParam<FailureText> { };
 
@@ -278,7 +267,7 @@ TEST_P(FailureTextParsing, names_the_signal_as_the_area)
 INSTANTIATE_TEST_SUITE_P(FileSessionTracker,
                          FailureTextParsing,
                          ::testing::ValuesIn(failureTexts),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(FailureText, debug_text_is_the_trimmed_text_cut_to_its_bound)
 {

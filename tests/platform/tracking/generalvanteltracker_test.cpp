@@ -5,6 +5,7 @@
 
 #include "recordingeventsink.h"
 #include "shellrun.h"
+#include "tablerow.h"
 
 #include <QTemporaryDir>
 
@@ -53,18 +54,12 @@ protected:
     std::shared_ptr<RecordingEventSink> sink = std::make_shared<RecordingEventSink>();
 };
 
-struct Matching {
-    const char *name;
+struct Matching : TestSupport::TableRow {
     FillerKeyMatchingMethod method;
     std::string key;
     std::string event;
     bool fills;
 };
-
-void PrintTo(const Matching &m, std::ostream *os)
-{
-    *os << m.name;
-}
 
 class FillerMatching
     : public GeneralVantelTrackerTest
@@ -98,7 +93,7 @@ TEST_P(FillerMatching, fills_only_the_events_its_key_matches)
 INSTANTIATE_TEST_SUITE_P(GeneralVantelTracker,
                          FillerMatching,
                          ::testing::ValuesIn(matchings),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(GeneralVantelTrackerTest, every_sink_gets_name_params_session_and_the_current_time)
 {
@@ -152,8 +147,8 @@ TEST(GeneralVantelTrackerThreads,
      sends_from_several_threads_reach_the_export_file_and_the_store_whole)
 {
     QTemporaryDir dir;
-    const QString lines = dir.filePath(QStringLiteral("events.jsonl"));
-    auto store = std::make_shared<EventStore>(dir.filePath(QStringLiteral("events.sqlite")));
+    const QString lines = dir.filePath("events.jsonl");
+    auto store = std::make_shared<EventStore>(dir.filePath("events.sqlite"));
     boost::intrusive_ptr<GeneralVantelTracker> tracker { new GeneralVantelTracker("threads") };
     tracker->addSink(std::make_shared<JsonLinesSink>(lines));
     tracker->addSink(store);
@@ -179,9 +174,8 @@ TEST(GeneralVantelTrackerThreads,
 
     std::set<std::pair<QString, QString>> seen;
     for (const QJsonObject &line : TestSupport::jsonLinesOf(lines)) {
-        const QJsonObject params = line.value(QStringLiteral("params")).toObject();
-        seen.emplace(params.value(QStringLiteral("T")).toString(),
-                     params.value(QStringLiteral("I")).toString());
+        const QJsonObject params = line.value("params").toObject();
+        seen.emplace(params.value("T").toString(), params.value("I").toString());
     }
     EXPECT_EQ(seen.size(), static_cast<std::size_t>(senders * perSender));
     EXPECT_EQ(store->count(), senders * perSender);

@@ -32,7 +32,7 @@ QList<QByteArray> linesOf(const QString &path)
 
 class JsonLinesSinkTest : public ::testing::Test {
 protected:
-    QString path() const { return m_dir.filePath(QStringLiteral("events.jsonl")); }
+    QString path() const { return m_dir.filePath("events.jsonl"); }
     QTemporaryDir m_dir;
 };
 
@@ -62,6 +62,6 @@ TEST_F(JsonLinesSinkTest, an_existing_file_is_started_afresh)
 
 TEST_F(JsonLinesSinkTest, a_file_that_cannot_be_opened_is_refused)
 {
-    EXPECT_THROW(JsonLinesSink sink(m_dir.filePath(QStringLiteral("missing/folder/events.jsonl"))),
+    EXPECT_THROW(JsonLinesSink sink(m_dir.filePath("missing/folder/events.jsonl")),
                  std::runtime_error);
 }

@@ -1,3 +1,4 @@
+#include "tablerow.h"
 #include "tracking/jsontext.h"
 
 #include <QJsonDocument>
@@ -22,19 +23,13 @@ QString readBack(const std::string &json)
 {
     const QJsonDocument document
         = QJsonDocument::fromJson(QByteArray::fromStdString("{\"v\":" + json + "}"));
-    return document.object().value(QStringLiteral("v")).toString(QStringLiteral("<unreadable>"));
+    return document.object().value("v").toString("<unreadable>");
 }
 
-struct Escape {
-    const char *name;
+struct Escape : TestSupport::TableRow {
     std::string text;
     std::string json;
 };
-
-void PrintTo(const Escape &e, std::ostream *os)
-{
-    *os << e.name;
-}
 
 class JsonStringEscapes : public ::testing::TestWithParam<Escape> { };
 
@@ -71,7 +66,7 @@ TEST_P(JsonStringEscapes, a_json_reader_gets_the_text_back_as_a_qt_string_would_
 INSTANTIATE_TEST_SUITE_P(JsonText,
                          JsonStringEscapes,
                          ::testing::ValuesIn(escapes),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST(JsonText, an_object_lists_its_keys_in_map_order)
 {

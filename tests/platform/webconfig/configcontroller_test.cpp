@@ -5,6 +5,8 @@
 #include "eventwait.h"
 #include "logcapture.h"
 #include "loopbackhttpserver.h"
+#include "tablerow.h"
+#include "testfiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,17 +26,8 @@ const QByteArray fresh = R"({"CollectionSettings": {"LoadExternalEffects": false
     "FastTrackSettings": {"FastTrackImplementation": "Util"}, "CoreSettings": {"FullGpuDecoders": false},
     "AIModelSettings": {"M": "u"}})";
 
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
+using TestSupport::readFile;
+using TestSupport::writeFile;
 
 struct RecordingObserver : Vantel::App::AbstractSettingsManagerObserver {
     void
@@ -57,8 +50,8 @@ protected:
     void SetUp() override
     {
         ASSERT_TRUE(folder.isValid());
-        cachePath = folder.filePath(QStringLiteral("cache/webconfig.json"));
-        QDir().mkpath(folder.filePath(QStringLiteral("cache")));
+        cachePath = folder.filePath("cache/webconfig.json");
+        QDir().mkpath(folder.filePath("cache"));
     }
 
     std::unique_ptr<WebConfigFactory> factory(const QUrl &url)
@@ -96,9 +89,8 @@ class DamagedFetch
 // A damaged fetch changes nothing: the last good copy stays on disk and in effect.
 TEST_P(DamagedFetch, keeps_the_last_good_copy_with_one_warning)
 {
-    ASSERT_TRUE(writeFile(cachePath, lastGood));
-    const QString damaged = folder.filePath(QStringLiteral("damaged.json"));
-    ASSERT_TRUE(writeFile(damaged, GetParam().bytes));
+    writeFile(cachePath, lastGood);
+    const QString damaged = writeFile(folder.filePath("damaged.json"), GetParam().bytes);
     TestSupport::LogCapture log;
     auto f = factory(QUrl::fromLocalFile(damaged));
     const auto controller = settle(*f);
@@ -116,7 +108,7 @@ TEST_P(DamagedFetch, keeps_the_last_good_copy_with_one_warning)
 INSTANTIATE_TEST_SUITE_P(WebConfig,
                          DamagedFetch,
                          testing::ValuesIn(damagedConfigs()),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 class DamagedCache
     : public WebConfigTest
@@ -125,7 +117,7 @@ class DamagedCache
 // A damaged last good copy is left alone (a later good fetch replaces it) and the defaults hold.
 TEST_P(DamagedCache, leaves_the_defaults_with_one_warning)
 {
-    ASSERT_TRUE(writeFile(cachePath, GetParam().bytes));
+    writeFile(cachePath, GetParam().bytes);
     TestSupport::LogCapture log;
     auto f = factory(QUrl());
     const auto controller = settle(*f);
@@ -144,13 +136,12 @@ TEST_P(DamagedCache, leaves_the_defaults_with_one_warning)
 INSTANTIATE_TEST_SUITE_P(WebConfig,
                          DamagedCache,
                          testing::ValuesIn(damagedConfigs()),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 TEST_F(WebConfigTest, a_good_fetch_replaces_the_last_good_copy_and_tells_each_change_once)
 {
-    ASSERT_TRUE(writeFile(cachePath, lastGood));
-    const QString source = folder.filePath(QStringLiteral("remote.json"));
-    ASSERT_TRUE(writeFile(source, fresh));
+    writeFile(cachePath, lastGood);
+    const QString source = writeFile(folder.filePath("remote.json"), fresh);
     RecordingObserver collection, core, fastTrackObserver, models; // outlive the controller
     auto f = factory(QUrl::fromLocalFile(source));
     const auto controller = f->getController();
@@ -173,22 +164,22 @@ TEST_F(WebConfigTest, a_good_fetch_replaces_the_last_good_copy_and_tells_each_ch
 TEST_F(WebConfigTest, over_http_an_unchanged_configuration_is_not_modified_and_a_failure_keeps_it)
 {
     TestSupport::LoopbackHttpServer server;
-    server.setBody(QStringLiteral("config"), fresh);
-    auto first = factory(server.url(QStringLiteral("/file/config")));
+    server.setBody("config", fresh);
+    auto first = factory(server.url("/file/config"));
     EXPECT_EQ(settle(*first)->fetchStatus().result, FetchStatus::Result::Ok);
     first.reset();
 
-    auto second = factory(server.url(QStringLiteral("/file/config")));
+    auto second = factory(server.url("/file/config"));
     const auto again = settle(*second);
     EXPECT_EQ(again->fetchStatus().result, FetchStatus::Result::NotModified);
-    EXPECT_FALSE(server.lastIfNoneMatch(QStringLiteral("/file/config")).isEmpty());
+    EXPECT_FALSE(server.lastIfNoneMatch("/file/config").isEmpty());
     EXPECT_EQ(again->settingsManager("AIModelSettings")->source("M"), ValueSource::Cached);
     second.reset();
 
-    auto third = factory(server.url(QStringLiteral("/status/500")));
+    auto third = factory(server.url("/status/500"));
     const auto failed = settle(*third);
     EXPECT_EQ(failed->fetchStatus().result, FetchStatus::Result::Failed);
-    EXPECT_TRUE(failed->fetchStatus().error.contains(QLatin1String("HTTP 500")));
+    EXPECT_TRUE(failed->fetchStatus().error.contains("HTTP 500"));
     EXPECT_EQ(fastTrack(*failed), "Util");
     EXPECT_EQ(readFile(cachePath), fresh);
 }

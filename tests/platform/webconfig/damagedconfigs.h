@@ -1,12 +1,13 @@
 #pragma once
 
+#include "tablerow.h"
+
 #include <QByteArray>
 
 #include <vector>
 
 // Configurations that must be refused whole, with the word the refusal names.
-struct DamagedConfig {
-    const char *name;
+struct DamagedConfig : TestSupport::TableRow {
     QByteArray bytes;
     const char *problem;
 };

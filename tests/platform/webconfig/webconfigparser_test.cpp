@@ -1,6 +1,7 @@
 #include "webconfig/webconfigparser.h"
 
 #include "damagedconfigs.h"
+#include "tablerow.h"
 
 #include <gtest/gtest.h>
 
@@ -38,6 +39,6 @@ TEST_P(DamagedConfigParse, is_refused_whole_with_its_problem_named)
 INSTANTIATE_TEST_SUITE_P(WebConfig,
                          DamagedConfigParse,
                          testing::ValuesIn(damagedConfigs()),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         TestSupport::tableRowName);
 
 } // namespace
