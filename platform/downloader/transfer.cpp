@@ -136,6 +136,9 @@ void Transfer::startHttp()
     m_stall.start(m_params.stallTimeoutMs);
 }
 
+// Deleting a reply stops its request as abort() does. abort() itself would report a second
+// error on a reply whose own (an HTTP error status, a dropped connection) is already on its way
+// from Qt's network thread, which Qt warns about; deleted, the reply takes that with it.
 void Transfer::dropReply()
 {
     if (!m_reply)
@@ -143,7 +146,6 @@ void Transfer::dropReply()
     QNetworkReply *reply = m_reply;
     m_reply = nullptr;
     reply->disconnect(this);
-    reply->abort();
     reply->deleteLater();
 }
 

@@ -7,6 +7,8 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -14,6 +16,8 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -22,6 +26,39 @@ using namespace Downloader;
 
 const QByteArray oldContent = "the cache from an earlier run";
 const QByteArray freshContent = "{\"fresh\": true}";
+
+// What Qt says about network replies while it lives: Qt talks through its message handler, not
+// the log, from any thread.
+class ReplyWarnings {
+public:
+    ReplyWarnings() { m_previous = qInstallMessageHandler(&ReplyWarnings::collect); }
+    ~ReplyWarnings() { qInstallMessageHandler(m_previous); }
+    static std::string text()
+    {
+        std::lock_guard<std::mutex> lock(mutex());
+        return std::exchange(messages(), {});
+    }
+
+private:
+    static std::mutex &mutex()
+    {
+        static std::mutex m;
+        return m;
+    }
+    static std::string &messages()
+    {
+        static std::string m;
+        return m;
+    }
+    static void collect(QtMsgType, const QMessageLogContext &, const QString &message)
+    {
+        if (message.contains(QLatin1String("QNetworkReply"))) {
+            std::lock_guard<std::mutex> lock(mutex());
+            messages() += message.toStdString() + '\n';
+        }
+    }
+    QtMessageHandler m_previous;
+};
 
 QByteArray readAll(const QString &path)
 {
@@ -104,7 +141,12 @@ TEST_P(DownloadScenario, leaves_the_destination_whole)
     DownloadParams p = params(server.url(QString::fromLatin1(s.path)));
     if (s.adjust)
         s.adjust(p);
+    ReplyWarnings warnings;
     const DownloadReport report = run(p);
+    // The replies dropped are gone, and Qt had nothing to say about them.
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return manager.network().findChildren<QNetworkReply *>().isEmpty(); }));
+    EXPECT_EQ(warnings.text(), "");
     EXPECT_EQ(report.code, s.code) << report.error.toStdString();
     EXPECT_TRUE(report.error.contains(QLatin1String(s.error))) << report.error.toStdString();
     EXPECT_EQ(readAll(destination), s.code == Success ? freshContent : oldContent);
