@@ -27,38 +27,17 @@ using namespace Downloader;
 const QByteArray oldContent = "the cache from an earlier run";
 const QByteArray freshContent = "{\"fresh\": true}";
 
-// What Qt says about network replies while it lives: Qt talks through its message handler, not
-// the log, from any thread.
-class ReplyWarnings {
-public:
-    ReplyWarnings() { m_previous = qInstallMessageHandler(&ReplyWarnings::collect); }
-    ~ReplyWarnings() { qInstallMessageHandler(m_previous); }
-    static std::string text()
-    {
-        std::lock_guard<std::mutex> lock(mutex());
-        return std::exchange(messages(), {});
-    }
+// Qt's warnings about network replies, from any thread: Qt talks through its message handler.
+std::mutex replyWarningsMutex;
+std::string replyWarnings;
 
-private:
-    static std::mutex &mutex()
-    {
-        static std::mutex m;
-        return m;
+void collectReplyWarnings(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    if (message.contains(QLatin1String("QNetworkReply"))) {
+        std::lock_guard<std::mutex> lock(replyWarningsMutex);
+        replyWarnings += message.toStdString() + '\n';
     }
-    static std::string &messages()
-    {
-        static std::string m;
-        return m;
-    }
-    static void collect(QtMsgType, const QMessageLogContext &, const QString &message)
-    {
-        if (message.contains(QLatin1String("QNetworkReply"))) {
-            std::lock_guard<std::mutex> lock(mutex());
-            messages() += message.toStdString() + '\n';
-        }
-    }
-    QtMessageHandler m_previous;
-};
+}
 
 QByteArray readAll(const QString &path)
 {
@@ -141,12 +120,13 @@ TEST_P(DownloadScenario, leaves_the_destination_whole)
     DownloadParams p = params(server.url(QString::fromLatin1(s.path)));
     if (s.adjust)
         s.adjust(p);
-    ReplyWarnings warnings;
+    const QtMessageHandler previous = qInstallMessageHandler(collectReplyWarnings);
     const DownloadReport report = run(p);
     // The replies dropped are gone, and Qt had nothing to say about them.
     EXPECT_TRUE(TestSupport::waitUntil(
         [&] { return manager.network().findChildren<QNetworkReply *>().isEmpty(); }));
-    EXPECT_EQ(warnings.text(), "");
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(std::exchange(replyWarnings, {}), "");
     EXPECT_EQ(report.code, s.code) << report.error.toStdString();
     EXPECT_TRUE(report.error.contains(QLatin1String(s.error))) << report.error.toStdString();
     EXPECT_EQ(readAll(destination), s.code == Success ? freshContent : oldContent);
