@@ -35,6 +35,7 @@
 #include <glog/logging.h>
 
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace Shell {
@@ -143,6 +144,19 @@ std::vector<std::shared_ptr<Collection>> chosenCollections(Context &context, boo
     }
     *unknown = !only.isEmpty() && result.empty();
     return result;
+}
+
+// The collections a listing shows; none after saying so when --in names no collection.
+std::optional<std::vector<std::shared_ptr<Collection>>> listedCollections(Context &context)
+{
+    bool unknown = false;
+    auto collections = chosenCollections(context, &unknown);
+    if (unknown) {
+        context.err << "editor-shell: no collection "
+                    << Format::printable(context.parser.value(inOption)) << '\n';
+        return std::nullopt;
+    }
+    return collections;
 }
 
 QString title(const IItem &item, const QString &locale)
@@ -265,6 +279,29 @@ ItemPtr findItem(Context &context, const QString &uniqueId)
     return found;
 }
 
+// The items `collection ACTION UNIQUE_ID` names (`several`: UNIQUE_ID...), in that order; on a
+// wrong count or an unknown item, says why and leaves the exit code in `refused`.
+std::vector<ItemPtr> namedItems(Context &context, const QString &action, bool several, int *refused)
+{
+    const QStringList ids = context.arguments.mid(1);
+    if (several ? ids.isEmpty() : ids.size() != 1) {
+        context.err << "editor-shell: collection " << action
+                    << (several ? " takes UNIQUE_ID...\n" : " takes one UNIQUE_ID\n");
+        *refused = 2;
+        return {};
+    }
+    std::vector<ItemPtr> items;
+    for (const QString &id : ids) {
+        ItemPtr item = findItem(context, id);
+        if (!item) {
+            *refused = 1;
+            return {};
+        }
+        items.push_back(std::move(item));
+    }
+    return items;
+}
+
 void printJson(Context &context, const QJsonObject &object)
 {
     context.out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
@@ -310,22 +347,11 @@ private:
     bool m_cancelled = false;
 };
 
-int runInstall(Context &context, UserMarks &marks)
+int runInstall(Context &context, UserMarks &marks, const std::vector<ItemPtr> &items)
 {
-    const QStringList ids = context.arguments.mid(1);
-    if (ids.isEmpty()) {
-        context.err << "editor-shell: collection install takes UNIQUE_ID...\n";
-        return 2;
-    }
-    std::vector<ItemPtr> items;
     qint64 total = 0;
-    for (const QString &id : ids) {
-        ItemPtr item = findItem(context, id);
-        if (!item)
-            return 1;
+    for (const ItemPtr &item : items)
         total += std::max<qint64>(0, item->remoteSize());
-        items.push_back(std::move(item));
-    }
     ItemInstaller installer;
     InstallProgress progress(installer, total);
     QObject::connect(
@@ -395,21 +421,17 @@ int runSearch(Context &context)
         return 2;
     }
     const QString text = context.arguments.at(1);
-    bool unknown = false;
-    const auto collections = chosenCollections(context, &unknown);
-    if (unknown) {
-        context.err << "editor-shell: no collection "
-                    << Format::printable(context.parser.value(inOption)) << '\n';
+    const auto collections = listedCollections(context);
+    if (!collections)
         return 1;
-    }
     const QString locale = context.parser.isSet(localeOption) ? context.parser.value(localeOption)
                                                               : Locales::FallbackLocale;
     // The panel searches the collection it shows: one report per collection searched.
     if (auto *statistics = reporter()) {
-        for (const auto &collection : collections)
+        for (const auto &collection : *collections)
             statistics->searched(collection->name(), text);
     }
-    printCollections(context, collections, {}, [&](const IItem &item) {
+    printCollections(context, *collections, {}, [&](const IItem &item) {
         const auto info = item.externalResourceInfo();
         return title(item, locale).contains(text, Qt::CaseInsensitive)
             || item.uniqueId().contains(text, Qt::CaseInsensitive)
@@ -429,33 +451,22 @@ int runFilter(Context &context)
         context.err << "editor-shell: collection filter takes free, paid or all\n";
         return 2;
     }
-    bool unknown = false;
-    const auto collections = chosenCollections(context, &unknown);
-    if (unknown) {
-        context.err << "editor-shell: no collection "
-                    << Format::printable(context.parser.value(inOption)) << '\n';
+    const auto collections = listedCollections(context);
+    if (!collections)
         return 1;
-    }
     if (auto *statistics = reporter()) {
-        for (const auto &collection : collections)
+        for (const auto &collection : *collections)
             statistics->filteredByUser(filter->second, collection->name(), {}, false);
     }
-    printCollections(context, collections, {}, [&](const IItem &item) {
+    printCollections(context, *collections, {}, [&](const IItem &item) {
         return filter->second == AvailabilityFilter::All
             || isFree(item) == (filter->second == AvailabilityFilter::Free);
     });
     return 0;
 }
 
-int runDelete(Context &context, UserMarks &marks)
+int runDelete(Context &context, UserMarks &marks, const ItemPtr &item)
 {
-    if (context.arguments.size() != 2) {
-        context.err << "editor-shell: collection delete takes one UNIQUE_ID\n";
-        return 2;
-    }
-    const ItemPtr item = findItem(context, context.arguments.at(1));
-    if (!item)
-        return 1;
     // Only a file the collection put there: never through a link, never outside its folder.
     const QString path = item->localPath();
     bool removed = false;
@@ -486,15 +497,8 @@ int runDelete(Context &context, UserMarks &marks)
     return 0;
 }
 
-int runFavorite(Context &context, UserMarks &marks)
+int runFavorite(Context &context, UserMarks &marks, const ItemPtr &item)
 {
-    if (context.arguments.size() != 2) {
-        context.err << "editor-shell: collection favorite takes one UNIQUE_ID\n";
-        return 2;
-    }
-    const ItemPtr item = findItem(context, context.arguments.at(1));
-    if (!item)
-        return 1;
     const bool added = marks.setFavorite(item->collectionId(), item->uniqueId(), true);
     item->setFavorite(true);
     if (added) {
@@ -540,24 +544,26 @@ int run(Context &context)
     const std::vector<Download> downloads = loadCollection(context, *marks);
     if (ExitSignals::exitRequested())
         return 130;
-    if (action == QLatin1String("install"))
-        return runInstall(context, *marks);
     if (action == QLatin1String("search"))
         return runSearch(context);
     if (action == QLatin1String("filter"))
         return runFilter(context);
-    if (action == QLatin1String("delete"))
-        return runDelete(context, *marks);
-    if (action == QLatin1String("favorite"))
-        return runFavorite(context, *marks);
-    bool unknown = false;
-    const auto collections = chosenCollections(context, &unknown);
-    if (unknown) {
-        context.err << "editor-shell: no collection "
-                    << Format::printable(context.parser.value(inOption)) << '\n';
-        return 1;
+    if (!action.isEmpty()) {
+        // install, delete and favorite: the items named
+        const bool install = action == QLatin1String("install");
+        int refused = 0;
+        const std::vector<ItemPtr> items = namedItems(context, action, install, &refused);
+        if (items.empty())
+            return refused;
+        if (install)
+            return runInstall(context, *marks, items);
+        return action == QLatin1String("delete") ? runDelete(context, *marks, items.front())
+                                                 : runFavorite(context, *marks, items.front());
     }
-    printCollections(context, collections, downloads, [](const IItem &) { return true; });
+    const auto collections = listedCollections(context);
+    if (!collections)
+        return 1;
+    printCollections(context, *collections, downloads, [](const IItem &) { return true; });
     return 0;
 }
 

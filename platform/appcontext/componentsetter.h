@@ -41,7 +41,7 @@ public:
 };
 
 // Runs observers in the announcing thread before set() returns.
-struct APPCONTEXT_EXPORT SyncExecutePolicy {
+struct SyncExecutePolicy {
     template<class F> static void execute(F &&f) { f(); }
 };
 

@@ -7,7 +7,7 @@
 namespace AudIO {
 
 // What a recording is made in: samples per second and interleaved channels, 32-bit float.
-struct AUDIO_EXPORT AudioFormat {
+struct AudioFormat {
     int sampleRate = 48000;
     int channels = 2;
     bool operator==(const AudioFormat &o) const

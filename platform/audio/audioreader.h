@@ -20,7 +20,7 @@ class SystemAudioRecorder;
 
 // What a finished take holds. Lost frames are input the writer could not take in time (or the
 // device dropped); they are in the take as silence, so it stays in step with the timeline.
-struct AUDIO_EXPORT RecordingResult {
+struct RecordingResult {
     std::int64_t frames = 0;
     std::int64_t lostFrames = 0;
     int overruns = 0; // times input was lost: a full ring, or the device's own overflow

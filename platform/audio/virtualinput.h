@@ -15,7 +15,7 @@
 // benchmarks), synchronously on their thread.
 namespace AudIO::Virtual {
 
-struct AUDIO_EXPORT Source {
+struct Source {
     enum class Kind { Tone, File } kind = Kind::Tone;
     double frequency = 440.0;
     std::string path;

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "downloader_export.h"
-
 #include <QMetaType>
 #include <QString>
 #include <QUrl>
@@ -21,7 +19,7 @@ enum Flag : int {
     Revalidate = 1,
 };
 
-struct DOWNLOADER_EXPORT DownloadParams {
+struct DownloadParams {
     QUrl url;
     QString destination;
     int flags = 0;
@@ -41,7 +39,7 @@ struct DOWNLOADER_EXPORT DownloadParams {
 };
 
 // The details of a finished download, for callers that show more than the result code.
-struct DOWNLOADER_EXPORT DownloadReport {
+struct DownloadReport {
     ResultCode code = Failed;
     bool notModified = false; // the file in place was confirmed current and left untouched
     int httpStatus = 0; // of the last response; 0 for file: addresses or no response

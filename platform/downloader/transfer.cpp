@@ -136,6 +136,11 @@ void Transfer::startHttp()
     m_stall.start(m_params.stallTimeoutMs);
 }
 
+// A response of 400 and up ends with Qt's own error once its body is in: an abort on top would
+// report a second error, which Qt warns about, so such a reply is left to end by itself. Any
+// other is aborted now, which tells Qt's network thread to let go of the request at once rather
+// than on the loop pass that deletes the reply, a pass that never comes when the manager is
+// being taken down; what that thread still holds when it stops is never freed.
 void Transfer::dropReply()
 {
     if (!m_reply)
@@ -143,7 +148,8 @@ void Transfer::dropReply()
     QNetworkReply *reply = m_reply;
     m_reply = nullptr;
     reply->disconnect(this);
-    reply->abort();
+    if (reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() < 400)
+        reply->abort();
     reply->deleteLater();
 }
 

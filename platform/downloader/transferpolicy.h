@@ -28,7 +28,7 @@ retryDelayMs(int status, const QByteArray &retryAfter, int attempt, const QDateT
 // What the server said about the file in place, kept beside it so the next request can ask
 // whether it changed. `size` ties the record to the file: a file replaced by other means no
 // longer matches, and is downloaded whole.
-struct DOWNLOADER_EXPORT Validators {
+struct Validators {
     QByteArray etag;
     QByteArray lastModified;
     std::int64_t size = -1;

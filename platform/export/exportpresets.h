@@ -15,7 +15,7 @@
 // the tests and the fuzzer.
 namespace Export {
 
-struct EXPORT_EXPORT PresetList {
+struct PresetList {
     std::vector<ExportPreset> presets;
     // One line per preset or field that had to be skipped, naming it.
     QStringList warnings;

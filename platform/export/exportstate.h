@@ -44,7 +44,7 @@ enum class EncodingTune : int {
 // The quality step the export dialog shows.
 enum class Quality : int { Draft = 0, Good = 1, High = 2, Custom = 3 };
 
-struct EXPORT_EXPORT ExportPreset {
+struct ExportPreset {
     QString id;
     // The tag of the destination the preset was chosen under ("format_mp4",
     // "format_online_youtube"); sharing presets carry the service's tag.
@@ -89,7 +89,7 @@ private:
     MTime m_to;
 };
 
-struct EXPORT_EXPORT ExportState {
+struct ExportState {
     ExportPreset preset;
     ExportRange range;
     // What the encoder expects to write; equal when it can tell exactly.
@@ -101,7 +101,7 @@ struct EXPORT_EXPORT ExportState {
 };
 
 // Why an export stopped: a short reason for the statistics and the user, and the detail.
-struct EXPORT_EXPORT ExportErrorDesc {
+struct ExportErrorDesc {
     QString reason;
     QString info;
 };

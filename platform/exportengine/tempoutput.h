@@ -10,10 +10,13 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <glog/logging.h>
+
 #include <cerrno>
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -52,6 +55,53 @@ inline QString folderOf(const QString &path)
     }
 }
 
+// The part files of `target` are named ".NAME.part-" and eight hex digits.
+inline QString partPrefix(const QFileInfo &target)
+{
+    return QStringLiteral(".%1.part-").arg(target.fileName());
+}
+
+inline bool isPartName(const QString &name, const QString &prefix)
+{
+    if (name.size() != prefix.size() + 8 || !name.startsWith(prefix))
+        return false;
+    for (int i = prefix.size(); i < name.size(); ++i) {
+        const QChar c = name.at(i);
+        if (!c.isDigit() && (c < QLatin1Char('a') || c > QLatin1Char('f')))
+            return false;
+    }
+    return true;
+}
+
+// Removes the part files an export of `target` left behind when it was killed. Only names of
+// exactly that pattern, only regular files (a link is never followed) and only those no export
+// is writing: each export keeps its part file locked until it is renamed or removed.
+inline void removeStaleParts(const QFileInfo &target)
+{
+    const QDir folder = target.absoluteDir();
+    const QString prefix = partPrefix(target);
+    for (const QString &name : folder.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+        if (!isPartName(name, prefix))
+            continue;
+        const QByteArray path = QFile::encodeName(folder.filePath(name));
+        const int fd = ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0)
+            continue;
+        struct stat opened = {};
+        struct stat named = {};
+        // The name must still be the file locked: not replaced since it was opened.
+        if (::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode)
+            && ::flock(fd, LOCK_EX | LOCK_NB) == 0 && ::lstat(path.constData(), &named) == 0
+            && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino
+            && ::unlink(path.constData()) == 0)
+            LOG(WARNING) << "Removed " << path.constData()
+                         << ", the unfinished file of an earlier export of "
+                         << QFile::encodeName(target.fileName()).constData()
+                         << " that was interrupted";
+        ::close(fd);
+    }
+}
+
 // The temporary file the muxer writes through: every write checked, the first error kept, so
 // the user hears "disk full" rather than the muxer's "I/O error".
 class TempOutput {
@@ -63,16 +113,23 @@ public:
         if (info.isDir())
             throw Failure(tr("Cannot write the video"),
                           tr("%1 is a folder. Choose a file name.").arg(target));
+        removeStaleParts(info);
         for (int attempt = 0; attempt < 100 && m_fd < 0; ++attempt) {
             m_path = info.absoluteDir().filePath(
-                QStringLiteral(".%1.part-%2")
-                    .arg(info.fileName())
-                    .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0')));
+                partPrefix(info)
+                + QStringLiteral("%1").arg(QRandomGenerator::global()->generate(), 8, 16,
+                                           QLatin1Char('0')));
             // Exclusive and not through a link: the name is ours alone.
             m_fd = ::open(QFile::encodeName(m_path).constData(),
                           O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666);
             if (m_fd < 0 && errno != EEXIST)
                 writeFailure(errno, target);
+            // Locked while it is written, so that another export's sweep leaves it; one swept
+            // between its creation and the lock is no longer ours: another name then.
+            if (m_fd >= 0 && !lockedUnderItsName()) {
+                ::close(m_fd);
+                m_fd = -1;
+            }
         }
         if (m_fd < 0)
             writeFailure(EEXIST, target);
@@ -135,6 +192,15 @@ public:
     }
 
 private:
+    bool lockedUnderItsName() const
+    {
+        struct stat opened = {};
+        struct stat named = {};
+        return ::flock(m_fd, LOCK_EX | LOCK_NB) == 0 && ::fstat(m_fd, &opened) == 0
+            && ::lstat(QFile::encodeName(m_path).constData(), &named) == 0
+            && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+    }
+
     void discard()
     {
         if (m_fd >= 0)

@@ -29,7 +29,7 @@ public:
 };
 
 // One file the service keeps.
-struct FILESTORAGE_EXPORT StoredFile {
+struct StoredFile {
     QString path;
     FileStorageKind kind = FileStorageKind::Media;
     std::int64_t size = -1; // -1 when the file was not there when it was last given

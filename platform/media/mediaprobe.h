@@ -17,7 +17,7 @@ namespace Media {
 // What a probe may cost. A small file can describe huge work: a thousand streams, each with a
 // decoder of its own, or a picture of 16000x16000 that the decoder would hold whole. A file over
 // a limit fails with the limit named, before the work is done.
-struct MEDIA_EXPORT ProbeLimits {
+struct ProbeLimits {
     // A hostile or broken file can keep the demuxer reading forever (endless headers, a
     // pathological index); past this time the probe is abandoned and the file counts as failed.
     std::chrono::milliseconds timeout { 10000 };

@@ -21,7 +21,7 @@ namespace Project {
 
 // What the project knows about the colour tables and colour presets its effects came from, so a
 // report can tell the user's own from the shipped ones.
-struct PROJECT_EXPORT EffectLibrary {
+struct EffectLibrary {
     QSet<QString> loadedLuts; // identifiers of tables the user loaded from files
     QHash<QString, bool> colorPresets; // known colour presets: identifier -> saved by the user
 

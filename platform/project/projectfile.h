@@ -36,7 +36,7 @@ PROJECT_EXPORT QByteArray writeProjectFile(const Object &project);
 PROJECT_EXPORT QJsonObject effectToJson(const Effect::Object &effect);
 PROJECT_EXPORT std::unique_ptr<Effect::Object> effectFromJson(const QJsonObject &object);
 
-struct PROJECT_EXPORT OpenResult {
+struct OpenResult {
     std::unique_ptr<Object> project;
     int lostFiles = 0; // media files of the project that are not on disk
 };

@@ -15,7 +15,7 @@ namespace Resource {
 
 enum class SampleKind : int { Video = 0, Background = 1, Sound = 2, Music = 3, SpecialFx = 4 };
 
-struct RESOURCE_EXPORT Sample {
+struct Sample {
     QString name;
     SampleKind kind = SampleKind::Video;
 };

@@ -65,7 +65,7 @@ inline constexpr int blendingModeCount = static_cast<int>(BlendingMode::Exclusio
 inline constexpr const char *specialEffectsContentId = "special-fx";
 
 // The text item of a title clip. The subtype numbers are the title designer's.
-struct TIMELINE_EXPORT TitleItem {
+struct TitleItem {
     enum Subtype : int { Invalid = 0, Title = 1, Callout = 2, Sticker = 3, Subtitle = 4 };
 
     int subtype = Title;
@@ -79,7 +79,7 @@ struct TIMELINE_EXPORT TitleItem {
 };
 
 // Key-framed motion or an animation preset on a clip. Empty when the clip does not move.
-struct TIMELINE_EXPORT AnimationItem {
+struct AnimationItem {
     QString presetId;
     std::vector<MTime> keyframes;
 

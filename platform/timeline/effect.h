@@ -138,7 +138,7 @@ protected:
 // An effect as a clip holds it: the object with its kind beside it. A census over a long
 // timeline sorts effects by kind without reaching into each object, which would cost a cache
 // miss apiece.
-class TIMELINE_EXPORT Handle {
+class Handle {
 public:
     explicit Handle(std::unique_ptr<Object> effect)
         : m_id(effect->id())

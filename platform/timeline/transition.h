@@ -35,7 +35,7 @@ TIMELINE_EXPORT bool idFromText(std::string_view text, Id *id) noexcept;
 // transition carries the pictures and sounds it plays.
 enum class ResourceType : int { Image = 1, Video = 2, Audio = 3, Shader = 4 };
 
-struct TIMELINE_EXPORT Resource {
+struct Resource {
     ResourceType type = ResourceType::Image;
     std::shared_ptr<Media::File> file; // null for resources that are not files (shaders by id)
     QString resourceId;

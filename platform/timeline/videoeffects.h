@@ -34,7 +34,7 @@ public:
 };
 
 // One shape of a mask effect. Shapes either highlight what lies inside them or conceal it.
-struct TIMELINE_EXPORT MaskShape {
+struct MaskShape {
     enum Shape : int { Rectangle = 0, Circle = 1 };
 
     int shape = Rectangle;

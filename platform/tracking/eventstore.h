@@ -18,7 +18,7 @@ namespace Vantel::Tracking {
 
 // What the store keeps. The oldest events go first when a cap is reached; each one dropped,
 // here or because a write failed, is counted in droppedCount().
-struct TRACKING_EXPORT EventStoreLimits {
+struct EventStoreLimits {
     // A heavy user sends a few thousand events a day: this keeps weeks of them while a
     // full read of the store stays well under a second.
     qint64 maxEvents = 100'000;
@@ -30,7 +30,7 @@ struct TRACKING_EXPORT EventStoreLimits {
     qint64 maxBytes = qint64(64) << 20;
 };
 
-struct TRACKING_EXPORT StoredEvent {
+struct StoredEvent {
     qint64 id = 0; // increasing, never reused, so it serves as a read cursor
     std::string name;
     std::map<std::string, std::string> params;

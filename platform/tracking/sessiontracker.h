@@ -10,12 +10,12 @@
 namespace Vantel::Tracking {
 
 // What a crash handler recorded about a run that died.
-struct TRACKING_EXPORT FailureDetails {
+struct FailureDetails {
     std::string area; // where it failed, e.g. "SIGSEGV" or the failing component
     std::string debugInfo; // the handler's text (signal, address, stack)
 };
 
-struct TRACKING_EXPORT FailedSession {
+struct FailedSession {
     std::string id;
     std::optional<FailureDetails> details;
 };

@@ -37,7 +37,7 @@ private:
     int m_code;
 };
 
-struct TRACKING_EXPORT DatabaseCloser {
+struct DatabaseCloser {
     void operator()(sqlite3 *db) const { sqlite3_close_v2(db); }
 };
 using Database = std::unique_ptr<sqlite3, DatabaseCloser>;

@@ -9,7 +9,7 @@
 namespace Vantel::Tracking {
 
 // One event as the tracker hands it on: its parameters already include what the fillers added.
-struct TRACKING_EXPORT TrackedEvent {
+struct TrackedEvent {
     std::string name;
     std::map<std::string, std::string> params;
     std::int64_t timeMs = 0; // milliseconds since the Unix epoch

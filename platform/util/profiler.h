@@ -13,7 +13,7 @@
 namespace Vantel::Profiler {
 
 // Milliseconds per stage key, and the whole start-up.
-struct UTIL_EXPORT Result {
+struct Result {
     std::map<std::string, std::int64_t> stages;
     std::int64_t total = 0;
 };

@@ -47,7 +47,7 @@ public:
     virtual std::optional<ValueSource> source(const std::string &key) const = 0;
 };
 
-struct WEBCONFIG_EXPORT FetchStatus {
+struct FetchStatus {
     enum class Result { None, Ok, NotModified, Failed };
     QUrl url; // empty when the product configuration names no address
     Result result = Result::None;

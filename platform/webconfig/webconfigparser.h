@@ -21,7 +21,7 @@ using Config = std::map<std::string, Section>;
 // Larger documents are refused unread; the configuration is a few kilobytes.
 inline constexpr int maxConfigBytes = 1024 * 1024;
 
-struct WEBCONFIG_EXPORT ParseResult {
+struct ParseResult {
     Config config;
     QString error; // empty when the document was accepted; otherwise what and where
     bool ok() const { return error.isEmpty(); }

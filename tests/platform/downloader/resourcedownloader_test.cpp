@@ -9,6 +9,8 @@
 #include <QDateTime>
 #include <QFile>
 #include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -16,6 +18,8 @@
 #include <sys/stat.h>
 
 #include <functional>
+#include <mutex>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -24,6 +28,18 @@ using namespace Downloader;
 
 const QByteArray oldContent = "the cache from an earlier run";
 const QByteArray freshContent = "{\"fresh\": true}";
+
+// Qt's warnings about network replies, from any thread: Qt talks through its message handler.
+std::mutex replyWarningsMutex;
+std::string replyWarnings;
+
+void collectReplyWarnings(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    if (message.contains(QLatin1String("QNetworkReply"))) {
+        std::lock_guard<std::mutex> lock(replyWarningsMutex);
+        replyWarnings += message.toStdString() + '\n';
+    }
+}
 
 // One manager per test, on a real loopback server; the destination starts with the old cache.
 class DownloadTest : public testing::Test {
@@ -95,7 +111,13 @@ TEST_P(DownloadScenario, leaves_the_destination_whole)
     DownloadParams p = params(server.url(QString::fromLatin1(s.path)));
     if (s.adjust)
         s.adjust(p);
+    const QtMessageHandler previous = qInstallMessageHandler(collectReplyWarnings);
     const DownloadReport report = run(p);
+    // The replies dropped are gone, and Qt had nothing to say about them.
+    EXPECT_TRUE(TestSupport::waitUntil(
+        [&] { return manager.network().findChildren<QNetworkReply *>().isEmpty(); }));
+    qInstallMessageHandler(previous);
+    EXPECT_EQ(std::exchange(replyWarnings, {}), "");
     EXPECT_EQ(report.code, s.code) << report.error.toStdString();
     EXPECT_TRUE(report.error.contains(QLatin1String(s.error))) << report.error.toStdString();
     EXPECT_EQ(TestSupport::readFile(destination), s.code == Success ? freshContent : oldContent);

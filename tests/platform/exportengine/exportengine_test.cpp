@@ -4,6 +4,7 @@
 #include "Statistics/controller.h"
 
 #include "eventwait.h"
+#include "logcapture.h"
 #include "mediasamples.h"
 #include "recordingeventsink.h"
 #include "smalltmpfs.h"
@@ -20,7 +21,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 #include <functional>
 #include <optional>
@@ -365,6 +369,38 @@ TEST_F(ExportEngineTest, cancel_half_way_keeps_the_old_file_and_reports_aborted)
     EXPECT_EQ(QDir(out.path()).entryList(QDir::Files | QDir::Hidden), QStringList { "video.mp4" });
     ASSERT_TRUE(old.open(QIODevice::ReadOnly));
     EXPECT_EQ(old.readAll(), "old");
+}
+
+TEST_F(ExportEngineTest, removes_the_part_file_a_killed_export_left_and_nothing_else)
+{
+    timeline.addTrack(TrackType::Video);
+    put(timeline, 0, samples().path(clipPath), 0, 1);
+    const QDir folder(out.path());
+    // The target, a name one digit short, another target's part file, the user's file, a link
+    // of our pattern, the part file of an export still running elsewhere (locked).
+    QStringList kept = { "video.mp4", ".video.mp4.part-0123abc",  ".other.mp4.part-0123abcd",
+                         "film",      ".video.mp4.part-feedf00d", ".video.mp4.part-0000beef" };
+    for (const QString &name :
+         { kept[1], kept[2], kept[3], kept[5], QString(".video.mp4.part-0123abcd") }) {
+        QFile file(folder.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("x");
+    }
+    ASSERT_TRUE(QFile::link(folder.filePath("film"), folder.filePath(kept[4])));
+    const int busy = ::open(QFile::encodeName(folder.filePath(kept[5])).constData(), O_RDONLY);
+    ASSERT_EQ(::flock(busy, LOCK_EX), 0);
+    TestSupport::LogCapture log;
+
+    const auto *end = exportTo(folder.filePath("video.mp4"), smallPreset());
+    ::close(busy);
+    ASSERT_NE(end, nullptr);
+    EXPECT_EQ(end->name, "EXPORT_FINISHED");
+    EXPECT_TRUE(Media::probe(folder.filePath("video.mp4")).isOpened());
+    QStringList left = folder.entryList(QDir::Files | QDir::Hidden | QDir::System);
+    left.sort();
+    kept.sort();
+    EXPECT_EQ(left.join(' ').toStdString(), kept.join(' ').toStdString());
+    EXPECT_EQ(log.matching({ ".video.mp4.part-0123abcd", "interrupted" }).size(), 1u);
 }
 
 TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
