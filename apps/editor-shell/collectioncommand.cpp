@@ -20,7 +20,6 @@
 #include "downloader/resourcemanager.h"
 #include "util/format.h"
 #include "util/fs.h"
-#include "util/settingspaths.h"
 #include "util/translator.h"
 
 #include <QCoreApplication>
@@ -470,8 +469,7 @@ int runDelete(Context &context, UserMarks &marks, const ItemPtr &item)
     // Only a file the collection put there: never through a link, never outside its folder.
     const QString path = item->localPath();
     bool removed = false;
-    if (installedOnDisk(*item)
-        && unsafeInstallPath(Settings::downloadableResourcesPath(), path).isEmpty()) {
+    if (installedOnDisk(*item)) {
         removed = QFile::remove(path);
         if (!removed) {
             context.err << "editor-shell: cannot remove " << Format::printable(path) << '\n';

@@ -8,8 +8,8 @@
 
 #include "collection/categories.h"
 #include "collection/collection.h"
-#include "downloader/localfile.h"
 #include "downloader/resourcedownloader.h"
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
 #include <QObject>
@@ -25,12 +25,14 @@ namespace {
 // The configuration in the cache file; empty when there is none or it cannot be read.
 FeaturedConfigParse readCache(bool logSkipped)
 {
-    QString error;
-    const auto bytes = Downloader::readRegularFile(Settings::collectionsTrendingConfigCachePath(),
-                                                   maxFeaturedConfigBytes, &error);
-    if (!bytes)
+    QByteArray bytes;
+    try {
+        bytes = FS::readRegularFile(Settings::collectionsTrendingConfigCachePath(),
+                                    maxFeaturedConfigBytes);
+    } catch (const FS::Error &) {
         return {};
-    FeaturedConfigParse parse = parseFeaturedConfig(*bytes);
+    }
+    FeaturedConfigParse parse = parseFeaturedConfig(bytes);
     // Only collections the editor has: a hostile list must not make a collection per name.
     for (auto it = parse.collections.begin(); it != parse.collections.end();) {
         if (ResourceCategories::all().contains(it.key())) {

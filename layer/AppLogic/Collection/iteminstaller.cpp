@@ -110,11 +110,13 @@ QString unsafeInstallPath(const QString &root, const QString &path)
 
 bool installedOnDisk(const IItem &item)
 {
+    // Most items of a list are not installed: one stat says so before the walk along the path.
     const QString path = item.localPath();
-    if (!unsafeInstallPath(Settings::downloadableResourcesPath(), path).isEmpty())
-        return false;
     const QFileInfo file(path);
-    return file.isFile() && (item.remoteSize() <= 0 || file.size() == item.remoteSize());
+    if (!file.isFile())
+        return false;
+    return unsafeInstallPath(Settings::downloadableResourcesPath(), path).isEmpty()
+        && (item.remoteSize() <= 0 || file.size() == item.remoteSize());
 }
 
 class ItemInstaller::Impl {
