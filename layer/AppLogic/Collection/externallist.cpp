@@ -7,6 +7,7 @@
 
 #include <simdjson.h>
 
+#include <array>
 #include <cmath>
 #include <deque>
 #include <limits>

@@ -9,7 +9,6 @@
 #include <QString>
 #include <QStringList>
 
-#include <array>
 #include <memory>
 #include <utility>
 #include <vector>
