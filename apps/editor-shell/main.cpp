@@ -9,6 +9,7 @@
 #include "tracking/eventstore.h"
 #include "tracking/generalvanteltracker.h"
 #include "tracking/sessiontracker.h"
+#include "util/format.h"
 #include "util/settingspaths.h"
 
 #include <QApplication>
@@ -25,38 +26,61 @@
 
 namespace {
 
-const QCommandLineOption dataDirOption(QStringLiteral("data-dir"),
-                                       QStringLiteral("Keep all state under DIR."),
-                                       QStringLiteral("DIR"));
-const QCommandLineOption
-    eventsOutOption(QStringLiteral("events-out"),
-                    QStringLiteral("Write every usage event of this run to FILE as JSON lines."),
-                    QStringLiteral("FILE"));
-const QCommandLineOption yesOption(QStringLiteral("yes"),
-                                   QStringLiteral("Answer every question with yes."));
-const QCommandLineOption noOption(QStringLiteral("no"),
-                                  QStringLiteral("Answer every question with no."));
-const QCommandLineOption
-    verboseOption(QStringLiteral("verbose"),
-                  QStringLiteral("Log informational messages to the terminal."));
-
-void addGlobalOptions(QCommandLineParser &parser)
-{
-    parser.addOption(dataDirOption);
-    parser.addOption(eventsOutOption);
-    parser.addOption(yesOption);
-    parser.addOption(noOption);
-    parser.addOption(verboseOption);
-    parser.addHelpOption();
-}
-
 QString usage()
 {
     QString text = QStringLiteral("Usage: editor-shell [--data-dir DIR] [--events-out FILE] "
-                                  "[--yes|--no] COMMAND [ARGS]\n\nCommands:\n");
-    for (const Shell::Command &command : Shell::commands())
-        text += QStringLiteral("  %1\n").arg(QString::fromUtf8(command.synopsis));
+                                  "[--yes|--no] [--verbose] COMMAND [ARGS]\n\nCommands:\n");
+    for (const Shell::Command &command : Shell::commands()) {
+        const Shell::CommandHelp help = command.help();
+        text += QStringLiteral("  %1  %2\n").arg(help.name.leftJustified(12), help.summary);
+    }
+    text += QStringLiteral("\n'editor-shell help COMMAND' (or COMMAND --help) explains a command "
+                           "and its options.\n");
     return text;
+}
+
+const Shell::Command *findCommand(const QString &name)
+{
+    for (const Shell::Command &c : Shell::commands()) {
+        if (name == QLatin1String(c.name))
+            return &c;
+    }
+    return nullptr;
+}
+
+int unknownCommand(QTextStream &err, const QString &name)
+{
+    err << Shell::errorPrefix << "unknown command \"" << Format::printable(name)
+        << "\"\nTry 'editor-shell --help'.\n";
+    return Shell::usageExit;
+}
+
+// `help [COMMAND]`, and `help --markdown`: the README's table of every command's options.
+int help(const QStringList &arguments, QTextStream &out, QTextStream &err)
+{
+    if (arguments.isEmpty()) {
+        out << usage();
+        return 0;
+    }
+    if (arguments == QStringList { QStringLiteral("--markdown") }) {
+        out << "| command | what it does | options |\n|---|---|---|\n";
+        for (const Shell::Command &command : Shell::commands())
+            out << Shell::markdownRow(command.help()) << '\n';
+        return 0;
+    }
+    const Shell::Command *command = findCommand(arguments.first());
+    if (arguments.size() != 1 || !command)
+        return unknownCommand(err, arguments.join(QLatin1Char(' ')));
+    out << Shell::helpText(command->help(), Shell::globalOptions());
+    return 0;
+}
+
+QCommandLineOption mirrored(const Shell::Option &option)
+{
+    return option.type == Shell::ValueType::Flag
+        ? QCommandLineOption(option.name, option.help)
+        : QCommandLineOption(option.name, option.help, option.shownValueName(),
+                             option.defaultValue);
 }
 
 } // namespace
@@ -88,49 +112,78 @@ int main(int argc, char **argv)
     QTextStream out(stdout);
     QTextStream err(stderr);
 
-    QCommandLineParser global;
-    addGlobalOptions(global);
-    global.setOptionsAfterPositionalArgumentsMode(QCommandLineParser::ParseAsPositionalArguments);
-    global.addPositionalArgument(QStringLiteral("command"), QStringLiteral("What to do."));
-    if (!global.parse(QApplication::arguments())) {
-        err << global.errorText() << "\n" << usage();
-        return 2;
+    const QStringList all = QApplication::arguments().mid(1);
+    const Shell::ParsedLine leading = Shell::parseLine(Shell::globalOptions(), all, true);
+    if (!leading.error.isEmpty()) {
+        err << Shell::errorPrefix << leading.error << "\nTry 'editor-shell --help'.\n";
+        return Shell::usageExit;
     }
-    QStringList rest = global.positionalArguments();
-    if (global.isSet(QStringLiteral("help")) && rest.isEmpty()) {
+    QStringList rest = leading.arguments;
+    if (leading.help && rest.isEmpty()) {
         out << usage();
         return 0;
     }
     const QString name = rest.isEmpty() ? QStringLiteral("status") : rest.takeFirst();
-    const Shell::Command *command = nullptr;
-    for (const Shell::Command &c : Shell::commands()) {
-        if (name == QLatin1String(c.name))
-            command = &c;
-    }
-    if (!command) {
-        err << "Unknown command: " << name << "\n" << usage();
-        return 2;
-    }
+    if (name == QLatin1String("help"))
+        return help(rest, out, err);
+    const Shell::Command *command = findCommand(name);
+    if (!command)
+        return unknownCommand(err, name);
+    const QString hint = QStringLiteral("\nTry 'editor-shell help %1'.\n").arg(name);
 
-    // The command's own parser also takes the global options, so they may follow the command.
+    // The command's own options and the global ones, which may also follow the command's name.
+    Shell::OptionTable table = command->options;
+    table.insert(table.end(), Shell::globalOptions().begin(), Shell::globalOptions().end());
     QCommandLineParser parser;
-    addGlobalOptions(parser);
-    if (command->declareOptions)
-        command->declareOptions(parser);
-    if (!parser.parse(QStringList { QApplication::arguments().first() } + rest)) {
-        err << parser.errorText() << "\n" << usage();
-        return 2;
+    Shell::OptionValues values;
+    QStringList positional;
+    if (command->tabled) {
+        const Shell::ParsedLine line = Shell::parseLine(table, rest);
+        if (!line.error.isEmpty()) {
+            err << Shell::errorPrefix << line.error << hint;
+            return Shell::usageExit;
+        }
+        if (line.help || leading.help) {
+            out << Shell::helpText(command->help(), Shell::globalOptions());
+            return 0;
+        }
+        values = line.options;
+        positional = line.arguments;
+        // The same options on a toolkit parser, for code that still asks one.
+        for (const Shell::Option &option : table)
+            parser.addOption(mirrored(option));
+        parser.parse(QStringList { QApplication::arguments().first() } + rest);
+    } else {
+        for (const Shell::Option &option : Shell::globalOptions())
+            parser.addOption(mirrored(option));
+        parser.addHelpOption();
+        if (command->declareOptions)
+            command->declareOptions(parser);
+        if (!parser.parse(QStringList { QApplication::arguments().first() } + rest)) {
+            err << Shell::errorPrefix << parser.errorText() << hint;
+            return Shell::usageExit;
+        }
+        if (parser.isSet(QStringLiteral("help")) || leading.help) {
+            out << "Usage: editor-shell " << command->synopsis << "\n\n" << parser.helpText();
+            return 0;
+        }
+        for (const Shell::Option &option : Shell::globalOptions()) {
+            if (parser.isSet(option.name))
+                values.given[option.name] = parser.values(option.name);
+        }
+        positional = parser.positionalArguments();
     }
-    if (parser.isSet(QStringLiteral("help"))) {
-        out << "editor-shell " << command->synopsis << "\n\n" << parser.helpText();
-        return 0;
-    }
-    auto globalValue = [&](const QCommandLineOption &option) {
-        return parser.isSet(option) ? parser.value(option) : global.value(option);
+    auto globalSet = [&](const QString &option) {
+        return values.isSet(option) || leading.options.isSet(option);
     };
-    auto globalSet = [&](const QCommandLineOption &option) {
-        return parser.isSet(option) || global.isSet(option);
+    auto globalValue = [&](const QString &option) {
+        return values.isSet(option) ? values.text(option) : leading.options.text(option);
     };
+    const QString dataDirOption = QStringLiteral("data-dir");
+    const QString eventsOutOption = QStringLiteral("events-out");
+    const QString verboseOption = QStringLiteral("verbose");
+    const QString yesOption = QStringLiteral("yes");
+    const QString noOption = QStringLiteral("no");
 
     google::InitGoogleLogging(argv[0]);
     Shell::TerminalLog terminalLog(globalSet(verboseOption));
@@ -139,7 +192,7 @@ int main(int argc, char **argv)
         Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
                                                          : Settings::dataFolder());
     } catch (const std::exception &e) {
-        err << "editor-shell: " << e.what() << "\n";
+        err << Shell::errorPrefix << e.what() << "\n";
         return 1;
     }
     FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
@@ -155,7 +208,7 @@ int main(int argc, char **argv)
         application = std::make_unique<App::Application>(std::move(options));
         application->startTracking();
     } catch (const std::exception &e) {
-        err << "editor-shell: " << e.what() << "\n";
+        err << Shell::errorPrefix << e.what() << "\n";
         return 1;
     }
 
@@ -167,8 +220,9 @@ int main(int argc, char **argv)
                 session->endSession();
         });
 
-    Shell::Context context { *application,       parser, parser.positionalArguments(),
-                             Shell::Answer::Ask, out,    err };
+    Shell::Context context {
+        *application, parser, positional, Shell::Answer::Ask, out, err, values
+    };
     if (globalSet(yesOption))
         context.answer = Shell::Answer::Yes;
     else if (globalSet(noOption))
@@ -180,7 +234,7 @@ int main(int argc, char **argv)
     } catch (const std::exception &e) {
         const Shell::TerminalLog::Told told;
         LOG(ERROR) << name.toStdString() << " failed: " << e.what();
-        err << "editor-shell: " << e.what() << "\n";
+        err << Shell::errorPrefix << e.what() << "\n";
     }
     // From here the application is taken apart: a signal now only waits for that to finish.
     exitSignals.setCleanUp([session = Vantel::Tracking::getSessionTrackerInstance()] {
