@@ -17,32 +17,31 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption atOption(QStringLiteral("at"),
-                                  QStringLiteral("Where to cut, in seconds."),
-                                  QStringLiteral("SECONDS"));
-const QCommandLineOption wideOption(QStringLiteral("wide"),
-                                    QStringLiteral("Cut the clips of every track there."));
-
 int run(Context &context)
 {
-    double seconds = 0;
-    if (context.arguments.size() != 1 || !context.parser.isSet(atOption)) {
-        context.err << "Usage: editor-shell cut PROJECT --at SECONDS [--wide] [--json]\n";
-        return 2;
-    }
-    if (!secondsOption(context, atOption, &seconds) || !openForEditing(context))
+    if (context.arguments.size() != 1)
+        return context.usageError(QStringLiteral("cut takes one PROJECT"));
+    if (!openForEditing(context))
         return 1;
-    const MTime at = MTime::fromSec(seconds);
-    const bool wide = context.parser.isSet(wideOption);
+    const MTime at = context.options.time(QStringLiteral("at"));
+    const bool wide = context.options.isSet(QStringLiteral("wide"));
     Timeline::Model &timeline = context.app.project().timeline();
 
     QJsonArray cuts;
     QString text;
+    QStringList edges;
     for (int t = 0; t < timeline.trackCount(); ++t) {
         Timeline::Clip *clip = timeline.clipAt(t, at);
-        // A position on a clip's first frame is already a cut.
-        if (!clip || clip->position() == at)
+        if (!clip)
             continue;
+        // A position on a clip's first frame is already a cut; cutting there would leave a piece
+        // with no length.
+        if (clip->position() == at) {
+            edges << QStringLiteral("clip %1 on track %2").arg(clip->id()).arg(t);
+            if (!wide)
+                break;
+            continue;
+        }
         const Timeline::Clip &right = timeline.splitClip(clip->id(), at);
         cuts.append(QJsonObject { { QStringLiteral("track"), t },
                                   { QStringLiteral("clip"), static_cast<qint64>(clip->id()) },
@@ -56,8 +55,10 @@ int run(Context &context)
             break;
     }
     if (cuts.isEmpty()) {
-        context.err << "editor-shell: no clip to cut at " << at.toClockString() << '\n';
-        return 1;
+        if (!edges.isEmpty())
+            return context.failure(QStringLiteral("%1 is the edge of %2: nothing to cut there")
+                                       .arg(at.toClockString(), edges.join(QStringLiteral(", "))));
+        return context.failure(QStringLiteral("no clip to cut at ") + at.toClockString());
     }
     Statistics::statistics()->bladeStatistics()->bladeApplied(wide ? Statistics::BladeMode::Wide
                                                                    : Statistics::BladeMode::Normal);
@@ -71,11 +72,15 @@ int run(Context &context)
 
 Command cutCommand()
 {
-    return { "cut", "cut PROJECT --at SECONDS [--wide] [--json]  split the clips under a position",
-             [](QCommandLineParser &parser) {
-                 parser.addOptions({ atOption, wideOption, jsonOutputOption });
-             },
-             run };
+    return tabledCommand(
+        "cut", QStringLiteral("PROJECT"),
+        QStringLiteral("Split the clips under a position (the blade)."),
+        { position(QStringLiteral("at"),
+                   QStringLiteral("Where to cut, as `project open` shows times; kept to the "
+                                  "millisecond."))
+              .needed(),
+          flag(QStringLiteral("wide"), QStringLiteral("Cut the clips of every track there.")) },
+        run);
 }
 
 } // namespace Shell
