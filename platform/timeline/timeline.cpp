@@ -50,6 +50,11 @@ const Transition::Object &Model::transition(std::size_t index) const
     return *m_transitions.at(index);
 }
 
+Transition::Object &Model::transition(std::size_t index)
+{
+    return *m_transitions.at(index);
+}
+
 MTime Model::duration() const noexcept
 {
     MTime end;
@@ -384,6 +389,68 @@ Clip &Model::splitClip(ClipId id, MTime at)
             transition->m_left = &placed;
     }
     return placed;
+}
+
+bool Model::rippleRemoveClip(ClipId id)
+{
+    const int index = trackOf(id);
+    if (index < 0)
+        return false;
+    const Clip &clip = *m_clipsById.at(id);
+    const MTime end = clip.end();
+    const MTime length = clip.duration();
+    removeClip(id);
+    for (const auto &later : m_tracks[static_cast<std::size_t>(index)]->m_clips) {
+        if (later->position() >= end)
+            later->m_position = later->m_position - length;
+    }
+    return true;
+}
+
+Clip &Model::moveClip(ClipId id, int trackIndex, MTime position)
+{
+    Clip &clip = known(*this, id);
+    Track &target = checkedTrack(trackIndex);
+    if (static_cast<int>(clip.type()) != static_cast<int>(target.type()))
+        throw std::invalid_argument("track " + std::to_string(trackIndex)
+                                    + " holds another kind of clip");
+    if (position < MTime() || clip.duration() > maxTime - position)
+        throw std::invalid_argument("a clip must lie between 0 and "
+                                    + maxTime.toClockString().toStdString());
+    for (const auto &other : target.m_clips) {
+        if (other.get() != &clip && other->position() < position + clip.duration()
+            && position < other->end())
+            throw std::invalid_argument("it would overlap clip " + std::to_string(other->id())
+                                        + " of track " + std::to_string(trackIndex));
+    }
+    edited();
+    dropTransitionsOf(&clip);
+    std::unique_ptr<Clip> taken = m_tracks[static_cast<std::size_t>(trackOf(id))]->take(&clip);
+    taken->m_position = position;
+    return target.add(std::move(taken));
+}
+
+void Model::trimClip(ClipId id, MTime start, MTime end)
+{
+    Clip &clip = known(*this, id);
+    if (start < clip.position() || end > clip.end() || end - start < MTime::fromMSec(1))
+        throw std::invalid_argument("a trim keeps a part of the clip at least a millisecond long");
+    edited();
+    const MTime cut = start - clip.position();
+    const bool startMoved = cut > MTime();
+    const bool endMoved = end < clip.end();
+    m_transitions.erase(std::remove_if(m_transitions.begin(), m_transitions.end(),
+                                       [&](const std::unique_ptr<Transition::Object> &t) {
+                                           return (startMoved && t->rightClip() == &clip)
+                                               || (endMoved && t->leftClip() == &clip);
+                                       }),
+                        m_transitions.end());
+    clip.m_sourceIn = clip.m_sourceIn
+        + MTime::fromMSec(std::llround(static_cast<double>(cut.toMSec()) * clip.speed()));
+    clip.m_position = start;
+    clip.m_duration = end - start;
+    clip.m_fadeIn = std::min(clip.m_fadeIn, clip.m_duration);
+    clip.m_fadeOut = std::min(clip.m_fadeOut, clip.m_duration);
 }
 
 Clip *Model::clipAt(int trackIndex, MTime at) noexcept

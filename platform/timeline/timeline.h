@@ -71,6 +71,7 @@ public:
     Track &track(int index);
     std::size_t transitionCount() const noexcept override { return m_transitions.size(); }
     const Transition::Object &transition(std::size_t index) const override;
+    Transition::Object &transition(std::size_t index);
     MTime duration() const noexcept override;
     bool hasGaps() const noexcept override;
     const Clip *findClip(ClipId id) const noexcept override;
@@ -97,6 +98,9 @@ public:
     Clip &placeClip(int trackIndex, std::unique_ptr<Clip> clip, ClipId id = 0);
     // Removes the clip and every transition that touches it. Returns false for an unknown id.
     bool removeClip(ClipId id);
+    // Removes the clip as removeClip does and closes its place: the clips after it on its track
+    // move left by its length, their transitions with them.
+    bool rippleRemoveClip(ClipId id);
 
     // Links a transition to its clips (either may be 0 at a track's open end, not both); both
     // must be on one track. Throws std::invalid_argument otherwise.
@@ -124,6 +128,14 @@ public:
     // clip with the same content whose source starts where the left part stops; transitions at
     // the clip's end move to it. Returns the right part.
     Clip &splitClip(ClipId id, MTime at);
+    // Moves the clip to `position` on a track of its own type; the transitions that joined it to
+    // its old neighbours go. Throws std::invalid_argument when it would overlap another clip,
+    // leave the timeline or change track type; nothing changes then.
+    Clip &moveClip(ClipId id, int trackIndex, MTime position);
+    // Keeps the part of the clip from `start` to `end` (within it, at least a millisecond): the
+    // source moves with the start, fades shrink to fit, and a transition on an end that no
+    // longer meets its neighbour goes. Throws std::invalid_argument otherwise.
+    void trimClip(ClipId id, MTime start, MTime end);
     // The clip of a track under `at` (start included, end excluded); null when there is none.
     Clip *clipAt(int trackIndex, MTime at) noexcept;
 

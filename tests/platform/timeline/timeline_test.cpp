@@ -157,6 +157,63 @@ TEST_F(TimelineModel, removing_a_clip_removes_its_transitions)
     EXPECT_EQ(timeline.findClip(c), nullptr);
 }
 
+// Three touching one-second clips a, b, c on the video track, joined by two transitions.
+class TimelineEdits : public TimelineModel {
+protected:
+    TimelineEdits()
+    {
+        a = timeline.insertClip(0, MTime(), video("a.mp4", 1000)).id();
+        b = timeline.insertClip(0, MTime::fromMSec(1000), video("b.mp4", 1000)).id();
+        c = timeline.insertClip(0, MTime::fromMSec(2000), video("c.mp4", 1000)).id();
+        timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve), a,
+                               b);
+        timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Wipe), b, c);
+    }
+    ClipId a = 0, b = 0, c = 0;
+};
+
+TEST_F(TimelineEdits, a_ripple_delete_closes_the_gap_and_keeps_the_later_transitions)
+{
+    EXPECT_TRUE(timeline.rippleRemoveClip(a));
+    using Layout = decltype(layout(timeline.track(0)));
+    EXPECT_EQ(layout(timeline.track(0)), (Layout { { 0, 1000 }, { 1000, 1000 } }));
+    ASSERT_EQ(timeline.transitionCount(), 1u);
+    EXPECT_EQ(timeline.transition(0).leftClip()->id(), b);
+    EXPECT_FALSE(timeline.rippleRemoveClip(a));
+}
+
+TEST_F(TimelineEdits, a_move_is_refused_onto_a_clip_or_another_kind_of_track_and_changes_nothing)
+{
+    EXPECT_THROW(timeline.moveClip(a, 0, MTime::fromMSec(1500)), std::invalid_argument);
+    EXPECT_THROW(timeline.moveClip(a, 1, MTime::fromMSec(5000)), std::invalid_argument);
+    EXPECT_THROW(timeline.moveClip(a, 0, MTime::fromMSec(-1)), std::invalid_argument);
+    EXPECT_EQ(timeline.transitionCount(), 2u);
+
+    // Over its own old place is no overlap.
+    const Clip &moved = timeline.moveClip(c, 0, MTime::fromMSec(2500));
+    EXPECT_EQ(moved.id(), c);
+    using Layout = decltype(layout(timeline.track(0)));
+    EXPECT_EQ(layout(timeline.track(0)), (Layout { { 0, 1000 }, { 1000, 1000 }, { 2500, 1000 } }));
+    ASSERT_EQ(timeline.transitionCount(), 1u) << "c no longer meets b";
+    EXPECT_EQ(timeline.transition(0).rightClip()->id(), b);
+}
+
+TEST_F(TimelineEdits, a_trim_moves_the_source_with_the_start_and_drops_the_transitions_it_parts)
+{
+    timeline.trimClip(b, MTime::fromMSec(1200), MTime::fromMSec(2000));
+    const Clip &clip = *timeline.findClip(b);
+    EXPECT_EQ(clip.position().toMSec(), 1200);
+    EXPECT_EQ(clip.duration().toMSec(), 800);
+    EXPECT_EQ(clip.sourceIn().toMSec(), 200);
+    ASSERT_EQ(timeline.transitionCount(), 1u) << "the end still meets c";
+    EXPECT_EQ(timeline.transition(0).leftClip()->id(), b);
+
+    EXPECT_THROW(timeline.trimClip(b, MTime::fromMSec(1100), MTime::fromMSec(2000)),
+                 std::invalid_argument);
+    EXPECT_THROW(timeline.trimClip(b, MTime::fromMSec(1500), MTime::fromMSec(1500)),
+                 std::invalid_argument);
+}
+
 TEST_F(TimelineModel, a_transition_joins_clips_of_one_track)
 {
     const ClipId a = timeline.insertClip(0, MTime(), video("a.mp4", 1000)).id();
