@@ -95,13 +95,47 @@ TEST_F(EditCommands, cut_wizards_and_census_change_and_count_the_same_timeline)
     EXPECT_EQ(eventNames(edit({ "transitions", "--clips", "1", "--clip-duration", "2" })),
               QStringList { "CLIP_DURATION_WIZARD_APPLIED" });
 
-    edit({ "census", "--partial", "1", "3", "--json" });
+    edit({ "census", "--partial", "1-3", "--json" });
     const QJsonObject census
         = QJsonDocument::fromJson(last.out.toUtf8()).object().value("params").toObject();
     EXPECT_EQ(census.value("VIDEOFILES_COUNT").toString(), "1");
     EXPECT_EQ(census.value("TRANSITIONS_COUNT").toString(), "3");
     EXPECT_EQ(census.value("PROJECT_DURATION").toString(), "4");
     EXPECT_EQ(census.value("EXPORT_PART_DURATION").toString(), "2.0");
+}
+
+TEST_F(EditCommands, transitions_store_what_they_say_and_refuse_what_cannot_be_done)
+{
+    EXPECT_TRUE(edit({ "transitions", "--clips", "1,3", "--duration", "1" }, 1).isEmpty());
+    EXPECT_TRUE(last.err.contains("neighbours")) << qPrintable(last.err);
+    EXPECT_TRUE(edit({ "transitions", "--clips", "1,2", "--duration", "0" }, 2).isEmpty());
+
+    // Clip 2 has a transition on each side: they share it instead of overlapping.
+    edit({ "transitions", "--clips", "1,2,3", "--duration", "10", "--json" });
+    const QJsonObject result = QJsonDocument::fromJson(last.out.toUtf8()).object();
+    EXPECT_EQ(result.value("durations").toArray(), (QJsonArray { 0.5, 0.5 }));
+    EXPECT_EQ(eventNames(edit({ "transitions", "--clips", "1,2", "--remove" })),
+              QStringList { "TRANSITIONS_CHANGED" });
+    EXPECT_TRUE(
+        shown().contains("Transitions: 1\n  [0] Dissolve 0:00:00.500  from clip 2 to clip 3"))
+        << qPrintable(shown());
+}
+
+TEST_F(EditCommands, clip_edits_are_saved_whole_or_not_at_all)
+{
+    const QString before = shown();
+    edit({ "clip", "--clips", "2", "--move-to", "0.5" }, 1);
+    EXPECT_TRUE(last.err.contains("overlap")) << qPrintable(last.err);
+    EXPECT_EQ(shown(), before);
+
+    EXPECT_TRUE(edit({ "clip", "--clips", "1", "--delete", "--ripple" }).isEmpty());
+    edit({ "clip", "--clips", "2", "--trim-start", "0.25", "--trim-end", "0.25" });
+    edit({ "clip", "--clips", "3", "--add-effect", "chromakey" });
+    const QString text = shown();
+    EXPECT_TRUE(text.contains("clip 2  0:00:00.250 +0:00:00.500")) << qPrintable(text);
+    EXPECT_TRUE(text.contains("clip 3  0:00:01.000 +0:00:01.000")) << qPrintable(text);
+    EXPECT_TRUE(text.contains("effects: ChromaKey")) << qPrintable(text);
+    EXPECT_FALSE(text.contains("clip 1 ")) << qPrintable(text);
 }
 
 } // namespace
