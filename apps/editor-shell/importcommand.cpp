@@ -36,6 +36,9 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <glog/logging.h>
 
@@ -54,31 +57,6 @@
 namespace Shell {
 
 namespace {
-
-const QCommandLineOption projectOption(QStringLiteral("project"),
-                                       QStringLiteral("Open PROJECT first and save it afterwards."),
-                                       QStringLiteral("PROJECT"));
-const QCommandLineOption
-    toOption(QStringLiteral("to"),
-             QStringLiteral("Where the files go: timeline (default), collection or transition."),
-             QStringLiteral("WHERE"),
-             QStringLiteral("timeline"));
-const QCommandLineOption sourceOption(
-    QStringLiteral("source"),
-    QStringLiteral("The add source number (0-18); default 8 (import folders) when a folder is "
-                   "given, else 0 (import button)."),
-    QStringLiteral("N"));
-const QCommandLineOption
-    trackOption(QStringLiteral("track"),
-                QStringLiteral("Timeline track to place on; default the first video track."),
-                QStringLiteral("N"));
-const QCommandLineOption
-    allOption(QStringLiteral("all"),
-              QStringLiteral("List every file in the report, not the first ones of each list."));
-const QCommandLineOption
-    atOption(QStringLiteral("at"),
-             QStringLiteral("Timeline position in seconds; default the end of the track."),
-             QStringLiteral("SECONDS"));
 
 // A path the request named but that never reached the add request, and why.
 struct Unread {
@@ -268,23 +246,13 @@ QString name(const QString &path)
     return Format::printable(fileName.isEmpty() ? path : fileName);
 }
 
-// Reads a whole number from `min` to `max`, or says why not.
-std::optional<int> wholeNumber(const QString &text, int min, int max)
-{
-    bool ok = false;
-    const qlonglong value = text.trimmed().toLongLong(&ok);
-    if (!ok || value < min || value > max)
-        return std::nullopt;
-    return static_cast<int>(value);
-}
-
 // A folder of thousands makes lists nobody reads; the report shows the first lines of each and
 // counts the rest, unless asked for all.
 constexpr int listedLines = 30;
 
 void printLines(Context &context, const QStringList &lines)
 {
-    const bool all = context.parser.isSet(allOption);
+    const bool all = context.options.isSet(QStringLiteral("all"));
     for (int i = 0; i < lines.size(); ++i) {
         if (!all && i == listedLines) {
             context.out << "  ... and " << lines.size() - listedLines
@@ -305,10 +273,10 @@ int firstVideoTrack(Timeline::Model &timeline)
     return timeline.trackCount() - 1;
 }
 
-void printPlaced(Context &context,
-                 const Timeline::Model &timeline,
-                 int track,
-                 const FileAnalyzer::MediaFiles &opened)
+QJsonArray printPlaced(Context &context,
+                       const Timeline::Model &timeline,
+                       int track,
+                       const FileAnalyzer::MediaFiles &opened)
 {
     const std::unordered_set<const Media::File *> placed = [&] {
         std::unordered_set<const Media::File *> set;
@@ -317,61 +285,78 @@ void printPlaced(Context &context,
         return set;
     }();
     QStringList lines;
+    QJsonArray json;
     for (const auto &clip : timeline.track(track).clips()) {
         if (!placed.count(clip->file().get()))
             continue;
         lines << QStringLiteral("%1  +%2  %3  (%4)")
                      .arg(clip->position().toClockString(), clip->duration().toClockString(),
                           name(clip->file()->path), describe(*clip->file()));
+        json.append(QJsonObject { { QStringLiteral("clip"), static_cast<qint64>(clip->id()) },
+                                  { QStringLiteral("track"), track },
+                                  { QStringLiteral("position"), clip->position().toSecF() },
+                                  { QStringLiteral("duration"), clip->duration().toSecF() },
+                                  { QStringLiteral("path"), clip->file()->path } });
     }
     context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip"
                 << (lines.size() == 1 ? "" : "s") << '\n';
     printLines(context, lines);
+    return json;
+}
+
+// Paths as a JSON array, each as the file system gave it.
+QJsonArray pathArray(const QStringList &paths)
+{
+    QJsonArray array;
+    for (const QString &path : paths)
+        array.append(path);
+    return array;
 }
 
 int run(Context &context)
 {
-    if (context.arguments.isEmpty()) {
-        context.err << "Usage: editor-shell import FILE... [--project PROJECT] [--to "
-                       "timeline|collection|transition] "
-                       "[--source N] [--track N] [--at SECONDS] [--yes|--no]\n";
-        return 2;
-    }
-    const QString to = context.parser.value(toOption);
-    if (to != QLatin1String("timeline") && to != QLatin1String("collection")
-        && to != QLatin1String("transition")) {
-        context.err << "editor-shell: --to takes timeline, collection or transition, not "
-                    << Format::printable(to) << '\n';
-        return 2;
-    }
+    if (context.arguments.isEmpty())
+        return context.usageError(QStringLiteral("import needs a FILE or FOLDER"));
+    const OptionValues &o = context.options;
+    const QString to = o.text(QStringLiteral("to"));
+    const QString projectPath = o.text(QStringLiteral("project"));
+    const bool intoTransition = to == QLatin1String("transition");
+    if (o.isSet(QStringLiteral("transition")) && !intoTransition)
+        return context.usageError(QStringLiteral("--transition goes with --to transition"));
+    if ((o.isSet(QStringLiteral("track")) || o.isSet(QStringLiteral("at")))
+        && to != QLatin1String("timeline"))
+        return context.usageError(QStringLiteral("--track and --at go with --to timeline"));
+    if (intoTransition && !projectPath.isEmpty() && !o.isSet(QStringLiteral("transition")))
+        return context.usageError(QStringLiteral("--to transition with --project needs "
+                                                 "--transition N (as `project open` numbers "
+                                                 "them)"));
+    // With --json the report for people goes to the error stream, the output is one object.
+    Context quiet { context.app, context.parser, context.arguments, context.answer,
+                    context.err, context.err,    context.options };
+    Context &report = context.json() ? quiet : context;
+    QJsonObject json { { QStringLiteral("to"), to },
+                       { QStringLiteral("project"),
+                         projectPath.isEmpty() ? QJsonValue() : QJsonValue(projectPath) } };
 
-    const QString projectPath = context.parser.value(projectOption);
     if (!projectPath.isEmpty()) {
-        if (!Settings::isProjectFilePath(projectPath)) {
-            context.err << "editor-shell: " << Format::printable(projectPath)
-                        << " does not end in ." << Settings::projectFileExtension() << '\n';
-            return 2;
-        }
+        if (!Settings::isProjectFilePath(projectPath))
+            return context.usageError(
+                QStringLiteral("%1 does not end in .%2")
+                    .arg(Format::printable(projectPath), Settings::projectFileExtension()));
         // A project that does not exist yet is made: importing into a new project is how one
         // starts.
         if (QFileInfo::exists(projectPath)) {
-            if (!openProject(context, projectPath, false))
+            if (!openProject(report, projectPath, false))
                 return 1;
         } else {
             context.app.setProject(Project::Object::createNew());
-            context.out << "New project " << Format::printable(projectPath) << '\n';
+            report.out << "New project " << Format::printable(projectPath) << '\n';
         }
     }
 
     const Paths paths = expand(context.arguments);
-    bool sourceOk = true;
-    const int source = context.parser.isSet(sourceOption)
-        ? context.parser.value(sourceOption).toInt(&sourceOk)
-        : (paths.folders > 0 ? 8 : 0);
-    if (!sourceOk || source < 0 || source > 18) {
-        context.err << "editor-shell: --source takes a number from 0 to 18\n";
-        return 2;
-    }
+    const int source = o.isSet(QStringLiteral("source")) ? o.integer(QStringLiteral("source"))
+                                                         : (paths.folders > 0 ? 8 : 0);
 
     // The layer asks on this terminal, or takes the answer given on the command line; its
     // progress is drawn on the error stream, so the report on the output stays clean.
@@ -379,61 +364,50 @@ int run(Context &context)
         context.answer == Answer::Yes      ? Dialog::TerminalDialogs::Answer::Yes
             : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
                                            : Dialog::TerminalDialogs::Answer::Ask,
-        stdin, stdout));
+        stdin, context.json() ? stderr : stdout));
     context.app.setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
 
     Project::Object &project = context.app.project();
     FileAdder::Contexts contexts;
     int track = -1;
-    Transition::Object transition(Transition::Id::Dissolve);
+    Transition::Object scratch(Transition::Id::Dissolve);
+    Transition::Object *transition = &scratch;
     if (to == QLatin1String("timeline")) {
         Timeline::Model &timeline = project.timeline();
-        if (context.parser.isSet(trackOption)) {
-            const QString text = context.parser.value(trackOption);
-            const std::optional<int> number = wholeNumber(text, 0, std::numeric_limits<int>::max());
-            if (!number) {
-                context.err << "editor-shell: --track takes a track number from 0, not \""
-                            << Format::printable(text) << "\"\n";
-                return 2;
-            }
-            track = *number;
-        } else {
-            track = firstVideoTrack(timeline);
-        }
-        if (track >= timeline.trackCount()) {
-            context.err << "editor-shell: the project has no track " << track << " (it has "
-                        << timeline.trackCount() << ")\n";
-            return 2;
-        }
-        MTime at = timeline.track(track).end();
-        if (context.parser.isSet(atOption)) {
-            // Checked as a number of seconds before it becomes a time: a huge or odd value must
-            // be refused here, not wrap around into a position the project cannot hold.
-            const QString text = context.parser.value(atOption);
-            bool ok = false;
-            const double seconds = text.trimmed().toDouble(&ok);
-            if (!ok || !std::isfinite(seconds) || seconds < 0
-                || seconds > Timeline::maxTime.toSecF()) {
-                context.err << "editor-shell: --at takes a position in seconds from 0 to "
-                            << QString::number(Timeline::maxTime.toSecF(), 'f', 0) << ", not \""
-                            << Format::printable(text) << "\"\n";
-                return 2;
-            }
-            at = MTime::fromMSec(std::llround(seconds * 1000.0));
-        }
+        track = o.isSet(QStringLiteral("track")) ? o.integer(QStringLiteral("track"))
+                                                 : firstVideoTrack(timeline);
+        if (track >= timeline.trackCount())
+            return context.usageError(QStringLiteral("the project has no track %1 (it has %2)")
+                                          .arg(track)
+                                          .arg(timeline.trackCount()));
+        const MTime at = o.isSet(QStringLiteral("at")) ? o.time(QStringLiteral("at"))
+                                                       : timeline.track(track).end();
         contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
-        context.out << "Importing " << paths.files.size() << " file"
-                    << (paths.files.size() == 1 ? "" : "s") << " to the timeline, track " << track
-                    << " from " << at.toClockString() << '\n';
+        report.out << "Importing " << paths.files.size() << " file"
+                   << (paths.files.size() == 1 ? "" : "s") << " to the timeline, track " << track
+                   << " from " << at.toClockString() << '\n';
     } else if (to == QLatin1String("collection")) {
         contexts.collection = FileAdder::CollectionContext {};
-        context.out << "Importing " << paths.files.size() << " files to the collection\n";
+        report.out << "Importing " << paths.files.size() << " files to the collection\n";
     } else {
-        contexts.transition = FileAdder::TransitionContext { &transition };
-        context.out << "Importing " << paths.files.size()
-                    << " files into a new dissolve transition\n";
+        if (o.isSet(QStringLiteral("transition"))) {
+            const auto index = static_cast<std::size_t>(o.integer(QStringLiteral("transition")));
+            if (index >= project.timeline().transitionCount())
+                return context.usageError(
+                    QStringLiteral("the project has no transition %1 (it has %2)")
+                        .arg(index)
+                        .arg(project.timeline().transitionCount()));
+            // The project's own transition takes the files, so the save keeps them.
+            transition = &project.timeline().transition(index);
+            report.out << "Importing " << paths.files.size() << " files into transition " << index
+                       << '\n';
+        } else {
+            report.out << "Importing " << paths.files.size()
+                       << " files into a new dissolve transition\n";
+        }
+        contexts.transition = FileAdder::TransitionContext { transition };
     }
-    context.out.flush();
+    report.out.flush();
 
     ImportWatch watch(project);
     QElapsedTimer clock;
@@ -452,93 +426,157 @@ int run(Context &context)
     const FileAdder::AddMediaFilesResult result = watch.results.empty()
         ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})
         : watch.results.back();
+    const bool declined = result.result == FileAdder::AddedResult::Declined;
     // Sets, not lists: a folder of many thousand files must not cost the square of their number.
     const QSet<QString> passedOn(result.files.begin(), result.files.end());
     const QSet<QString> packages(watch.packages.begin(), watch.packages.end());
     QStringList skipped;
+    QStringList declinedMedia;
     for (const QString &path : paths.files) {
-        if (!passedOn.contains(path) && !packages.contains(path) && path != watch.projectToOpen
-            && !Settings::isProjectFilePath(path))
+        if (passedOn.contains(path) || packages.contains(path) || path == watch.projectToOpen
+            || Settings::isProjectFilePath(path))
+            continue;
+        // A declined request passes nothing on: what it would have opened was declined, not
+        // left out for not being media.
+        if (declined && FileUtil::supportedFileExtensions().contains(FS::extensionL(path)))
+            declinedMedia << path;
+        else
             skipped << path;
     }
 
     int openedCount = 0;
     int failedCount = 0;
     bool cancelled = false;
+    QJsonArray placed, failed, collection;
     for (const FileAnalyzer::ObjectPtr &object : watch.objects) {
         cancelled = cancelled || object->status() == FileAnalyzer::Object::Status::Cancelled;
         openedCount += static_cast<int>(object->opened().size());
         failedCount += static_cast<int>(object->failed().size());
-        if (track >= 0 && !object->opened().empty())
-            printPlaced(context, project.timeline(), track, object->opened());
+        if (track >= 0 && !object->opened().empty()) {
+            for (const QJsonValue &clip :
+                 printPlaced(report, project.timeline(), track, object->opened()))
+                placed.append(clip);
+        }
         if (to == QLatin1String("collection")) {
-            context.out << "In the collection: " << watch.collectionAdded << " new of "
-                        << watch.collectionOffered << " opened (" << project.userFiles().count()
-                        << " in all)\n";
+            report.out << "In the collection: " << watch.collectionAdded << " new of "
+                       << watch.collectionOffered << " opened (" << project.userFiles().count()
+                       << " in all)\n";
             QStringList lines;
-            for (const Media::FilePtr &file : object->opened())
+            for (const Media::FilePtr &file : object->opened()) {
                 lines << QStringLiteral("%1  (%2)").arg(name(file->path), describe(*file));
-            printLines(context, lines);
+                collection.append(file->path);
+            }
+            printLines(report, lines);
         }
         if (!object->failed().empty()) {
-            context.out << "Failed: " << object->failed().size() << '\n';
+            report.out << "Failed: " << object->failed().size() << '\n';
             QStringList lines;
-            for (const Media::FilePtr &file : object->failed())
+            for (const Media::FilePtr &file : object->failed()) {
                 lines << name(file->path) + QStringLiteral(": ") + Format::printable(file->error);
-            printLines(context, lines);
+                failed.append(QJsonObject { { QStringLiteral("path"), file->path },
+                                            { QStringLiteral("error"), file->error } });
+            }
+            printLines(report, lines);
         }
     }
-    if (to == QLatin1String("transition")) {
-        context.out << "The transition took " << transition.resources().size() << " media file"
-                    << (transition.resources().size() == 1 ? "" : "s") << '\n';
-        for (const Transition::Resource &r : transition.resources())
-            context.out << "  " << name(r.file->path) << "  (" << describe(*r.file) << ")\n";
+    json[QStringLiteral("placed")] = placed;
+    json[QStringLiteral("collection")] = collection;
+    json[QStringLiteral("failed")] = failed;
+    if (intoTransition) {
+        report.out << "The transition took " << transition->resources().size() << " media file"
+                   << (transition->resources().size() == 1 ? "" : "s") << '\n';
+        QJsonArray resources;
+        for (const Transition::Resource &r : transition->resources()) {
+            if (!r.file)
+                continue;
+            report.out << "  " << name(r.file->path) << "  (" << describe(*r.file) << ")\n";
+            resources.append(r.file->path);
+        }
+        json[QStringLiteral("transition")] = resources;
     }
     if (!watch.packages.isEmpty()) {
-        context.out << "Handed to the package installer: " << watch.packages.size() << '\n';
+        report.out << "Handed to the package installer: " << watch.packages.size() << '\n';
         QStringList lines;
         for (const QString &p : watch.packages)
             lines << name(p);
-        printLines(context, lines);
+        printLines(report, lines);
     }
+    json[QStringLiteral("packages")] = pathArray(watch.packages);
+    QJsonArray unread;
     if (!paths.unread.empty()) {
-        context.out << "Not read: " << paths.unread.size() << '\n';
+        report.out << "Not read: " << paths.unread.size() << '\n';
         QStringList lines;
-        for (const Unread &u : paths.unread)
+        for (const Unread &u : paths.unread) {
             lines << (u.path.isEmpty() ? QStringLiteral("\"\"") : Format::printable(u.path))
                     + QStringLiteral(": ") + u.reason;
-        printLines(context, lines);
+            unread.append(QJsonObject { { QStringLiteral("path"), u.path },
+                                        { QStringLiteral("reason"), u.reason } });
+        }
+        printLines(report, lines);
     }
+    json[QStringLiteral("unread")] = unread;
+    if (!declinedMedia.isEmpty()) {
+        report.out << "Declined: " << declinedMedia.size() << '\n';
+        QStringList lines;
+        for (const QString &p : declinedMedia)
+            lines << name(p);
+        printLines(report, lines);
+    }
+    json[QStringLiteral("declined")] = pathArray(declinedMedia);
     if (!skipped.isEmpty()) {
-        context.out << "Not media, left out: " << skipped.size() << '\n';
+        report.out << "Not media, left out: " << skipped.size() << '\n';
         QStringList lines;
         for (const QString &p : skipped)
             lines << name(p);
-        printLines(context, lines);
+        printLines(report, lines);
     }
+    json[QStringLiteral("leftOut")] = pathArray(skipped);
 
     int status = 0;
     if (!watch.projectToOpen.isEmpty()) {
-        if (!openProject(context, watch.projectToOpen, false))
+        if (!openProject(report, watch.projectToOpen, false))
             status = 1;
+        json[QStringLiteral("openedProject")] = watch.projectToOpen;
     }
-    if (result.result == FileAdder::AddedResult::Declined) {
-        context.out << "Result: declined, nothing was added.\n";
+    QString outcome;
+    if (declined) {
+        report.out << "Result: declined, nothing was added.\n";
+        outcome = QStringLiteral("declined");
         status = 1;
     } else if (cancelled) {
-        context.out << "Result: cancelled, nothing was placed.\n";
+        report.out << "Result: cancelled, nothing was placed.\n";
+        outcome = QStringLiteral("cancelled");
         status = 1;
     } else {
-        context.out << "Result: done. " << result.files.size() << " media file"
-                    << (result.files.size() == 1 ? "" : "s") << " passed on: " << openedCount
-                    << " opened, " << failedCount << " failed, in "
-                    << QString::number(seconds, 'f', 2) << " s ("
-                    << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
+        report.out << "Result: done. " << result.files.size() << " media file"
+                   << (result.files.size() == 1 ? "" : "s") << " passed on: " << openedCount
+                   << " opened, " << failedCount << " failed, in "
+                   << QString::number(seconds, 'f', 2) << " s ("
+                   << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
         if (!result.files.isEmpty())
-            context.out << "File storage: " << Settings::fileStoragePath() << '\n';
+            report.out << "File storage: " << Settings::fileStoragePath() << '\n';
+        outcome = QStringLiteral("done");
+        // Nothing opened, handed on or to be opened: the import did nothing a script could use.
+        if (openedCount == 0 && watch.packages.isEmpty() && watch.projectToOpen.isEmpty()) {
+            report.out << "Nothing was added.\n";
+            outcome = QStringLiteral("nothing-added");
+            status = 1;
+        }
     }
-    if (!projectPath.isEmpty() && !saveProject(context, projectPath))
-        status = 1;
+    json[QStringLiteral("result")] = outcome;
+    json[QStringLiteral("opened")] = openedCount;
+    bool saved = false;
+    if (!projectPath.isEmpty()) {
+        saved = saveProject(report, projectPath);
+        if (!saved)
+            status = 1;
+    } else if (openedCount > 0 && to != QLatin1String("collection")) {
+        // The shell's timeline lives for this run only.
+        report.out << "Nothing saved: without --project the result ends with this run.\n";
+    }
+    json[QStringLiteral("saved")] = saved;
+    if (context.json())
+        context.out << QJsonDocument(json).toJson(QJsonDocument::Compact) << '\n';
     return status;
 }
 
@@ -546,19 +584,39 @@ int run(Context &context)
 
 Command importCommand()
 {
-    return { "import",
-             "import FILE|FOLDER... [--project PROJECT] [--to timeline|collection|transition] "
-             "[--source N] "
-             "[--track N] [--at SECONDS] [--all]  add files as the editor's import does",
-             [](QCommandLineParser &parser) {
-                 parser.addOption(projectOption);
-                 parser.addOption(toOption);
-                 parser.addOption(sourceOption);
-                 parser.addOption(trackOption);
-                 parser.addOption(atOption);
-                 parser.addOption(allOption);
-             },
-             run };
+    return tabledCommand(
+        "import", QStringLiteral("FILE|FOLDER..."),
+        QStringLiteral("Add files as the editor's import does, and report what was placed, "
+                       "what failed and why."),
+        {
+            path(QStringLiteral("project"),
+                 QStringLiteral("Open PROJECT first (made when it does not exist) and save it "
+                                "afterwards; without it nothing is kept."),
+                 QStringLiteral("PROJECT")),
+            choice(QStringLiteral("to"), QStringLiteral("Where the files go."),
+                   { QStringLiteral("timeline"), QStringLiteral("collection"),
+                     QStringLiteral("transition") })
+                .withDefault(QStringLiteral("timeline")),
+            integer(QStringLiteral("source"),
+                    QStringLiteral("The add source reported with each file (0 import button, "
+                                   "8 import folders, ...); default 8 when a folder is given, "
+                                   "else 0."),
+                    0, 18),
+            integer(QStringLiteral("track"),
+                    QStringLiteral("Timeline track to place on; default the first video track."), 0,
+                    9999),
+            position(QStringLiteral("at"),
+                     QStringLiteral("Timeline position; default the end of the track.")),
+            integer(QStringLiteral("transition"),
+                    QStringLiteral("With --to transition and --project: the project's "
+                                   "transition that takes the files, as `project open` numbers "
+                                   "them."),
+                    0, 1'000'000),
+            flag(QStringLiteral("all"),
+                 QStringLiteral("List every file in the report, not the first ones of each "
+                                "list.")),
+        },
+        run);
 }
 
 } // namespace Shell

@@ -14,6 +14,7 @@
 #include "project/projectfile.h"
 #include "pubsub/subscriber.h"
 #include "timeline/effect.h"
+#include "util/format.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -21,6 +22,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
 #include <iterator>
 
 #include <glog/logging.h>
@@ -72,8 +74,9 @@ QString effectText(const Effect::Object &effect)
 {
     const std::string_view id = Effect::idText(effect.id());
     const QString kind = QString::fromLatin1(id.data(), static_cast<int>(id.size()));
-    QString text
-        = effect.name() == kind ? kind : QStringLiteral("%1 \"%2\"").arg(kind, effect.name());
+    QString text = effect.name() == kind
+        ? kind
+        : QStringLiteral("%1 \"%2\"").arg(kind, Format::printable(effect.name()));
     QStringList settings;
     const QJsonObject object = Project::effectToJson(effect);
     for (auto it = object.constBegin(); it != object.constEnd(); ++it) {
@@ -92,7 +95,7 @@ QString effectText(const Effect::Object &effect)
             value = QString::fromUtf8(
                 (v.isArray() ? QJsonDocument(v.toArray()) : QJsonDocument(v.toObject()))
                     .toJson(QJsonDocument::Compact));
-        settings << it.key() + QLatin1Char(' ') + value;
+        settings << it.key() + QLatin1Char(' ') + Format::printable(value);
     }
     if (!settings.isEmpty())
         text += QStringLiteral(" (") + settings.join(QStringLiteral(", ")) + QLatin1Char(')');
@@ -116,20 +119,21 @@ QString clipText(const Timeline::IClip &clip)
 {
     QString what;
     if (clip.file())
-        what = clip.file()->path
+        what = Format::printable(clip.file()->path)
             + (clip.file()->state == Media::File::State::Failed ? QStringLiteral(" (missing)")
                                                                 : QString());
     else if (clip.titleItem())
-        what = QStringLiteral("\"%1\"").arg(clip.titleItem()->text);
+        what = QStringLiteral("\"%1\"").arg(Format::printable(clip.titleItem()->text));
     else if (!clip.contentId().isEmpty())
-        what = clip.contentId();
+        what = Format::printable(clip.contentId());
     QString text = QStringLiteral("  clip %1  %2 +%3  %4  %5")
                        .arg(clip.id())
                        .arg(clip.position().toClockString(), clip.duration().toClockString(),
                             clipKindName(clip.kind()), what);
+    // Percent, as `clip --speed` takes it.
     if (clip.speed() != 1.0)
-        text += QStringLiteral("  speed %1%2")
-                    .arg(clip.speed())
+        text += QStringLiteral("  speed %1%%2")
+                    .arg(std::lround(clip.speed() * 100))
                     .arg(clip.isSpeedCompensated() ? QStringLiteral(" (pitch kept)") : QString());
     if (clip.isStabilized())
         text += QStringLiteral("  stabilized");
@@ -158,7 +162,7 @@ void printProject(QTextStream &out, const Project::Object &project, int lostFile
     const Timeline::Model &timeline = project.timeline();
     out << "Project " << project.id() << "  " << project.resolution().width() << 'x'
         << project.resolution().height() << (project.isPortable() ? "  portable" : "") << "  "
-        << project.path() << '\n';
+        << Format::printable(project.path()) << '\n';
     out << "Duration " << timeline.duration().toClockString() << '\n';
     for (int t = 0; t < timeline.trackCount(); ++t) {
         const Timeline::Track &track = timeline.track(t);
@@ -175,16 +179,42 @@ void printProject(QTextStream &out, const Project::Object &project, int lostFile
             return clip ? QStringLiteral("clip %1").arg(clip->id())
                         : QStringLiteral("the open end");
         };
-        out << "  " << QString::fromLatin1(id.data(), static_cast<int>(id.size())) << ' '
-            << transition.duration().toClockString() << "  from " << side(transition.leftClip())
-            << " to " << side(transition.rightClip())
+        out << "  [" << i << "] " << QString::fromLatin1(id.data(), static_cast<int>(id.size()))
+            << ' ' << transition.duration().toClockString() << "  from "
+            << side(transition.leftClip()) << " to " << side(transition.rightClip())
             << (transition.hasAudioResources() ? "  with sound" : "") << '\n';
     }
     out << "Collection: " << project.userFiles().count() << " files\n";
     for (const auto &file : project.userFiles().files())
-        out << "  " << file->path << '\n';
+        out << "  " << Format::printable(file->path) << '\n';
     if (lostFiles)
         out << "Missing media files: " << lostFiles << '\n';
+}
+
+QJsonObject clipJson(const Timeline::IClip &clip)
+{
+    QJsonObject o { { QStringLiteral("id"), static_cast<qint64>(clip.id()) },
+                    { QStringLiteral("kind"), clipKindName(clip.kind()) },
+                    { QStringLiteral("position"), clip.position().toSecF() },
+                    { QStringLiteral("duration"), clip.duration().toSecF() },
+                    { QStringLiteral("speed"), static_cast<int>(std::lround(clip.speed() * 100)) },
+                    { QStringLiteral("opacity"), clip.opacity() },
+                    { QStringLiteral("volume"), clip.volume() },
+                    { QStringLiteral("fadeIn"), clip.fadeIn().toSecF() },
+                    { QStringLiteral("fadeOut"), clip.fadeOut().toSecF() },
+                    { QStringLiteral("blend"),
+                      QString::fromLatin1(blendingName(clip.blendingMode())) } };
+    if (clip.file()) {
+        o[QStringLiteral("file")] = clip.file()->path;
+        o[QStringLiteral("missing")] = clip.file()->state == Media::File::State::Failed;
+    }
+    if (clip.titleItem())
+        o[QStringLiteral("title")] = clip.titleItem()->text;
+    QJsonArray effects;
+    for (const auto &effect : clip.effects())
+        effects.append(Project::effectToJson(*effect));
+    o[QStringLiteral("effects")] = effects;
+    return o;
 }
 
 void publishSaved(const Project::Object *project, bool success, MTime duration)
@@ -197,6 +227,55 @@ void publishSaved(const Project::Object *project, bool success, MTime duration)
 }
 
 } // namespace
+
+QJsonObject projectJson(const Project::Object &project, int lostFiles)
+{
+    const Timeline::Model &timeline = project.timeline();
+    QJsonArray tracks;
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        QJsonArray clips;
+        for (const auto &clip : timeline.track(t).clips())
+            clips.append(clipJson(*clip));
+        tracks.append(
+            QJsonObject { { QStringLiteral("index"), t },
+                          { QStringLiteral("type"), trackTypeName(timeline.track(t).type()) },
+                          { QStringLiteral("clips"), clips } });
+    }
+    QJsonArray transitions;
+    for (std::size_t i = 0; i < timeline.transitionCount(); ++i) {
+        const Transition::Object &transition = timeline.transition(i);
+        const std::string_view id = Transition::idText(transition.id());
+        auto side = [](const Timeline::IClip *clip) {
+            return clip ? QJsonValue(static_cast<qint64>(clip->id())) : QJsonValue();
+        };
+        QJsonArray resources;
+        for (const Transition::Resource &r : transition.resources()) {
+            if (r.file)
+                resources.append(r.file->path);
+        }
+        transitions.append(QJsonObject {
+            { QStringLiteral("index"), static_cast<qint64>(i) },
+            { QStringLiteral("name"), QString::fromLatin1(id.data(), static_cast<int>(id.size())) },
+            { QStringLiteral("duration"), transition.duration().toSecF() },
+            { QStringLiteral("left"), side(transition.leftClip()) },
+            { QStringLiteral("right"), side(transition.rightClip()) },
+            { QStringLiteral("sound"), transition.hasAudioResources() },
+            { QStringLiteral("resources"), resources } });
+    }
+    QJsonArray collection;
+    for (const auto &file : project.userFiles().files())
+        collection.append(file->path);
+    return { { QStringLiteral("id"), static_cast<qint64>(project.id()) },
+             { QStringLiteral("path"), project.path() },
+             { QStringLiteral("width"), project.resolution().width() },
+             { QStringLiteral("height"), project.resolution().height() },
+             { QStringLiteral("portable"), project.isPortable() },
+             { QStringLiteral("duration"), timeline.duration().toSecF() },
+             { QStringLiteral("tracks"), tracks },
+             { QStringLiteral("transitions"), transitions },
+             { QStringLiteral("collection"), collection },
+             { QStringLiteral("missingFiles"), lostFiles } };
+}
 
 bool openProject(Context &context, const QString &path, bool print)
 {
@@ -212,10 +291,14 @@ bool openProject(Context &context, const QString &path, bool print)
         opened.readDuration = elapsed(timer);
         context.app.setProject(std::move(result.project));
         opened.project = &context.app.project();
-        if (print)
+        if (print && context.json())
+            context.out << QJsonDocument(projectJson(context.app.project(), opened.lostFiles))
+                               .toJson(QJsonDocument::Compact)
+                        << '\n';
+        else if (print)
             printProject(context.out, context.app.project(), opened.lostFiles);
         else
-            context.out << "Opened project " << path << '\n';
+            context.out << "Opened project " << Format::printable(path) << '\n';
         PubSub::publish(opened);
         return true;
     } catch (const Project::FileError &e) {
@@ -226,7 +309,7 @@ bool openProject(Context &context, const QString &path, bool print)
             const TerminalLog::Told told;
             LOG(WARNING) << e.what();
         }
-        context.err << "editor-shell: " << e.what() << '\n';
+        context.failure(Format::printable(QString::fromStdString(e.what())));
         return false;
     }
 }
@@ -246,7 +329,7 @@ bool saveProject(Context &context, const QString &path, bool portable)
             const TerminalLog::Told told;
             LOG(ERROR) << e.what();
         }
-        context.err << "editor-shell: " << e.what() << '\n';
+        context.failure(Format::printable(QString::fromStdString(e.what())));
         return false;
     }
     publishSaved(&project, true, elapsed(timer));
@@ -254,7 +337,7 @@ bool saveProject(Context &context, const QString &path, bool portable)
         PubSub::publish(Statistics::PortableProjectSavedNotification(project.id()));
     // The saved project is handed to the file storage like every save of the editor.
     PubSub::publish(Project::SaveRequest(path));
-    context.out << "Saved project " << project.path() << '\n';
+    context.out << "Saved project " << Format::printable(project.path()) << '\n';
     return true;
 }
 

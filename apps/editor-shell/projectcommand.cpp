@@ -2,29 +2,24 @@
 // reports the editor sends ("PROJECT_OPENED", "PROJECT_SAVED").
 
 #include "Application/application.h"
+#include "editing.h"
 #include "projectactions.h"
 #include "shellcontext.h"
 
 #include "project/project.h"
+#include "util/format.h"
 #include "util/settingspaths.h"
 
 namespace Shell {
 
 namespace {
 
-const QCommandLineOption asOption(QStringLiteral("as"),
-                                  QStringLiteral("Save under FILE instead."),
-                                  QStringLiteral("FILE"));
-const QCommandLineOption
-    portableOption(QStringLiteral("portable"),
-                   QStringLiteral("Save with media paths relative to the project file."));
-
 bool checkProjectPath(Context &context, const QString &path)
 {
     if (Settings::isProjectFilePath(path))
         return true;
-    context.err << "editor-shell: " << path << " does not end in ."
-                << Settings::projectFileExtension() << '\n';
+    context.usageError(QStringLiteral("%1 does not end in .%2")
+                           .arg(Format::printable(path), Settings::projectFileExtension()));
     return false;
 }
 
@@ -35,42 +30,54 @@ int run(Context &context)
     if (args.size() != 2
         || (verb != QLatin1String("new") && verb != QLatin1String("open")
             && verb != QLatin1String("save"))) {
-        context.err << "Usage: editor-shell project new|open|save FILE [--as OTHER] [--portable]\n";
-        return 2;
+        return context.usageError(QStringLiteral("project takes new, open or save and one FILE"));
     }
     const QString file = args.at(1);
-    const bool portable = context.parser.isSet(portableOption);
+    const bool portable = context.options.isSet(QStringLiteral("portable"));
+    if (context.options.isSet(QStringLiteral("as")) && verb != QLatin1String("save"))
+        return context.usageError(QStringLiteral("--as goes with project save"));
+    if (verb == QLatin1String("open"))
+        return openProject(context, file, true) ? 0 : 1;
 
+    // With --json the lines for people go to the error stream; the output says what was saved.
+    Context quiet { context.app, context.parser, context.arguments, context.answer,
+                    context.err, context.err,    context.options };
+    Context &report = context.json() ? quiet : context;
+    auto save = [&](const QString &target) {
+        if (!saveProject(report, target, portable))
+            return 1;
+        printResult(context, { { QStringLiteral("saved"), target } }, {});
+        return 0;
+    };
     if (verb == QLatin1String("new")) {
         if (!checkProjectPath(context, file))
             return 2;
         context.app.setProject(Project::Object::createNew());
-        return saveProject(context, file, portable) ? 0 : 1;
+        return save(file);
     }
-    if (verb == QLatin1String("open"))
-        return openProject(context, file, true) ? 0 : 1;
 
-    const QString target = context.parser.isSet(asOption) ? context.parser.value(asOption) : file;
+    const QString target = context.options.isSet(QStringLiteral("as"))
+        ? context.options.text(QStringLiteral("as"))
+        : file;
     if (!checkProjectPath(context, target))
         return 2;
-    if (!openProject(context, file, false))
+    if (!openProject(report, file, false))
         return 1;
-    return saveProject(context, target, portable) ? 0 : 1;
+    return save(target);
 }
 
 } // namespace
 
 Command projectCommand()
 {
-    return {
-        "project",
-        "project new|open|save FILE [--as OTHER] [--portable]  make, show or save a project file",
-        [](QCommandLineParser &parser) {
-            parser.addOption(asOption);
-            parser.addOption(portableOption);
-        },
-        run
-    };
+    return tabledCommand(
+        "project", QStringLiteral("new|open|save FILE"),
+        QStringLiteral("Make, show or save a project file, as the File menu does."),
+        { path(QStringLiteral("as"), QStringLiteral("With save: save under OTHER instead."),
+               QStringLiteral("OTHER")),
+          flag(QStringLiteral("portable"),
+               QStringLiteral("Save with media paths relative to the project file.")) },
+        run);
 }
 
 } // namespace Shell
