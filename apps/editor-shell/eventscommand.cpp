@@ -24,15 +24,6 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption jsonOption(QStringLiteral("json"),
-                                    QStringLiteral("One JSON object per line."));
-const QCommandLineOption
-    followOption(QStringLiteral("follow"),
-                 QStringLiteral("Keep printing new events until interrupted."));
-const QCommandLineOption limitOption(QStringLiteral("limit"),
-                                     QStringLiteral("Only the newest N events."),
-                                     QStringLiteral("N"));
-
 QString paramsText(const std::map<std::string, std::string> &params)
 {
     QStringList parts;
@@ -77,22 +68,16 @@ int runEvents(Context &c)
         return 1;
     // This run's own start events are part of the record.
     store.flush();
-    const bool json = c.parser.isSet(jsonOption);
-    std::size_t limit = std::numeric_limits<std::size_t>::max();
-    if (c.parser.isSet(limitOption)) {
-        bool ok = false;
-        limit = c.parser.value(limitOption).toULongLong(&ok);
-        if (!ok) {
-            c.err << "events: --limit takes a whole number\n";
-            return 2;
-        }
-    }
+    const bool json = c.json();
+    const std::size_t limit = c.options.isSet(QStringLiteral("limit"))
+        ? static_cast<std::size_t>(c.options.integer(QStringLiteral("limit")))
+        : std::numeric_limits<std::size_t>::max();
     const auto stored = store.events();
     qint64 after = stored.empty() ? 0 : stored.back().id;
     for (std::size_t i = stored.size() > limit ? stored.size() - limit : 0; i < stored.size(); ++i)
         printEvent(c.out, stored[i], json);
     c.out.flush();
-    if (!c.parser.isSet(followOption))
+    if (!c.options.isSet(QStringLiteral("follow")))
         return 0;
 
     // Another editor may set a damaged store aside and start a new one, whose ids begin again:
@@ -122,17 +107,16 @@ int runEvents(Context &c)
         }
         c.out.flush();
     }
-    return 0;
+    // Interrupted, as every command that Ctrl+C or SIGTERM ends.
+    return 128 + ExitSignals::receivedSignal();
 }
 
 int runStatistics(Context &c)
 {
     Vantel::Tracking::EventStore &store = *c.app.eventStore();
     if (c.arguments.size() != 1
-        || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off"))) {
-        c.err << "usage: editor-shell statistics on|off\n";
-        return 2;
-    }
+        || (c.arguments[0] != QLatin1String("on") && c.arguments[0] != QLatin1String("off")))
+        return c.usageError(QStringLiteral("statistics takes on or off"));
     const bool on = c.arguments[0] == QLatin1String("on");
     if (storeMissing(store))
         return 1;
@@ -167,26 +151,29 @@ int runStatus(Context &c)
 
 Command eventsCommand()
 {
-    return { "events",
-             "events [--json] [--follow] [--limit N]   the usage events stored on this machine",
-             [](QCommandLineParser &p) {
-                 p.addOption(jsonOption);
-                 p.addOption(followOption);
-                 p.addOption(limitOption);
-             },
-             runEvents };
+    return tabledCommand(
+        "events", QString(),
+        QStringLiteral("The usage events stored on this machine, newest last."),
+        { flag(QStringLiteral("follow"),
+               QStringLiteral("Keep printing new events until interrupted (exit 128 + the "
+                              "signal's number).")),
+          integer(QStringLiteral("limit"), QStringLiteral("Only the newest N events."), 0,
+                  std::numeric_limits<int>::max()) },
+        runEvents);
 }
 
 Command statisticsCommand()
 {
-    return { "statistics", "statistics on|off   turn usage statistics on or off", nullptr,
-             runStatistics };
+    return tabledCommand("statistics", QStringLiteral("on|off"),
+                         QStringLiteral("Turn usage statistics on or off."), {}, runStatistics,
+                         false);
 }
 
 Command statusCommand()
 {
-    return { "status", "status   the data folder, the session and the event store", nullptr,
-             runStatus };
+    return tabledCommand("status", QString(),
+                         QStringLiteral("The data folder, the session and the event store."), {},
+                         runStatus);
 }
 
 } // namespace Shell

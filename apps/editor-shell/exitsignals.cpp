@@ -80,6 +80,11 @@ bool ExitSignals::exitRequested()
     return g_signal.load() != 0;
 }
 
+int ExitSignals::receivedSignal()
+{
+    return g_signal.load();
+}
+
 void ExitSignals::watch()
 {
     unsigned char byte = 0;

@@ -26,6 +26,8 @@ public:
 
     // Whether one of the two signals arrived.
     static bool exitRequested();
+    // The signal that arrived (SIGINT or SIGTERM), 0 before one did.
+    static int receivedSignal();
 
 private:
     void watch();
