@@ -19,13 +19,6 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption
-    partialOption(QStringLiteral("partial"),
-                  QStringLiteral("Export only from FROM to TO seconds (TO follows the project)."),
-                  QStringLiteral("FROM"));
-const QCommandLineOption magnetOption(QStringLiteral("magnet"),
-                                      QStringLiteral("The timeline's magnet is on."));
-
 // Keeps the census as the tracker sent it, fillers included.
 class CensusCatcher : public Vantel::Tracking::IEventSink {
 public:
@@ -39,24 +32,12 @@ public:
 
 int run(Context &context)
 {
-    const QStringList &args = context.arguments;
-    const bool partial = context.parser.isSet(partialOption);
-    if (args.size() != (partial ? 2 : 1)) {
-        context.err << "Usage: editor-shell census PROJECT [--partial FROM TO] [--magnet] "
-                       "[--json]\n";
-        return 2;
-    }
+    if (context.arguments.size() != 1)
+        return context.usageError(QStringLiteral("census takes one PROJECT"));
     Export::ExportRange range;
-    if (partial) {
-        bool fromOk = false;
-        bool toOk = false;
-        const double from = context.parser.value(partialOption).toDouble(&fromOk);
-        const double to = args.at(1).toDouble(&toOk);
-        if (!fromOk || !toOk || !(from >= 0) || !(to > from) || to > 1e9) {
-            context.err << "editor-shell: --partial needs FROM and TO seconds with FROM < TO\n";
-            return 2;
-        }
-        range = Export::ExportRange::partial(MTime::fromSec(from), MTime::fromSec(to));
+    if (context.options.isSet(QStringLiteral("partial"))) {
+        const TimeRange partial = context.options.range(QStringLiteral("partial"));
+        range = Export::ExportRange::partial(partial.from, partial.to);
     }
     if (!openForEditing(context))
         return 1;
@@ -64,7 +45,7 @@ int run(Context &context)
     auto catcher = std::make_shared<CensusCatcher>();
     context.app.tracker().addSink(catcher);
     Statistics::statistics()->exportStatistics()->exportClicked(
-        &context.app.project().timeline(), range, context.parser.isSet(magnetOption));
+        &context.app.project().timeline(), range, context.options.isSet(QStringLiteral("magnet")));
     context.app.tracker().removeSink(catcher);
 
     QJsonObject params;
@@ -86,14 +67,13 @@ int run(Context &context)
 
 Command censusCommand()
 {
-    return { "census",
-             "census PROJECT [--partial FROM TO] [--magnet] [--json]  the export click's census",
-             [](QCommandLineParser &parser) {
-                 parser.addOption(partialOption);
-                 parser.addOption(magnetOption);
-                 parser.addOption(jsonOutputOption);
-             },
-             run };
+    return tabledCommand(
+        "census", QStringLiteral("PROJECT"),
+        QStringLiteral("What the export button does first: sends \"EXPORT_CLICKED\" with the "
+                       "project's census, and prints it."),
+        { range(QStringLiteral("partial"), QStringLiteral("The census of a part export.")),
+          flag(QStringLiteral("magnet"), QStringLiteral("The timeline's magnet is on.")) },
+        run);
 }
 
 } // namespace Shell

@@ -44,13 +44,10 @@ namespace {
 using namespace EditorCollection;
 using Statistics::ItemInstallResult;
 
-const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print JSON."));
-const QCommandLineOption localeOption(QStringLiteral("locale"),
-                                      QStringLiteral("Titles in LOCALE (default en_US)."),
-                                      QStringLiteral("LOCALE"));
-const QCommandLineOption inOption(QStringLiteral("in"),
-                                  QStringLiteral("Only the collection named COLLECTION."),
-                                  QStringLiteral("COLLECTION"));
+// The options by name; the command's table declares them.
+const QString jsonOption = QStringLiteral("json");
+const QString localeOption = QStringLiteral("locale");
+const QString inOption = QStringLiteral("in");
 
 struct Download {
     QString url;
@@ -522,12 +519,10 @@ int run(Context &context)
                                          QStringLiteral("filter"),
                                          QStringLiteral("delete"),
                                          QStringLiteral("favorite") };
-    if (!actions.contains(action)) {
-        context.err << "editor-shell: collection takes install, search, filter, delete or "
-                       "favorite, not \""
-                    << Format::printable(action) << "\"\n";
-        return 2;
-    }
+    if (!actions.contains(action))
+        return context.usageError(QStringLiteral("collection takes install, search, filter, "
+                                                 "delete or favorite, not \"%1\"")
+                                      .arg(Format::printable(action)));
     if (!context.app.catalogue()) {
         context.err << "editor-shell: the content collection is not set up\n";
         return 1;
@@ -569,15 +564,19 @@ int run(Context &context)
 
 Command collectionCommand()
 {
-    return { "collection",
-             "collection [install UNIQUE_ID...|search TEXT|filter free|paid|all|delete "
-             "UNIQUE_ID|favorite UNIQUE_ID] [--in COLLECTION] [--locale L] [--json]",
-             [](QCommandLineParser &parser) {
-                 parser.addOption(jsonOption);
-                 parser.addOption(localeOption);
-                 parser.addOption(inOption);
-             },
-             run, true };
+    Command command = tabledCommand(
+        "collection",
+        QStringLiteral("[install UNIQUE_ID...|search TEXT|filter free|paid|all|delete "
+                       "UNIQUE_ID|favorite UNIQUE_ID]"),
+        QStringLiteral("The content collection as the editor fills it at start; install, "
+                       "search, filter, delete or mark its items."),
+        { text(localeOption, QStringLiteral("Titles in this locale."), QStringLiteral("LOCALE"))
+              .withDefault(QStringLiteral("en_US")),
+          text(inOption, QStringLiteral("Only the collection of this name."),
+               QStringLiteral("COLLECTION")) },
+        run);
+    command.collection = true;
+    return command;
 }
 
 } // namespace Shell

@@ -9,6 +9,7 @@
 #include "WebConfig/settings.h"
 
 #include "util/customization.h"
+#include "util/format.h"
 #include "webconfig/iconfigcontroller.h"
 #include "webconfig/webconfigfactory.h"
 
@@ -27,13 +28,6 @@ namespace Shell {
 namespace {
 
 using namespace Vantel::App::WebConfig;
-
-const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Print JSON."));
-const QCommandLineOption
-    waitOption(QStringLiteral("wait"),
-               QStringLiteral("Wait at most SECONDS for the fetch in flight (default 5)."),
-               QStringLiteral("SECONDS"),
-               QStringLiteral("5"));
 
 std::atomic<bool> interrupted { false };
 
@@ -116,17 +110,10 @@ std::vector<Row> rows(IConfigController *controller)
 
 int runConfig(Context &context)
 {
-    bool ok = false;
-    const double seconds = context.parser.value(waitOption).toDouble(&ok);
-    if (!ok || seconds < 0) {
-        context.err << "editor-shell: --wait takes a number of seconds\n";
-        return 2;
-    }
+    const double seconds = context.options.number(QStringLiteral("wait"));
     const auto controller = activeController();
-    if (!controller) {
-        context.err << "editor-shell: the web configuration is not set up\n";
-        return 1;
-    }
+    if (!controller)
+        return context.failure(QStringLiteral("the web configuration is not set up"));
     interrupted = false;
     const auto previous = std::signal(SIGINT, onInterrupt);
     const QDeadlineTimer limit(static_cast<qint64>(seconds * 1000));
@@ -138,7 +125,7 @@ int runConfig(Context &context)
     const QString result = fetch.inFlight ? QStringLiteral("none") : resultText(fetch.result);
     const QString error = fetch.inFlight ? QStringLiteral("still in flight") : fetch.error;
     const std::vector<Row> settings = rows(controller.get());
-    if (context.parser.isSet(jsonOption)) {
+    if (context.json()) {
         QJsonArray list;
         for (const Row &row : settings)
             list.append(QJsonObject { { QStringLiteral("section"), row.section },
@@ -158,15 +145,15 @@ int runConfig(Context &context)
         return 0;
     }
     for (const Row &row : settings)
-        context.out << row.section << '.' << row.key << " = " << row.text << "  (" << row.source
-                    << ")\n";
+        context.out << row.section << '.' << Format::printable(row.key) << " = "
+                    << Format::printable(row.text) << "  (" << row.source << ")\n";
     context.out << "fetch: " << result;
     if (!fetch.url.isEmpty())
-        context.out << " from " << fetch.url.toDisplayString();
+        context.out << " from " << Format::printable(fetch.url.toDisplayString());
     if (fetch.finishedAt.isValid())
         context.out << " at " << fetch.finishedAt.toString(Qt::ISODate);
     if (!error.isEmpty())
-        context.out << ": " << error;
+        context.out << ": " << Format::printable(error);
     context.out << '\n';
     return 0;
 }
@@ -174,7 +161,7 @@ int runConfig(Context &context)
 int runLinks(Context &context)
 {
     const QString config = Customization::productConfigPath();
-    const bool json = context.parser.isSet(jsonOption);
+    const bool json = context.json();
     const QHash<QString, QUrl> links = Customization::configuredLinks();
     QJsonArray list;
     for (const auto &[key, name] : Vantel::urlKeyTable()) {
@@ -186,15 +173,16 @@ int runLinks(Context &context)
             row.insert(QStringLiteral("from"), url.isEmpty() ? QJsonValue() : QJsonValue(config));
             list.append(row);
         } else if (!url.isEmpty()) {
-            context.out << static_cast<int>(key) << ' ' << name << " = " << url.toDisplayString()
-                        << '\n';
+            context.out << static_cast<int>(key) << ' ' << name << " = "
+                        << Format::printable(url.toDisplayString()) << '\n';
         }
     }
     if (json) {
         context.out << QJsonDocument(list).toJson(QJsonDocument::Compact) << '\n';
         return 0;
     }
-    context.out << "(from " << config << "; keys without an address are not listed)\n";
+    context.out << "(from " << Format::printable(config)
+                << "; keys without an address are not listed)\n";
     return 0;
 }
 
@@ -202,18 +190,24 @@ int runLinks(Context &context)
 
 Command configCommand()
 {
-    return { "config", "config [--json] [--wait SECONDS]",
-             [](QCommandLineParser &parser) {
-                 parser.addOption(jsonOption);
-                 parser.addOption(waitOption);
-             },
-             runConfig };
+    return tabledCommand(
+        "config", QString(),
+        QStringLiteral("The remote settings with their values and where each came from, and "
+                       "the fetch's outcome."),
+        { seconds(QStringLiteral("wait"),
+                  QStringLiteral("Wait at most this long for the fetch in flight (Ctrl+C stops "
+                                 "waiting)."),
+                  0, 3600)
+              .withDefault(QStringLiteral("5")) },
+        runConfig);
 }
 
 Command linksCommand()
 {
-    return { "links", "links [--json]",
-             [](QCommandLineParser &parser) { parser.addOption(jsonOption); }, runLinks };
+    return tabledCommand("links", QString(),
+                         QStringLiteral("The link keys that have an address, and the product "
+                                        "configuration they came from."),
+                         {}, runLinks);
 }
 
 } // namespace Shell

@@ -5,18 +5,11 @@
 
 #include "project/project.h"
 #include "timeline/timeline.h"
+#include "util/format.h"
 
 #include <QJsonDocument>
 
-#include <cmath>
-
 namespace Shell {
-
-const QCommandLineOption jsonOutputOption(QStringLiteral("json"),
-                                          QStringLiteral("Print the result as one JSON object."));
-const QCommandLineOption clipsOption(QStringLiteral("clips"),
-                                     QStringLiteral("The clips to change, by id: N,M,..."),
-                                     QStringLiteral("IDS"));
 
 std::vector<Timeline::Clip *>
 selectedClips(Context &context, Timeline::Model &timeline, const QString &list)
@@ -28,14 +21,15 @@ selectedClips(Context &context, Timeline::Model &timeline, const QString &list)
         const qulonglong id = part.trimmed().toULongLong(&ok);
         Timeline::Clip *clip = ok ? timeline.findClip(id) : nullptr;
         if (!clip) {
-            context.err << "editor-shell: no clip \"" << part << "\" on the timeline\n";
+            context.usageError(
+                QStringLiteral("no clip \"%1\" on the timeline").arg(Format::printable(part)));
             return {};
         }
         if (seen.insert(id).second)
             clips.push_back(clip);
     }
     if (clips.empty())
-        context.err << "editor-shell: --clips names no clip\n";
+        context.usageError(QStringLiteral("--clips names no clip"));
     return clips;
 }
 
@@ -43,15 +37,15 @@ namespace {
 
 Context quietContext(Context &context)
 {
-    return { context.app,    context.parser, context.arguments,
-             context.answer, context.err,    context.err };
+    return { context.app, context.parser, context.arguments, context.answer,
+             context.err, context.err,    context.options };
 }
 
 } // namespace
 
 bool openForEditing(Context &context)
 {
-    if (!context.parser.isSet(jsonOutputOption))
+    if (!context.json())
         return openProject(context, context.arguments.value(0), false);
     Context quiet = quietContext(context);
     return openProject(quiet, context.arguments.value(0), false);
@@ -59,7 +53,7 @@ bool openForEditing(Context &context)
 
 bool saveForEditing(Context &context)
 {
-    if (!context.parser.isSet(jsonOutputOption))
+    if (!context.json())
         return saveProject(context, context.arguments.value(0));
     Context quiet = quietContext(context);
     return saveProject(quiet, context.arguments.value(0));
@@ -67,22 +61,10 @@ bool saveForEditing(Context &context)
 
 void printResult(Context &context, const QJsonObject &json, const QString &text)
 {
-    if (context.parser.isSet(jsonOutputOption))
+    if (context.json())
         context.out << QJsonDocument(json).toJson(QJsonDocument::Compact) << '\n';
     else
         context.out << text;
-}
-
-bool secondsOption(Context &context, const QCommandLineOption &option, double *seconds)
-{
-    bool ok = false;
-    const QString text = context.parser.value(option);
-    *seconds = text.toDouble(&ok);
-    if (ok && std::isfinite(*seconds) && *seconds >= 0 && *seconds < 86400)
-        return true;
-    context.err << "editor-shell: --" << option.names().first() << " \"" << text
-                << "\" is not a number of seconds from 0 to 86400\n";
-    return false;
 }
 
 } // namespace Shell

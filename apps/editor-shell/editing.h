@@ -17,9 +17,6 @@ class Model;
 // printing their result for people or, with --json, as one JSON object.
 namespace Shell {
 
-extern const QCommandLineOption jsonOutputOption;
-extern const QCommandLineOption clipsOption;
-
 // The clips named by a "N,M,..." list, in the list's order, each once. Empty, with a message on
 // the error stream, when the list is bad or names a clip the timeline does not have.
 std::vector<Timeline::Clip *>
@@ -34,9 +31,5 @@ bool saveForEditing(Context &context);
 
 // The result: one JSON object on a line with --json, else the lines of `text`.
 void printResult(Context &context, const QJsonObject &json, const QString &text);
-
-// A number of seconds from an option; false, with a message, when it is not a number from 0 to
-// a day.
-bool secondsOption(Context &context, const QCommandLineOption &option, double *seconds);
 
 } // namespace Shell

@@ -3,6 +3,7 @@
 
 #include "editing.h"
 #include "exitsignals.h"
+#include "terminallog.h"
 
 #include "Application/application.h"
 #include "Statistics/exportstatistics.h"
@@ -30,16 +31,6 @@ namespace Shell {
 namespace {
 
 const QLatin1String defaultPreset("mp4_h264_1080p");
-
-const QCommandLineOption presetOption(QStringLiteral("preset"),
-                                      QStringLiteral("The export preset (see --list-presets)."),
-                                      QStringLiteral("NAME"));
-const QCommandLineOption
-    rangeOption(QStringLiteral("range"),
-                QStringLiteral("Export only from FROM to TO seconds (TO follows OUT)."),
-                QStringLiteral("FROM"));
-const QCommandLineOption listOption(QStringLiteral("list-presets"),
-                                    QStringLiteral("List the export presets."));
 
 QString rateText(const boost::rational<std::int64_t> &rate)
 {
@@ -130,34 +121,22 @@ QString clock(double seconds)
 
 int run(Context &context)
 {
-    if (context.parser.isSet(listOption))
+    if (context.options.isSet(QStringLiteral("list-presets")))
         return listPresets(context);
     const QStringList &args = context.arguments;
-    const bool partial = context.parser.isSet(rangeOption);
-    if (args.size() != (partial ? 3 : 2)) {
-        context.err << "Usage: editor-shell export PROJECT OUT [--preset NAME] [--range FROM TO] "
-                       "[--list-presets] [--json]\n";
-        return 2;
-    }
-    const QString presetId
-        = context.parser.isSet(presetOption) ? context.parser.value(presetOption) : defaultPreset;
+    if (args.size() != 2)
+        return context.usageError(QStringLiteral("export takes a PROJECT and an OUT file"));
+    const QString presetId = context.options.text(QStringLiteral("preset"));
     const Export::ExportPreset *preset = Export::findPreset(presetId);
-    if (!preset) {
-        context.err << "editor-shell: there is no export preset \"" << Format::printable(presetId)
-                    << "\" (editor-shell export --list-presets lists them)\n";
-        return 2;
-    }
+    if (!preset)
+        return context.usageError(
+            QStringLiteral("there is no export preset \"%1\" (editor-shell export "
+                           "--list-presets lists them)")
+                .arg(Format::printable(presetId)));
     Export::ExportRange range;
-    if (partial) {
-        bool fromOk = false;
-        bool toOk = false;
-        const double from = context.parser.value(rangeOption).toDouble(&fromOk);
-        const double to = args.at(2).toDouble(&toOk);
-        if (!fromOk || !toOk || !(from >= 0) || !(to > from) || to > 1e9) {
-            context.err << "editor-shell: --range needs FROM and TO seconds with FROM < TO\n";
-            return 2;
-        }
-        range = Export::ExportRange::partial(MTime::fromSec(from), MTime::fromSec(to));
+    if (context.options.isSet(QStringLiteral("range"))) {
+        const TimeRange part = context.options.range(QStringLiteral("range"));
+        range = Export::ExportRange::partial(part.from, part.to);
     }
     const QString output = QFileInfo(args.at(1)).absoluteFilePath();
     if (!openForEditing(context))
@@ -191,12 +170,15 @@ int run(Context &context)
     Outcome outcome;
     bar = factory->create(QStringLiteral("Exporting %1").arg(QFileInfo(output).fileName()),
                           QStringLiteral("cancel"), 1000, &listener);
-    if (!engine.start(timeline, *preset, range, output)) {
-        context.err << "editor-shell: an export is already under way\n";
-        return 1;
+    {
+        // The engine logs what it leaves out and why it failed; the result below tells the user
+        // both in the shell's words, once.
+        const TerminalLog::Told told;
+        if (!engine.start(timeline, *preset, range, output))
+            return context.failure(QStringLiteral("an export is already under way"));
+        if (outcome.result.isEmpty())
+            outcome.loop.exec();
     }
-    if (outcome.result.isEmpty())
-        outcome.loop.exec();
     bar.reset();
     engine.setProgressHandler(nullptr);
 
@@ -211,7 +193,7 @@ int run(Context &context)
     QString text;
     if (!engine.leftOut().isEmpty())
         text += QStringLiteral("Left out (the engine cannot draw them): %1\n")
-                    .arg(engine.leftOut().join(QStringLiteral(", ")));
+                    .arg(Format::printable(engine.leftOut().join(QStringLiteral(", "))));
     int code = 0;
     if (outcome.result == QLatin1String("finished")) {
         const Media::File file = Media::probe(output);
@@ -247,8 +229,9 @@ int run(Context &context)
     } else {
         json.insert(QStringLiteral("reason"), outcome.error.reason);
         json.insert(QStringLiteral("error"), outcome.error.info);
-        context.err << "editor-shell: export failed: " << outcome.error.reason << ". "
-                    << outcome.error.info << '\n';
+        context.failure(QStringLiteral("export failed: %1. %2")
+                            .arg(Format::printable(outcome.error.reason),
+                                 Format::printable(outcome.error.info)));
         code = 1;
     }
     printResult(context, json, text);
@@ -259,16 +242,17 @@ int run(Context &context)
 
 Command exportCommand()
 {
-    return { "export",
-             "export PROJECT OUT [--preset NAME] [--range FROM TO] [--list-presets] [--json]  "
-             "renders the project to a video file",
-             [](QCommandLineParser &parser) {
-                 parser.addOption(presetOption);
-                 parser.addOption(rangeOption);
-                 parser.addOption(listOption);
-                 parser.addOption(jsonOutputOption);
-             },
-             run };
+    return tabledCommand(
+        "export", QStringLiteral("PROJECT OUT"),
+        QStringLiteral("Render the project to a video file, as the export button and dialog "
+                       "do; Ctrl+C cancels."),
+        { text(QStringLiteral("preset"), QStringLiteral("The export preset (see --list-presets)."),
+               QStringLiteral("NAME"))
+              .withDefault(defaultPreset),
+          range(QStringLiteral("range"), QStringLiteral("Export only this part.")),
+          flag(QStringLiteral("list-presets"),
+               QStringLiteral("List the export presets instead.")) },
+        run);
 }
 
 } // namespace Shell

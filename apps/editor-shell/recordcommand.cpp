@@ -15,6 +15,7 @@
 #include "dialogs/terminaldialogs.h"
 #include "playback/player.h"
 #include "playback/playerwidget.h"
+#include "util/format.h"
 #include "util/settingspaths.h"
 
 #include <QCoreApplication>
@@ -38,29 +39,6 @@
 namespace Shell {
 
 namespace {
-
-const QCommandLineOption secondsOption(QStringLiteral("seconds"),
-                                       QStringLiteral("Stop by itself after N seconds."),
-                                       QStringLiteral("N"));
-const QCommandLineOption countdownOption(QStringLiteral("countdown"),
-                                         QStringLiteral("Count S seconds down first (3)."),
-                                         QStringLiteral("S"));
-const QCommandLineOption deviceOption(QStringLiteral("device"),
-                                      QStringLiteral("Record from the input UID."),
-                                      QStringLiteral("UID"));
-const QCommandLineOption volumeOption(QStringLiteral("volume"),
-                                      QStringLiteral("Input volume, 0-100 percent."),
-                                      QStringLiteral("P"));
-const QCommandLineOption qualityOption(QStringLiteral("quality"),
-                                       QStringLiteral("Audio quality code 0-7 (5: 48 kHz stereo)."),
-                                       QStringLiteral("Q"));
-const QCommandLineOption windowOption(QStringLiteral("window"),
-                                      QStringLiteral("Show the player and the meter in a window."));
-const QCommandLineOption listOption(QStringLiteral("list-devices"),
-                                    QStringLiteral("List the input devices."));
-const QCommandLineOption recoverOption(QStringLiteral("recover"),
-                                       QStringLiteral("Save the interrupted take to OUT."));
-const QCommandLineOption jsonOption(QStringLiteral("json"), QStringLiteral("Answer in JSON."));
 
 int interruptPipe[2] = { -1, -1 };
 
@@ -115,7 +93,7 @@ int listDevices(Context &c)
 {
     auto &manager = AudIO::AudioDeviceManager::Instance();
     const std::string chosen = manager.DefaultInput().Uid();
-    const bool json = c.parser.isSet(jsonOption);
+    const bool json = c.json();
     for (const AudIO::AudioDeviceInfo &device : manager.GetInputs()) {
         const int volume = qRound(manager.GetInputMasterVolume(device.Uid()) * 100);
         const QString uid = QString::fromStdString(device.Uid());
@@ -140,19 +118,18 @@ int listDevices(Context &c)
 int recover(Context &c, const QString &out)
 {
     const QStringList takes = AudIO::interruptedTakes(Settings::recordingsPath());
-    if (takes.isEmpty()) {
-        c.err << "record: there is no interrupted take to recover\n";
-        return 1;
-    }
+    if (takes.isEmpty())
+        return c.failure(QStringLiteral("there is no interrupted take to recover"));
     const std::int64_t frames = AudIO::convertAudioFile(takes.first(), out);
     QFile::remove(takes.first());
-    if (c.parser.isSet(jsonOption)) {
+    if (c.json()) {
         printJson(c.out,
                   { { QStringLiteral("recovered"), takes.first() },
                     { QStringLiteral("path"), out },
                     { QStringLiteral("frames"), static_cast<qint64>(frames) } });
     } else {
-        c.out << "Saved the interrupted take to " << out << " (" << frames << " frames)\n";
+        c.out << "Saved the interrupted take to " << Format::printable(out) << " (" << frames
+              << " frames)\n";
     }
     return 0;
 }
@@ -197,38 +174,45 @@ struct Request {
     bool json = false;
 };
 
-// Checks the options; empty when they are good.
+// The request the options make; their ranges were checked by the option table.
 QString parse(Context &c, Request &r)
 {
     if (c.arguments.size() != 1)
         return QStringLiteral("record takes one output file");
+    const OptionValues &o = c.options;
     r.out = QFileInfo(c.arguments.first()).absoluteFilePath();
-    r.json = c.parser.isSet(jsonOption);
-    bool ok = true;
-    if (c.parser.isSet(secondsOption)) {
-        r.seconds = c.parser.value(secondsOption).toDouble(&ok);
-        if (!ok || !(r.seconds > 0) || r.seconds > 24 * 3600)
-            return QStringLiteral("--seconds takes a length above 0");
-    }
-    if (c.parser.isSet(countdownOption)) {
-        r.countdown = c.parser.value(countdownOption).toInt(&ok);
-        if (!ok || r.countdown < 0 || r.countdown > 60)
-            return QStringLiteral("--countdown takes whole seconds from 0 to 60");
-    }
-    if (c.parser.isSet(volumeOption)) {
-        r.volume = c.parser.value(volumeOption).toInt(&ok);
-        if (!ok || r.volume < 0 || r.volume > 100)
-            return QStringLiteral("--volume takes a percentage from 0 to 100");
-    }
-    if (c.parser.isSet(qualityOption)) {
-        r.quality = c.parser.value(qualityOption).toInt(&ok);
-        if (!ok || r.quality < 0)
-            return QStringLiteral("--quality takes a code from 0 to 7");
-    }
-    r.device = c.parser.isSet(deviceOption)
-        ? c.parser.value(deviceOption).toStdString()
+    r.json = c.json();
+    if (o.isSet(QStringLiteral("seconds")))
+        r.seconds = o.number(QStringLiteral("seconds"));
+    r.countdown = o.integer(QStringLiteral("countdown"));
+    if (o.isSet(QStringLiteral("volume")))
+        r.volume = o.integer(QStringLiteral("volume"));
+    r.quality = o.integer(QStringLiteral("quality"));
+    r.device = o.isSet(QStringLiteral("device"))
+        ? o.text(QStringLiteral("device")).toStdString()
         : AudIO::AudioDeviceManager::Instance().DefaultInput().Uid();
     return {};
+}
+
+// A recording that never got going still answers a script with the result's object.
+int notRecorded(Context &c, const Request &r, const QString &error, int status)
+{
+    c.err << errorPrefix << error << '\n';
+    if (r.json)
+        printJson(c.out,
+                  { { QStringLiteral("path"), QString() },
+                    { QStringLiteral("saved"), false },
+                    { QStringLiteral("error"), error },
+                    { QStringLiteral("device"), QString::fromStdString(r.device) },
+                    { QStringLiteral("frames"), 0 },
+                    { QStringLiteral("sampleRate"), 0 },
+                    { QStringLiteral("channels"), 0 },
+                    { QStringLiteral("seconds"), 0 },
+                    { QStringLiteral("lostFrames"), 0 },
+                    { QStringLiteral("overruns"), 0 },
+                    { QStringLiteral("deviceLost"), false },
+                    { QStringLiteral("firstSampleLatencyMs"), 0 } });
+    return status;
 }
 
 class Session final : public Capture::IAudioCaptureObserver {
@@ -261,7 +245,9 @@ public:
 
     void audioCaptureDeviceLost() override
     {
-        c.err << "\nrecord: the input device is gone; saving what was recorded until then\n";
+        c.err << '\n'
+              << errorPrefix
+              << "warning: the input device is gone; saving what was recorded until then\n";
         capture.stop(r.out);
     }
 
@@ -351,28 +337,23 @@ int report(Context &c, const Request &r, const Session &s)
 
 int record(Context &c)
 {
-    if (c.parser.isSet(listOption))
+    if (c.options.isSet(QStringLiteral("list-devices")))
         return listDevices(c);
-    if (c.parser.isSet(recoverOption)) {
-        if (c.arguments.size() != 1) {
-            c.err << "usage: editor-shell record --recover OUT\n";
-            return 2;
-        }
+    if (c.options.isSet(QStringLiteral("recover"))) {
+        if (c.arguments.size() != 1)
+            return c.usageError(QStringLiteral("record --recover takes one OUT"));
         return recover(c, QFileInfo(c.arguments.first()).absoluteFilePath());
     }
     Request r;
-    if (const QString problem = parse(c, r); !problem.isEmpty()) {
-        c.err << "record: " << problem << '\n';
-        return 2;
-    }
+    if (const QString problem = parse(c, r); !problem.isEmpty())
+        return c.usageError(problem);
     Capture::IAudioCapture *capture = Capture::audioCapture();
-    if (!capture) {
-        c.err << "record: voice-over capture is not available\n";
-        return 1;
-    }
+    if (!capture)
+        return notRecorded(c, r, QStringLiteral("voice-over capture is not available"), 1);
     const QStringList left = AudIO::interruptedTakes(Settings::recordingsPath());
     if (!left.isEmpty())
-        c.err << "record: an interrupted take exists (" << left.first()
+        c.err << errorPrefix << "warning: an interrupted take exists ("
+              << Format::printable(left.first())
               << "); save it with: editor-shell record --recover OUT\n";
 
     // The layer's messages (a missing device, a failed save) go to the terminal.
@@ -383,7 +364,7 @@ int record(Context &c)
     Session session(c, r, *capture);
 
     std::unique_ptr<QWidget> window;
-    if (c.parser.isSet(windowOption)) {
+    if (c.options.isSet(QStringLiteral("window"))) {
         window = std::make_unique<QWidget>();
         window->setWindowTitle(QStringLiteral("Voice-over: ") + QFileInfo(r.out).fileName());
         auto *layout = new QVBoxLayout(window.get());
@@ -397,9 +378,9 @@ int record(Context &c)
     }
 
     const auto device = AudIO::AudioDeviceManager::Instance().FindDeviceByUid(r.device);
-    c.err << "record: input " << QString::fromStdString(r.device);
+    c.err << "Input: " << Format::printable(QString::fromStdString(r.device));
     if (!device.IsNull())
-        c.err << " (" << QString::fromStdString(device.Name()) << ")";
+        c.err << " (" << Format::printable(QString::fromStdString(device.Name())) << ")";
     c.err << '\n';
     c.err.flush();
 
@@ -413,7 +394,9 @@ int record(Context &c)
     capture->start(Capture::Mode::Voice, r.countdown * 1000);
 
     int status = 1;
-    if (capture->state() != Capture::State::Idle) {
+    if (capture->state() == Capture::State::Idle)
+        status = notRecorded(c, r, QStringLiteral("the recording did not start"), 1);
+    else {
         Interrupts interrupts([&session] { session.interrupt(); });
         QEventLoop loop;
         session.loop = &loop;
@@ -423,8 +406,11 @@ int record(Context &c)
         if (session.done)
             status = report(c, r, session);
         else if (session.interrupted) {
-            c.err << "\nrecord: cancelled during the countdown; nothing was recorded\n";
-            status = 130;
+            c.err << '\n';
+            status = notRecorded(c, r,
+                                 QStringLiteral("cancelled during the countdown; nothing was "
+                                                "recorded"),
+                                 130);
         }
     }
     // What the take was made with is released on a later turn of the loop; give it that turn.
@@ -437,21 +423,36 @@ int record(Context &c)
 
 Command recordCommand()
 {
-    return { "record",
-             "record OUT [--seconds N] [--countdown S] [--device UID] [--volume P] [--quality Q] "
-             "[--window] [--json] | --list-devices [--json] | --recover OUT   voice-over capture",
-             [](QCommandLineParser &p) {
-                 p.addOption(secondsOption);
-                 p.addOption(countdownOption);
-                 p.addOption(deviceOption);
-                 p.addOption(volumeOption);
-                 p.addOption(qualityOption);
-                 p.addOption(windowOption);
-                 p.addOption(listOption);
-                 p.addOption(recoverOption);
-                 p.addOption(jsonOption);
-             },
-             record };
+    Command command = tabledCommand(
+        "record", QStringLiteral("OUT"),
+        QStringLiteral("Record a voice-over to OUT (WAV, or FLAC/Ogg Vorbis by the extension); "
+                       "Ctrl+C or --seconds stops and saves."),
+        {
+            seconds(QStringLiteral("seconds"), QStringLiteral("Stop by itself after this long."),
+                    0.001, 86400),
+            integer(QStringLiteral("countdown"),
+                    QStringLiteral("Count this many seconds down first."), 0, 60)
+                .withDefault(QStringLiteral("3")),
+            text(QStringLiteral("device"),
+                 QStringLiteral("Record from this input (uid from --list-devices, "
+                                "virtual:tone:HZ, virtual:file:PATH); default the system's "
+                                "default input, else virtual:tone:440."),
+                 QStringLiteral("UID")),
+            percent(QStringLiteral("volume"), QStringLiteral("Input volume."), 0, 100),
+            integer(QStringLiteral("quality"),
+                    QStringLiteral("Quality code: 0 8 kHz mono, 1 16 kHz mono, 2 22.05 kHz mono, "
+                                   "3 44.1 kHz mono, 4 48 kHz mono, 5 48 kHz stereo, 6 44.1 kHz "
+                                   "stereo, 7 96 kHz stereo."),
+                    0, 7)
+                .withDefault(QStringLiteral("5")),
+            flag(QStringLiteral("window"),
+                 QStringLiteral("Show the player and the meter in a window (needs a display).")),
+            flag(QStringLiteral("list-devices"), QStringLiteral("List the input devices instead.")),
+            flag(QStringLiteral("recover"),
+                 QStringLiteral("Save the newest interrupted take to OUT instead.")),
+        },
+        record);
+    return command;
 }
 
 } // namespace Shell
