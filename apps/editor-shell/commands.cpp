@@ -33,8 +33,7 @@ const std::vector<Command> &commands()
 
 Option jsonOption()
 {
-    return flag(QStringLiteral("json"),
-                QStringLiteral("Print the result as JSON (README: schemas)."));
+    return flag(QStringLiteral("json"), QStringLiteral("Print the result as JSON."));
 }
 
 const OptionTable &globalOptions()

@@ -326,7 +326,8 @@ ParsedLine parseLine(const OptionTable &table, const QStringList &arguments, boo
     bool optionsEnded = false;
     for (int i = 0; i < arguments.size() && line.error.isEmpty(); ++i) {
         const QString &argument = arguments[i];
-        if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument == QLatin1String("-")) {
+        if (optionsEnded || !argument.startsWith(QLatin1Char('-'))
+            || argument == QLatin1String("-")) {
             if (stopAtArgument) {
                 line.arguments = arguments.mid(i);
                 break;
@@ -374,9 +375,8 @@ ParsedLine parseLine(const OptionTable &table, const QStringList &arguments, boo
         }
         // A choice is kept as the table spells it, however it was typed.
         if (option->type == ValueType::Choice)
-            value = option->choices.at(option->choices.indexOf(
-                QRegularExpression(QRegularExpression::escape(value),
-                                   QRegularExpression::CaseInsensitiveOption)));
+            value = option->choices.at(option->choices.indexOf(QRegularExpression(
+                QRegularExpression::escape(value), QRegularExpression::CaseInsensitiveOption)));
         QStringList &values = line.options.given[name];
         if (!option->repeatable)
             values.clear();
@@ -406,7 +406,8 @@ QString synopsis(const CommandHelp &command)
             part += QLatin1Char(' ') + option.shownValueName();
         if (option.repeatable)
             part += QStringLiteral("...");
-        text += QLatin1Char(' ') + (option.required ? part : QLatin1Char('[') + part + QLatin1Char(']'));
+        text += QLatin1Char(' ')
+            + (option.required ? part : QLatin1Char('[') + part + QLatin1Char(']'));
     }
     return text;
 }

@@ -30,8 +30,7 @@ class OptionLine : public ::testing::TestWithParam<Line> { };
 TEST_P(OptionLine, parses_or_says_why_not_in_one_line)
 {
     const Line &row = GetParam();
-    const Shell::ParsedLine parsed
-        = Shell::parseLine(command(row.command).options, row.arguments);
+    const Shell::ParsedLine parsed = Shell::parseLine(command(row.command).options, row.arguments);
     if (row.error) {
         EXPECT_EQ(parsed.error.toStdString(), row.error);
         return;
@@ -66,17 +65,25 @@ INSTANTIATE_TEST_SUITE_P(
                { "p.edproj", "--at", "1:60" },
                "--at \"1:60\" is not a number of seconds from 0 to 100000000" },
         Line { "required_missing", "cut", { "p.edproj" }, "--at is required" },
-        Line { "unknown_option", "cut", { "p.edproj", "--at", "1", "--atx" },
+        Line { "unknown_option",
+               "cut",
+               { "p.edproj", "--at", "1", "--atx" },
                "unknown option --atx" },
         Line { "short_unknown", "cut", { "-x" }, "unknown option -x" },
         Line { "value_missing",
                "cut",
                { "p.edproj", "--at" },
                "--at needs a value: a number of seconds from 0 to 100000000" },
-        Line { "flag_with_value", "cut", { "p.edproj", "--at", "1", "--wide=yes" },
+        Line { "flag_with_value",
+               "cut",
+               { "p.edproj", "--at", "1", "--wide=yes" },
                "--wide takes no value" },
-        Line { "after_double_dash_an_argument", "cut", { "--at", "1", "--", "--wide" }, nullptr,
-               "at", 1 },
+        Line { "after_double_dash_an_argument",
+               "cut",
+               { "--at", "1", "--", "--wide" },
+               nullptr,
+               "at",
+               1 },
         Line { "last_value_wins", "cut", { "p", "--at", "1", "--at", "2" }, nullptr, "at", 2 },
         Line { "help_skips_required", "cut", { "--help" }, nullptr }),
     TestSupport::tableRowName);
