@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(
                        [](const QTemporaryDir &data) {
                            return std::make_pair(data.path(), QStringList { "no-such-command" });
                        },
-                       2, "Usage:" },
+                       2, "editor-shell: unknown command \"no-such-command\"\nTry" },
         RefusedStart {
             "events_out_to_a_pipe_nobody_reads",
             [](const QTemporaryDir &data) {
@@ -175,6 +175,45 @@ INSTANTIATE_TEST_SUITE_P(
             },
             1, "nobody reads" }),
     TestSupport::tableRowName);
+
+TEST_F(EditorShell, a_usage_error_is_one_line_and_a_hint_and_help_explains_every_option)
+{
+    const auto wrong = run({ "cut", "p.edproj", "--at", "1", "--atx" });
+    EXPECT_EQ(wrong.exitCode, 2);
+    EXPECT_EQ(wrong.err.toStdString(),
+              "editor-shell: unknown option --atx\nTry 'editor-shell help cut'.\n");
+    const auto help = run({ "help", "cut" });
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_EQ(run({ "cut", "--help" }).out, help.out);
+    EXPECT_THAT(help.out.toStdString(), testing::HasSubstr("--at SECONDS"));
+}
+
+TEST_F(EditorShell, prefs_refuse_unknown_keys_and_values_naming_the_valid_ones_and_show_one)
+{
+    const auto key = run({ "prefs", "foo", "bar" });
+    EXPECT_EQ(key.exitCode, 2);
+    EXPECT_THAT(key.err.toStdString(), testing::HasSubstr("autoUpdate, dontShowNewProjectDialog"));
+    const auto value = run({ "prefs", "language", "de_DE", "language", "klingon" });
+    EXPECT_EQ(value.exitCode, 2);
+    EXPECT_THAT(value.err.toStdString(), testing::HasSubstr("is not one of en_US"));
+    EXPECT_EQ(run({ "prefs", "language" }).out, "en_US\n") << "nothing was changed";
+    ASSERT_EQ(run({ "prefs", "language", "de_DE" }).exitCode, 0);
+    EXPECT_EQ(run({ "prefs", "language" }).out, "de_DE\n");
+}
+
+TEST_F(EditorShell, the_readme_holds_the_option_table_the_commands_declare)
+{
+    QFile readme(EDITOR_README);
+    ASSERT_TRUE(readme.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(readme.readAll());
+    const QString begin = "<!-- editor-shell help --markdown -->\n";
+    const int from = text.indexOf(begin) + begin.size();
+    const int to = text.indexOf("<!-- end -->", from);
+    ASSERT_GT(to, from) << "the README lost its generated option table";
+    EXPECT_EQ(text.mid(from, to - from).toStdString(),
+              run({ "help", "--markdown" }).out.toStdString())
+        << "run: build/apps/editor-shell/editor-shell help --markdown";
+}
 
 TEST_F(EditorShell, a_store_that_cannot_be_used_is_said_once_and_the_editor_works_on)
 {
