@@ -6,6 +6,7 @@
 
 #include "tracking/eventstore.h"
 #include "tracking/sessiontracker.h"
+#include "util/format.h"
 #include "util/settingspaths.h"
 
 #include <QDateTime>
@@ -28,7 +29,8 @@ QString paramsText(const std::map<std::string, std::string> &params)
 {
     QStringList parts;
     for (const auto &[key, value] : params)
-        parts << QString::fromStdString(key) + QLatin1Char('=') + QString::fromStdString(value);
+        parts << QString::fromStdString(key) + QLatin1Char('=')
+                + Format::printable(QString::fromStdString(value));
     return parts.join(QStringLiteral(", "));
 }
 

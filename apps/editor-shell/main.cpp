@@ -192,7 +192,7 @@ int main(int argc, char **argv)
         Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
                                                          : Settings::dataFolder());
     } catch (const std::exception &e) {
-        err << Shell::errorPrefix << e.what() << "\n";
+        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
         return 1;
     }
     FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
@@ -208,7 +208,7 @@ int main(int argc, char **argv)
         application = std::make_unique<App::Application>(std::move(options));
         application->startTracking();
     } catch (const std::exception &e) {
-        err << Shell::errorPrefix << e.what() << "\n";
+        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
         return 1;
     }
 
@@ -234,7 +234,7 @@ int main(int argc, char **argv)
     } catch (const std::exception &e) {
         const Shell::TerminalLog::Told told;
         LOG(ERROR) << name.toStdString() << " failed: " << e.what();
-        err << Shell::errorPrefix << e.what() << "\n";
+        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
     }
     // From here the application is taken apart: a signal now only waits for that to finish.
     exitSignals.setCleanUp([session = Vantel::Tracking::getSessionTrackerInstance()] {
