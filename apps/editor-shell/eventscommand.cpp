@@ -175,7 +175,7 @@ Command statusCommand()
 {
     return tabledCommand("status", QString(),
                          QStringLiteral("The data folder, the session and the event store."), {},
-                         runStatus);
+                         runStatus, false);
 }
 
 } // namespace Shell
