@@ -61,7 +61,7 @@ TEST_F(RecordCommand, records_the_tone_for_the_seconds_asked_and_reports_it_in_j
     EXPECT_LT(take.frames(), 16000 + 3200) << "stops within a meter refresh and a write";
     EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 16000,
                 3);
-    EXPECT_TRUE(r.err.contains("input virtual:tone:440"));
+    EXPECT_TRUE(r.err.contains("Input: virtual:tone:440"));
     const auto events = TestSupport::jsonLinesOf(out("events.jsonl"));
     const auto started = std::find_if(events.begin(), events.end(), [](const QJsonObject &e) {
         return e.value("event").toString() == "AUDIO_RECORD_STARTED";
