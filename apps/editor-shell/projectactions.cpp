@@ -106,10 +106,11 @@ QString effectText(const Effect::Object &effect)
 
 const char *blendingName(Timeline::BlendingMode mode)
 {
+    // As `clip --blend` takes them.
     static const char *const names[] = {
-        "overlay",     "lighten",    "color",      "color dodge", "linear dodge",
-        "source over", "screen",     "difference", "multiply",    "darken",
-        "color burn",  "hard light", "soft light", "exclusion",
+        "overlay",     "lighten",    "color",      "color_dodge", "linear_dodge",
+        "source_over", "screen",     "difference", "multiply",    "darken",
+        "color_burn",  "hard_light", "soft_light", "exclusion",
     };
     const auto index = static_cast<std::size_t>(mode);
     return index < std::size(names) ? names[index] : "?";
