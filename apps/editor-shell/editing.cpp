@@ -1,6 +1,7 @@
 #include "editing.h"
 
 #include "Application/application.h"
+#include "outputguard.h"
 #include "projectactions.h"
 
 #include "project/project.h"
@@ -50,6 +51,11 @@ Context quietContext(Context &context)
 } // namespace
 
 bool openForEditing(Context &context)
+{
+    return lockProject(context, context.arguments.value(0)) && openForReading(context);
+}
+
+bool openForReading(Context &context)
 {
     if (!context.parser.isSet(jsonOutputOption))
         return openProject(context, context.arguments.value(0), false);

@@ -2,6 +2,7 @@
 // reports the editor sends ("PROJECT_OPENED", "PROJECT_SAVED").
 
 #include "Application/application.h"
+#include "outputguard.h"
 #include "projectactions.h"
 #include "shellcontext.h"
 
@@ -44,6 +45,8 @@ int run(Context &context)
     if (verb == QLatin1String("new")) {
         if (!checkProjectPath(context, file))
             return 2;
+        if (!lockProject(context, file))
+            return 1;
         context.app.setProject(Project::Object::createNew());
         return saveProject(context, file, portable) ? 0 : 1;
     }
@@ -53,7 +56,7 @@ int run(Context &context)
     const QString target = context.parser.isSet(asOption) ? context.parser.value(asOption) : file;
     if (!checkProjectPath(context, target))
         return 2;
-    if (!openProject(context, file, false))
+    if (!lockProject(context, target) || !openProject(context, file, false))
         return 1;
     return saveProject(context, target, portable) ? 0 : 1;
 }

@@ -3,6 +3,7 @@
 // earlier run left behind.
 
 #include "levelmeter.h"
+#include "outputguard.h"
 #include "shellcontext.h"
 
 #include "Application/application.h"
@@ -111,6 +112,20 @@ void printJson(QTextStream &out, const QJsonObject &object)
     out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
 }
 
+// A run that saved nothing: the reason on the error stream (unless `told` already) and, for a
+// script, as the result.
+int failed(Context &c, int code, const QString &why, bool told = false)
+{
+    if (!told)
+        c.err << "record: " << why << '\n';
+    if (c.parser.isSet(jsonOption))
+        printJson(c.out,
+                  { { QStringLiteral("path"), QString() },
+                    { QStringLiteral("saved"), false },
+                    { QStringLiteral("error"), why } });
+    return code;
+}
+
 int listDevices(Context &c)
 {
     auto &manager = AudIO::AudioDeviceManager::Instance();
@@ -139,13 +154,23 @@ int listDevices(Context &c)
 
 int recover(Context &c, const QString &out)
 {
+    if (!AudIO::isAudioFileExtension(out))
+        return failed(c, 2,
+                      QStringLiteral("OUT must end in .%1")
+                          .arg(AudIO::audioFileExtensions().join(QStringLiteral(", ."))));
     const QStringList takes = AudIO::interruptedTakes(Settings::recordingsPath());
-    if (takes.isEmpty()) {
-        c.err << "record: there is no interrupted take to recover\n";
-        return 1;
+    if (takes.isEmpty())
+        return failed(c, 1, QStringLiteral("there is no interrupted take to recover"));
+    QString refused;
+    if (!checkOutput(c, out, QStringLiteral("record"), false, {}, &refused))
+        return failed(c, 1, refused, true);
+    std::int64_t frames = 0;
+    try {
+        frames = AudIO::recoverTake(takes.first(), out);
+    } catch (const std::exception &e) {
+        return failed(c, 1, QString::fromStdString(e.what()));
     }
-    const std::int64_t frames = AudIO::convertAudioFile(takes.first(), out);
-    QFile::remove(takes.first());
+    rememberOutput(out, QStringLiteral("record"));
     if (c.parser.isSet(jsonOption)) {
         printJson(c.out,
                   { { QStringLiteral("recovered"), takes.first() },
@@ -204,6 +229,9 @@ QString parse(Context &c, Request &r)
         return QStringLiteral("record takes one output file");
     r.out = QFileInfo(c.arguments.first()).absoluteFilePath();
     r.json = c.parser.isSet(jsonOption);
+    if (!AudIO::isAudioFileExtension(r.out))
+        return QStringLiteral("OUT must end in .%1: a take is saved in the format its name tells")
+            .arg(AudIO::audioFileExtensions().join(QStringLiteral(", .")));
     bool ok = true;
     if (c.parser.isSet(secondsOption)) {
         r.seconds = c.parser.value(secondsOption).toDouble(&ok);
@@ -247,6 +275,9 @@ public:
 
     void audioCaptureStateChanged() override
     {
+        // A take that never started (no device when the countdown ended) ends the run.
+        if (capture.state() == Capture::State::Idle && !done && loop)
+            loop->quit();
         if (capture.state() == Capture::State::CountingDown) {
             c.err << capture.countdownSeconds() << "... ";
             c.err.flush();
@@ -262,6 +293,13 @@ public:
     void audioCaptureDeviceLost() override
     {
         c.err << "\nrecord: the input device is gone; saving what was recorded until then\n";
+        capture.stop(r.out);
+    }
+
+    void audioCaptureWriteFailed(const QString &why) override
+    {
+        c.err << "\nrecord: the take cannot be written any more (" << why
+              << "); saving what was recorded until then\n";
         capture.stop(r.out);
     }
 
@@ -327,7 +365,8 @@ int report(Context &c, const Request &r, const Session &s)
         printJson(c.out,
                   { { QStringLiteral("path"), f.saved ? f.path : QString() },
                     { QStringLiteral("saved"), f.saved },
-                    { QStringLiteral("error"), f.error },
+                    { QStringLiteral("error"), f.error.isEmpty() ? f.writeError : f.error },
+                    { QStringLiteral("writeError"), f.writeError },
                     { QStringLiteral("device"), QString::fromStdString(r.device) },
                     { QStringLiteral("frames"), static_cast<qint64>(f.frames) },
                     { QStringLiteral("sampleRate"), f.sampleRate },
@@ -346,7 +385,12 @@ int report(Context &c, const Request &r, const Session &s)
             c.out << "Input lost: " << f.lostFrames << " frames in " << f.overruns
                   << " places, kept as silence so the take stays in time\n";
     }
-    return f.saved ? 0 : 1;
+    if (f.saved)
+        rememberOutput(f.path, QStringLiteral("record"));
+    if (!f.writeError.isEmpty())
+        c.err << "record: the take stopped being written after " << QString::number(seconds, 'f', 3)
+              << " s (" << f.writeError << "); only that much was kept\n";
+    return f.saved && f.writeError.isEmpty() ? 0 : 1;
 }
 
 int record(Context &c)
@@ -355,21 +399,18 @@ int record(Context &c)
         return listDevices(c);
     if (c.parser.isSet(recoverOption)) {
         if (c.arguments.size() != 1) {
-            c.err << "usage: editor-shell record --recover OUT\n";
-            return 2;
+            return failed(c, 2, QStringLiteral("usage: editor-shell record --recover OUT"));
         }
         return recover(c, QFileInfo(c.arguments.first()).absoluteFilePath());
     }
     Request r;
-    if (const QString problem = parse(c, r); !problem.isEmpty()) {
-        c.err << "record: " << problem << '\n';
-        return 2;
-    }
+    if (const QString problem = parse(c, r); !problem.isEmpty())
+        return failed(c, 2, problem);
     Capture::IAudioCapture *capture = Capture::audioCapture();
-    if (!capture) {
-        c.err << "record: voice-over capture is not available\n";
-        return 1;
-    }
+    if (!capture)
+        return failed(c, 1, QStringLiteral("voice-over capture is not available"));
+    if (QString refused; !checkOutput(c, r.out, QStringLiteral("record"), false, {}, &refused))
+        return failed(c, 1, refused, true);
     const QStringList left = AudIO::interruptedTakes(Settings::recordingsPath());
     if (!left.isEmpty())
         c.err << "record: an interrupted take exists (" << left.first()
@@ -412,7 +453,7 @@ int record(Context &c)
         statistics->workspaceStatistics()->audioCaptureClicked(Capture::Mode::Voice);
     capture->start(Capture::Mode::Voice, r.countdown * 1000);
 
-    int status = 1;
+    int status = -1;
     if (capture->state() != Capture::State::Idle) {
         Interrupts interrupts([&session] { session.interrupt(); });
         QEventLoop loop;
@@ -422,11 +463,17 @@ int record(Context &c)
         session.loop = nullptr;
         if (session.done)
             status = report(c, r, session);
-        else if (session.interrupted) {
-            c.err << "\nrecord: cancelled during the countdown; nothing was recorded\n";
-            status = 130;
-        }
+        else if (session.interrupted)
+            status = failed(c, 130,
+                            QStringLiteral("cancelled during the countdown; nothing was recorded"));
     }
+    // The layer has told why on the terminal; a script hears it in the result.
+    if (status < 0)
+        status = failed(c, 1,
+                        device.IsNull() ? QStringLiteral("Can't find a device: ")
+                                + QString::fromStdString(r.device)
+                                        : QStringLiteral("the recording could not start"),
+                        true);
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     Playback::setCurrentPlayback(nullptr);
