@@ -296,12 +296,8 @@ public:
         capture.stop(r.out);
     }
 
-    void audioCaptureWriteFailed(const QString &why) override
-    {
-        c.err << "\nrecord: the take cannot be written any more (" << why
-              << "); saving what was recorded until then\n";
-        capture.stop(r.out);
-    }
+    // Saves what was written; the report tells how much and why no more.
+    void audioCaptureWriteFailed(const QString &) override { capture.stop(r.out); }
 
     void audioCaptureFinished(const Capture::CaptureResult &result) override
     {

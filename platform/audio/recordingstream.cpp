@@ -35,6 +35,9 @@ public:
             std::lock_guard<std::mutex> errorLock(errorMutex);
             writeError = QString::fromStdString(e.what());
             failed = true;
+            // The header tells what the blocks before the failure hold; rewriting it in place
+            // needs no more room.
+            take->updateHeader();
             frames = take->frames();
             if (writeFailed)
                 writeFailed();

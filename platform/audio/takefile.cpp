@@ -6,6 +6,7 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -125,9 +126,10 @@ void TakeFile::write(const float *samples, int frames)
     if (!d->file)
         throw failure(m_path, "is closed");
     const sf_count_t written = sf_writef_float(d->file.get(), samples, frames);
+    // What did reach the file counts, so the take's length is what a reader finds in it.
+    m_frames += std::max<sf_count_t>(written, 0);
     if (written != frames)
         throw failure(m_path, std::string("write failed: ") + sf_strerror(d->file.get()));
-    m_frames += frames;
 }
 
 void TakeFile::writeSilence(std::int64_t frames)

@@ -67,7 +67,8 @@ QString keyOf(const QString &path)
 QJsonArray readRecord()
 {
     try {
-        return QJsonDocument::fromJson(readRegularFile(Settings::outputsRecordPath(), maxRecordBytes))
+        return QJsonDocument::fromJson(
+                   readRegularFile(Settings::outputsRecordPath(), maxRecordBytes))
             .object()
             .value(QStringLiteral("outputs"))
             .toArray();
@@ -119,8 +120,8 @@ OutputRefusal checkOutputPath(const QString &path, const OutputRules &rules)
                                         "file or a new name")
                              .arg(QLatin1String(notAFile(target->mode))));
 
-    const bool isReplaced = !rules.replaces.isEmpty() && target
-        && identityOf(rules.replaces, true) == target;
+    const bool isReplaced
+        = !rules.replaces.isEmpty() && target && identityOf(rules.replaces, true) == target;
     const QString cleanPath = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
     for (const QString &input : rules.inputs) {
         if (input.isEmpty())
@@ -131,8 +132,9 @@ OutputRefusal checkOutputPath(const QString &path, const OutputRules &rules)
         if ((samePath || sameFile) && !isReplaced)
             return forbidden(path,
                              QStringLiteral("is %1, which the project uses; choose another name")
-                                 .arg(samePath ? QStringLiteral("a file")
-                                               : QStringLiteral("(by another name) %1").arg(input)));
+                                 .arg(samePath
+                                          ? QStringLiteral("a file")
+                                          : QStringLiteral("(by another name) %1").arg(input)));
     }
     if (Settings::isStatePath(path)
         || (target && Settings::isStatePath(QFileInfo(path).canonicalFilePath())))
@@ -154,13 +156,13 @@ void rememberOutput(const QString &path, const QString &kind)
         const FileLock lock(Settings::outputsRecordPath() + QStringLiteral(".lock"));
         const QString key = keyOf(path);
         QJsonArray kept;
-        kept.append(QJsonObject { { QStringLiteral("path"), key },
-                                  { QStringLiteral("kind"), kind },
-                                  { QStringLiteral("device"), QString::number(now->device) },
-                                  { QStringLiteral("inode"), QString::number(now->inode) },
-                                  { QStringLiteral("size"), QString::number(now->size) },
-                                  { QStringLiteral("modified"),
-                                    QString::number(now->modifiedNs) } });
+        kept.append(
+            QJsonObject { { QStringLiteral("path"), key },
+                          { QStringLiteral("kind"), kind },
+                          { QStringLiteral("device"), QString::number(now->device) },
+                          { QStringLiteral("inode"), QString::number(now->inode) },
+                          { QStringLiteral("size"), QString::number(now->size) },
+                          { QStringLiteral("modified"), QString::number(now->modifiedNs) } });
         for (const QJsonValue &value : readRecord()) {
             if (kept.size() >= maxRemembered)
                 break;

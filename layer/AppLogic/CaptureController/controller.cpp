@@ -380,8 +380,8 @@ private:
             return;
         writeFailed = true;
         stream->Stop();
+        // The stream has logged why.
         const QString why = stream->WriteError();
-        LOG(ERROR) << "The take stopped being written: " << why.toStdString();
         for (IAudioCaptureObserver *observer : std::vector(observers))
             observer->audioCaptureWriteFailed(why);
     }

@@ -28,7 +28,8 @@ TEST(EditLock, a_second_editor_is_refused_after_the_wait_and_takes_its_turn_afte
     first.reset();
     EXPECT_NO_THROW(Project::EditLock(project, 0ms));
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList()) << "the lock file goes with the last holder";
+              QStringList())
+        << "the lock file goes with the last holder";
 }
 
 TEST(EditLock, a_planted_link_in_place_of_the_lock_file_is_not_followed)

@@ -26,7 +26,7 @@ using Why = FS::OutputRefusal::Why;
 
 // A user's folder beside a data folder; the project there uses one media file.
 class OutputPath : public ::testing::Test {
-protected:
+public:
     OutputPath()
     {
         writeFile(project, "{}");
@@ -67,15 +67,14 @@ QString node(OutputPath &t, const char *name, mode_t mode, dev_t device = 0)
 {
     const QString path = t.user(name);
     return ::mknod(QFile::encodeName(path).constData(), mode | 0600, device) == 0 ? path
-                                                                                   : QString();
+                                                                                  : QString();
 }
 
 INSTANTIATE_TEST_SUITE_P(
     FS,
     OutputRefused,
     ::testing::Values(
-        Planted { "fifo", [](OutputPath &t) { return node(t, "o.mp4", S_IFIFO); },
-                  Why::Forbidden },
+        Planted { "fifo", [](OutputPath &t) { return node(t, "o.mp4", S_IFIFO); }, Why::Forbidden },
         Planted { "char_device",
                   [](OutputPath &t) { return node(t, "null.mp4", S_IFCHR, makedev(1, 3)); },
                   Why::Forbidden },
@@ -124,8 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
                   },
                   Why::Forbidden },
         Planted { "an_existing_file",
-                  [](OutputPath &t) { return writeFile(t.user("old.mp4"), "old"); },
-                  Why::Exists },
+                  [](OutputPath &t) { return writeFile(t.user("old.mp4"), "old"); }, Why::Exists },
         Planted { "own_output_changed_since",
                   [](OutputPath &t) {
                       writeFile(t.user("o.mp4"), "exported");
