@@ -140,7 +140,8 @@ TEST_F(ExportCommand, ctrl_c_cancels_and_leaves_no_file)
               QStringLiteral("true"));
 }
 
-// What an export may never write over; each is refused before anything is rendered.
+// What an export may never write over without asking; each is refused before anything is
+// rendered. (Pipes, devices and the data folder's files: the output check's own tests.)
 struct Forbidden : TestSupport::TableRow {
     // Plants what stands at the output in the run's data folder and returns the output's path.
     std::function<QString(const QString &dataFolder, const QString &project)> plant;
@@ -182,20 +183,6 @@ INSTANTIATE_TEST_SUITE_P(
                         return QFileInfo(project).dir().filePath(QStringLiteral("song.mp3"));
                     },
                     "which the project uses" },
-        Forbidden { "a_fifo",
-                    [](const QString &dataFolder, const QString &) {
-                        const QString fifo = QDir(dataFolder).filePath(QStringLiteral("o.mp3"));
-                        ::mkfifo(QFile::encodeName(fifo).constData(), 0600);
-                        return fifo;
-                    },
-                    "is a pipe (FIFO)" },
-        Forbidden { "a_state_file",
-                    [](const QString &dataFolder, const QString &) {
-                        return TestSupport::writeFile(
-                            QDir(dataFolder).filePath(QStringLiteral("settings.ini")),
-                            "[General]\n");
-                    },
-                    "editor's own files" },
         Forbidden { "a_file_of_the_user",
                     [](const QString &dataFolder, const QString &) {
                         return TestSupport::writeFile(
