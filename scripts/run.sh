@@ -14,7 +14,7 @@ if [ $# -eq 0 ]; then
   # The bundled sample media (one of them broken on purpose) onto a new project's timeline, then
   # the whole way to a finished video. The project is made anew each run, as File > New would,
   # so a second run gives the same project rather than one with every clip twice.
-  "$shell" --data-dir "$data" project new "$data/demo.edproj"
+  "$shell" --data-dir "$data" --yes project new "$data/demo.edproj"
   "$shell" --data-dir "$data" --yes import resources/samples --project "$data/demo.edproj"
   "$shell" --data-dir "$data" export "$data/demo.edproj" "$data/demo.mp4" --preset mp4_draft_480p
 else

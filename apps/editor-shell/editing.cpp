@@ -1,6 +1,7 @@
 #include "editing.h"
 
 #include "Application/application.h"
+#include "outputguard.h"
 #include "projectactions.h"
 
 #include "project/project.h"
@@ -44,6 +45,11 @@ Context quietContext(Context &context)
 } // namespace
 
 bool openForEditing(Context &context)
+{
+    return lockProject(context, context.arguments.value(0)) && openForReading(context);
+}
+
+bool openForReading(Context &context)
 {
     if (!context.json())
         return openProject(context, context.arguments.value(0), false);

@@ -24,6 +24,9 @@ selectedClips(Context &context, Timeline::Model &timeline, const QString &list);
 
 // Opens the project named by the first argument without showing it (the open is reported as
 // always); with --json the progress lines go to the error stream so the output stays one object.
+bool openForReading(Context &context);
+// The same, for a command that saves the project after: the project is locked from the open on,
+// so a concurrent change waits for this one's save instead of being lost.
 bool openForEditing(Context &context);
 
 // Saves the project back to the file it came from, quietly with --json.

@@ -3,6 +3,7 @@
 
 #include "editing.h"
 #include "exitsignals.h"
+#include "outputguard.h"
 #include "terminallog.h"
 
 #include "Application/application.h"
@@ -139,8 +140,11 @@ int run(Context &context)
         range = Export::ExportRange::partial(part.from, part.to);
     }
     const QString output = QFileInfo(args.at(1)).absoluteFilePath();
-    if (!openForEditing(context))
+    if (!openForReading(context))
         return 1;
+    if (!checkOutput(context, output, QStringLiteral("export"), true))
+        return 1;
+    warnOnExtension(context, output, preset->outputFormat);
 
     const Timeline::Model &timeline = context.app.project().timeline();
     Statistics::statistics()->exportStatistics()->exportClicked(&timeline, range, false);
@@ -196,6 +200,7 @@ int run(Context &context)
                     .arg(Format::printable(engine.leftOut().join(QStringLiteral(", "))));
     int code = 0;
     if (outcome.result == QLatin1String("finished")) {
+        rememberOutput(output, QStringLiteral("export"));
         const Media::File file = Media::probe(output);
         const QString video = file.hasVideo() ? file.videoTracks.front().codecName : QString();
         const QString audio = file.hasAudio() ? file.audioTracks.front().codecName : QString();

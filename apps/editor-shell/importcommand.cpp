@@ -3,6 +3,7 @@
 // timeline or the collection, what failed and why, and the result.
 
 #include "importcommand.h"
+#include "outputguard.h"
 
 #include "Application/application.h"
 #include "projectactions.h"
@@ -344,7 +345,10 @@ int run(Context &context)
                 QStringLiteral("%1 does not end in .%2")
                     .arg(Format::printable(projectPath), Settings::projectFileExtension()));
         // A project that does not exist yet is made: importing into a new project is how one
-        // starts.
+        // starts. Locked first, so that of two imports into one new project the second opens
+        // what the first saved.
+        if (!lockProject(context, projectPath))
+            return 1;
         if (QFileInfo::exists(projectPath)) {
             if (!openProject(report, projectPath, false))
                 return 1;

@@ -5,6 +5,7 @@
 #include "projectactions.h"
 
 #include "Application/application.h"
+#include "outputguard.h"
 #include "terminallog.h"
 
 #include "Messages/project.h"
@@ -318,6 +319,8 @@ bool openProject(Context &context, const QString &path, bool print)
 bool saveProject(Context &context, const QString &path, bool portable)
 {
     Project::Object &project = context.app.project();
+    if (!checkOutput(context, path, QStringLiteral("project"), true, project.path()))
+        return false;
     if (portable)
         project.setPortable(true);
     QElapsedTimer timer;
@@ -334,6 +337,7 @@ bool saveProject(Context &context, const QString &path, bool portable)
         return false;
     }
     publishSaved(&project, true, elapsed(timer));
+    releaseProject(path);
     if (project.isPortable())
         PubSub::publish(Statistics::PortableProjectSavedNotification(project.id()));
     // The saved project is handed to the file storage like every save of the editor.

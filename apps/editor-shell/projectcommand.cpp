@@ -3,6 +3,7 @@
 
 #include "Application/application.h"
 #include "editing.h"
+#include "outputguard.h"
 #include "projectactions.h"
 #include "shellcontext.h"
 
@@ -52,6 +53,8 @@ int run(Context &context)
     if (verb == QLatin1String("new")) {
         if (!checkProjectPath(context, file))
             return 2;
+        if (!lockProject(context, file))
+            return 1;
         context.app.setProject(Project::Object::createNew());
         return save(file);
     }
@@ -61,7 +64,7 @@ int run(Context &context)
         : file;
     if (!checkProjectPath(context, target))
         return 2;
-    if (!openProject(report, file, false))
+    if (!lockProject(context, target) || !openProject(report, file, false))
         return 1;
     return save(target);
 }

@@ -3,6 +3,7 @@
 // earlier run left behind.
 
 #include "levelmeter.h"
+#include "outputguard.h"
 #include "shellcontext.h"
 
 #include "Application/application.h"
@@ -115,13 +116,54 @@ int listDevices(Context &c)
     return 0;
 }
 
+// A run that saved nothing still answers a script with the result's object: the reason on the
+// error stream (unless the layer or the output check `told` it already) and in "error".
+int notRecorded(Context &c, const QString &device, const QString &error, int status,
+                bool told = false)
+{
+    if (!told)
+        c.err << errorPrefix << error << '\n';
+    if (c.json())
+        printJson(c.out,
+                  { { QStringLiteral("path"), QString() },
+                    { QStringLiteral("saved"), false },
+                    { QStringLiteral("error"), error },
+                    { QStringLiteral("device"), device },
+                    { QStringLiteral("frames"), 0 },
+                    { QStringLiteral("sampleRate"), 0 },
+                    { QStringLiteral("channels"), 0 },
+                    { QStringLiteral("seconds"), 0 },
+                    { QStringLiteral("lostFrames"), 0 },
+                    { QStringLiteral("overruns"), 0 },
+                    { QStringLiteral("deviceLost"), false },
+                    { QStringLiteral("firstSampleLatencyMs"), 0 } });
+    return status;
+}
+
+QString extensionProblem(const QString &out)
+{
+    if (AudIO::isAudioFileExtension(out))
+        return {};
+    return QStringLiteral("OUT must end in .%1: a take is saved in the format its name tells")
+        .arg(AudIO::audioFileExtensions().join(QStringLiteral(", .")));
+}
+
 int recover(Context &c, const QString &out)
 {
+    if (const QString problem = extensionProblem(out); !problem.isEmpty())
+        return notRecorded(c, {}, problem, usageExit);
     const QStringList takes = AudIO::interruptedTakes(Settings::recordingsPath());
     if (takes.isEmpty())
-        return c.failure(QStringLiteral("there is no interrupted take to recover"));
-    const std::int64_t frames = AudIO::convertAudioFile(takes.first(), out);
-    QFile::remove(takes.first());
+        return notRecorded(c, {}, QStringLiteral("there is no interrupted take to recover"), 1);
+    if (QString refused; !checkOutput(c, out, QStringLiteral("record"), false, {}, &refused))
+        return notRecorded(c, {}, refused, 1, true);
+    std::int64_t frames = 0;
+    try {
+        frames = AudIO::recoverTake(takes.first(), out);
+    } catch (const std::exception &e) {
+        return notRecorded(c, {}, QString::fromStdString(e.what()), 1);
+    }
+    rememberOutput(out, QStringLiteral("record"));
     if (c.json()) {
         printJson(c.out,
                   { { QStringLiteral("recovered"), takes.first() },
@@ -182,6 +224,8 @@ QString parse(Context &c, Request &r)
     const OptionValues &o = c.options;
     r.out = QFileInfo(c.arguments.first()).absoluteFilePath();
     r.json = c.json();
+    if (const QString problem = extensionProblem(r.out); !problem.isEmpty())
+        return problem;
     if (o.isSet(QStringLiteral("seconds")))
         r.seconds = o.number(QStringLiteral("seconds"));
     r.countdown = o.integer(QStringLiteral("countdown"));
@@ -192,27 +236,6 @@ QString parse(Context &c, Request &r)
         ? o.text(QStringLiteral("device")).toStdString()
         : AudIO::AudioDeviceManager::Instance().DefaultInput().Uid();
     return {};
-}
-
-// A recording that never got going still answers a script with the result's object.
-int notRecorded(Context &c, const Request &r, const QString &error, int status)
-{
-    c.err << errorPrefix << error << '\n';
-    if (r.json)
-        printJson(c.out,
-                  { { QStringLiteral("path"), QString() },
-                    { QStringLiteral("saved"), false },
-                    { QStringLiteral("error"), error },
-                    { QStringLiteral("device"), QString::fromStdString(r.device) },
-                    { QStringLiteral("frames"), 0 },
-                    { QStringLiteral("sampleRate"), 0 },
-                    { QStringLiteral("channels"), 0 },
-                    { QStringLiteral("seconds"), 0 },
-                    { QStringLiteral("lostFrames"), 0 },
-                    { QStringLiteral("overruns"), 0 },
-                    { QStringLiteral("deviceLost"), false },
-                    { QStringLiteral("firstSampleLatencyMs"), 0 } });
-    return status;
 }
 
 class Session final : public Capture::IAudioCaptureObserver {
@@ -231,6 +254,9 @@ public:
 
     void audioCaptureStateChanged() override
     {
+        // A take that never started (no device when the countdown ended) ends the run.
+        if (capture.state() == Capture::State::Idle && !done && loop)
+            loop->quit();
         if (capture.state() == Capture::State::CountingDown) {
             c.err << capture.countdownSeconds() << "... ";
             c.err.flush();
@@ -250,6 +276,9 @@ public:
               << "warning: the input device is gone; saving what was recorded until then\n";
         capture.stop(r.out);
     }
+
+    // Saves what was written; the report tells how much and why no more.
+    void audioCaptureWriteFailed(const QString &) override { capture.stop(r.out); }
 
     void audioCaptureFinished(const Capture::CaptureResult &result) override
     {
@@ -313,7 +342,8 @@ int report(Context &c, const Request &r, const Session &s)
         printJson(c.out,
                   { { QStringLiteral("path"), f.saved ? f.path : QString() },
                     { QStringLiteral("saved"), f.saved },
-                    { QStringLiteral("error"), f.error },
+                    { QStringLiteral("error"), f.error.isEmpty() ? f.writeError : f.error },
+                    { QStringLiteral("writeError"), f.writeError },
                     { QStringLiteral("device"), QString::fromStdString(r.device) },
                     { QStringLiteral("frames"), static_cast<qint64>(f.frames) },
                     { QStringLiteral("sampleRate"), f.sampleRate },
@@ -332,7 +362,13 @@ int report(Context &c, const Request &r, const Session &s)
             c.out << "Input lost: " << f.lostFrames << " frames in " << f.overruns
                   << " places, kept as silence so the take stays in time\n";
     }
-    return f.saved ? 0 : 1;
+    if (f.saved)
+        rememberOutput(f.path, QStringLiteral("record"));
+    if (!f.writeError.isEmpty())
+        c.err << errorPrefix << "the take stopped being written after "
+              << QString::number(seconds, 'f', 3) << " s (" << Format::printable(f.writeError)
+              << "); only that much was kept\n";
+    return f.saved && f.writeError.isEmpty() ? 0 : 1;
 }
 
 int record(Context &c)
@@ -348,8 +384,11 @@ int record(Context &c)
     if (const QString problem = parse(c, r); !problem.isEmpty())
         return c.usageError(problem);
     Capture::IAudioCapture *capture = Capture::audioCapture();
+    const QString deviceUid = QString::fromStdString(r.device);
     if (!capture)
-        return notRecorded(c, r, QStringLiteral("voice-over capture is not available"), 1);
+        return notRecorded(c, deviceUid, QStringLiteral("voice-over capture is not available"), 1);
+    if (QString refused; !checkOutput(c, r.out, QStringLiteral("record"), false, {}, &refused))
+        return notRecorded(c, deviceUid, refused, 1, true);
     const QStringList left = AudIO::interruptedTakes(Settings::recordingsPath());
     if (!left.isEmpty())
         c.err << errorPrefix << "warning: an interrupted take exists ("
@@ -393,10 +432,8 @@ int record(Context &c)
         statistics->workspaceStatistics()->audioCaptureClicked(Capture::Mode::Voice);
     capture->start(Capture::Mode::Voice, r.countdown * 1000);
 
-    int status = 1;
-    if (capture->state() == Capture::State::Idle)
-        status = notRecorded(c, r, QStringLiteral("the recording did not start"), 1);
-    else {
+    int status = -1;
+    if (capture->state() != Capture::State::Idle) {
         Interrupts interrupts([&session] { session.interrupt(); });
         QEventLoop loop;
         session.loop = &loop;
@@ -407,12 +444,19 @@ int record(Context &c)
             status = report(c, r, session);
         else if (session.interrupted) {
             c.err << '\n';
-            status = notRecorded(c, r,
+            status = notRecorded(c, deviceUid,
                                  QStringLiteral("cancelled during the countdown; nothing was "
                                                 "recorded"),
                                  130);
         }
     }
+    // The layer has told why on the terminal; a script hears it in the result.
+    if (status < 0)
+        status = notRecorded(c, deviceUid,
+                             device.IsNull()
+                                 ? QStringLiteral("Can't find a device: ") + deviceUid
+                                 : QStringLiteral("the recording did not start"),
+                             1, true);
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     Playback::setCurrentPlayback(nullptr);

@@ -72,7 +72,9 @@ public:
         thread.join();
     }
 
-    // The full list: the system's, then the always-present tone, then the file inputs in use.
+    // The full list: the system's, then the always-present tone, then the other virtual inputs
+    // asked for by name (a tone of another pitch, a file while it is there). A device asked for
+    // stays listed, or a take from it would look like one whose device was pulled.
     enum class System { Start, Known, Refresh };
     std::vector<AudioDeviceInfo> list(System system)
     {
@@ -82,9 +84,10 @@ public:
         devices.push_back(virtualDevice(Virtual::defaultToneUid(),
                                         *Virtual::parseUid(Virtual::defaultToneUid())));
         std::lock_guard<std::mutex> lock(mutex);
-        for (const std::string &uid : fileDevices) {
+        for (const std::string &uid : namedDevices) {
             const auto source = Virtual::parseUid(uid);
-            if (source && isRegularFile(source->path))
+            if (source
+                && (source->kind == Virtual::Source::Kind::Tone || isRegularFile(source->path)))
                 devices.push_back(virtualDevice(uid, *source));
         }
         return devices;
@@ -156,7 +159,7 @@ public:
     bool rescanAsked = false;
     std::vector<AudioDeviceInfo> lastList;
     SoundNodes lastNodes = soundNodes();
-    std::set<std::string> fileDevices;
+    std::set<std::string> namedDevices;
     std::map<std::string, float> volumes;
     std::map<std::string, std::vector<std::weak_ptr<AudioReader>>> openReaders;
     std::set<const AudioReader *> reportedLost;
@@ -190,12 +193,12 @@ std::vector<AudioDeviceInfo> AudioDeviceManager::GetInputs()
 AudioDeviceInfo AudioDeviceManager::FindDeviceByUid(const std::string &uid)
 {
     if (const auto source = Virtual::parseUid(uid)) {
-        if (source->kind == Virtual::Source::Kind::Tone)
-            return virtualDevice(uid, *source);
-        if (!isRegularFile(source->path))
+        if (source->kind != Virtual::Source::Kind::Tone && !isRegularFile(source->path))
             return {};
-        std::lock_guard<std::mutex> lock(d->mutex);
-        d->fileDevices.insert(uid);
+        if (uid != Virtual::defaultToneUid()) {
+            std::lock_guard<std::mutex> lock(d->mutex);
+            d->namedDevices.insert(uid);
+        }
         return virtualDevice(uid, *source);
     }
     for (const AudioDeviceInfo &device : PortAudio::listInputs()) {

@@ -35,6 +35,13 @@ public:
             std::lock_guard<std::mutex> errorLock(errorMutex);
             writeError = QString::fromStdString(e.what());
             failed = true;
+            // The header tells what the blocks before the failure hold; rewriting it in place
+            // needs no more room.
+            take->updateHeader();
+            frames = take->frames();
+            if (writeFailed)
+                writeFailed();
+            return;
         }
         frames = take->frames();
     }
@@ -60,6 +67,7 @@ public:
 
     std::mutex writeMutex;
     bool failed = false;
+    std::function<void()> writeFailed;
     mutable std::mutex errorMutex;
     QString writeError;
 
@@ -159,6 +167,11 @@ void RecordingStream::Drop()
 void RecordingStream::Keep()
 {
     d->keepTake = true;
+}
+
+void RecordingStream::SetWriteFailedHandler(std::function<void()> handler)
+{
+    d->writeFailed = std::move(handler);
 }
 
 std::int64_t RecordingStream::Frames() const

@@ -6,6 +6,7 @@
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace AudIO {
@@ -36,6 +37,11 @@ public:
     void Drop();
     // Leaves the take on disk for a later recovery.
     void Keep();
+
+    // Called once, on the writer's thread, when the take stops being written (a full disk, a
+    // disk gone): from then on nothing more is kept, so the owner should end the recording.
+    // Set before Start.
+    void SetWriteFailedHandler(std::function<void()> handler);
 
     // Frames in the take so far, from any thread.
     std::int64_t Frames() const;

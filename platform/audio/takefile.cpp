@@ -6,6 +6,7 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -51,6 +52,7 @@ struct SndCloser {
 };
 using SndFile = std::unique_ptr<SNDFILE, SndCloser>;
 
+// 0 for an extension we do not write: a take saved as "x.mp3" in WAV would lie to every player.
 int formatForPath(const QString &path)
 {
     const QString suffix = QFileInfo(path).suffix().toLower();
@@ -58,7 +60,15 @@ int formatForPath(const QString &path)
         return SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
     if (suffix == QLatin1String("ogg") || suffix == QLatin1String("oga"))
         return SF_FORMAT_OGG | SF_FORMAT_VORBIS;
-    return SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    if (suffix == QLatin1String("wav") || suffix == QLatin1String("wave"))
+        return SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    return 0;
+}
+
+bool isLink(const QString &path)
+{
+    struct stat st { };
+    return ::lstat(QFile::encodeName(path).constData(), &st) == 0 && S_ISLNK(st.st_mode);
 }
 
 } // namespace
@@ -116,9 +126,10 @@ void TakeFile::write(const float *samples, int frames)
     if (!d->file)
         throw failure(m_path, "is closed");
     const sf_count_t written = sf_writef_float(d->file.get(), samples, frames);
+    // What did reach the file counts, so the take's length is what a reader finds in it.
+    m_frames += std::max<sf_count_t>(written, 0);
     if (written != frames)
         throw failure(m_path, std::string("write failed: ") + sf_strerror(d->file.get()));
-    m_frames += frames;
 }
 
 void TakeFile::writeSilence(std::int64_t frames)
@@ -156,6 +167,8 @@ void TakeFile::close()
 QStringList interruptedTakes(const QString &folder)
 {
     QStringList result;
+    if (isLink(QDir::cleanPath(folder)))
+        return result;
     const QFileInfoList entries = QDir(folder).entryInfoList(
         { QStringLiteral("take-*.wav") }, QDir::Files | QDir::System, QDir::Time);
     for (const QFileInfo &entry : entries) {
@@ -174,8 +187,24 @@ QStringList interruptedTakes(const QString &folder)
     return result;
 }
 
+QStringList audioFileExtensions()
+{
+    return { QStringLiteral("wav"), QStringLiteral("wave"), QStringLiteral("flac"),
+             QStringLiteral("ogg"), QStringLiteral("oga") };
+}
+
+bool isAudioFileExtension(const QString &path)
+{
+    return formatForPath(path) != 0;
+}
+
 std::int64_t convertAudioFile(const QString &source, const QString &target)
 {
+    if (!isAudioFileExtension(target))
+        throw failure(target,
+                      "does not end in ."
+                          + audioFileExtensions().join(QStringLiteral(", .")).toStdString()
+                          + ": a take is saved only in a format its name tells");
     const QFileInfo targetInfo(target);
     if (targetInfo.isDir())
         throw failure(target, "is a folder");
@@ -241,6 +270,40 @@ std::int64_t convertAudioFile(const QString &source, const QString &target)
         ::unlink(tempPath.data());
         throw failure(target, "cannot be replaced: " + why);
     }
+    return frames;
+}
+
+std::int64_t recoverTake(const QString &take, const QString &target)
+{
+    const QString folder = QFileInfo(take).absolutePath();
+    if (isLink(folder))
+        throw failure(folder, "is a link; takes are only recovered from a real folder");
+    const int fd = openRegular(take, O_RDONLY);
+    struct stat held { };
+    if (::fstat(fd, &held) != 0 || ::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        ::close(fd);
+        throw failure(take, "is being recorded");
+    }
+    struct stat out { };
+    if (::stat(QFile::encodeName(target).constData(), &out) == 0 && out.st_dev == held.st_dev
+        && out.st_ino == held.st_ino) {
+        ::close(fd);
+        throw failure(target, "is the interrupted take itself; choose another name");
+    }
+    std::int64_t frames = 0;
+    try {
+        frames = convertAudioFile(take, target);
+    } catch (...) {
+        ::close(fd);
+        throw;
+    }
+    // Removed only while it is still the file that was copied, under the name it had.
+    struct stat named { };
+    const QByteArray name = QFile::encodeName(take);
+    if (!isLink(folder) && ::lstat(name.constData(), &named) == 0 && named.st_dev == held.st_dev
+        && named.st_ino == held.st_ino)
+        ::unlink(name.constData());
+    ::close(fd);
     return frames;
 }
 

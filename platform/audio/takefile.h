@@ -43,13 +43,24 @@ private:
     AudioFormat m_format;
 };
 
-// Takes in `folder` left by a recording that never ended, newest first.
+// Takes in `folder` left by a recording that never ended, newest first. None when `folder` is a
+// link: the data folder's links are never followed.
 AUDIO_EXPORT QStringList interruptedTakes(const QString &folder);
 
-// Writes the audio of `source` to `target` in the format its extension names (".flac", ".ogg"
-// or ".oga" for Ogg Vorbis, WAV for anything else), through a temporary file beside it that is
-// renamed over `target` only once complete: whatever stood at `target` survives any failure.
+// The extensions a take can be saved as: "wav" (and "wave"), "flac", "ogg" and "oga" (Vorbis).
+AUDIO_EXPORT QStringList audioFileExtensions();
+AUDIO_EXPORT bool isAudioFileExtension(const QString &path);
+
+// Writes the audio of `source` to `target` in the format its extension names (see
+// audioFileExtensions; any other is refused), through a temporary file beside it that is renamed
+// over `target` only once complete: whatever stood at `target` survives any failure.
 // Returns the frames written; throws std::runtime_error with the reason.
 AUDIO_EXPORT std::int64_t convertAudioFile(const QString &source, const QString &target);
+
+// Saves the interrupted take `take` to `target` and removes it only then, and only when it is
+// still the same file under its name, no recording holds it, its folder is no link and `target`
+// is not the take itself. Returns the frames saved; throws std::runtime_error with the reason,
+// the take left where it is.
+AUDIO_EXPORT std::int64_t recoverTake(const QString &take, const QString &target);
 
 } // namespace AudIO

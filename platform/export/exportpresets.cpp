@@ -1,5 +1,6 @@
 #include "export/exportpresets.h"
 
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
 #include <QDir>
@@ -143,14 +144,15 @@ const std::vector<ExportPreset> &bundledPresets()
     static const std::vector<ExportPreset> presets = [] {
         const QString path = QDir(Settings::bundledResourcesPath())
                                  .filePath(QStringLiteral("export/presets.json"));
-        QFile file(path);
-        const QFileInfo info(path);
-        if (!info.isFile() || info.size() > maxPresetFileSize || !file.open(QIODevice::ReadOnly)) {
-            LOG(WARNING) << "Export presets " << path.toStdString()
-                         << " cannot be read; no presets are offered";
+        QByteArray bytes;
+        try {
+            bytes = FS::readRegularFile(path, maxPresetFileSize, FS::LinkPolicy::UsersOwn);
+        } catch (const FS::Error &e) {
+            LOG(WARNING) << "Export presets cannot be read, so no presets are offered: "
+                         << e.what();
             return std::vector<ExportPreset>();
         }
-        PresetList list = parsePresets(file.read(maxPresetFileSize));
+        PresetList list = parsePresets(bytes);
         for (const QString &warning : list.warnings)
             LOG(WARNING) << "Export presets " << path.toStdString() << ": "
                          << warning.toStdString();

@@ -122,13 +122,15 @@ const SampleCatalogue &SampleCatalogue::bundled()
         const QDir resources(Settings::bundledResourcesPath());
         const QString root = resources.filePath(QStringLiteral("samples"));
         const QString path = resources.filePath(QStringLiteral("sample-catalogue.json"));
-        QFile file(path);
-        if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
-            LOG(WARNING) << "Sample catalogue " << path.toStdString() << " cannot be read";
+        QByteArray bytes;
+        try {
+            bytes = FS::readRegularFile(path, maxCatalogueSize, FS::LinkPolicy::UsersOwn);
+        } catch (const FS::Error &e) {
+            LOG(WARNING) << "Sample catalogue cannot be read: " << e.what();
             return SampleCatalogue();
         }
         QStringList warnings;
-        SampleCatalogue read = parse(file.read(maxCatalogueSize), root, &warnings);
+        SampleCatalogue read = parse(bytes, root, &warnings);
         for (const QString &w : warnings)
             LOG(WARNING) << "Sample catalogue " << path.toStdString() << ": " << w.toStdString();
         return read;

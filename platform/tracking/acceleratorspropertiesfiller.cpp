@@ -13,6 +13,7 @@ namespace {
 
 std::string readTrimmed(const fs::path &file)
 {
+    // read-check: the kernel's /sys attributes, neither the data folder nor the install.
     std::ifstream in(file);
     std::string text;
     std::getline(in, text);

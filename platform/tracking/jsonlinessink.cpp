@@ -2,6 +2,8 @@
 
 #include "tracking/jsontext.h"
 
+#include "util/settingspaths.h"
+
 #include <glog/logging.h>
 
 #include <fcntl.h>
@@ -26,6 +28,10 @@ QByteArray eventToJsonLine(const TrackedEvent &event)
 JsonLinesSink::JsonLinesSink(const QString &path)
     : m_file(path)
 {
+    // Truncating the event store, a cache or a take would lose them; a pipe or a terminal is fine.
+    if (Settings::isStatePath(path))
+        throw std::runtime_error("cannot write the event file " + path.toStdString()
+                                 + ": it is one of the editor's own files in its data folder");
     // Without blocking: a pipe nobody reads would hold the editor's start for ever. A pipe with
     // a reader (a shell's process substitution) is fine, and is written normally after.
     const int fd = ::open(QFile::encodeName(path).constData(),

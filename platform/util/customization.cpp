@@ -1,9 +1,9 @@
 #include "util/customization.h"
 
+#include "util/fs.h"
 #include "util/settingspaths.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QHash>
 #include <QJsonDocument>
@@ -34,17 +34,34 @@ QString &overridePath()
     return path;
 }
 
+// Far more than any list of link keys needs.
+constexpr qint64 maxProductConfigBytes = 1 << 20;
+
+QString bundledProductConfigPath()
+{
+    return QDir(Settings::bundledResourcesPath()).filePath(QStringLiteral("product.json"));
+}
+
 void load(ProductConfig &cfg, const QString &path)
 {
     cfg = ProductConfig { path, {}, {} };
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        LOG(WARNING) << "Cannot read the product configuration " << path.toStdString() << ": "
-                     << file.errorString().toStdString();
+    // The data folder's copy is ours to keep, so a link there was planted; the install's may
+    // be a packager's link.
+    const bool bundled = path == bundledProductConfigPath();
+    QByteArray bytes;
+    try {
+        bytes = FS::readRegularFile(path, maxProductConfigBytes,
+                                    bundled ? FS::LinkPolicy::UsersOwn : FS::LinkPolicy::Refuse);
+    } catch (const FS::Error &e) {
+        LOG(WARNING) << "Cannot read the product configuration: " << e.what();
+        if (bundled || !overridePath().isEmpty())
+            return;
+        load(cfg, bundledProductConfigPath());
+        cfg.path = path;
         return;
     }
     QJsonParseError error {};
-    const QJsonDocument doc = QJsonDocument::fromJson(file.readAll(), &error);
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
     if (!doc.isObject()) {
         LOG(WARNING) << "The product configuration " << path.toStdString()
                      << " is not a JSON object: " << error.errorString().toStdString();
@@ -72,7 +89,7 @@ QString productConfigPath()
     const QString user = QDir(Settings::dataFolder()).filePath(QStringLiteral("product.json"));
     if (QFileInfo::exists(user))
         return user;
-    return QDir(Settings::bundledResourcesPath()).filePath(QStringLiteral("product.json"));
+    return bundledProductConfigPath();
 }
 
 void setProductConfigPath(const QString &path)
@@ -115,12 +132,15 @@ Vantel::App::LaunchType applicationLaunchType()
     const auto known = decided.constFind(folder);
     if (known != decided.constEnd())
         return *known;
-    QFile marker(QDir(folder).filePath(QStringLiteral("installation")));
+    const QString marker = QDir(folder).filePath(QStringLiteral("installation"));
     Vantel::App::LaunchType type = Vantel::App::LaunchType::Regular;
-    if (!marker.exists()) {
+    if (!QFileInfo(marker).exists() && !QFileInfo(marker).isSymLink()) {
         type = Vantel::App::LaunchType::FirstLaunch;
-        if (!marker.open(QIODevice::WriteOnly))
-            LOG(WARNING) << "Cannot write the launch marker " << marker.fileName().toStdString();
+        try {
+            FS::writeFileAtomically(marker, {});
+        } catch (const FS::Error &e) {
+            LOG(WARNING) << "Cannot write the launch marker: " << e.what();
+        }
     }
     decided.insert(folder, type);
     return type;

@@ -91,6 +91,58 @@ QString recordingsPath()
     return under(QStringLiteral("recordings"));
 }
 
+QString outputsRecordPath()
+{
+    return under(QStringLiteral("outputs.json"));
+}
+
+namespace {
+
+// `path` with its links and dots resolved as far as the path exists: a name that does not exist
+// yet is judged by the folder it would be made in.
+QString resolved(const QString &path)
+{
+    QFileInfo info(QDir::cleanPath(QDir(path).absolutePath()));
+    QStringList missing;
+    while (!info.exists() && !info.isSymLink() && !info.isRoot()) {
+        missing.prepend(info.fileName());
+        info = QFileInfo(info.absolutePath());
+    }
+    QString base = info.exists() ? info.canonicalFilePath() : info.absoluteFilePath();
+    for (const QString &part : missing)
+        base = QDir(base).filePath(part);
+    return base;
+}
+
+} // namespace
+
+bool isStatePath(const QString &path)
+{
+    // Every top-level name the editor itself writes; a name that starts with one (a lock, a
+    // temporary copy, a damaged copy put aside) is the editor's too.
+    static const char *const names[] = {
+        "usage",        "settings.ini", "storage",      "cache",        "resources",
+        "recordings",   "logs",         "product.json", "installation", "collection-marks.json",
+        "outputs.json",
+    };
+    const QString root = resolved(dataFolder());
+    for (const QString &spelling : { resolved(path), QDir::cleanPath(QDir(path).absolutePath()) }) {
+        if (!spelling.startsWith(root + QLatin1Char('/')))
+            continue;
+        QString first = spelling.mid(root.size() + 1).section(QLatin1Char('/'), 0, 0);
+        if (first.startsWith(QLatin1Char('.')))
+            first.remove(0, 1);
+        for (const char *name : names) {
+            const QLatin1String n(name);
+            if (first == n || first.startsWith(n + QLatin1Char('.')))
+                return true;
+        }
+        if (first.startsWith(QLatin1String("write-test-")))
+            return true;
+    }
+    return false;
+}
+
 QString projectFileExtension()
 {
     return QStringLiteral("edproj");

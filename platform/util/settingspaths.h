@@ -25,6 +25,13 @@ UTIL_EXPORT QString downloadableResourcesPath();
 UTIL_EXPORT QString defaultWebConfigPath();
 UTIL_EXPORT QString webConfigCachePath();
 UTIL_EXPORT QString recordingsPath();
+// What the editor's writers of users' files (export, record, project) last wrote there.
+UTIL_EXPORT QString outputsRecordPath();
+
+// Whether `path` names one of the files or folders the editor keeps in the data folder (or
+// something inside one, or one of their lock and temporary files), however it is spelled. The
+// user's own files may live in the data folder beside them.
+UTIL_EXPORT bool isStatePath(const QString &path);
 
 // Project files are told by their extension alone (".edproj", any case), so a drop of many
 // paths can be sorted without opening each one.

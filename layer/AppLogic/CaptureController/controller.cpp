@@ -211,6 +211,10 @@ private:
             if (!reader)
                 throw std::runtime_error("no reader for " + deviceUid);
             stream = std::make_unique<AudIO::RecordingStream>(reader);
+            stream->SetWriteFailedHandler([this] {
+                QMetaObject::invokeMethod(
+                    this, [this] { takeWriteFailed(); }, Qt::QueuedConnection);
+            });
             stream->Start();
         } catch (const std::exception &e) {
             LOG(ERROR) << "Can not create audio reader"
@@ -242,6 +246,7 @@ private:
         CaptureResult result = resultOf(*stream);
         result.duration = chronometer->position() - reader->TakeStart();
         result.deviceLost = deviceGone;
+        result.writeError = stream->WriteError();
         if (!path.isEmpty())
             save(path, result);
         else
@@ -250,6 +255,7 @@ private:
             playback->stop();
         stateCode = 0;
         deviceGone = false;
+        writeFailed = false;
         auto *guard = new ReleaseGuard;
         guard->stream = std::move(stream);
         guard->reader = std::move(reader);
@@ -366,6 +372,20 @@ private:
             observer->audioCaptureDeviceLost();
     }
 
+    // Main thread: a take that can no longer be written ends now, not when its time is up; what
+    // it holds waits for stop(path).
+    void takeWriteFailed()
+    {
+        if (stateCode != 2 || !stream || writeFailed)
+            return;
+        writeFailed = true;
+        stream->Stop();
+        // The stream has logged why.
+        const QString why = stream->WriteError();
+        for (IAudioCaptureObserver *observer : std::vector(observers))
+            observer->audioCaptureWriteFailed(why);
+    }
+
     void tellState()
     {
         for (IAudioCaptureObserver *observer : std::vector(observers))
@@ -387,6 +407,7 @@ private:
     std::atomic<int> flags { 0 };
     bool waitingForPlayback = false;
     bool deviceGone = false;
+    bool writeFailed = false;
     Playback::Player *watched = nullptr;
     std::vector<AudIO::AudioDeviceInfo> knownDevices;
     std::vector<IAudioCaptureObserver *> observers;

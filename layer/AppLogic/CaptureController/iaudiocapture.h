@@ -28,6 +28,9 @@ struct CaptureResult {
     MTime duration; // by the chronometer: the take's length on the timeline
     std::int64_t firstSampleLatencyUs = 0;
     bool deviceLost = false;
+    // Why the take stopped being written before the end (a full disk); what came before is
+    // what `frames` counts. Empty when it was written to the end.
+    QString writeError;
 };
 
 class APPLOGIC_EXPORT IAudioCaptureObserver {
@@ -38,6 +41,9 @@ public:
     virtual void audioCaptureVolumeChanged() { }
     // The device went away mid-take: recording has stopped, the take waits for stop(path).
     virtual void audioCaptureDeviceLost() { }
+    // The take could not be written any more (a full disk): recording has stopped there, what
+    // was written waits for stop(path).
+    virtual void audioCaptureWriteFailed(const QString & /*why*/) { }
     virtual void audioCaptureFinished(const CaptureResult &) { }
 };
 

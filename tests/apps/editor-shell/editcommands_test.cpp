@@ -2,9 +2,13 @@
 // it, a bad request refused with nothing changed.
 
 #include "shellrun.h"
+#include "testfiles.h"
 
 #include <QJsonArray>
 #include <QTemporaryDir>
+
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -136,6 +140,50 @@ TEST_F(EditCommands, clip_edits_are_saved_whole_or_not_at_all)
     EXPECT_TRUE(text.contains("clip 3  0:00:01.000 +0:00:01.000")) << qPrintable(text);
     EXPECT_TRUE(text.contains("effects: ChromaKey")) << qPrintable(text);
     EXPECT_FALSE(text.contains("clip 1 ")) << qPrintable(text);
+}
+
+TEST_F(EditCommands, concurrent_edits_of_one_project_all_reach_the_saved_file)
+{
+    const QStringList edits[] = {
+        { "1", "--volume", "50" },  { "2", "--volume", "60" },  { "3", "--volume", "70" },
+        { "1", "--opacity", "40" }, { "2", "--opacity", "30" }, { "3", "--fade-in", "0.25" },
+    };
+    std::vector<std::unique_ptr<QProcess>> shells;
+    for (const QStringList &edit : edits) {
+        shells.push_back(std::make_unique<QProcess>());
+        shells.back()->start(EDITOR_SHELL,
+                             QStringList { "--data-dir", data.path(), "clip", project, "--clips" }
+                                 + edit);
+    }
+    for (const auto &shell : shells) {
+        ASSERT_TRUE(shell->waitForFinished(120000));
+        EXPECT_EQ(shell->exitCode(), 0) << shell->readAllStandardError().toStdString();
+    }
+    QStringList clips;
+    for (const QString &line : shown().split('\n'))
+        if (line.startsWith("  clip "))
+            clips << line;
+    ASSERT_EQ(clips.size(), 3);
+    EXPECT_TRUE(clips[0].contains("opacity 40%  volume 50%")) << qPrintable(clips[0]);
+    EXPECT_TRUE(clips[1].contains("opacity 30%  volume 60%")) << qPrintable(clips[1]);
+    EXPECT_TRUE(clips[2].contains("volume 70%  fade in 0.25 s")) << qPrintable(clips[2]);
+}
+
+TEST_F(EditCommands, a_new_project_over_an_existing_one_needs_yes)
+{
+    const QByteArray before = TestSupport::readFile(project);
+    for (const char *answer : { "--no", "--verbose" }) {
+        const auto refused = TestSupport::runShell(EDITOR_SHELL, data.path(),
+                                                   { answer, "project", "new", project });
+        EXPECT_EQ(refused.exitCode, 1) << answer;
+        EXPECT_TRUE(refused.err.contains("exists; nothing was written (--yes replaces it)"))
+            << qPrintable(refused.err);
+        EXPECT_EQ(TestSupport::readFile(project), before);
+    }
+    const auto agreed
+        = TestSupport::runShell(EDITOR_SHELL, data.path(), { "--yes", "project", "new", project });
+    EXPECT_EQ(agreed.exitCode, 0) << qPrintable(agreed.err);
+    EXPECT_FALSE(shown().contains("  clip "));
 }
 
 } // namespace

@@ -2,10 +2,15 @@
 // real tracker, the file read back, and Ctrl+C as a cancel.
 
 #include "shellrun.h"
+#include "tablerow.h"
+#include "testfiles.h"
 
 #include <QTemporaryDir>
 
 #include <csignal>
+#include <functional>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -25,6 +30,14 @@ protected:
         const auto run = TestSupport::runShell(QStringLiteral(EDITOR_SHELL),
                                                folder->filePath(QStringLiteral("data")), arguments);
         ASSERT_EQ(run.exitCode, 0) << qPrintable(run.err);
+        // A song in the project's collection only, not on its timeline.
+        const QString song = folder->filePath(QStringLiteral("song.mp3"));
+        ASSERT_TRUE(QFile::copy(QStringLiteral(EDITOR_SAMPLES "/chime.mp3"), song));
+        const auto collected = TestSupport::runShell(
+            QStringLiteral(EDITOR_SHELL), folder->filePath(QStringLiteral("data")),
+            { QStringLiteral("import"), song, QStringLiteral("--to"), QStringLiteral("collection"),
+              QStringLiteral("--project"), project() });
+        ASSERT_EQ(collected.exitCode, 0) << qPrintable(collected.err);
     }
     static void TearDownTestSuite() { delete folder; }
     static QString project() { return folder->filePath(QStringLiteral("demo.edproj")); }
@@ -124,6 +137,78 @@ TEST_F(ExportCommand, ctrl_c_cancels_and_leaves_no_file)
               QStringList { QStringLiteral("events.jsonl") });
     EXPECT_EQ(param("EXPORT_FINISHED").value(QStringLiteral("ABORTED")).toString(),
               QStringLiteral("true"));
+}
+
+// What an export may never write over without asking; each is refused before anything is
+// rendered. (Pipes, devices and the data folder's files: the output check's own tests.)
+struct Forbidden : TestSupport::TableRow {
+    // Plants what stands at the output in the run's data folder and returns the output's path.
+    std::function<QString(const QString &dataFolder, const QString &project)> plant;
+    const char *message;
+};
+
+class ExportRefuses
+    : public ExportCommand
+    , public ::testing::WithParamInterface<Forbidden> { };
+
+TEST_P(ExportRefuses, and_what_stood_there_is_unchanged)
+{
+    const QString target = GetParam().plant(data.path(), project());
+    struct stat before { };
+    ASSERT_EQ(::lstat(QFile::encodeName(target).constData(), &before), 0);
+    const QByteArray bytes = S_ISREG(before.st_mode) ? TestSupport::readFile(target) : QByteArray();
+    const auto run
+        = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
+                                { QStringLiteral("export"), project(), target,
+                                  QStringLiteral("--preset"), QStringLiteral("mp3_audio") });
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains(QLatin1String(GetParam().message))) << qPrintable(run.err);
+    struct stat after { };
+    ASSERT_EQ(::lstat(QFile::encodeName(target).constData(), &after), 0);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    if (S_ISREG(before.st_mode))
+        EXPECT_EQ(TestSupport::readFile(target), bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ExportCommand,
+    ExportRefuses,
+    ::testing::Values(
+        Forbidden { "the_project", [](const QString &, const QString &project) { return project; },
+                    "which the project uses" },
+        Forbidden { "a_file_of_the_collection",
+                    [](const QString &, const QString &project) {
+                        return QFileInfo(project).dir().filePath(QStringLiteral("song.mp3"));
+                    },
+                    "which the project uses" },
+        Forbidden { "a_file_of_the_user",
+                    [](const QString &dataFolder, const QString &) {
+                        return TestSupport::writeFile(
+                            QDir(dataFolder).filePath(QStringLiteral("old.mp3")), "keep me");
+                    },
+                    "(--yes replaces it)" }),
+    TestSupport::tableRowName);
+
+TEST_F(ExportCommand, replaces_a_file_with_yes_then_its_own_output_and_tells_a_misleading_name)
+{
+    TestSupport::writeFile(output, "the user's");
+    const QStringList arguments { QStringLiteral("export"),
+                                  project(),
+                                  output,
+                                  QStringLiteral("--preset"),
+                                  QStringLiteral("webm_vp9_720p"),
+                                  QStringLiteral("--range"),
+                                  QStringLiteral("0"),
+                                  QStringLiteral("0.2") };
+    const auto agreed = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
+                                              QStringList { QStringLiteral("--yes") } + arguments);
+    ASSERT_EQ(agreed.exitCode, 0) << qPrintable(agreed.err);
+    EXPECT_TRUE(agreed.err.contains(QLatin1String("does not end in .webm")))
+        << qPrintable(agreed.err);
+    EXPECT_NE(TestSupport::readFile(output), "the user's");
+    const auto again = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(), arguments);
+    EXPECT_EQ(again.exitCode, 0) << qPrintable(again.err);
 }
 
 } // namespace

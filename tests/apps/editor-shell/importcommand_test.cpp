@@ -11,6 +11,9 @@
 
 #include <unistd.h>
 
+#include <memory>
+#include <vector>
+
 namespace {
 
 using ::testing::HasSubstr;
@@ -183,6 +186,25 @@ TEST_F(ImportCommand, every_path_is_accounted_for_with_its_real_cause_and_names_
     EXPECT_THAT(out, HasSubstr("Not read: 2\n"));
     EXPECT_THAT(out, HasSubstr("  \"\": an empty path names no file"));
     EXPECT_THAT(out, HasSubstr("/d: a folder more than 32 levels deep, not read"));
+}
+
+TEST_F(ImportCommand, concurrent_imports_into_one_project_keep_every_clip)
+{
+    const QString project = media.filePath("shared.edproj");
+    std::vector<std::unique_ptr<QProcess>> shells;
+    for (const char *name : { "chime.mp3", "zoom.webm", "beach walk.mp4" }) {
+        shells.push_back(std::make_unique<QProcess>());
+        shells.back()->start(
+            EDITOR_SHELL,
+            { "--data-dir", data.path(), "import", sample(name), "--project", project });
+    }
+    for (const auto &shell : shells) {
+        ASSERT_TRUE(shell->waitForFinished(120000));
+        EXPECT_EQ(shell->exitCode(), 0) << shell->readAllStandardError().toStdString();
+    }
+    const std::string shown = run({ "project", "open", project });
+    for (const char *name : { "chime.mp3", "zoom.webm", "beach walk.mp4" })
+        EXPECT_THAT(shown, HasSubstr(name));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "audiofiles.h"
 #include "eventwait.h"
 #include "shellrun.h"
+#include "smalltmpfs.h"
 #include "tablerow.h"
 
 #include <QDir>
@@ -10,6 +11,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <functional>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -84,6 +88,7 @@ struct BadCase : TestSupport::TableRow {
     QStringList arguments;
     int exitCode;
     const char *message;
+    const char *output = "voice.wav";
 };
 
 class RecordRefuses
@@ -92,30 +97,34 @@ class RecordRefuses
 
 TEST_P(RecordRefuses, with_a_message_and_no_file)
 {
-    const auto r
-        = run(args({ "record", "--countdown", "0" }) + GetParam().arguments << out("voice.wav"));
+    const auto r = run(args({ "record", "--countdown", "0", "--json" }) + GetParam().arguments
+                       << out(GetParam().output));
     EXPECT_EQ(r.exitCode, GetParam().exitCode);
     EXPECT_TRUE(r.err.contains(QString::fromUtf8(GetParam().message))) << r.err.toStdString();
-    EXPECT_FALSE(QFile::exists(out("voice.wav")));
+    EXPECT_FALSE(QFile::exists(out(GetParam().output)));
+    // A script hears of the failure too.
+    const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
+    EXPECT_EQ(result.value("saved"), QJsonValue(false)) << r.out.toStdString();
+    EXPECT_FALSE(result.value("error").toString().isEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Shell,
     RecordRefuses,
-    ::testing::Values(BadCase { "zero_seconds", args({ "--seconds", "0" }), 2, "--seconds" },
-                      BadCase { "negative_seconds", args({ "--seconds", "-2" }), 2, "--seconds" },
-                      BadCase { "volume_over_100", args({ "--volume", "101" }), 2, "--volume" },
-                      BadCase { "negative_volume", args({ "--volume", "-1" }), 2, "--volume" },
-                      BadCase { "missing_device",
-                                args({ "--device", "virtual:file:/nonexistent.wav" }), 1,
-                                "Can't find a device" }),
+    ::testing::Values(
+        BadCase { "zero_seconds", args({ "--seconds", "0" }), 2, "--seconds" },
+        BadCase { "negative_seconds", args({ "--seconds", "-2" }), 2, "--seconds" },
+        BadCase { "volume_over_100", args({ "--volume", "101" }), 2, "--volume" },
+        BadCase { "negative_volume", args({ "--volume", "-1" }), 2, "--volume" },
+        BadCase { "missing_device", args({ "--device", "virtual:file:/nonexistent.wav" }), 1,
+                  "Can't find a device" },
+        BadCase { "an_extension_not_written", {}, 2, "OUT must end in", "voice.mp3" }),
     TestSupport::tableRowName);
 
-TEST_F(RecordCommand, a_folder_as_output_is_refused_and_the_take_recovered_after)
+TEST_F(RecordCommand, a_failed_save_keeps_the_take_for_a_recovery_after)
 {
-    QDir(data.path()).mkpath("folder.wav");
-    const auto failed
-        = run(args({ "record", "--seconds", "0.5", "--countdown", "0" }) << out("folder.wav"));
+    const auto failed = run(args({ "record", "--seconds", "0.5", "--countdown", "0" })
+                            << out("no-such-folder/voice.wav"));
     EXPECT_EQ(failed.exitCode, 1);
     EXPECT_TRUE(failed.err.contains("Error was encountered while saving captured audio. Details:"));
 
@@ -152,5 +161,129 @@ TEST_F(RecordCommand, a_killed_take_is_recovered_by_the_next_run)
     EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 880.0 * take.frames() / 48000,
                 3);
 }
+
+TEST_F(RecordCommand, every_virtual_tone_records_to_the_end)
+{
+    const auto r = run(args({ "record", "--device", "virtual:tone:1000", "--seconds", "1",
+                              "--countdown", "0", "--quality", "1", "--json" })
+                       << out("tone.wav"));
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
+    EXPECT_FALSE(result.value("deviceLost").toBool());
+    const auto take = TestSupport::readAudioFile(out("tone.wav"));
+    EXPECT_GE(take.frames(), 16000);
+    EXPECT_NEAR(TestSupport::zeroCrossings(take, 0, take.frames()), 2000.0 * take.frames() / 16000,
+                3);
+}
+
+TEST_F(RecordCommand, an_output_that_is_no_file_is_refused_and_left_as_it_was)
+{
+    const QString fifo = out("pipe.wav");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+    const auto r
+        = run(args({ "record", "--seconds", "0.2", "--countdown", "0", "--json" }) << fifo);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(TestSupport::jsonLines(r.out.toUtf8())
+                    .value(0)
+                    .value("error")
+                    .toString()
+                    .contains("is a pipe (FIFO)"))
+        << r.out.toStdString();
+    struct stat st { };
+    ASSERT_EQ(::lstat(QFile::encodeName(fifo).constData(), &st), 0);
+    EXPECT_TRUE(S_ISFIFO(st.st_mode));
+    EXPECT_TRUE(QDir(data.filePath("recordings")).entryList(QDir::Files).isEmpty());
+}
+
+TEST_F(RecordCommand, a_full_disk_ends_the_take_at_once_and_says_what_was_kept)
+{
+    TestSupport::SmallTmpfs disk(256 * 1024, data.filePath("recordings"));
+    if (!disk.mounted())
+        GTEST_SKIP() << disk.reason();
+    const auto r = run(args({ "record", "--seconds", "4", "--countdown", "0", "--json" })
+                       << out("voice.wav"));
+    EXPECT_EQ(r.exitCode, 1);
+    const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
+    EXPECT_TRUE(result.value("saved").toBool()) << r.out.toStdString();
+    EXPECT_FALSE(result.value("writeError").toString().isEmpty());
+    // 256 KiB hold 0.68 s of 48 kHz float stereo: the take ended where the disk did.
+    EXPECT_LT(result.value("seconds").toDouble(), 0.7);
+    EXPECT_GT(result.value("seconds").toDouble(), 0);
+    EXPECT_EQ(TestSupport::readAudioFile(out("voice.wav")).frames(),
+              result.value("frames").toDouble());
+    EXPECT_TRUE(r.err.contains("only that much was kept")) << r.err.toStdString();
+}
+
+// What a recovery must not do: follow a link out of the data folder, or write over a take.
+struct Recovery : TestSupport::TableRow {
+    // Plants the interrupted take (or takes) and returns the OUT to recover to.
+    std::function<QString(const QDir &takes, const QString &elsewhere)> plant;
+    const char *message;
+};
+
+class RecoveryRefused
+    : public RecordCommand
+    , public ::testing::WithParamInterface<Recovery> { };
+
+TEST_P(RecoveryRefused, and_every_take_stays)
+{
+    const QDir takes(data.filePath("recordings"));
+    QTemporaryDir elsewhere;
+    const QString output = GetParam().plant(takes, elsewhere.path());
+    QStringList planted;
+    for (const QString &folder : { takes.path(), elsewhere.path() })
+        for (const QFileInfo &take : QDir(folder).entryInfoList({ "take-*.wav" }, QDir::Files))
+            planted << take.canonicalFilePath() + ':' + QString::number(take.size());
+    ASSERT_FALSE(planted.isEmpty());
+
+    const auto r = run(args({ "record", "--recover", "--json" }) << output);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_TRUE(r.err.contains(QString::fromUtf8(GetParam().message))) << r.err.toStdString();
+    EXPECT_EQ(TestSupport::jsonLines(r.out.toUtf8()).value(0).value("saved"), QJsonValue(false));
+    QStringList after;
+    for (const QString &folder : { takes.path(), elsewhere.path() })
+        for (const QFileInfo &take : QDir(folder).entryInfoList({ "take-*.wav" }, QDir::Files))
+            after << take.canonicalFilePath() + ':' + QString::number(take.size());
+    EXPECT_EQ(after, planted);
+}
+
+QString plantTake(const QString &folder, const char *name, double seconds)
+{
+    QDir().mkpath(folder);
+    const QString path = QDir(folder).filePath(QLatin1String(name));
+    TestSupport::writeToneFile(path, 440, 48000, 2, seconds);
+    return path;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shell,
+    RecoveryRefused,
+    ::testing::Values(Recovery { "recordings_linked_elsewhere",
+                                 [](const QDir &takes, const QString &elsewhere) {
+                                     plantTake(elsewhere, "take-1.wav", 0.2);
+                                     QFile::link(elsewhere, takes.path());
+                                     return QDir(elsewhere).filePath("saved.wav");
+                                 },
+                                 "there is no interrupted take" },
+                      Recovery { "out_is_the_take_itself",
+                                 [](const QDir &takes, const QString &) {
+                                     return plantTake(takes.path(), "take-1.wav", 0.2);
+                                 },
+                                 "editor's own files" },
+                      Recovery { "out_is_another_take",
+                                 [](const QDir &takes, const QString &) {
+                                     plantTake(takes.path(), "take-1.wav", 0.2);
+                                     return plantTake(takes.path(), "take-2.wav", 0.1);
+                                 },
+                                 "editor's own files" },
+                      Recovery { "out_is_a_link_to_the_take",
+                                 [](const QDir &takes, const QString &elsewhere) {
+                                     const QString take
+                                         = plantTake(takes.path(), "take-1.wav", 0.2);
+                                     QFile::link(take, QDir(elsewhere).filePath("link.wav"));
+                                     return QDir(elsewhere).filePath("link.wav");
+                                 },
+                                 "editor's own files" }),
+    TestSupport::tableRowName);
 
 } // namespace

@@ -74,8 +74,7 @@ TEST_P(RecordingFormats, two_seconds_of_tone_read_back_as_two_seconds_of_440_hz)
 INSTANTIATE_TEST_SUITE_P(Audio,
                          RecordingFormats,
                          ::testing::Values(FormatCase { "wav", "wav", SF_FORMAT_WAV, true },
-                                           FormatCase { "unknown_is_wav", "take", SF_FORMAT_WAV,
-                                                        true },
+                                           FormatCase { "wave", "wave", SF_FORMAT_WAV, true },
                                            FormatCase { "flac", "flac", SF_FORMAT_FLAC, true },
                                            FormatCase { "ogg", "ogg", SF_FORMAT_OGG, false }),
                          TestSupport::tableRowName);
@@ -177,21 +176,25 @@ TEST_P(SavingFails, with_the_reason_and_what_stood_there_untouched)
 INSTANTIATE_TEST_SUITE_P(
     Audio,
     SavingFails,
-    ::testing::Values(SaveFailure { "a_folder",
-                                    [](const QDir &d) {
-                                        d.mkpath("folder.wav");
-                                        return d.filePath("folder.wav");
-                                    },
-                                    false },
-                      SaveFailure { "a_missing_folder",
-                                    [](const QDir &d) { return d.filePath("no/such/take.wav"); },
-                                    false },
-                      SaveFailure { "an_unreadable_take_over_an_existing_file",
-                                    [](const QDir &d) {
-                                        return TestSupport::writeFile(d.filePath("keep.wav"),
-                                                                      "the user's file");
-                                    },
-                                    true }),
+    ::testing::Values(
+        SaveFailure { "a_folder",
+                      [](const QDir &d) {
+                          d.mkpath("folder.wav");
+                          return d.filePath("folder.wav");
+                      },
+                      false },
+        SaveFailure { "a_missing_folder",
+                      [](const QDir &d) { return d.filePath("no/such/take.wav"); }, false },
+        SaveFailure { "an_extension_not_written",
+                      [](const QDir &d) {
+                          return TestSupport::writeFile(d.filePath("keep.mp3"), "the user's song");
+                      },
+                      false },
+        SaveFailure { "an_unreadable_take_over_an_existing_file",
+                      [](const QDir &d) {
+                          return TestSupport::writeFile(d.filePath("keep.wav"), "the user's file");
+                      },
+                      true }),
     TestSupport::tableRowName);
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "tracking/jsonlinessink.h"
 
+#include "tempdatafolder.h"
 #include "testfiles.h"
 
 #include <QTemporaryDir>
@@ -64,4 +65,13 @@ TEST_F(JsonLinesSinkTest, a_file_that_cannot_be_opened_is_refused)
 {
     EXPECT_THROW(JsonLinesSink sink(m_dir.filePath("missing/folder/events.jsonl")),
                  std::runtime_error);
+}
+
+TEST_F(JsonLinesSinkTest, a_file_of_the_data_folder_is_refused_and_left_whole)
+{
+    TestSupport::TempDataFolder data;
+    const QString store
+        = TestSupport::writeFile(data.filePath("usage/events.sqlite"), "the event store");
+    EXPECT_THROW(JsonLinesSink sink(store), std::runtime_error);
+    EXPECT_EQ(TestSupport::readFile(store), "the event store");
 }

@@ -4,7 +4,13 @@
 #include "tempdatafolder.h"
 #include "testfiles.h"
 
+#include <QDir>
 #include <QFile>
+
+#include <sys/stat.h>
+
+#include <functional>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -56,6 +62,52 @@ TEST_F(Customization_, bundled_configuration_names_the_collection_lists)
 {
     EXPECT_FALSE(Customization::appUrl(QStringLiteral("COLLECTIONS_EXTERNAL_AUDIO_URL")).isEmpty());
 }
+
+// What may stand at product.json in the data folder instead of a file: each is refused at once
+// (no wait on a pipe, no endless read of a device) and the bundled configuration serves instead.
+struct HostileConfig {
+    const char *name;
+    std::function<void(const QString &path)> plant;
+};
+
+std::ostream &operator<<(std::ostream &os, const HostileConfig &c)
+{
+    return os << c.name;
+}
+
+class HostileProductConfig
+    : public Customization_
+    , public ::testing::WithParamInterface<HostileConfig> { };
+
+TEST_P(HostileProductConfig, is_refused_and_the_bundled_one_used)
+{
+    const QString path = data.filePath(QStringLiteral("product.json"));
+    GetParam().plant(path);
+    EXPECT_EQ(Customization::appUrl(QStringLiteral("COLLECTIONS_EXTERNAL_AUDIO_URL")),
+              QUrl::fromLocalFile(QDir(Settings::bundledResourcesPath())
+                                      .filePath(QStringLiteral("lists/external_audio.json"))));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Customization,
+    HostileProductConfig,
+    ::testing::Values(
+        HostileConfig { "fifo",
+                        [](const QString &path) {
+                            ASSERT_EQ(::mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+                        } },
+        HostileConfig { "link_to_dev_zero",
+                        [](const QString &path) {
+                            ASSERT_TRUE(QFile::link(QStringLiteral("/dev/zero"), path));
+                        } },
+        HostileConfig { "link_to_a_good_file",
+                        [](const QString &path) {
+                            const QString elsewhere = path + QStringLiteral(".elsewhere");
+                            writeFile(elsewhere, R"({"links": {"COLLECTIONS_EXTERNAL_AUDIO_URL":
+                                                    "https://example.org/planted.json"}})");
+                            ASSERT_TRUE(QFile::link(elsewhere, path));
+                        } }),
+    [](const auto &info) { return std::string(info.param.name); });
 
 TEST(SettingsPaths, unwritable_data_folder_is_refused_with_a_reason)
 {
