@@ -2,6 +2,7 @@
 // from, and the link keys with their addresses.
 
 #include "Application/application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
 
 #include "Constants/urlkeys.h"
@@ -19,9 +20,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <atomic>
-#include <csignal>
-
 namespace Shell {
 
 namespace {
@@ -34,13 +32,6 @@ const QCommandLineOption
                QStringLiteral("Wait at most SECONDS for the fetch in flight (default 5)."),
                QStringLiteral("SECONDS"),
                QStringLiteral("5"));
-
-std::atomic<bool> interrupted { false };
-
-void onInterrupt(int)
-{
-    interrupted = true;
-}
 
 QString sourceText(std::optional<ValueSource> source)
 {
@@ -127,12 +118,11 @@ int runConfig(Context &context)
         context.err << "editor-shell: the web configuration is not set up\n";
         return 1;
     }
-    interrupted = false;
-    const auto previous = std::signal(SIGINT, onInterrupt);
+    bool interrupted = false;
+    const auto interrupts = ExitSignals::take([&interrupted] { interrupted = true; });
     const QDeadlineTimer limit(static_cast<qint64>(seconds * 1000));
     while (controller->fetchStatus().inFlight && !limit.hasExpired() && !interrupted)
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
-    std::signal(SIGINT, previous);
 
     const FetchStatus fetch = controller->fetchStatus();
     const QString result = fetch.inFlight ? QStringLiteral("none") : resultText(fetch.result);
