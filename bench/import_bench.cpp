@@ -142,7 +142,7 @@ public:
         app = std::make_unique<App::Application>(std::move(options));
         app->tracker().addSink(sink);
         app->setDialogs(std::make_shared<QuietDialogs>());
-        app->setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull, false));
+        app->setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull));
     }
     ~Intake()
     {

@@ -308,7 +308,7 @@ class InstallProgress : private Report::IProgressListener {
 public:
     InstallProgress(ItemInstaller &installer, qint64 total)
         : m_installer(installer)
-        , m_factory(stderr, true)
+        , m_factory(stderr, &ExitSignals::take)
         , m_scale(total > 1000000000 ? 1024 : 1)
         , m_progress(m_factory.create(QStringLiteral("Installing"),
                                       QStringLiteral("Cancel"),

@@ -2,6 +2,7 @@
 // from, and the link keys with their addresses.
 
 #include "Application/application.h"
+#include "exitsignals.h"
 #include "shellcontext.h"
 
 #include "Constants/urlkeys.h"
@@ -20,21 +21,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <atomic>
-#include <csignal>
-
 namespace Shell {
 
 namespace {
 
 using namespace Vantel::App::WebConfig;
 
-std::atomic<bool> interrupted { false };
-
-void onInterrupt(int)
-{
-    interrupted = true;
-}
 
 QString sourceText(std::optional<ValueSource> source)
 {
@@ -114,12 +106,11 @@ int runConfig(Context &context)
     const auto controller = activeController();
     if (!controller)
         return context.failure(QStringLiteral("the web configuration is not set up"));
-    interrupted = false;
-    const auto previous = std::signal(SIGINT, onInterrupt);
+    bool interrupted = false;
+    const auto interrupts = ExitSignals::take([&interrupted] { interrupted = true; });
     const QDeadlineTimer limit(static_cast<qint64>(seconds * 1000));
     while (controller->fetchStatus().inFlight && !limit.hasExpired() && !interrupted)
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 50);
-    std::signal(SIGINT, previous);
 
     const FetchStatus fetch = controller->fetchStatus();
     const QString result = fetch.inFlight ? QStringLiteral("none") : resultText(fetch.result);

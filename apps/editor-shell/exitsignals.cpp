@@ -2,6 +2,8 @@
 
 #include <glog/logging.h>
 
+#include <QCoreApplication>
+
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
@@ -10,6 +12,8 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <mutex>
+#include <vector>
 
 namespace Shell {
 
@@ -23,17 +27,54 @@ int g_pipe[2] = { -1, -1 };
 struct sigaction g_previous[2];
 constexpr int Signals[2] = { SIGINT, SIGTERM };
 
-// Only what is allowed in a signal handler: an atomic store and a write.
+using Taker = std::function<void()>;
+std::mutex g_takersMutex;
+std::vector<std::weak_ptr<Taker>> g_takers; // latest last
+
+// Only what is allowed in a signal handler: a write. The watcher decides what the signal means.
 void onSignal(int signal)
 {
     const int saved = errno;
-    g_signal.store(signal);
     const unsigned char byte = static_cast<unsigned char>(signal);
     [[maybe_unused]] const ssize_t n = ::write(g_pipe[1], &byte, 1);
     errno = saved;
 }
 
+// Hands the signal to the latest living taker, on the main thread; false when nobody took it.
+bool passToTaker()
+{
+    std::lock_guard<std::mutex> lock(g_takersMutex);
+    while (!g_takers.empty()) {
+        std::weak_ptr<Taker> taker = g_takers.back();
+        if (taker.expired()) {
+            g_takers.pop_back();
+            continue;
+        }
+        QCoreApplication *app = QCoreApplication::instance();
+        if (!app)
+            return false;
+        // Given up between the signal and the call, the token's handler is not called.
+        QMetaObject::invokeMethod(
+            app,
+            [taker] {
+                if (const auto handler = taker.lock())
+                    (*handler)();
+            },
+            Qt::QueuedConnection);
+        return true;
+    }
+    return false;
+}
+
 } // namespace
+
+std::shared_ptr<void> ExitSignals::take(std::function<void()> onInterrupt)
+{
+    auto handler = std::make_shared<Taker>(std::move(onInterrupt));
+    std::lock_guard<std::mutex> lock(g_takersMutex);
+    g_takers.push_back(handler);
+    return handler;
+}
 
 ExitSignals::ExitSignals()
 {
@@ -94,8 +135,10 @@ void ExitSignals::watch()
             continue;
         if (n <= 0 || byte == 0)
             return;
-        break;
+        if (!passToTaker())
+            break;
     }
+    g_signal.store(byte);
     std::unique_lock<std::mutex> lock(m_mutex);
     if (m_stopped.wait_for(lock, Grace, [this] { return m_stopping; }))
         return;

@@ -150,7 +150,7 @@ int run(Context &context)
     Statistics::statistics()->exportStatistics()->exportClicked(&timeline, range, false);
 
     Export::Engine &engine = context.app.exportEngine();
-    auto factory = std::make_shared<Report::TerminalProgressFactory>(stderr, true);
+    auto factory = std::make_shared<Report::TerminalProgressFactory>(stderr, &ExitSignals::take);
     CancelOnRequest listener(engine);
     std::unique_ptr<Report::IProgress> bar;
     engine.setProgressHandler([&](const Export::ExportProgress &p) {

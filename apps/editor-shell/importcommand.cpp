@@ -3,6 +3,7 @@
 // timeline or the collection, what failed and why, and the result.
 
 #include "importcommand.h"
+#include "exitsignals.h"
 #include "outputguard.h"
 
 #include "Application/application.h"
@@ -369,7 +370,8 @@ int run(Context &context)
             : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
                                            : Dialog::TerminalDialogs::Answer::Ask,
         stdin, context.json() ? stderr : stdout));
-    context.app.setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(stderr, true));
+    context.app.setProgressFactory(
+        std::make_shared<Report::TerminalProgressFactory>(stderr, &ExitSignals::take));
 
     Project::Object &project = context.app.project();
     FileAdder::Contexts contexts;

@@ -55,7 +55,7 @@ bool checkOutput(Context &context,
     QString message = Format::printable(refusal.message);
     if (refusal.why == FS::OutputRefusal::Why::Exists)
         message += QStringLiteral("; nothing was written (--yes replaces it)");
-    context.err << "editor-shell: " << message << '\n';
+    context.err << errorPrefix << message << '\n';
     if (why)
         *why = message;
     return false;
@@ -71,7 +71,7 @@ void warnOnExtension(Context &context, const QString &path, const QString &forma
         fitting = QStringList { QStringLiteral("mkv") };
     if (fitting.contains(extension))
         return;
-    context.err << "editor-shell: warning: " << Format::printable(path) << " does not end in ."
+    context.err << errorPrefix << "warning: " << Format::printable(path) << " does not end in ."
                 << fitting.first() << ", yet the preset writes a " << format
                 << " file; players that go by the name may refuse it\n";
 }
@@ -93,7 +93,7 @@ bool lockProject(Context &context, const QString &path)
             const TerminalLog::Told told;
             LOG(WARNING) << e.what();
         }
-        context.err << "editor-shell: " << Format::printable(QString::fromStdString(e.what()))
+        context.err << errorPrefix << Format::printable(QString::fromStdString(e.what()))
                     << '\n';
         return false;
     }

@@ -2,6 +2,7 @@
 // and Ctrl+C to stop and keep what was said. Also lists the inputs and saves a take that an
 // earlier run left behind.
 
+#include "exitsignals.h"
 #include "levelmeter.h"
 #include "outputguard.h"
 #include "shellcontext.h"
@@ -27,11 +28,9 @@
 #include <QJsonObject>
 #include <QLabel>
 #include <QPainter>
-#include <QSocketNotifier>
 #include <QTimer>
 #include <QVBoxLayout>
 
-#include <csignal>
 #include <cstdio>
 #include <memory>
 
@@ -41,49 +40,6 @@ namespace Shell {
 
 namespace {
 
-int interruptPipe[2] = { -1, -1 };
-
-void onInterrupt(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const ssize_t n = ::write(interruptPipe[1], &byte, 1);
-}
-
-// Ctrl+C (and a polite kill) reach the event loop as a call, while this object lives.
-class Interrupts {
-public:
-    explicit Interrupts(std::function<void()> handler)
-    {
-        if (::pipe(interruptPipe) != 0)
-            return;
-        m_notifier = std::make_unique<QSocketNotifier>(interruptPipe[0], QSocketNotifier::Read);
-        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [handler] {
-            char byte;
-            [[maybe_unused]] const ssize_t n = ::read(interruptPipe[0], &byte, 1);
-            handler();
-        });
-        struct sigaction action { };
-        action.sa_handler = onInterrupt;
-        sigemptyset(&action.sa_mask);
-        sigaction(SIGINT, &action, &m_previousInt);
-        sigaction(SIGTERM, &action, &m_previousTerm);
-    }
-    ~Interrupts()
-    {
-        if (!m_notifier)
-            return;
-        sigaction(SIGINT, &m_previousInt, nullptr);
-        sigaction(SIGTERM, &m_previousTerm, nullptr);
-        m_notifier.reset();
-        ::close(interruptPipe[0]);
-        ::close(interruptPipe[1]);
-    }
-
-private:
-    std::unique_ptr<QSocketNotifier> m_notifier;
-    struct sigaction m_previousInt { };
-    struct sigaction m_previousTerm { };
-};
 
 void printJson(QTextStream &out, const QJsonObject &object)
 {
@@ -434,7 +390,8 @@ int record(Context &c)
 
     int status = -1;
     if (capture->state() != Capture::State::Idle) {
-        Interrupts interrupts([&session] { session.interrupt(); });
+        // Ctrl+C (and a polite kill) stop the take and keep it.
+        const auto interrupts = ExitSignals::take([&session] { session.interrupt(); });
         QEventLoop loop;
         session.loop = &loop;
         if (!session.done)

@@ -1,25 +1,12 @@
 #include "dialogs/terminalprogress.h"
 
 #include <QElapsedTimer>
-#include <QSocketNotifier>
 
-#include <csignal>
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace Report {
 
 namespace {
-
-// The self-pipe between the signal handler and the event loop: the handler may only write().
-int interruptPipe[2] = { -1, -1 };
-struct sigaction previousAction;
-
-void onInterrupt(int)
-{
-    const char byte = 1;
-    [[maybe_unused]] const ssize_t n = ::write(interruptPipe[1], &byte, 1);
-}
 
 constexpr int barWidth = 30;
 
@@ -99,7 +86,7 @@ private:
         const int filled = m_maximum > 0 ? qBound(0, m_value * barWidth / m_maximum, barWidth) : 0;
         const QString bar
             = QString(filled, QChar(0x2588)) + QString(barWidth - filled, QChar(0x2591));
-        const QString hint = m_factory.m_cancelOnInterrupt && !m_cancelText.isEmpty()
+        const QString hint = m_factory.m_takeInterrupts && !m_cancelText.isEmpty()
             ? QStringLiteral("  (Ctrl+C: %1)").arg(m_cancelText)
             : QString();
         write(QStringLiteral("\r\x1b[K%1 %2 %3%4").arg(m_label, bar, m_text, hint));
@@ -115,30 +102,17 @@ private:
     QElapsedTimer m_clock;
 };
 
-TerminalProgressFactory::TerminalProgressFactory(std::FILE *out, bool cancelOnInterrupt)
+TerminalProgressFactory::TerminalProgressFactory(std::FILE *out, InterruptTaker takeInterrupts)
     : m_out(out)
     , m_isTerminal(::isatty(fileno(out)) == 1)
-    , m_cancelOnInterrupt(cancelOnInterrupt)
+    , m_takeInterrupts(std::move(takeInterrupts))
 {
-    if (m_cancelOnInterrupt && interruptPipe[0] < 0
-        && ::pipe2(interruptPipe, O_CLOEXEC | O_NONBLOCK) == 0) {
-        m_notifier = std::make_unique<QSocketNotifier>(interruptPipe[0], QSocketNotifier::Read);
-        m_notifier->setEnabled(false);
-        connect(m_notifier.get(), &QSocketNotifier::activated, this,
-                &TerminalProgressFactory::interrupted);
-    }
 }
 
 TerminalProgressFactory::~TerminalProgressFactory()
 {
     if (m_current)
         detach(m_current);
-    m_notifier.reset();
-    if (interruptPipe[0] >= 0) {
-        ::close(interruptPipe[0]);
-        ::close(interruptPipe[1]);
-        interruptPipe[0] = interruptPipe[1] = -1;
-    }
 }
 
 std::unique_ptr<IProgress> TerminalProgressFactory::create(const QString &label,
@@ -152,15 +126,8 @@ std::unique_ptr<IProgress> TerminalProgressFactory::create(const QString &label,
 void TerminalProgressFactory::attach(TerminalProgress *progress)
 {
     m_current = progress;
-    if (!m_notifier)
-        return;
-    struct sigaction action = {};
-    action.sa_handler = &onInterrupt;
-    sigemptyset(&action.sa_mask);
-    // Once: the second Ctrl+C finds the default action back and ends the program.
-    action.sa_flags = SA_RESETHAND;
-    sigaction(SIGINT, &action, &previousAction);
-    m_notifier->setEnabled(true);
+    if (m_takeInterrupts)
+        m_interrupts = m_takeInterrupts([this] { interrupted(); });
 }
 
 void TerminalProgressFactory::detach(TerminalProgress *progress)
@@ -168,16 +135,13 @@ void TerminalProgressFactory::detach(TerminalProgress *progress)
     if (m_current != progress)
         return;
     m_current = nullptr;
-    if (!m_notifier)
-        return;
-    m_notifier->setEnabled(false);
-    sigaction(SIGINT, &previousAction, nullptr);
+    m_interrupts.reset();
 }
 
 void TerminalProgressFactory::interrupted()
 {
-    char drain[16];
-    while (::read(interruptPipe[0], drain, sizeof drain) > 0) { }
+    // Once: a second Ctrl+C is the program's again, for a cancel that does not end the work.
+    m_interrupts.reset();
     if (m_current)
         m_current->cancel();
 }

@@ -1,328 +1,160 @@
 #include "webconfig/webconfigparser.h"
 
-#include <cstdint>
+#include <simdjson.h>
+
 #include <limits>
+#include <set>
+#include <string_view>
 
 namespace Vantel::App::WebConfig {
 
 namespace {
 
-// A reader for exactly this two-level shape. JSON readers at hand keep the last of two equal keys
-// without a word; here a repeated key is an error, as is anything the format does not allow.
+namespace od = simdjson::ondemand;
+
+// The first problem, with the byte it was met at when the reader can tell.
+struct Refusal {
+    std::string what;
+    const char *at = nullptr;
+};
+
+std::string inQuotes(std::string_view name)
+{
+    return "\"" + std::string(name) + "\"";
+}
+
+// simdjson checks UTF-8, nesting and the document's end; walking the members in order lets a
+// repeated key be seen, which a lookup by key would silently resolve to one of them.
 class Reader {
 public:
-    explicit Reader(const QByteArray &bytes)
-        : m_data(bytes.constData())
-        , m_size(bytes.size())
+    Reader(od::document &document, const simdjson::padded_string &bytes)
+        : m_document(document)
+        , m_begin(bytes.data())
+        , m_end(bytes.data() + bytes.size())
     {
     }
 
-    ParseResult read()
+    Config read()
     {
-        ParseResult result;
-        skipSpace();
-        if (!expect('{', "the document is not a JSON object"))
-            return failed();
-        if (!readMembers([&](const std::string &name) {
-                auto &section = result.config[name];
-                if (!expect('{', "is not an object", name))
-                    return false;
-                return readMembers([&](const std::string &key) {
-                    ConfigValue value;
-                    if (!readValue(&value, name + "." + key))
-                        return false;
-                    section.emplace(key, std::move(value));
-                    return true;
-                });
-            }))
-            return failed();
-        skipSpace();
-        if (m_pos != m_size)
-            return fail("content after the end of the document"), failed();
-        return result;
+        Config config;
+        od::object top;
+        if (const auto error = m_document.get_object().get(top))
+            throw refusal(error == simdjson::INCORRECT_TYPE ? "the document is not a JSON object"
+                                                            : describe(error));
+        std::set<std::string, std::less<>> names;
+        for (auto field : top) {
+            const std::string name(checked(field.unescaped_key()));
+            claim(names, name);
+            Section &section = config[name];
+            od::object members;
+            if (field.value().get_object().get(members))
+                throw refusal(inQuotes(name) + " is not an object");
+            std::set<std::string, std::less<>> keys;
+            for (auto member : members) {
+                const std::string key(checked(member.unescaped_key()));
+                claim(keys, key);
+                section.emplace(key, valueOf(checked(member.value()), name + "." + key));
+            }
+        }
+        const char *rest = nullptr;
+        if (m_document.current_location().get(rest) != simdjson::OUT_OF_BOUNDS)
+            throw Refusal { "content after the end of the document", rest };
+        return config;
     }
+
+    // What the error says about a configuration; the rest keep simdjson's words.
+    std::string describe(simdjson::error_code error)
+    {
+        switch (error) {
+        case simdjson::UTF8_ERROR:
+            return "invalid UTF-8";
+        case simdjson::UNCLOSED_STRING:
+            return "the document ends early";
+        case simdjson::INCOMPLETE_ARRAY_OR_OBJECT:
+            // The first and the last bracket do not match: cut short, or more after the end.
+            return "the document ends early or goes on after its end";
+        case simdjson::TAPE_ERROR:
+            return location() ? "a missing or superfluous comma, brace or key"
+                              : "the document ends early";
+        case simdjson::STRING_ERROR:
+            return "a bad escape or an unpaired surrogate";
+        case simdjson::UNESCAPED_CHARS:
+            return "a control character in a string";
+        default:
+            return simdjson::error_message(error);
+        }
+    }
+
+    Refusal refusal(std::string what) { return Refusal { std::move(what), location() }; }
+
+    std::size_t offset(const char *at) const { return static_cast<std::size_t>(at - m_begin); }
 
 private:
-    ParseResult failed() const { return ParseResult { {}, m_error }; }
-
-    bool fail(const std::string &what)
+    // Where the reader stands; null at or past the end.
+    const char *location()
     {
-        if (m_error.isEmpty())
-            m_error = QString::fromStdString(what) + QStringLiteral(" (at byte ")
-                + QString::number(m_pos) + QStringLiteral(")");
-        return false;
+        const char *at = nullptr;
+        return m_document.current_location().get(at) || at >= m_end ? nullptr : at;
     }
 
-    void skipSpace()
+    template<class T> T checked(simdjson::simdjson_result<T> result)
     {
-        while (m_pos < m_size
-               && (m_data[m_pos] == ' ' || m_data[m_pos] == '\t' || m_data[m_pos] == '\n'
-                   || m_data[m_pos] == '\r'))
-            ++m_pos;
+        T value;
+        if (const auto error = std::move(result).get(value))
+            throw refusal(describe(error));
+        return value;
     }
 
-    bool expect(char c, const char *what, const std::string &where = {})
+    void claim(std::set<std::string, std::less<>> &seen, const std::string &key)
     {
-        skipSpace();
-        if (m_pos < m_size && m_data[m_pos] == c) {
-            ++m_pos;
-            return true;
-        }
-        if (m_pos >= m_size)
-            return fail("the document ends early");
-        return fail(where.empty() ? std::string(what) : "\"" + where + "\" " + what);
+        if (!seen.insert(key).second)
+            throw refusal(inQuotes(key) + " appears twice");
     }
 
-    // `{` already read: reads "name": <member> pairs up to `}`, each name once.
-    template<class Member> bool readMembers(Member member)
+    ConfigValue valueOf(od::value value, const std::string &where)
     {
-        std::map<std::string, bool> seen;
-        skipSpace();
-        if (m_pos < m_size && m_data[m_pos] == '}') {
-            ++m_pos;
-            return true;
+        const auto refuse = [&](const char *problem) { return refusal(inQuotes(where) + problem); };
+        od::json_type type;
+        if (value.type().get(type))
+            throw refuse(" is not a bool, an integer or a string");
+        switch (type) {
+        case od::json_type::boolean: {
+            bool flag = false;
+            if (value.get_bool().get(flag))
+                throw refuse(" is not a bool, an integer or a string");
+            return flag;
         }
-        for (;;) {
-            std::string name;
-            skipSpace();
-            if (!readString(&name))
-                return false;
-            if (!seen.emplace(name, true).second)
-                return fail("\"" + name + "\" appears twice");
-            if (!expect(':', "expected ':'") || !member(name))
-                return false;
-            skipSpace();
-            if (m_pos >= m_size)
-                return fail("the document ends early");
-            const char c = m_data[m_pos++];
-            if (c == '}')
-                return true;
-            if (c != ',')
-                return fail("expected ',' or '}'");
+        case od::json_type::string: {
+            const std::string_view text = checked(value.get_string());
+            // An escaped NUL reads as one; no text of the configuration holds it.
+            if (text.find('\0') != std::string_view::npos)
+                throw refusal("a NUL byte");
+            return std::string(text);
         }
-    }
-
-    bool readValue(ConfigValue *value, const std::string &where)
-    {
-        skipSpace();
-        if (m_pos >= m_size)
-            return fail("the document ends early");
-        const char c = m_data[m_pos];
-        if (c == '"') {
-            std::string text;
-            if (!readString(&text))
-                return false;
-            *value = std::move(text);
-            return true;
+        case od::json_type::number: {
+            od::number_type kind;
+            if (value.get_number_type().get(kind))
+                throw refuse(" is not a valid number");
+            if (kind == od::number_type::floating_point_number)
+                throw refuse(" is not an integer");
+            std::int64_t number = 0;
+            const auto error = value.get_int64().get(number);
+            if (error && error != simdjson::NUMBER_OUT_OF_RANGE
+                && error != simdjson::INCORRECT_TYPE)
+                throw refuse(" is not a valid number");
+            if (error || number < std::numeric_limits<int>::min()
+                || number > std::numeric_limits<int>::max())
+                throw refuse(" is out of the integer range");
+            return static_cast<int>(number);
         }
-        if (literal("true")) {
-            *value = true;
-            return true;
-        }
-        if (literal("false")) {
-            *value = false;
-            return true;
-        }
-        if (c == '-' || (c >= '0' && c <= '9'))
-            return readInteger(value, where);
-        return fail("\"" + where + "\" is not a bool, an integer or a string");
-    }
-
-    bool literal(const char *word)
-    {
-        const int length = static_cast<int>(std::char_traits<char>::length(word));
-        if (m_size - m_pos < length
-            || std::char_traits<char>::compare(m_data + m_pos, word, length))
-            return false;
-        m_pos += length;
-        return true;
-    }
-
-    bool readInteger(ConfigValue *value, const std::string &where)
-    {
-        const int start = m_pos;
-        bool negative = false;
-        if (m_data[m_pos] == '-') {
-            negative = true;
-            ++m_pos;
-        }
-        std::int64_t magnitude = 0;
-        int digits = 0;
-        while (m_pos < m_size && m_data[m_pos] >= '0' && m_data[m_pos] <= '9') {
-            magnitude = magnitude * 10 + (m_data[m_pos] - '0');
-            ++m_pos;
-            if (++digits > 11)
-                return fail("\"" + where + "\" is out of the integer range");
-        }
-        if (digits == 0 || (digits > 1 && m_data[start + (negative ? 1 : 0)] == '0'))
-            return fail("\"" + where + "\" is not a valid number");
-        if (m_pos < m_size
-            && (m_data[m_pos] == '.' || m_data[m_pos] == 'e' || m_data[m_pos] == 'E'))
-            return fail("\"" + where + "\" is not an integer");
-        const std::int64_t number = negative ? -magnitude : magnitude;
-        if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max())
-            return fail("\"" + where + "\" is out of the integer range");
-        *value = static_cast<int>(number);
-        return true;
-    }
-
-    static void appendUtf8(std::string *out, std::uint32_t cp)
-    {
-        if (cp < 0x80) {
-            out->push_back(static_cast<char>(cp));
-        } else if (cp < 0x800) {
-            out->push_back(static_cast<char>(0xC0 | (cp >> 6)));
-            out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else if (cp < 0x10000) {
-            out->push_back(static_cast<char>(0xE0 | (cp >> 12)));
-            out->push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else {
-            out->push_back(static_cast<char>(0xF0 | (cp >> 18)));
-            out->push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-            out->push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out->push_back(static_cast<char>(0x80 | (cp & 0x3F)));
+        default:
+            throw refuse(" is not a bool, an integer or a string");
         }
     }
 
-    bool readHex4(std::uint32_t *cp)
-    {
-        if (m_size - m_pos < 4)
-            return fail("the document ends early");
-        *cp = 0;
-        for (int i = 0; i < 4; ++i) {
-            const char h = m_data[m_pos++];
-            *cp <<= 4;
-            if (h >= '0' && h <= '9')
-                *cp |= h - '0';
-            else if (h >= 'a' && h <= 'f')
-                *cp |= h - 'a' + 10;
-            else if (h >= 'A' && h <= 'F')
-                *cp |= h - 'A' + 10;
-            else
-                return fail("a bad \\u escape");
-        }
-        return true;
-    }
-
-    // One UTF-8 sequence starting at m_pos, validated (no overlongs, surrogates or values past
-    // U+10FFFF), copied to `out`.
-    bool copyUtf8(std::string *out)
-    {
-        const auto lead = static_cast<unsigned char>(m_data[m_pos]);
-        int length = 0;
-        std::uint32_t cp = 0;
-        if (lead >= 0xC2 && lead <= 0xDF) {
-            length = 2;
-            cp = lead & 0x1F;
-        } else if (lead >= 0xE0 && lead <= 0xEF) {
-            length = 3;
-            cp = lead & 0x0F;
-        } else if (lead >= 0xF0 && lead <= 0xF4) {
-            length = 4;
-            cp = lead & 0x07;
-        } else {
-            return fail("invalid UTF-8");
-        }
-        if (m_size - m_pos < length)
-            return fail("invalid UTF-8");
-        for (int i = 1; i < length; ++i) {
-            const auto next = static_cast<unsigned char>(m_data[m_pos + i]);
-            if ((next & 0xC0) != 0x80)
-                return fail("invalid UTF-8");
-            cp = (cp << 6) | (next & 0x3F);
-        }
-        if ((length == 3 && (cp < 0x800 || (cp >= 0xD800 && cp <= 0xDFFF)))
-            || (length == 4 && (cp < 0x10000 || cp > 0x10FFFF)))
-            return fail("invalid UTF-8");
-        out->append(m_data + m_pos, static_cast<size_t>(length));
-        m_pos += length;
-        return true;
-    }
-
-    bool readString(std::string *out)
-    {
-        if (m_pos >= m_size)
-            return fail("the document ends early");
-        if (m_data[m_pos] != '"')
-            return fail("expected a string");
-        ++m_pos;
-        for (;;) {
-            if (m_pos >= m_size)
-                return fail("the document ends early");
-            const auto c = static_cast<unsigned char>(m_data[m_pos]);
-            if (c == '"') {
-                ++m_pos;
-                return true;
-            }
-            if (c < 0x20)
-                return fail(c == 0 ? "a NUL byte" : "a control character in a string");
-            if (c >= 0x80) {
-                if (!copyUtf8(out))
-                    return false;
-                continue;
-            }
-            ++m_pos;
-            if (c != '\\') {
-                out->push_back(static_cast<char>(c));
-                continue;
-            }
-            if (m_pos >= m_size)
-                return fail("the document ends early");
-            const char e = m_data[m_pos++];
-            switch (e) {
-            case '"':
-            case '\\':
-            case '/':
-                out->push_back(e);
-                break;
-            case 'b':
-                out->push_back('\b');
-                break;
-            case 'f':
-                out->push_back('\f');
-                break;
-            case 'n':
-                out->push_back('\n');
-                break;
-            case 'r':
-                out->push_back('\r');
-                break;
-            case 't':
-                out->push_back('\t');
-                break;
-            case 'u': {
-                std::uint32_t cp = 0;
-                if (!readHex4(&cp))
-                    return false;
-                if (cp >= 0xD800 && cp <= 0xDBFF) {
-                    std::uint32_t low = 0;
-                    if (m_size - m_pos < 2 || m_data[m_pos] != '\\' || m_data[m_pos + 1] != 'u')
-                        return fail("an unpaired surrogate");
-                    m_pos += 2;
-                    if (!readHex4(&low))
-                        return false;
-                    if (low < 0xDC00 || low > 0xDFFF)
-                        return fail("an unpaired surrogate");
-                    cp = 0x10000 + ((cp - 0xD800) << 10) + (low - 0xDC00);
-                } else if (cp >= 0xDC00 && cp <= 0xDFFF) {
-                    return fail("an unpaired surrogate");
-                }
-                if (cp == 0)
-                    return fail("a NUL byte");
-                appendUtf8(out, cp);
-                break;
-            }
-            default:
-                return fail("a bad escape");
-            }
-        }
-    }
-
-    const char *m_data;
-    int m_size;
-    int m_pos = 0;
-    QString m_error;
+    od::document &m_document;
+    const char *m_begin;
+    const char *m_end;
 };
 
 } // namespace
@@ -339,7 +171,20 @@ ParseResult parseWebConfig(const QByteArray &bytes)
         return ParseResult { {},
                              QStringLiteral("a NUL byte (at byte ")
                                  + QString::number(bytes.indexOf('\0')) + QStringLiteral(")") };
-    return Reader(bytes).read();
+    const simdjson::padded_string padded(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    od::parser parser;
+    od::document document;
+    Reader reader(document, padded);
+    try {
+        if (const auto error = parser.iterate(padded).get(document))
+            throw Refusal { reader.describe(error) };
+        return ParseResult { reader.read(), {} };
+    } catch (const Refusal &refusal) {
+        QString error = QString::fromStdString(refusal.what);
+        if (refusal.at)
+            error += QStringLiteral(" (at byte %1)").arg(reader.offset(refusal.at));
+        return ParseResult { {}, error };
+    }
 }
 
 std::string formatValue(const ConfigValue &value)

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 
 #include <sys/stat.h>
@@ -112,20 +113,35 @@ void MediaSamples::make(const QString &name, const QString &path)
 }
 
 MediaSamples::MediaSamples()
+    : m_dir(std::make_unique<QTemporaryDir>())
+    , m_folder(m_dir->path())
 {
     for (const Kind &kind : kinds())
         make(QLatin1String(kind.name), path(QLatin1String(kind.name)));
 }
 
 MediaSamples::MediaSamples(const QStringList &names)
+    : m_dir(std::make_unique<QTemporaryDir>())
+    , m_folder(m_dir->path())
 {
     for (const QString &name : names)
         make(name, path(name));
 }
 
+MediaSamples::MediaSamples(Folder folder)
+    : m_folder(std::move(folder.path))
+{
+    for (const Kind &kind : kinds()) {
+        if (!QFileInfo(path(QLatin1String(kind.name))).isFile())
+            throw std::runtime_error("no media sample "
+                                     + path(QLatin1String(kind.name)).toStdString()
+                                     + ": build the media_samples target");
+    }
+}
+
 QString MediaSamples::path(const QString &name) const
 {
-    return m_dir.filePath(name);
+    return QDir(m_folder).filePath(name);
 }
 
 // A PNG that declares a picture of width x height and holds a few rows of it: enough for a decoder
@@ -197,7 +213,9 @@ std::vector<BadPath> makeBadMediaPaths(const QString &folder)
 
 const MediaSamples &sharedSamples()
 {
-    static const MediaSamples samples;
+    // Made by the build, once: ctest runs every test in a process of its own.
+    static const MediaSamples samples(
+        MediaSamples::Folder { QStringLiteral(EDITOR_MEDIA_SAMPLES) });
     return samples;
 }
 

@@ -4,6 +4,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <memory>
 #include <vector>
 
 namespace TestSupport {
@@ -26,6 +27,12 @@ public:
     // Makes the files in a fresh temporary folder. Throws std::runtime_error when ffmpeg fails.
     MediaSamples();
     explicit MediaSamples(const QStringList &names);
+    // Every kind, made beforehand in `path` (make-media-samples). Throws std::runtime_error when
+    // one is missing.
+    struct Folder {
+        QString path;
+    };
+    explicit MediaSamples(Folder folder);
 
     QString path(const QString &name) const;
 
@@ -37,10 +44,11 @@ public:
     static void makeManyStreams(const QString &path, int streams);
 
 private:
-    QTemporaryDir m_dir;
+    std::unique_ptr<QTemporaryDir> m_dir; // none for samples made beforehand
+    QString m_folder;
 };
 
-// The samples of one test program, made once on first use.
+// Every kind, made once per build by the media_samples target, on which every suite depends.
 const MediaSamples &sharedSamples();
 
 // A path a user may drop that is not media, or is not any more, and what it is (for messages).

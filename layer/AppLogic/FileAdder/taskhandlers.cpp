@@ -93,25 +93,19 @@ void TransitionTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFi
                                                      const FileAnalyzer::MediaFiles &)
 {
     Transition::Object *transition = m_transition.get();
-    if (!transition)
+    // A request whose files all failed would leave the transition with nothing to show: it keeps
+    // the media it had.
+    if (!transition || opened.empty())
         return;
     // The new media are put together on a copy; the transition itself changes in one step, so a
     // resource the filter refuses never shows on it, not even for a moment.
     const std::unique_ptr<Transition::Object> copy = transition->copy();
-    std::vector<Transition::Resource> media;
+    std::vector<Transition::Resource> resources;
     for (const Media::FilePtr &file : opened) {
         const Transition::ResourceType type = resourceTypeOf(*file);
         if (accepts(*copy, type))
-            media.push_back(Transition::Resource { type, file, QString() });
+            resources.push_back(Transition::Resource { type, file, QString() });
     }
-    if (media.empty())
-        return;
-    std::vector<Transition::Resource> resources;
-    for (const Transition::Resource &own : copy->resources()) {
-        if (!accepts(*copy, own.type))
-            resources.push_back(own);
-    }
-    resources.insert(resources.end(), media.begin(), media.end());
     copy->setResources(std::move(resources));
     transition->setResources(copy->resources());
 }

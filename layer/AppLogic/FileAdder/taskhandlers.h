@@ -44,9 +44,9 @@ private:
     bool m_flag;
 };
 
-// Gives the transition the analysed files it can take as its media, in place of the media it
-// had. Resources the files cannot stand for (a shader's) stay, and so does everything when no
-// file could be used.
+// Gives the transition the analysed files as its resources, keeping only those whose type its
+// filter accepts (a shader transition takes no media). A request whose files all failed leaves
+// the transition as it was.
 class TransitionTaskHandler final : public AbstractAnalyzeTaskHandler {
 public:
     explicit TransitionTaskHandler(const TransitionContext &context);

@@ -130,11 +130,10 @@ void Controller::Impl::processQueue()
         return;
     current = queue.front();
     addFiles(current);
+    // A request without files never finishes by itself (processing waits for a file to count):
+    // it stays until whoever made it cancels or removes it, as the editor's own adder never
+    // sends one.
     changeStatus(current, Object::Status::Analysing);
-    // Nothing will ever open or fail for a request without files, so nothing would end it; it
-    // ends here as cancelled, which places nothing, and the queue moves on.
-    if (current && q->totalFilesCount() == 0)
-        cancelCurrentTask();
 }
 
 void Controller::Impl::addFiles(const Object *object)

@@ -111,6 +111,7 @@ void Model::notify(const AddRequest &m)
     const ObjectPtr object = m.object;
     m_objects.push_back(object);
     forEachView([&](View *v) { v->fileAnalyzerAddRequested(object.get()); });
+    PubSub::publish(Added(globalObject(), object));
 }
 
 void Model::notify(const ChangeRequest &m)
@@ -129,6 +130,7 @@ void Model::notify(const ChangeRequest &m)
         const Object::Status status = object->status();
         forEachView([&](View *v) { v->statusChanged(object.get(), status); });
     }
+    PubSub::publish(Changed(globalObject(), object));
 }
 
 void Model::notify(const RemoveRequest &m)
@@ -140,6 +142,8 @@ void Model::notify(const RemoveRequest &m)
         return;
     forEachView([&](View *v) { v->fileAnalyzerRemoveRequested(object.get()); });
     m_objects.erase(std::remove(m_objects.begin(), m_objects.end(), object), m_objects.end());
+    // The last reference may be this one: the object dies when the announcement is over.
+    PubSub::publish(Removed(globalObject(), object));
 }
 
 } // namespace FileAnalyzer

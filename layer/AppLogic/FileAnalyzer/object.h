@@ -71,10 +71,14 @@ private:
 using ObjectPtr = std::shared_ptr<Object>;
 
 // The domain's messages. Requests carry the object (Add) or a copy with the new values (Change,
-// Remove; matched by id). What the domain did is told to its views (FileAnalyzer::View).
+// Remove; matched by id). What the domain did is told to its views (FileAnalyzer::View), then
+// published in the past tense with the domain's own object, for subscribers outside the intake.
 using AddRequest = Message::Types::Add<Object>;
 using ChangeRequest = Message::Types::Change<Object>;
 using RemoveRequest = Message::Types::Remove<Object>;
+using Added = Message::Types::Added<Object>;
+using Changed = Message::Types::Changed<Object>;
+using Removed = Message::Types::Removed<Object>;
 
 // Publish the requests with the domain's identity as sender.
 APPLOGIC_EXPORT void requestAdd(ObjectPtr object);

@@ -78,10 +78,6 @@ public:
 
     void fileStorageStateChanged() override
     {
-        // Giving the service nothing is not news: whatever it noticed on the way is told at the
-        // next real change or request.
-        if (passingNothing && QThread::currentThread() == context.thread())
-            return;
         // Each change is told with the state of its own moment, so two changes in a row make two
         // notifications. The value is read here, on the service's thread, because by the time
         // the main thread gets to it the service may have changed again.
@@ -105,7 +101,6 @@ public:
     {
         // Whoever published the message added files and is done with them: a failing service is
         // this controller's problem, not theirs.
-        passingNothing = paths.isEmpty();
         try {
             std::vector<std::filesystem::path> converted;
             converted.reserve(static_cast<std::size_t>(paths.size()));
@@ -117,7 +112,6 @@ public:
             LOG(WARNING) << "The file storage service did not take " << paths.size()
                          << " file(s): " << e.what();
         }
-        passingNothing = false;
     }
 
     void announce()
@@ -137,7 +131,6 @@ public:
     const std::unique_ptr<Vantel::App::IFileStorageController> service;
     // What this controller registered, to be released on its way out.
     std::map<FileStorageEntryId, FileStorageKind> entries;
-    bool passingNothing = false;
     // Lives on the main thread; queued calls die with it.
     QObject context;
 };

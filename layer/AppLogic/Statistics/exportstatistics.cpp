@@ -9,8 +9,8 @@
 #include "timeline/timeline.h"
 #include "util/format.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <unordered_map>
 
 namespace Statistics {
@@ -235,9 +235,16 @@ Params ExportStatistics::census(const Timeline::ITimeline *timeline,
     }
     params["IS_PARTIAL_EXPORT"] = flag(partial);
     if (partial) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%.1f", range.length().toSecF());
-        params["EXPORT_PART_DURATION"] = text;
+        // What is exported of a range reaching past the end is the part that exists, as the
+        // export engine cuts it.
+        MTime length = range.length();
+        if (timeline) {
+            const MTime end = timeline->duration();
+            const MTime from = std::min(range.from(), end);
+            length = std::clamp(range.to(), from, end) - from;
+        }
+        // A point whatever the user's locale: the collector reads numbers one way.
+        params["EXPORT_PART_DURATION"] = QString::number(length.toSecF(), 'f', 1).toStdString();
     }
     if (timeline) {
         params["TRANSITIONS_COUNT"] = decimal(transitions->count());

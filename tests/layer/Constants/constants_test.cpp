@@ -35,7 +35,6 @@ TEST(Constants, unknown_keys_and_codes_have_no_entry)
     EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(94)).isEmpty());
     EXPECT_TRUE(Vantel::urlKeyName(static_cast<Vantel::URLKeys>(205)).isEmpty());
     EXPECT_FALSE(Vantel::urlKeyFromName("web_config_url"));
-    EXPECT_EQ(Vantel::urlKeyTable().size(), 110u);
     EXPECT_TRUE(Locales::languageName("xxx").isEmpty());
     EXPECT_TRUE(Locales::nativeName("en_GB").isEmpty());
 }
@@ -51,13 +50,11 @@ TEST(Constants, locales_keep_their_order_and_native_names)
     EXPECT_EQ(Locales::nativeName("pt_BR"), "Português Brasileiro");
     EXPECT_EQ(Locales::nativeName("zh_TW"), QString::fromUtf8("繁體中文"));
     EXPECT_EQ(Locales::languageName("nob"), QString::fromUtf8("Norwegian Bokmål"));
-    EXPECT_EQ(Locales::languageNames().size(), 26u);
     EXPECT_TRUE(Locales::languageNames().at("und").isEmpty());
 }
 
 TEST(Constants, collection_names_keep_their_forms)
 {
-    EXPECT_EQ(ResourceCategories::all().size(), 30);
     EXPECT_EQ(ResourceCategories::mediaKindForCollection("Music"), 1);
     EXPECT_EQ(ResourceCategories::mediaKindForCollection("Sounds"), 0);
     EXPECT_EQ(ResourceCategories::mediaKindForCollection("music"), 7);

@@ -382,36 +382,65 @@ TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_acco
     EXPECT_TRUE(h.dialogs->shown[0].text.contains("9990"));
 }
 
-TEST_F(FileAdderTest, transitions_take_the_media_they_accept_and_keep_what_the_files_cannot_be)
+TEST_F(FileAdderTest, transitions_take_only_the_analysed_files_their_filter_accepts)
 {
     using Transition::ResourceType;
     const auto old = std::make_shared<Media::File>(samplePath("still.jpg"));
     Transition::Object dissolve(Transition::Id::Dissolve);
     dissolve.addResource({ ResourceType::Image, old, QString() });
+    dissolve.addResource({ ResourceType::Shader, nullptr, "ripple" });
     Transition::Object shader(Transition::Id::ShaderISF);
     shader.addResource({ ResourceType::Shader, nullptr, "ripple" });
-    Transition::Object untouched(Transition::Id::Fade);
-    untouched.addResource({ ResourceType::Image, old, QString() });
+    Transition::Object allFailed(Transition::Id::Fade);
+    allFailed.addResource({ ResourceType::Image, old, QString() });
     const QStringList media { samplePath("still.png"), samplePath("tone.wav"),
                               samplePath("video_only.mp4") };
-    for (Transition::Object *t : { &dissolve, &shader, &untouched }) {
+    for (Transition::Object *t : { &dissolve, &shader, &allFailed }) {
         FileAdder::Contexts contexts;
         contexts.transition = FileAdder::TransitionContext { t };
-        h.add(t == &untouched ? QStringList { dir.filePath("gone.png") } : media,
+        h.add(t == &allFailed ? QStringList { dir.filePath("gone.png") } : media,
               Asrc::TransitionSettings, contexts);
         EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(),
                   FileAnalyzer::Destinations(FileAnalyzer::Destination::Timeline));
         ASSERT_TRUE(h.waitIdle());
     }
-    ASSERT_EQ(dissolve.resources().size(), 3u);
+    ASSERT_EQ(dissolve.resources().size(), 3u) << "the old resources gave way to the files";
     EXPECT_EQ(dissolve.resources()[0].file->path, media[0]);
     EXPECT_EQ(dissolve.resources()[1].type, ResourceType::Audio);
     EXPECT_EQ(dissolve.resources()[2].type, ResourceType::Video);
-    ASSERT_EQ(shader.resources().size(), 1u);
-    EXPECT_EQ(shader.resources()[0].resourceId, "ripple");
-    ASSERT_EQ(untouched.resources().size(), 1u) << "no file could be used";
-    EXPECT_EQ(untouched.resources()[0].file, old);
+    EXPECT_TRUE(shader.resources().empty()) << "a shader transition's filter takes no media";
+    ASSERT_EQ(allFailed.resources().size(), 1u) << "no file opened: the media stay";
+    EXPECT_EQ(allFailed.resources()[0].file, old);
     EXPECT_TRUE(h.timelinePaths().empty());
+}
+
+TEST_F(FileAdderTest, a_cancelled_request_places_nothing_and_reports_no_opened_file)
+{
+    QStringList many;
+    for (int i = 0; i < 30; ++i)
+        many << samplePath(i % 2 ? "hevc.mkv" : "h264_aac.mp4");
+    h.add(many, Asrc::ImportButton, h.timelineContext());
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return h.progress->current != nullptr; }));
+    EXPECT_TRUE(h.progress->pressCancel());
+    ASSERT_TRUE(h.waitIdle());
+    EXPECT_TRUE(h.timelinePaths().empty());
+    EXPECT_EQ(h.eventCount("FILE_OPENED"), 0);
+    EXPECT_EQ(h.eventCount("FILE_ADDED"), many.size()) << "the adding itself was reported";
+}
+
+TEST_F(FileAdderTest, the_analysis_request_carries_where_the_files_go)
+{
+    using FileAnalyzer::Destination;
+    const std::pair<FileAdder::Contexts, FileAnalyzer::Destinations> cases[] = {
+        { contexts(true, false, nullptr), Destination::Timeline },
+        { contexts(false, true, nullptr), Destination::Collection },
+        { contexts(true, true, nullptr), Destination::Timeline | Destination::Collection },
+    };
+    for (const auto &[where, destinations] : cases) {
+        h.add({ samplePath("tone.wav") }, Asrc::ImportButton, where);
+        EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(), destinations);
+        ASSERT_TRUE(h.waitIdle());
+    }
 }
 
 // The editor may remove a clip (and its transitions) or open another project meanwhile.

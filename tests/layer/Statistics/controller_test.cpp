@@ -140,6 +140,18 @@ TEST_F(StatisticsController, interaction_becomes_event_with_method_and_parameter
     EXPECT_TRUE(sink->events[1].params.empty()) << "without a value there is no method";
 }
 
+// Interactions are the statistics domain's own record: the same type from another sender is not.
+TEST_F(StatisticsController, an_interaction_from_another_sender_is_no_event)
+{
+    Statistics::Controller controller(tracker);
+    PubSub::Object elsewhere;
+    Statistics::InteractionNotification foreign("BLADE_ALERT_SHOWN", {});
+    static_cast<PubSub::Details::MessageBase &>(foreign) = PubSub::Details::MessageBase(&elsewhere);
+    PubSub::publish(foreign);
+    PubSub::publish(Statistics::InteractionNotification("BLADE_ALERT_CLOSED", "CLOSE"));
+    EXPECT_EQ(sink->names(), std::vector<std::string> { "BLADE_ALERT_CLOSED" });
+}
+
 TEST_F(StatisticsController, launch_report_carries_stage_times_and_first_start_flag)
 {
     Statistics::Controller controller(tracker);

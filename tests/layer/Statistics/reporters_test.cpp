@@ -18,6 +18,9 @@
 
 #include <QDir>
 
+#include <clocale>
+#include <string>
+
 namespace {
 
 using namespace StatisticsTest;
@@ -477,6 +480,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
              return import;
          }() }));
 
+    // The range reaches past the project's end (6 s): the part that exists is told.
     EXPECT_EQ(clicked(&timeline,
                       Export::ExportRange::partial(MTime::fromMSec(500), MTime::fromMSec(13000)),
                       true),
@@ -485,7 +489,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
                         { "AUDIOFILES_COUNT", "1" },
                         { "PROJECT_DURATION", "6" },
                         { "IS_PARTIAL_EXPORT", "true" },
-                        { "EXPORT_PART_DURATION", "12.5" },
+                        { "EXPORT_PART_DURATION", "5.5" },
                         { "TRANSITIONS_COUNT", "2" },
                         { "TRANSITIONS_WITH_SOUND_COUNT", "1" },
                         { "PIP_TRANSITION_COUNT", "1" },
@@ -513,6 +517,20 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
                         { "FTHD_PROCESSED_FILES_COUNT", "1" },
                         { "FTHD_ENABLED", "false" },
                         { "TIMELINE_MAGNET_ENABLED", "true" } }));
+}
+
+// The collector reads one number format, whatever the user's locale.
+TEST_F(ExportCensus, the_part_is_told_with_a_decimal_point_in_any_locale)
+{
+    const std::string before = std::setlocale(LC_NUMERIC, nullptr);
+    if (!std::setlocale(LC_NUMERIC, "de_DE.UTF-8"))
+        GTEST_SKIP() << "no de_DE.UTF-8 locale here";
+    timeline.addTrack(Timeline::TrackType::Video);
+    place(0, Timeline::ClipKind::Clip, 0, videoFile("/x/own.mp4"));
+    const Params params
+        = clicked(&timeline, Export::ExportRange::partial(MTime(), MTime::fromMSec(500)), false);
+    std::setlocale(LC_NUMERIC, before.c_str());
+    EXPECT_EQ(params.at("EXPORT_PART_DURATION"), "0.5");
 }
 
 TEST_F(ExportCensus, a_project_without_sample_or_store_content_names_nothing)

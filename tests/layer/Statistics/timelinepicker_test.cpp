@@ -42,6 +42,29 @@ protected:
     Timeline::Model timeline;
 };
 
+// The walk offers a picker only the clips like those it looks at: none may miss one it counts.
+TEST_F(TimelineCensus, one_walk_hands_every_clip_and_transition_to_every_picker)
+{
+    const auto a = timeline.insertClip(0, MTime(), videoFile("a.mp4")).id();
+    const auto b = timeline.insertClip(0, MTime::fromMSec(4000), videoFile("b.mp4")).id();
+    timeline.insertClip(1, MTime(), soundFile("s.mp3"));
+    auto title = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
+    title->setDuration(MTime::fromMSec(100));
+    title->setTitleItem(Timeline::TitleItem { Timeline::TitleItem::Title, "t", {} });
+    timeline.placeClip(3, std::move(title));
+    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve), a, b);
+
+    const auto clips1 = std::make_shared<Statistics::ClipCountPicker>();
+    const auto titles = std::make_shared<Statistics::TitlesCountPicker>();
+    const auto transitions = std::make_shared<Statistics::TransitionCountPicker>();
+    const auto clips2 = std::make_shared<Statistics::ClipCountPicker>();
+    Statistics::walkTimeline(timeline, { clips1, titles, transitions, clips2 });
+    EXPECT_EQ(clips1->count(), 4u);
+    EXPECT_EQ(clips2->count(), 4u);
+    EXPECT_EQ(titles->titles(), 1u);
+    EXPECT_EQ(transitions->count(), 1u);
+}
+
 TEST_F(TimelineCensus, files_count_once_per_kind_however_many_clips_use_them)
 {
     const auto movie = videoFile("movie.mp4");
@@ -102,6 +125,15 @@ TEST_F(TimelineCensus, colour_tables_and_presets_say_where_they_came_from_and_ev
                                                       { "Odd", 1 },
                                                       { "Crop", 2 },
                                                       { "ChromaKey", 1 } }));
+}
+
+TEST(TimelineBlock, the_duration_drops_its_fraction)
+{
+    const auto project = Project::Object::createNew();
+    project->timeline().insertClip(0, MTime(), videoFile("a.mp4", 1999));
+    Params params;
+    Statistics::appendTimelineParams(params, project.get());
+    EXPECT_EQ(params["TIMELINE_DURATION_S"], "1");
 }
 
 TEST(TimelineBlock, an_empty_project_reports_zeros)

@@ -38,10 +38,7 @@ const QString clipPath = QStringLiteral("h264_aac.mp4");
 
 const TestSupport::MediaSamples &samples()
 {
-    static const TestSupport::MediaSamples s({ QStringLiteral("h264_aac.mp4"),
-                                               QStringLiteral("still.png"),
-                                               QStringLiteral("tone.wav") });
-    return s;
+    return TestSupport::sharedSamples();
 }
 
 std::shared_ptr<Media::File> media(const QString &path)

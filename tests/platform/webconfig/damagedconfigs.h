@@ -2,6 +2,8 @@
 
 #include "tablerow.h"
 
+#include "webconfig/webconfigparser.h"
+
 #include <QByteArray>
 
 #include <vector>
@@ -30,7 +32,9 @@ inline std::vector<DamagedConfig> damagedConfigs()
           "not an integer" },
         { "integer_out_of_range", R"({"A": {"B": 2147483648}})", "out of the integer range" },
         { "deep_nesting", deep, "is not a bool, an integer or a string" },
-        { "fifty_megabytes", QByteArray(50 * 1024 * 1024, ' ') + good, "larger than" },
+        { "one_byte_over_the_limit",
+          QByteArray(Vantel::App::WebConfig::maxConfigBytes + 1 - good.size(), ' ') + good,
+          "larger than" },
         { "invalid_utf8", "{\"A\": {\"B\": \"\xC3\x28\"}}", "invalid UTF-8" },
         { "overlong_utf8", "{\"A\": {\"B\": \"\xC0\xAF\"}}", "invalid UTF-8" },
         { "duplicate_key", R"({"A": {"B": true, "B": false}})", "\"B\" appears twice" },
