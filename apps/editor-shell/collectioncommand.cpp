@@ -316,10 +316,10 @@ QString progressText(qint64 received, qint64 total, qint64 thisRun, qint64 elaps
             + QStringLiteral("/s");
         if (total > received) {
             const auto left = static_cast<qint64>((total - received) / perSecond + 0.5);
-            text += QStringLiteral(", ")
-                + (left >= 60 ? QString::number(left / 60) + QStringLiteral(" min ")
-                           + QString::number(left % 60) + QStringLiteral(" s left")
-                              : QString::number(left) + QStringLiteral(" s left"));
+            text += QStringLiteral(", ");
+            if (left >= 60)
+                text += QString::number(left / 60) + QStringLiteral(" min ");
+            text += QString::number(left % 60) + QStringLiteral(" s left");
         }
     }
     return text;
