@@ -229,6 +229,19 @@ INSTANTIATE_TEST_SUITE_P(
         return QString(info.param).replace(QRegularExpression("[^a-z0-9]+"), "_").toStdString();
     });
 
+TEST_F(ExternalResources, no_list_takes_over_an_item_another_list_added)
+{
+    server.setBody("effects", list("Music", "fresh", "ogg"));
+    TestSupport::LogCapture log;
+    ExternalResourcesController controller(catalogue);
+    start();
+    start(); // the effects list is applied from its cache now, after the audio list's
+    const ItemPtr item = CollectionProvider::collection("Music")->item("fresh");
+    ASSERT_TRUE(item);
+    EXPECT_TRUE(item->localPath().endsWith(".mp3")) << item->localPath().toStdString();
+    EXPECT_EQ(log.matching({ "1 items skipped: the collection already holds an item" }).size(), 2u);
+}
+
 TEST_F(ExternalResources, a_list_stalled_at_shutdown_leaves_the_cache_alone)
 {
     links("/stall", "/file/effects");
