@@ -17,6 +17,7 @@
 #include "collection/categories.h"
 #include "collection/collection.h"
 #include "dialogs/terminalprogress.h"
+#include "downloader/localfile.h"
 #include "downloader/resourcemanager.h"
 #include "util/format.h"
 #include "util/fs.h"
@@ -513,6 +514,8 @@ int runDelete(Context &context, UserMarks &marks, const ItemPtr &item)
             return 1;
         }
     }
+    // A part kept from a cut-off install goes too: the item is no longer wanted.
+    Downloader::discardPartial(path + QStringLiteral(".download"));
     marks.setDeleted(item->collectionId(), item->uniqueId(), true);
     item->setInstalled(false);
     if (auto *statistics = reporter())

@@ -532,6 +532,7 @@ void Transfer::startFile()
         + QByteArray::number(static_cast<qlonglong>(st.st_mtim.tv_sec)) + '.'
         + QByteArray::number(static_cast<qlonglong>(st.st_mtim.tv_nsec));
     m_expected = st.st_size;
+    armDeadline(st.st_size);
     if (const auto inPlace = validatorsInPlace()) {
         if (inPlace->etag == m_sourceValidators.etag)
             return succeedUnchanged();

@@ -144,6 +144,17 @@ TEST(ExternalList, translations_fall_back_to_en_US_and_need_it)
               QStringList { "Missing en_US locale for external audio translations!" });
 }
 
+TEST(ExternalList, a_warning_quotes_the_lists_text_as_it_stands)
+{
+    const QJsonObject translations {
+        { "50%2Foff", QJsonObject { { "en_US", "Half off" }, { "de_DE", QString(70000, 'x') } } },
+    };
+    const ExternalList list = parseItems({}, translations);
+    ASSERT_EQ(list.warnings.size(), 1);
+    EXPECT_TRUE(list.warnings[0].startsWith("Translation \"50%2Foff\" skipped"))
+        << list.warnings[0].toStdString();
+}
+
 struct Broken {
     const char *name;
     QByteArray bytes;
