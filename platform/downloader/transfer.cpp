@@ -153,18 +153,21 @@ std::optional<Validators> Transfer::resumePointInPlace()
     QString error;
     const auto bytes = readRegularFile(validatorsPath(part), 4096, &error);
     std::optional<Validators> point = bytes ? parseValidators(*bytes) : std::nullopt;
+    // A record taken before the first byte came keeps nothing worth a request for the rest.
     if (point
         && (!point->crc32 || point->size <= 0 || point->size > m_params.maxBytes
-            || point->rangeValidator().isEmpty()
-            || crcOfStart(part, point->size) != point->crc32)) {
+            || point->rangeValidator().isEmpty()))
+        point.reset();
+    if (point && crcOfStart(part, point->size) != point->crc32) {
         LOG(WARNING) << "The partial download " << part.toStdString()
-                     << " does not match its record; starting over";
+                     << " no longer matches its record; starting over";
         point.reset();
     }
     if (!point && (bytes || QFileInfo::exists(part)))
         discardPartial(m_params.destination);
     return point;
 }
+
 std::optional<Validators> Transfer::validatorsInPlace() const
 {
     if (!(m_params.flags & Revalidate))
