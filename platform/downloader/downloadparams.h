@@ -37,12 +37,10 @@ struct DownloadParams {
     std::int64_t maxBytes = 64LL * 1024 * 1024;
     // No byte for this long fails the transfer (the connection is dropped).
     int stallTimeoutMs = 30000;
-    // The whole download, retries included, fails after this long; 0 for a limit that follows
-    // the body's size (deadlineMsFor), so a server that trickles a byte now and then ends too.
+    // The whole download, retries included, fails after this long; 0 for a limit that grows
+    // with the bytes that come (deadlineMsFor), so a server that trickles a byte now and then
+    // ends too.
     int deadlineMs = 0;
-    // The size the caller expects, when it knows one before the server says: it sets the
-    // deadline until the response announces its own.
-    std::int64_t expectedBytes = -1;
     int maxRedirects = 5;
     // Retries of "429 Too Many Requests" and "503 Service Unavailable" only.
     int maxRetries = 3;

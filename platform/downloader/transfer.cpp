@@ -109,7 +109,7 @@ void Transfer::start()
     if (m_params.destination.isEmpty())
         return fail(QStringLiteral("no destination"));
     m_startedMs = m_clock.nowMs();
-    armDeadline(m_params.expectedBytes);
+    armDeadline(0);
     const QString scheme = m_current.scheme().toLower();
     if (scheme == QLatin1String("file"))
         return startFile();
@@ -128,9 +128,9 @@ void Transfer::cancel()
     fail(QStringLiteral("cancelled"), Cancel);
 }
 
-// A caller's own limit holds from the start; otherwise the limit follows the body's size as it
-// becomes known: the caller's guess, the size the response announces, or, for a body of no
-// announced size, what has come so far.
+// A caller's own limit holds from the start; otherwise the limit follows the bytes that have
+// come. Not the size a response announces: a hostile server could announce gigabytes to stretch
+// its own deadline, then trickle.
 void Transfer::armDeadline(std::int64_t bytes)
 {
     if (m_params.deadlineMs > 0) {
@@ -364,7 +364,6 @@ bool Transfer::acceptBody(int status)
         // The whole file again: the server's version changed, or it does not do ranges.
         m_total = *coding == ContentCoding::Identity ? m_expected : -1;
     }
-    armDeadline(m_expected >= 0 ? m_expected : m_params.expectedBytes);
     if (*coding != ContentCoding::Identity)
         m_inflater = std::make_unique<Inflater>(*coding);
 
@@ -481,8 +480,7 @@ void Transfer::onReadyRead()
         if (!take(buffer, got))
             return;
     }
-    if (m_expected < 0)
-        armDeadline(std::max(m_wire, m_params.expectedBytes));
+    armDeadline(m_wire);
     emit progress(m_part.size(), m_total);
 }
 

@@ -50,9 +50,9 @@ DOWNLOADER_EXPORT QByteArray serializeValidators(const Validators &validators);
 // Nothing for anything that is not a record written by serializeValidators.
 DOWNLOADER_EXPORT std::optional<Validators> parseValidators(const QByteArray &bytes);
 
-// The time a whole download of `bytes` may take (0 when the size is not known yet): a minute,
-// and the time the bytes take at 16 KiB/s, a pace far below any line that installs media. A
-// server that trickles a byte every few seconds runs out of it; a slow honest line does not.
+// The time a download that has brought `bytes` may have taken: a minute, and the time the bytes
+// take at 16 KiB/s, a pace far below any line that installs media. A server that trickles a
+// byte every few seconds runs out of it about a minute in; a slow honest line never does.
 DOWNLOADER_EXPORT std::int64_t deadlineMsFor(std::int64_t bytes);
 
 // The first byte, last byte and whole size of a "Content-Range: bytes A-B/T" header; nothing for

@@ -216,7 +216,6 @@ void ItemInstaller::Impl::start(const ItemPtr &item, ImportReason reason)
     // A little over the announced size, so the progress check sees an oversized body first
     // and names it for what it is.
     params.maxBytes = expected > 0 ? expected + 4 * 1024 * 1024 : unannouncedLimit;
-    params.expectedBytes = expected > 0 ? expected : -1;
     // Media is asked for as stored (it does not shrink), and a cut-off install goes on from
     // where it stopped.
     params.flags = Downloader::Resume;
