@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -84,8 +85,9 @@ bool PartFile::openResumable(std::int64_t keep, QString *error)
     m_fd = ::open(QFile::encodeName(path).constData(),
                   O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0644);
     struct stat st { };
-    if (m_fd < 0 || ::fstat(m_fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < keep
-        || ::ftruncate(m_fd, keep) != 0 || ::lseek(m_fd, keep, SEEK_SET) != keep) {
+    if (m_fd < 0 || ::flock(m_fd, LOCK_EX | LOCK_NB) != 0 || ::fstat(m_fd, &st) != 0
+        || !S_ISREG(st.st_mode) || st.st_size < keep || ::ftruncate(m_fd, keep) != 0
+        || ::lseek(m_fd, keep, SEEK_SET) != keep) {
         m_errno = errno;
         *error = systemError(QStringLiteral("cannot continue"), path);
         if (m_fd >= 0)
@@ -184,6 +186,17 @@ void PartFile::remove()
 QString partialPath(const QString &destination)
 {
     return destination + QStringLiteral(".partial");
+}
+
+bool partialInUse(const QString &destination)
+{
+    const int fd = ::open(QFile::encodeName(partialPath(destination)).constData(),
+                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    ::close(fd);
+    return held;
 }
 
 void discardPartial(const QString &destination)

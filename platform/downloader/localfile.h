@@ -27,7 +27,8 @@ public:
     bool open(QString *error);
     // Opens the destination's partial file (partialPath) instead, keeping its first `keep` bytes
     // and cutting the rest; a part opened so outlives discard(), for the next download to go on
-    // from. Never through a link at that name.
+    // from. Never through a link at that name. Held under an exclusive lock while open: a second
+    // editor on the same data folder does not write into it (see partialInUse).
     bool openResumable(std::int64_t keep, QString *error);
     // The part's bytes are on the disk (before a record claims them).
     bool sync(QString *error);
@@ -60,6 +61,8 @@ private:
 DOWNLOADER_EXPORT QString partialPath(const QString &destination);
 // Removes the partial file of `destination` and its record.
 DOWNLOADER_EXPORT void discardPartial(const QString &destination);
+// Whether another download (of this process or another) holds the partial file of `destination`.
+DOWNLOADER_EXPORT bool partialInUse(const QString &destination);
 
 // Writes `data` to `path` all or nothing, through a PartFile.
 DOWNLOADER_EXPORT bool

@@ -115,7 +115,11 @@ void Transfer::start()
         return startFile();
     if (scheme == QLatin1String("http") || scheme == QLatin1String("https")) {
         if (m_params.flags & Resume) {
-            m_resumePoint = resumePointInPlace();
+            // Another editor on this data folder is fetching the same file: its part is left to
+            // it, and this download goes to a file of its own.
+            m_partialInUse = partialInUse(m_params.destination);
+            if (!m_partialInUse)
+                m_resumePoint = resumePointInPlace();
             m_resumeFrom = m_resumePoint ? m_resumePoint->size : 0;
         }
         return startHttp();
@@ -369,9 +373,10 @@ bool Transfer::acceptBody(int status)
 
     QString error;
     const bool resumable = (m_params.flags & Resume) && *coding == ContentCoding::Identity
-        && !received.rangeValidator().isEmpty();
+        && !received.rangeValidator().isEmpty() && !m_partialInUse;
     if (!resumable) {
-        if (m_resumeFrom > 0 || QFileInfo::exists(partialPath(m_params.destination)))
+        if (!m_partialInUse
+            && (m_resumeFrom > 0 || QFileInfo::exists(partialPath(m_params.destination))))
             discardPartial(m_params.destination);
         if (!m_part.open(&error)) {
             failLocally(error, DownloadReport::Local::CreateFile);
@@ -380,8 +385,13 @@ bool Transfer::acceptBody(int status)
         return true;
     }
     if (!m_part.openResumable(keep, &error)) {
-        failLocally(error, DownloadReport::Local::CreateFile);
-        return false;
+        // Taken by another download since the start: a whole body can still go to a file of
+        // its own, the rest of one cannot.
+        if (keep > 0 || !m_part.open(&error)) {
+            failLocally(error, DownloadReport::Local::CreateFile);
+            return false;
+        }
+        return true;
     }
     m_resumeFrom = keep;
     m_crc = keep > 0 ? *m_resumePoint->crc32 : static_cast<quint32>(crc32(0L, Z_NULL, 0));
@@ -638,7 +648,7 @@ void Transfer::failDiscarding(const QString &error)
     if (m_done)
         return;
     m_part.remove();
-    if (m_params.flags & Resume)
+    if ((m_params.flags & Resume) && !m_partialInUse)
         discardPartial(m_params.destination);
     fail(error);
 }

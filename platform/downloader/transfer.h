@@ -88,6 +88,7 @@ private:
     std::optional<Validators> m_resumePoint;
     std::int64_t m_resumeFrom = 0;
     bool m_startedOver = false;
+    bool m_partialInUse = false;
     quint32 m_crc = 0;
     std::int64_t m_checkpointed = 0;
     Validators m_bodyValidators;

@@ -18,7 +18,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 #include <mutex>
@@ -306,6 +309,24 @@ INSTANTIATE_TEST_SUITE_P(
                                      file.write("#");
                                  } }),
     TestSupport::tableRowName);
+
+// Two editors on one data folder: the part one of them is writing is left alone by the other.
+TEST_F(DownloadTest, a_part_another_download_holds_is_left_to_it)
+{
+    server.setBody("item", pattern(300000, 0));
+    DownloadParams p = params(server.url("/file/item"));
+    p.destination = folder.filePath("item.bin");
+    p.flags = Resume;
+    p.maxBytes = 400000;
+    const QString partial = TestSupport::writeFile(partialPath(p.destination), "theirs");
+    const int held = ::open(QFile::encodeName(partial).constData(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::flock(held, LOCK_EX), 0);
+    const DownloadReport report = run(p);
+    ::close(held);
+    ASSERT_EQ(report.code, Success) << report.error.toStdString();
+    EXPECT_TRUE(TestSupport::readFile(p.destination) == pattern(300000, 0));
+    EXPECT_EQ(TestSupport::readFile(partial), QByteArray("theirs"));
+}
 
 TEST_F(DownloadTest, https_is_followed_within_https_and_never_down_to_http)
 {
