@@ -191,7 +191,10 @@ void respond(QTcpSocket *socket,
             = '"' + QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex() + '"';
         QList<QPair<QByteArray, QByteArray>> extra
             = { { "Last-Modified", "Mon, 02 Nov 2026 10:00:00 GMT" } };
-        if (!coding.isEmpty() && headers.value("accept-encoding").contains(coding.left(4))) {
+        // gzip as nginx does it, for a client that asks; deflate as a server that sends it to
+        // everyone.
+        if (!coding.isEmpty()
+            && (coding != "gzip" || headers.value("accept-encoding").contains("gzip"))) {
             // As nginx does: a weak tag for a body it compressed itself.
             etag = "W/" + etag;
             const QByteArray cacheKey = coding + ':' + etag;

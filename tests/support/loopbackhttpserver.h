@@ -18,8 +18,8 @@ namespace TestSupport {
 //   /file/NAME         the body set for NAME, with an ETag; "304" to a matching If-None-Match;
 //                      "206" with the rest to "Range: bytes=N-" when If-Range is absent or matches
 //   /gzip/NAME         as /file, gzip-compressed when the request accepts gzip
-//   /deflate/NAME      as /file, as a zlib stream when the request accepts deflate
-//   /rawdeflate/NAME   as /file, as bare deflate data labelled "deflate"
+//   /deflate/NAME      as /file, as a zlib stream labelled "deflate", whatever the request asks
+//   /rawdeflate/NAME   as /file, as bare deflate data labelled "deflate", likewise
 //   /norange/NAME      as /file, always whole (a server that does no ranges)
 //   /bomb/BYTES        a gzip body that inflates to BYTES zero bytes
 //   /status/CODE       that status with a short body
