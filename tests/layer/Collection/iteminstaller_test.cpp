@@ -205,8 +205,10 @@ TEST_F(InstallAgain, a_cut_install_goes_on_from_where_it_stopped)
     EXPECT_FALSE(cut->isInstalled());
     EXPECT_EQ(install(cut), ItemInstallResult::Ok);
     EXPECT_EQ(readFile(cut->localPath()), big);
-    // The second install asked for the rest only.
-    EXPECT_EQ(server.bodyBytesSent(QStringLiteral("/file/big")), big.size());
+    // The second install asked for the rest only. (Not counted in bytes sent: Qt may ask again
+    // once by itself when a connection closes early.)
+    const QByteArray range = server.lastHeader(QStringLiteral("/file/big"), "range");
+    EXPECT_TRUE(range.startsWith("bytes=") && !range.startsWith("bytes=0-")) << range.toStdString();
 }
 
 TEST_F(InstallAgain, a_failed_install_leaves_no_folder_it_made)
