@@ -12,6 +12,8 @@
 #include "Collection/externallist.h"
 #include "Collection/externalresourcescontroller.h"
 
+#include "externallistmaker.h"
+
 #include "collection/collection.h"
 #include "util/customization.h"
 #include "util/fs.h"
@@ -34,48 +36,19 @@
 namespace {
 
 constexpr int itemCount = 50000;
-const char *const locales[] = { "en_US", "ru_RU", "de_DE", "fr_FR", "es_ES", "it_IT", "ja_JP",
-                                "nl_NL", "pl_PL", "pt_BR", "tr_TR", "zh_CN", "ko_KR", "zh_TW" };
-
-QByteArray makeList()
-{
-    QByteArray out;
-    out.reserve(90 * 1024 * 1024);
-    out += "{\"translations\": {";
-    for (int i = 0; i < itemCount; ++i) {
-        out += (i ? ",\n\"" : "\n\"") + QByteArray("Track title number ") + QByteArray::number(i)
-            + "\": {";
-        for (int l = 0; l < 14; ++l)
-            out += QByteArray(l ? ", \"" : "\"") + locales[l] + "\": \"" + locales[l]
-                + " title of the track number " + QByteArray::number(i)
-                + ", a little longer as titles go\"";
-        out += "}";
-    }
-    out += "},\n\"items\": [";
-    for (int i = 0; i < itemCount; ++i) {
-        const QByteArray n = QByteArray::number(i);
-        out += (i ? ",\n" : "\n") + QByteArray("{\"collectionId\": \"")
-            + (i % 3 ? "Music" : "Sounds") + "\", \"uniqueId\": \"ext-item-" + n
-            + "\", \"downloadUrl\": \"https://content.example/audio/ext-item-" + n
-            + ".mp3\", \"remoteSize\": " + QByteArray::number(100000 + i)
-            + ", \"tag\": \"Track title number " + n
-            + "\", \"description\": \"Description of track " + n
-            + "\", \"fileFormat\": \"mp3\", \"author\": \"Author " + QByteArray::number(i % 200)
-            + "\", \"source\": \"Example Source\", \"licenseName\": \"CC BY 4.0\", "
-              "\"licenseUrl\": \"https://creativecommons.org/licenses/by/4.0/\", "
-              "\"commercialUse\": true, \"status\": \""
-            + (i % 4 ? "free" : "paid") + "\", \"categories\": [\"Category "
-            + QByteArray::number(i % 40) + "\", \"Mood " + QByteArray::number(i % 12)
-            + "\"], \"previewUrls\": {\"audio\": \"https://content.example/preview/" + n
-            + ".mp3\", \"image\": \"https://content.example/preview/" + n + ".jpg\"}}";
-    }
-    out += "\n]}\n";
-    return out;
-}
 
 const QByteArray &list()
 {
-    static const QByteArray bytes = makeList();
+    static const QByteArray bytes = makeExternalList(itemCount);
+    return bytes;
+}
+
+// A list at the stated limit of entries, with its translations in English only so that it stays
+// within the byte limit of a list.
+const QByteArray &listAtLimit()
+{
+    static const QByteArray bytes
+        = makeExternalList(static_cast<int>(EditorCollection::maxExternalListItems), 1);
     return bytes;
 }
 
@@ -148,10 +121,10 @@ BENCHMARK(BM_ParseExternalList)->Unit(benchmark::kMillisecond)->UseRealTime();
 // `reload` false: the editor's start, into empty collections (between rounds, untimed, the
 // collections and translations are emptied). `reload` true: a fresh copy replaces the one loaded,
 // whose items and texts the main thread hands to the collections' release thread.
-void wholeLoad(benchmark::State &state, bool reload)
+void wholeLoad(benchmark::State &state, bool reload, const QByteArray &bytes = list())
 {
     QDir().mkpath(QFileInfo(Settings::externalAudioCachePath()).path());
-    FS::writeFileAtomically(Settings::externalAudioCachePath(), list());
+    FS::writeFileAtomically(Settings::externalAudioCachePath(), bytes);
     EditorCollection::CatalogueProtocol catalogue;
     EditorCollection::ExternalResourcesController controller(catalogue);
     auto &storage = EditorCollection::CollectionProvider::itemStorage();
@@ -190,6 +163,14 @@ void BM_WholeReload(benchmark::State &state)
     wholeLoad(state, true);
 }
 BENCHMARK(BM_WholeReload)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The largest list the editor takes: maxExternalListItems entries, loaded whole.
+void BM_WholeLoadAtItemLimit(benchmark::State &state)
+{
+    wholeLoad(state, false, listAtLimit());
+    state.counters["list_MB"] = static_cast<double>(listAtLimit().size()) / (1024.0 * 1024.0);
+}
+BENCHMARK(BM_WholeLoadAtItemLimit)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 } // namespace
 

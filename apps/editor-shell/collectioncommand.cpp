@@ -17,6 +17,7 @@
 #include "collection/categories.h"
 #include "collection/collection.h"
 #include "dialogs/terminalprogress.h"
+#include "downloader/localfile.h"
 #include "downloader/resourcemanager.h"
 #include "util/format.h"
 #include "util/fs.h"
@@ -67,9 +68,11 @@ bool isFree(const IItem &item)
 }
 
 // Lets the content controllers start as the editor does once it has settled, and waits for the
-// downloads they start (Ctrl+C stops waiting). Items deleted by the user are taken out; the
-// rest get their favourite and installed marks.
-std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
+// downloads they start (Ctrl+C stops waiting). Items deleted by the user are taken out, except
+// those named in `spared` (an install brings a deleted item back); the rest get their favourite
+// and installed marks.
+std::vector<Download>
+loadCollection(Context &context, const UserMarks &marks, const QStringList &spared)
 {
     std::vector<Download> downloads;
     CatalogueProtocol *catalogue = context.app.catalogue();
@@ -109,7 +112,7 @@ std::vector<Download> loadCollection(Context &context, const UserMarks &marks)
         const std::shared_ptr<Collection> collection = storage.collection(name);
         std::vector<QString> deleted;
         for (const ItemPtr &item : collection->items()) {
-            if (marks.isDeleted(name, item->uniqueId())) {
+            if (marks.isDeleted(name, item->uniqueId()) && !spared.contains(item->uniqueId())) {
                 deleted.push_back(item->uniqueId());
                 continue;
             }
@@ -298,31 +301,63 @@ std::vector<ItemPtr> namedItems(Context &context, const QString &action, bool se
     return items;
 }
 
+// "12.0 MB of 200.0 MB, 4.0 MB/s, 47 s left": speed and time left once a second of this run
+// has given something to go on.
+QString progressText(qint64 received, qint64 total, qint64 thisRun, qint64 elapsedMs)
+{
+    QString text = Format::fileSize(received);
+    if (total > 0)
+        text += QStringLiteral(" of ") + Format::fileSize(total);
+    if (elapsedMs >= 1000 && thisRun > 0) {
+        const double perSecond = thisRun * 1000.0 / static_cast<double>(elapsedMs);
+        text += QStringLiteral(", ") + Format::fileSize(static_cast<qint64>(perSecond))
+            + QStringLiteral("/s");
+        if (total > received) {
+            const auto left = static_cast<qint64>((total - received) / perSecond + 0.5);
+            text += QStringLiteral(", ");
+            if (left >= 60)
+                text += QString::number(left / 60) + QStringLiteral(" min ");
+            text += QString::number(left % 60) + QStringLiteral(" s left");
+        }
+    }
+    return text;
+}
+
 void printJson(Context &context, const QJsonObject &object)
 {
     context.out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
 }
 
-// Draws the installs' bytes as one bar; Ctrl+C presses its cancel.
+// Draws the installs' bytes as one bar with the bytes so far, the speed and the time left;
+// Ctrl+C presses its cancel.
 class InstallProgress : private Report::IProgressListener {
 public:
     InstallProgress(ItemInstaller &installer, qint64 total)
         : m_installer(installer)
         , m_factory(stderr, &ExitSignals::take)
+        , m_total(total)
         , m_scale(total > 1000000000 ? 1024 : 1)
         , m_progress(m_factory.create(QStringLiteral("Installing"),
                                       QStringLiteral("Cancel"),
                                       static_cast<int>(std::max<qint64>(1, total / m_scale)),
                                       this))
     {
+        m_clock.start();
     }
     void update(const QString &id, qint64 received)
     {
+        // The first figure of an install may be what an earlier, cut-off one kept: the speed is
+        // of what came in this run.
+        m_first.emplace(id, received);
         m_received[id] = received;
         qint64 sum = 0;
-        for (const auto &[key, bytes] : m_received)
+        qint64 fresh = 0;
+        for (const auto &[key, bytes] : m_received) {
             sum += bytes;
-        m_progress->setText(Format::printable(id));
+            fresh += bytes - m_first[key];
+        }
+        m_progress->setText(Format::printable(id) + QStringLiteral("  ")
+                            + progressText(sum, m_total, fresh, m_clock.elapsed()));
         m_progress->setValue(
             static_cast<int>(std::min<qint64>(sum / m_scale, m_progress->maximum())));
     }
@@ -337,9 +372,12 @@ private:
 
     ItemInstaller &m_installer;
     Report::TerminalProgressFactory m_factory;
+    qint64 m_total;
     qint64 m_scale;
     std::unique_ptr<Report::IProgress> m_progress;
     std::map<QString, qint64> m_received;
+    std::map<QString, qint64> m_first;
+    QElapsedTimer m_clock;
     bool m_cancelled = false;
 };
 
@@ -473,6 +511,8 @@ int runDelete(Context &context, UserMarks &marks, const ItemPtr &item)
             return 1;
         }
     }
+    // A part kept from a cut-off install goes too: the item is no longer wanted.
+    Downloader::discardPartial(path + QStringLiteral(".download"));
     marks.setDeleted(item->collectionId(), item->uniqueId(), true);
     item->setInstalled(false);
     if (auto *statistics = reporter())
@@ -534,7 +574,9 @@ int run(Context &context)
         context.err << "editor-shell: the collection marks cannot be read: " << e.what() << '\n';
         return 1;
     }
-    const std::vector<Download> downloads = loadCollection(context, *marks);
+    const QStringList spared
+        = action == QLatin1String("install") ? context.arguments.mid(1) : QStringList();
+    const std::vector<Download> downloads = loadCollection(context, *marks, spared);
     if (ExitSignals::exitRequested())
         return 130;
     if (action == QLatin1String("search"))

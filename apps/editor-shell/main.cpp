@@ -197,6 +197,10 @@ int main(int argc, char **argv)
     }
     FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
     QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
+    // However much a run has to say, its log goes to a new file every 8 MB, and files older than
+    // three days go: the logs folder stays bounded run after run.
+    FLAGS_max_log_size = 8;
+    google::EnableLogCleaner(3);
 
     // Before the application: a signal during its start-up is a clean exit too.
     Shell::ExitSignals exitSignals;

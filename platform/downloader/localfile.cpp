@@ -1,5 +1,7 @@
 #include "downloader/localfile.h"
 
+#include "downloader/transferpolicy.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -9,6 +11,7 @@
 #include <cstring>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -69,6 +72,45 @@ bool PartFile::open(QString *error)
     return true;
 }
 
+bool PartFile::openResumable(std::int64_t keep, QString *error)
+{
+    discard();
+    const QString path = partialPath(m_destination);
+    const QString folder = QFileInfo(path).absolutePath();
+    if (!QDir().mkpath(folder)) {
+        m_errno = errno;
+        *error = QStringLiteral("cannot create the folder ") + folder;
+        return false;
+    }
+    m_fd = ::open(QFile::encodeName(path).constData(),
+                  O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0644);
+    struct stat st { };
+    if (m_fd < 0 || ::flock(m_fd, LOCK_EX | LOCK_NB) != 0 || ::fstat(m_fd, &st) != 0
+        || !S_ISREG(st.st_mode) || st.st_size < keep || ::ftruncate(m_fd, keep) != 0
+        || ::lseek(m_fd, keep, SEEK_SET) != keep) {
+        m_errno = errno;
+        *error = systemError(QStringLiteral("cannot continue"), path);
+        if (m_fd >= 0)
+            ::close(m_fd);
+        m_fd = -1;
+        return false;
+    }
+    m_path = path;
+    m_size = keep;
+    m_resumable = true;
+    return true;
+}
+
+bool PartFile::sync(QString *error)
+{
+    if (m_fd >= 0 && ::fdatasync(m_fd) != 0) {
+        m_errno = errno;
+        *error = systemError(QStringLiteral("cannot flush"), m_path);
+        return false;
+    }
+    return true;
+}
+
 bool PartFile::write(const char *data, std::int64_t size, QString *error)
 {
     while (size > 0) {
@@ -113,6 +155,9 @@ bool PartFile::commit(QString *error)
         return false;
     }
     m_path.clear();
+    if (m_resumable)
+        QFile::remove(validatorsPath(partialPath(m_destination)));
+    m_resumable = false;
     syncFolder(QFileInfo(m_destination).absolutePath());
     return true;
 }
@@ -123,10 +168,42 @@ void PartFile::discard()
         ::close(m_fd);
         m_fd = -1;
     }
-    if (!m_path.isEmpty()) {
+    if (!m_path.isEmpty() && !m_resumable)
         ::unlink(QFile::encodeName(m_path).constData());
-        m_path.clear();
-    }
+    m_path.clear();
+    m_resumable = false;
+}
+
+void PartFile::remove()
+{
+    const bool resumable = m_resumable;
+    m_resumable = false;
+    discard();
+    if (resumable)
+        discardPartial(m_destination);
+}
+
+QString partialPath(const QString &destination)
+{
+    return destination + QStringLiteral(".partial");
+}
+
+bool partialInUse(const QString &destination)
+{
+    const int fd = ::open(QFile::encodeName(partialPath(destination)).constData(),
+                          O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool held = ::flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    ::close(fd);
+    return held;
+}
+
+void discardPartial(const QString &destination)
+{
+    // The record first: a part without one is never continued.
+    QFile::remove(validatorsPath(partialPath(destination)));
+    QFile::remove(partialPath(destination));
 }
 
 bool writeFileAtomically(const QString &path, const QByteArray &data, QString *error)

@@ -1,5 +1,6 @@
 #include "downloader/resourcemanager.h"
 
+#include "downloader/clock.h"
 #include "downloader/resourcedownloader.h"
 #include "downloader/transfer.h"
 
@@ -48,6 +49,7 @@ struct ResourceManager::Impl {
     };
 
     QNetworkAccessManager network;
+    Clock *clock = &Clock::system();
     std::vector<Queued> queue;
     std::vector<Running> running;
     int maxConcurrent = 4;
@@ -116,6 +118,11 @@ QNetworkAccessManager &ResourceManager::network()
     return d->network;
 }
 
+void ResourceManager::setClock(Clock &clock)
+{
+    d->clock = &clock;
+}
+
 void ResourceManager::enqueue(ResourceDownloader *owner,
                               const DownloadParams &params,
                               int priority,
@@ -134,7 +141,7 @@ void ResourceManager::pump()
         d->queue.erase(next);
         if (!item.owner)
             continue;
-        auto *transfer = new Transfer(d->network, item.params, this);
+        auto *transfer = new Transfer(d->network, *d->clock, item.params, this);
         d->running.push_back({ item.owner, true, transfer });
         connect(transfer, &Transfer::done, this,
                 [this, transfer](const DownloadReport &report) { finish(transfer, report); });

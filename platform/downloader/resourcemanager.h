@@ -15,6 +15,7 @@ class QNetworkAccessManager;
 // report on it.
 namespace Downloader {
 
+class Clock;
 class ResourceDownloader;
 class Transfer;
 
@@ -33,6 +34,9 @@ public:
     int queuedCount() const;
 
     QNetworkAccessManager &network();
+    // The clock of the transfers that start from now on; the system's unless a test sets one.
+    // It must outlive them.
+    void setClock(Clock &clock);
 
 signals:
     // Every download of the process as it ends, whoever asked for it, for a caller that reports

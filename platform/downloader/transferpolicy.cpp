@@ -71,6 +71,8 @@ QByteArray serializeValidators(const Validators &validators)
     object.insert(QStringLiteral("etag"), QString::fromLatin1(validators.etag));
     object.insert(QStringLiteral("lastModified"), QString::fromLatin1(validators.lastModified));
     object.insert(QStringLiteral("size"), static_cast<qint64>(validators.size));
+    if (validators.crc32)
+        object.insert(QStringLiteral("crc32"), static_cast<qint64>(*validators.crc32));
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
@@ -87,12 +89,44 @@ std::optional<Validators> parseValidators(const QByteArray &bytes)
     validators.etag = object.value(QStringLiteral("etag")).toString().toLatin1();
     validators.lastModified = object.value(QStringLiteral("lastModified")).toString().toLatin1();
     validators.size = static_cast<std::int64_t>(size.toDouble());
+    const QJsonValue crc = object.value(QStringLiteral("crc32"));
+    if (crc.isDouble() && crc.toDouble() >= 0 && crc.toDouble() <= 0xFFFFFFFFu)
+        validators.crc32 = static_cast<quint32>(crc.toDouble());
     // A header value carrying a line break could smuggle a second header into the request.
     for (const QByteArray *value : { &validators.etag, &validators.lastModified }) {
         if (value->contains('\r') || value->contains('\n'))
             return std::nullopt;
     }
     return validators;
+}
+
+std::int64_t deadlineMsFor(std::int64_t bytes)
+{
+    constexpr std::int64_t base = 60 * 1000;
+    constexpr std::int64_t floorBytesPerSecond = 16 * 1024;
+    bytes = std::clamp<std::int64_t>(bytes, 0, std::int64_t(1) << 50);
+    return base + bytes * 1000 / floorBytesPerSecond;
+}
+
+std::optional<ContentRange> parseContentRange(const QByteArray &header)
+{
+    const QByteArray value = header.trimmed();
+    if (!value.startsWith("bytes "))
+        return std::nullopt;
+    const QByteArray spec = value.mid(6).trimmed();
+    const int dash = spec.indexOf('-');
+    const int slash = spec.indexOf('/');
+    if (dash <= 0 || slash <= dash + 1)
+        return std::nullopt;
+    bool ok[3] = {};
+    ContentRange range;
+    range.first = spec.left(dash).toLongLong(&ok[0]);
+    range.last = spec.mid(dash + 1, slash - dash - 1).toLongLong(&ok[1]);
+    range.total = spec.mid(slash + 1).toLongLong(&ok[2]);
+    if (!ok[0] || !ok[1] || !ok[2] || range.first < 0 || range.last < range.first
+        || range.total <= range.last)
+        return std::nullopt;
+    return range;
 }
 
 } // namespace Downloader

@@ -32,13 +32,36 @@ struct Validators {
     QByteArray etag;
     QByteArray lastModified;
     std::int64_t size = -1;
+    // For a partial body: the CRC-32 of its first `size` bytes, so a part changed on the disk
+    // since is not continued.
+    std::optional<quint32> crc32;
 
     bool empty() const { return etag.isEmpty() && lastModified.isEmpty(); }
+    // What an If-Range may carry: a strong tag, else the date; empty when neither serves. A weak
+    // tag says "the same meaning", not "the same bytes": no base for joining two halves.
+    QByteArray rangeValidator() const
+    {
+        return !etag.isEmpty() && !etag.startsWith("W/") ? etag : lastModified;
+    }
 };
 
 DOWNLOADER_EXPORT QString validatorsPath(const QString &destination);
 DOWNLOADER_EXPORT QByteArray serializeValidators(const Validators &validators);
 // Nothing for anything that is not a record written by serializeValidators.
 DOWNLOADER_EXPORT std::optional<Validators> parseValidators(const QByteArray &bytes);
+
+// The time a download that has brought `bytes` may have taken: a minute, and the time the bytes
+// take at 16 KiB/s, a pace far below any line that installs media. A server that trickles a
+// byte every few seconds runs out of it about a minute in; a slow honest line never does.
+DOWNLOADER_EXPORT std::int64_t deadlineMsFor(std::int64_t bytes);
+
+// The first byte, last byte and whole size of a "Content-Range: bytes A-B/T" header; nothing for
+// any other form (an unknown size "*" included: the whole file could not be checked).
+struct ContentRange {
+    std::int64_t first = 0;
+    std::int64_t last = 0;
+    std::int64_t total = 0;
+};
+DOWNLOADER_EXPORT std::optional<ContentRange> parseContentRange(const QByteArray &header);
 
 } // namespace Downloader

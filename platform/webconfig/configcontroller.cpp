@@ -250,7 +250,7 @@ void ConfigController::fetch()
     params.url = m_status.url;
     // Fetched beside the last good copy, never over it: it replaces that copy only once it reads.
     params.destination = m_cachePath + QStringLiteral(".fetched");
-    params.flags = Downloader::Revalidate;
+    params.flags = Downloader::Revalidate | Downloader::Compressed;
     params.maxBytes = maxConfigBytes;
     params.deadlineMs = timeout;
     params.stallTimeoutMs = std::min(timeout, 15000);

@@ -8,6 +8,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -22,6 +24,8 @@ QByteArray reasonOf(int code)
     switch (code) {
     case 200:
         return "OK";
+    case 206:
+        return "Partial Content";
     case 302:
         return "Found";
     case 304:
@@ -47,54 +51,133 @@ QByteArray head(int code, const QList<QPair<QByteArray, QByteArray>> &headers)
     return text + "\r\n";
 }
 
-// Writes `total` bytes of a pattern (or forever when negative) as the peer takes them, so the
-// server's own memory stays at one window whatever the body's size.
-void streamPattern(QTcpSocket *socket, qint64 total)
+// The pattern /big serves: the byte at offset o is 'a' + (o % 65536) % 26.
+char patternByte(qint64 offset)
+{
+    return static_cast<char>('a' + (offset % (64 * 1024)) % 26);
+}
+
+// Writes the pattern from `from` to `to` (or forever when `to` is negative) as the peer takes
+// it, so the server's own memory stays at one window whatever the body's size.
+void streamPattern(QTcpSocket *socket,
+                   qint64 from,
+                   qint64 to,
+                   const QString &key,
+                   std::shared_ptr<LoopbackHttpServer::State> state)
 {
     static const QByteArray block = [] {
         QByteArray b(64 * 1024, '\0');
         for (int i = 0; i < b.size(); ++i)
-            b[i] = static_cast<char>('a' + i % 26);
+            b[i] = patternByte(i);
         return b;
     }();
-    auto sent = std::make_shared<qint64>(0);
-    auto topUp = [socket, total, sent] {
-        while (socket->bytesToWrite() < sendWindow && (total < 0 || *sent < total)) {
+    auto at = std::make_shared<qint64>(from);
+    auto topUp = [socket, to, at, key, state] {
+        while (socket->bytesToWrite() < sendWindow && (to < 0 || *at < to)) {
+            const qint64 offset = *at % block.size();
             const qint64 n
-                = total < 0 ? block.size() : std::min<qint64>(block.size(), total - *sent);
-            socket->write(block.constData(), n);
-            *sent += n;
+                = std::min<qint64>(block.size() - offset, to < 0 ? block.size() : to - *at);
+            socket->write(block.constData() + offset, n);
+            *at += n;
+            std::lock_guard<std::mutex> lock(state->mutex);
+            state->sent[key] += n;
         }
-        if (total >= 0 && *sent >= total && socket->bytesToWrite() == 0)
+        if (to >= 0 && *at >= to && socket->bytesToWrite() == 0)
             socket->disconnectFromHost();
     };
     QObject::connect(socket, &QTcpSocket::bytesWritten, socket, topUp);
     topUp();
 }
 
+QByteArray compress(const QByteArray &body, int windowBits)
+{
+    z_stream stream {};
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, windowBits, 9, Z_DEFAULT_STRATEGY);
+    QByteArray out(static_cast<int>(deflateBound(&stream, static_cast<uLong>(body.size()))), '\0');
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(body.constData()));
+    stream.avail_in = static_cast<uInt>(body.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(static_cast<int>(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
+
+// A gzip stream of `bytes` zero bytes, made without holding them.
+QByteArray gzipOfZeros(qint64 bytes)
+{
+    z_stream stream {};
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, 31, 9, Z_DEFAULT_STRATEGY);
+    static const QByteArray zeros(1 << 20, '\0');
+    QByteArray out;
+    QByteArray buffer(1 << 16, '\0');
+    do {
+        const qint64 n = std::min<qint64>(bytes, zeros.size());
+        bytes -= n;
+        stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(zeros.constData()));
+        stream.avail_in = static_cast<uInt>(n);
+        do {
+            stream.next_out = reinterpret_cast<Bytef *>(buffer.data());
+            stream.avail_out = static_cast<uInt>(buffer.size());
+            deflate(&stream, bytes == 0 ? Z_FINISH : Z_NO_FLUSH);
+            out.append(buffer.constData(), buffer.size() - static_cast<int>(stream.avail_out));
+        } while (stream.avail_out == 0);
+    } while (bytes > 0);
+    deflateEnd(&stream);
+    return out;
+}
+
+// The first byte a "Range: bytes=N-" asks for, when the If-Range (if any) names `etag`; else -1.
+qint64 rangeStart(const QMap<QByteArray, QByteArray> &headers, const QByteArray &etag)
+{
+    const QByteArray range = headers.value("range");
+    if (!range.startsWith("bytes=") || !range.endsWith('-'))
+        return -1;
+    if (headers.contains("if-range") && headers.value("if-range") != etag)
+        return -1;
+    bool ok = false;
+    const qint64 start = range.mid(6, range.size() - 7).toLongLong(&ok);
+    return ok ? start : -1;
+}
+
 void respond(QTcpSocket *socket,
              const QByteArray &path,
-             const QByteArray &ifNoneMatch,
-             LoopbackHttpServer::State &state)
+             const QMap<QByteArray, QByteArray> &headers,
+             const std::shared_ptr<LoopbackHttpServer::State> &statePointer)
 {
+    LoopbackHttpServer::State &state = *statePointer;
+    const QByteArray ifNoneMatch = headers.value("if-none-match");
     const QString key = QString::fromUtf8(path);
     QList<QByteArray> parts = path.split('/');
     parts.removeFirst();
     const QByteArray kind = parts.value(0);
     int seen = 0;
+    qint64 cut = -1;
     {
         std::lock_guard<std::mutex> lock(state.mutex);
         seen = ++state.requests[key];
         state.ifNoneMatch[key] = ifNoneMatch;
+        state.headers[key] = headers;
+        cut = state.cutAfter.contains(key) ? state.cutAfter.take(key) : -1;
     }
-    auto finish = [socket](int code, const QByteArray &body,
-                           QList<QPair<QByteArray, QByteArray>> headers = {}) {
+    auto send = [socket, key, statePointer, cut](int code, const QByteArray &body,
+                                                 QList<QPair<QByteArray, QByteArray>> headers) {
         headers.append(qMakePair(QByteArray("Content-Length"), QByteArray::number(body.size())));
         headers.append(qMakePair(QByteArray("Connection"), QByteArray("close")));
-        socket->write(head(code, headers) + body);
+        const QByteArray sent = cut >= 0 ? body.left(static_cast<int>(cut)) : body;
+        {
+            std::lock_guard<std::mutex> lock(statePointer->mutex);
+            statePointer->sent[key] += sent.size();
+        }
+        socket->write(head(code, headers) + sent);
         socket->disconnectFromHost();
     };
-    auto serveFile = [&](const QByteArray &name) {
+    auto finish = [&send](int code, const QByteArray &body,
+                          QList<QPair<QByteArray, QByteArray>> extra = {}) {
+        send(code, body, std::move(extra));
+    };
+    auto serveFile = [&](const QByteArray &name, const QByteArray &coding, bool ranges) {
         QByteArray body;
         bool found = false;
         {
@@ -104,22 +187,64 @@ void respond(QTcpSocket *socket,
         }
         if (!found)
             return finish(404, "no such file");
-        const QByteArray etag
+        QByteArray etag
             = '"' + QCryptographicHash::hash(body, QCryptographicHash::Sha1).toHex() + '"';
+        QList<QPair<QByteArray, QByteArray>> extra
+            = { { "Last-Modified", "Mon, 02 Nov 2026 10:00:00 GMT" } };
+        // gzip as nginx does it, for a client that asks; deflate as a server that sends it to
+        // everyone.
+        if (!coding.isEmpty()
+            && (coding != "gzip" || headers.value("accept-encoding").contains("gzip"))) {
+            // As nginx does: a weak tag for a body it compressed itself.
+            etag = "W/" + etag;
+            const QByteArray cacheKey = coding + ':' + etag;
+            std::lock_guard<std::mutex> lock(state.mutex);
+            auto it = state.compressed.find(cacheKey);
+            if (it == state.compressed.end()) {
+                QByteArray packed = compress(body,
+                                             coding == "gzip"          ? 31
+                                                 : coding == "deflate" ? 15
+                                                                       : -15);
+                it = state.compressed.insert(cacheKey, packed);
+            }
+            body = *it;
+            extra.append({ "Content-Encoding", coding == "rawdeflate" ? "deflate" : coding });
+        }
+        extra.append({ "ETag", etag });
         if (ifNoneMatch == etag)
             return finish(304, {}, { { "ETag", etag } });
-        finish(200, body,
-               { { "ETag", etag }, { "Last-Modified", "Mon, 02 Nov 2026 10:00:00 GMT" } });
+        const qint64 start = ranges && coding.isEmpty() ? rangeStart(headers, etag) : -1;
+        if (start > 0 && start < body.size()) {
+            extra.append({ "Content-Range",
+                           "bytes " + QByteArray::number(start) + '-'
+                               + QByteArray::number(body.size() - 1) + '/'
+                               + QByteArray::number(body.size()) });
+            return finish(206, body.mid(static_cast<int>(start)), extra);
+        }
+        finish(200, body, extra);
     };
 
     if (kind == "file")
-        return serveFile(parts.value(1));
+        return serveFile(parts.value(1), {}, true);
+    if (kind == "norange")
+        return serveFile(parts.value(1), {}, false);
+    if (kind == "gzip" || kind == "deflate" || kind == "rawdeflate")
+        return serveFile(parts.value(1), kind, false);
+    if (kind == "bomb") {
+        return finish(200, gzipOfZeros(parts.value(1).toLongLong()),
+                      { { "Content-Encoding", "gzip" } });
+    }
     if (kind == "status")
         return finish(parts.value(1).toInt(), "status body");
+    if (kind == "bare") {
+        // No length: the body ends where the server closes, as many small servers answer.
+        socket->write(head(parts.value(1).toInt(), { { "Connection", "close" } }) + "gone");
+        return socket->disconnectFromHost();
+    }
     if (kind == "retry") {
         if (seen <= parts.value(1).toInt())
             return finish(429, "slow down", { { "Retry-After", "1" } });
-        return serveFile(parts.value(2));
+        return serveFile(parts.value(2), {}, true);
     }
     if (kind == "cut") {
         socket->write(head(200, { { "Content-Length", "1000" }, { "Connection", "close" } })
@@ -132,7 +257,7 @@ void respond(QTcpSocket *socket,
     }
     if (kind == "endless") {
         socket->write(head(200, { { "Connection", "close" } }));
-        return streamPattern(socket, -1);
+        return streamPattern(socket, 0, -1, key, statePointer);
     }
     if (kind == "loop")
         return finish(302, {}, { { "Location", "/loop" } });
@@ -142,9 +267,20 @@ void respond(QTcpSocket *socket,
         return finish(302, {}, { { "Location", "/file/" + parts.value(1) } });
     if (kind == "big") {
         const qint64 size = parts.value(1).toLongLong();
-        socket->write(head(
-            200, { { "Content-Length", QByteArray::number(size) }, { "Connection", "close" } }));
-        return streamPattern(socket, size);
+        const QByteArray etag = "\"big-" + QByteArray::number(size) + '"';
+        const qint64 start = rangeStart(headers, etag);
+        QList<QPair<QByteArray, QByteArray>> extra
+            = { { "ETag", etag }, { "Connection", "close" } };
+        const bool partial = start > 0 && start < size;
+        const qint64 from = partial ? start : 0;
+        extra.append({ "Content-Length", QByteArray::number(size - from) });
+        if (partial)
+            extra.append({ "Content-Range",
+                           "bytes " + QByteArray::number(from) + '-' + QByteArray::number(size - 1)
+                               + '/' + QByteArray::number(size) });
+        socket->write(head(partial ? 206 : 200, extra));
+        return streamPattern(socket, from, cut >= 0 ? std::min(size, from + cut) : size, key,
+                             statePointer);
     }
     finish(404, "unknown path");
 }
@@ -212,14 +348,14 @@ LoopbackHttpServer::LoopbackHttpServer(Scheme scheme)
                             const QList<QByteArray> lines = buffer->left(end).split('\n');
                             *buffer = QByteArray();
                             const QList<QByteArray> request = lines.value(0).trimmed().split(' ');
-                            QByteArray ifNoneMatch;
-                            for (const QByteArray &line : lines) {
+                            QMap<QByteArray, QByteArray> headers;
+                            for (const QByteArray &line : lines.mid(1)) {
                                 const int colon = line.indexOf(':');
-                                if (colon > 0
-                                    && line.left(colon).trimmed().toLower() == "if-none-match")
-                                    ifNoneMatch = line.mid(colon + 1).trimmed();
+                                if (colon > 0)
+                                    headers.insert(line.left(colon).trimmed().toLower(),
+                                                   line.mid(colon + 1).trimmed());
                             }
-                            respond(socket, request.value(1), ifNoneMatch, *state);
+                            respond(socket, request.value(1), headers, state);
                         });
                 }
             });
@@ -266,6 +402,24 @@ QByteArray LoopbackHttpServer::lastIfNoneMatch(const QString &path) const
 {
     std::lock_guard<std::mutex> lock(m_state->mutex);
     return m_state->ifNoneMatch.value(path);
+}
+
+QByteArray LoopbackHttpServer::lastHeader(const QString &path, const QByteArray &name) const
+{
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    return m_state->headers.value(path).value(name);
+}
+
+void LoopbackHttpServer::cutNextAfter(const QString &path, qint64 bytes)
+{
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    m_state->cutAfter.insert(path, bytes);
+}
+
+qint64 LoopbackHttpServer::bodyBytesSent(const QString &path) const
+{
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    return m_state->sent.value(path);
 }
 
 } // namespace TestSupport

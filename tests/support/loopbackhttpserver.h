@@ -15,15 +15,22 @@ class QTcpServer;
 namespace TestSupport {
 
 // A small HTTP/1.1 server on 127.0.0.1 with its own thread, serving the ways a download can go:
-//   /file/NAME         the body set for NAME, with an ETag; "304" to a matching If-None-Match
+//   /file/NAME         the body set for NAME, with an ETag; "304" to a matching If-None-Match;
+//                      "206" with the rest to "Range: bytes=N-" when If-Range is absent or matches
+//   /gzip/NAME         as /file, gzip-compressed when the request accepts gzip
+//   /deflate/NAME      as /file, as a zlib stream labelled "deflate", whatever the request asks
+//   /rawdeflate/NAME   as /file, as bare deflate data labelled "deflate", likewise
+//   /norange/NAME      as /file, always whole (a server that does no ranges)
+//   /bomb/BYTES        a gzip body that inflates to BYTES zero bytes
 //   /status/CODE       that status with a short body
+//   /bare/CODE         that status with a body ended by closing, without a length
 //   /retry/N/NAME      "429" with "Retry-After: 1" for the first N requests, then /file/NAME
 //   /cut               announces 1000 bytes, sends 400 and closes
 //   /stall             announces 1000 bytes, sends 100 and then nothing
 //   /endless           a body without end (no length, the connection never closes)
 //   /loop              a redirect to itself
 //   /redirect/NAME     a redirect to /file/NAME
-//   /big/BYTES         BYTES of a repeating pattern, written as the socket drains
+//   /big/BYTES         BYTES of a repeating pattern, written as the socket drains; ranges as /file
 //   /goto/URL          a redirect to the percent-encoded absolute URL
 // Every response closes its connection. Stopped and joined on destruction. With Tls it speaks
 // https with a self-signed certificate for 127.0.0.1 (tests/support/data), which
@@ -42,12 +49,23 @@ public:
     // Requests seen for a path, and the If-None-Match of the last one.
     int requests(const QString &path) const;
     QByteArray lastIfNoneMatch(const QString &path) const;
+    // A header of the last request for a path (name in lower case).
+    QByteArray lastHeader(const QString &path, const QByteArray &name) const;
+    // The next response for `path` stops after `bytes` bytes of its body and closes, as a lost
+    // connection would.
+    void cutNextAfter(const QString &path, qint64 bytes);
+    // Body bytes written for `path` so far, over every response.
+    qint64 bodyBytesSent(const QString &path) const;
 
     struct State {
         mutable std::mutex mutex;
         QMap<QString, QByteArray> bodies;
         QMap<QString, int> requests;
         QMap<QString, QByteArray> ifNoneMatch;
+        QMap<QString, QMap<QByteArray, QByteArray>> headers;
+        QMap<QString, qint64> cutAfter;
+        QMap<QString, qint64> sent;
+        QMap<QByteArray, QByteArray> compressed; // by coding and body, made once
     };
 
 private:

@@ -7,10 +7,14 @@
 
 #include <simdjson.h>
 
+#include <QSet>
+
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <deque>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,6 +31,9 @@ constexpr std::size_t maxTextBytes = 64 * 1024;
 constexpr int maxPathComponentBytes = 255;
 // What a warning quotes of a text from the list.
 constexpr int quotedChars = 60;
+// A hostile list may hold a million entries wrong the same way: each kind of warning is told for
+// the first few, then once more with the count.
+constexpr int examplesPerWarning = 3;
 
 struct Locales14 {
     std::array<QByteArray, externalListLocaleCount> utf8;
@@ -117,6 +124,11 @@ class Reader {
 public:
     ExternalList &out;
     QStringList itemWarnings;
+    // How often each kind of item warning came, in the order kinds first came.
+    std::vector<std::pair<QString, int>> warningCounts;
+    // Collection and identifier of every entry kept: the first of two alike wins.
+    QSet<QString> seen;
+    int overLimit = 0;
     // Names, licences, categories and formats repeat over thousands of entries: one shared
     // string each instead of one allocation per entry. Looked up by the parser's own bytes, so a
     // known word costs no allocation at all.
@@ -126,6 +138,33 @@ public:
     explicit Reader(ExternalList &out)
         : out(out)
     {
+    }
+
+    void warn(const QString &kind, const QString &text)
+    {
+        auto it = std::find_if(warningCounts.begin(), warningCounts.end(),
+                               [&](const auto &entry) { return entry.first == kind; });
+        if (it == warningCounts.end()) {
+            warningCounts.emplace_back(kind, 0);
+            it = warningCounts.end() - 1;
+        }
+        if (++it->second <= examplesPerWarning)
+            itemWarnings.append(text);
+    }
+
+    void closeWarnings()
+    {
+        for (const auto &[kind, count] : warningCounts) {
+            if (count > examplesPerWarning)
+                itemWarnings.append(QString::number(count - examplesPerWarning)
+                                    + QStringLiteral(" more like \"") + kind
+                                    + QStringLiteral("\" (") + QString::number(count)
+                                    + QStringLiteral(" in all)"));
+        }
+        if (overLimit > 0)
+            itemWarnings.append(
+                QString::number(overLimit) + QStringLiteral(" entries beyond the limit of ")
+                + QString::number(maxExternalListItems) + QStringLiteral(" skipped"));
     }
 
     // False when the value is too long to keep; `text` is left null for any non-string.
@@ -156,31 +195,35 @@ public:
         return text;
     }
 
-    static int integer(od::value value)
+    // A size as the list gives it: 0 for a member of another JSON type (as an absent one), and
+    // nothing for a number that is no size (negative, fractional, beyond an int, NaN, 1e999):
+    // read as 0, it would turn the install's size check off.
+    static std::optional<int> size(od::value value)
     {
         od::json_type type;
-        if (value.type().get(type) || type != od::json_type::number)
+        if (value.type().get(type))
+            return std::nullopt;
+        if (type != od::json_type::number)
             return 0;
         od::number_type kind;
         if (value.get_number_type().get(kind))
-            return 0;
+            return std::nullopt;
         if (kind == od::number_type::signed_integer) {
             int64_t v = 0;
-            if (!value.get_int64().get(v) && v >= std::numeric_limits<int>::min()
-                && v <= std::numeric_limits<int>::max())
+            if (!value.get_int64().get(v) && v >= 0 && v <= std::numeric_limits<int>::max())
                 return static_cast<int>(v);
-            return 0;
+            return std::nullopt;
         }
         if (kind == od::number_type::unsigned_integer) {
             uint64_t v = 0;
             if (!value.get_uint64().get(v) && v <= std::numeric_limits<int>::max())
                 return static_cast<int>(v);
-            return 0;
+            return std::nullopt;
         }
         double d = 0;
-        if (value.get_double().get(d) || !(std::abs(d) <= std::numeric_limits<int>::max())
+        if (value.get_double().get(d) || !(d >= 0 && d <= std::numeric_limits<int>::max())
             || d != std::floor(d))
-            return 0;
+            return std::nullopt;
         return static_cast<int>(d);
     }
 
@@ -263,10 +306,9 @@ public:
                     out.warnings.append(
                         QStringLiteral("Missing en_US locale for external audio translations!"));
                 else
-                    out.warnings.append(
-                        QStringLiteral("Translation \"%1\" skipped: a text is longer than %2 bytes")
-                            .arg(quoted(name))
-                            .arg(maxTextBytes));
+                    out.warnings.append(QStringLiteral("Translation \"") + quoted(name)
+                                        + QStringLiteral("\" skipped: a text is longer than ")
+                                        + QString::number(maxTextBytes) + QStringLiteral(" bytes"));
                 continue;
             }
             for (Span &span : spans)
@@ -282,6 +324,7 @@ public:
         ExternalListEntry entry;
         QString status;
         bool fits = true;
+        bool sized = true;
         entry.info = std::make_shared<ExternalResourceInfo>();
         ExternalResourceInfo &info = *entry.info;
         if (ok) {
@@ -296,9 +339,11 @@ public:
                     fits = text(v, entry.uniqueId) && fits;
                 else if (key == "downloadUrl")
                     fits = text(v, entry.downloadUrl) && fits;
-                else if (key == "remoteSize")
-                    entry.remoteSize = integer(v);
-                else if (key == "tag")
+                else if (key == "remoteSize") {
+                    const std::optional<int> bytes = size(v);
+                    sized = bytes.has_value();
+                    entry.remoteSize = bytes.value_or(0);
+                } else if (key == "tag")
                     fits = text(v, entry.tag) && fits;
                 else if (key == "description")
                     fits = text(v, entry.description) && fits;
@@ -323,13 +368,16 @@ public:
             }
         }
         const Kind kind = kindOf(entry.collectionId);
+        // Built by joining, never by chained arg(): a "%1" in the quoted text stays as it is.
         const auto skip = [&](const QString &why) {
-            itemWarnings.append(QStringLiteral("External list item %1 (\"%2\") skipped: %3")
-                                    .arg(index)
-                                    .arg(quoted(entry.uniqueId), why));
+            warn(why,
+                 QStringLiteral("External list item ") + QString::number(index)
+                     + QStringLiteral(" (\"") + quoted(entry.uniqueId)
+                     + QStringLiteral("\") skipped: ") + why);
         };
         if (!fits)
-            return skip(QStringLiteral("a text is longer than %1 bytes").arg(maxTextBytes));
+            return skip(QStringLiteral("a text is longer than ") + QString::number(maxTextBytes)
+                        + QStringLiteral(" bytes"));
         if (kind == Kind::None) {
             // Collections without a payload are skipped silently; a name that could reach outside
             // the resources folder is worth a word.
@@ -339,12 +387,21 @@ public:
         }
         if (!isSafePathComponent(entry.uniqueId))
             return skip(QStringLiteral("its unique id cannot be a folder name"));
+        if (!sized)
+            return skip(QStringLiteral("its remoteSize is not a size in bytes"));
+        if (out.items.size() >= maxExternalListItems) {
+            ++overLimit;
+            return;
+        }
+        const QString identity = entry.collectionId + QLatin1Char('/') + entry.uniqueId;
+        if (seen.contains(identity))
+            return skip(QStringLiteral("an earlier entry has the same collection and unique id"));
         if (kind == Kind::Audio) {
             if (hasControlCharacter(entry.tag))
                 return skip(QStringLiteral("its tag holds control characters"));
             if (!entry.fileFormat.isEmpty() && !isSafePathComponent(entry.fileFormat))
                 return skip(QStringLiteral("its file format cannot be a file extension"));
-            entry.fileName = cleanedAudioFileName(entry.tag, entry.fileFormat);
+            entry.fileName = cleanedAudioFileName(entry.tag, entry.fileFormat, entry.uniqueId);
             if (!isSafePathComponent(entry.fileName))
                 return skip(QStringLiteral("its tag and file format make no file name"));
         } else {
@@ -357,10 +414,11 @@ public:
             info.status = ExternalResourceStatus::Free;
         } else {
             if (status != QLatin1String("paid"))
-                itemWarnings.append(
-                    QStringLiteral("Invalid external audio status: %1").arg(quoted(status)));
+                warn(QStringLiteral("Invalid external audio status"),
+                     QStringLiteral("Invalid external audio status: ") + quoted(status));
             info.status = ExternalResourceStatus::Paid;
         }
+        seen.insert(identity);
         out.items.push_back(std::move(entry));
     }
 
@@ -467,24 +525,63 @@ ExternalList parseExternalList(const QByteArray &bytes)
     }
     out.valid = true;
     out.translations.utf8.squeeze();
+    reader.closeWarnings();
     out.warnings += reader.itemWarnings;
     return out;
 }
 
-QString cleanedAudioFileName(const QString &tag, const QString &fileFormat)
+namespace {
+
+// The characters of `text` a file name keeps, and whether a letter or digit is among them.
+QString cleaned(const QString &text, bool *hasWord)
 {
     QString name;
-    name.reserve(tag.size() + fileFormat.size() + 1);
-    for (const QChar c : tag) {
+    name.reserve(text.size());
+    *hasWord = false;
+    for (const QChar c : text) {
         const char16_t u = c.unicode();
-        const bool keep = (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z')
-            || (u >= u'0' && u <= u'9') || u == u' ' || (u >= u'\t' && u <= u'\r');
-        if (keep)
+        const bool word
+            = (u >= u'a' && u <= u'z') || (u >= u'A' && u <= u'Z') || (u >= u'0' && u <= u'9');
+        if (word || u == u' ' || (u >= u'\t' && u <= u'\r'))
             name += c;
+        *hasWord = *hasWord || word;
+    }
+    return name;
+}
+
+} // namespace
+
+QString cleanedAudioFileName(const QString &tag, const QString &fileFormat, const QString &uniqueId)
+{
+    bool hasWord = false;
+    QString name = cleaned(tag, &hasWord);
+    // A tag in another script keeps nothing: the name would be ".mp3", a hidden file, or blanks.
+    // The identifier stands in, and a fixed word when it fares no better.
+    if (!hasWord) {
+        name = cleaned(uniqueId, &hasWord).trimmed();
+        if (!hasWord)
+            name = QStringLiteral("audio");
     }
     name += QLatin1Char('.');
     name += fileFormat;
     return name;
+}
+
+QString externalListRefusal(const QByteArray &bytes)
+{
+    simdjson::dom::parser parser;
+    simdjson::dom::element document;
+    const simdjson::padded_string copy(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+    if (const auto error = parser.parse(copy).get(document))
+        return QStringLiteral("not JSON (") + QString::fromUtf8(simdjson::error_message(error))
+            + QLatin1Char(')');
+    simdjson::dom::object top;
+    if (document.get(top))
+        return QStringLiteral("not a JSON object");
+    simdjson::dom::array items;
+    if (top["items"].get(items))
+        return QStringLiteral("no \"items\" array");
+    return {};
 }
 
 QString externalItemFilePath(const ExternalListEntry &entry, const QString &root)

@@ -25,6 +25,7 @@ struct ExternalListEntry {
     QString collectionId;
     QString uniqueId;
     QString downloadUrl;
+    // In bytes; 0 when the list gives none (an entry whose size is no size is left out).
     int remoteSize = 0;
     QString tag;
     QString description;
@@ -51,15 +52,29 @@ struct ExternalList {
     QStringList warnings;
 };
 
-// Reads a list. Never throws; whatever it cannot use is left out with a warning. `bytes` should
+// The most entries a list may bring; the rest are left out with one warning. Twice the load
+// benchmark's 50,000, five times the largest list served today; a load of this many is measured
+// (collectionload_bench).
+inline constexpr std::size_t maxExternalListItems = 100000;
+
+// Reads a list. Never throws; whatever it cannot use is left out with a warning (each kind of
+// warning given for the first few entries, then once with the count). `bytes` should
 // have at least externalListPadding bytes of capacity beyond its size (FS::readRegularFile with
 // that padding gives it), else the parser copies them once.
 APPLOGIC_EXPORT ExternalList parseExternalList(const QByteArray &bytes);
 inline constexpr int externalListPadding = 64;
 
 // The file name an audio entry is saved under: the tag with every run of characters other than
-// ASCII letters, digits and white space removed, then "." and the file format.
-APPLOGIC_EXPORT QString cleanedAudioFileName(const QString &tag, const QString &fileFormat);
+// ASCII letters, digits and white space removed, then "." and the file format. A tag that keeps
+// no letter or digit gives way to the unique id cleaned the same way (else "audio").
+APPLOGIC_EXPORT QString cleanedAudioFileName(const QString &tag,
+                                             const QString &fileFormat,
+                                             const QString &uniqueId = QString());
+
+// Why `bytes` must not replace a cached list: not JSON, or not an object with an "items"
+// array. Empty when it may. Checks the whole document, where the reader skips what it does not
+// use.
+APPLOGIC_EXPORT QString externalListRefusal(const QByteArray &bytes);
 
 // Where an entry's file is kept under `root`: root/collection/uniqueId/fileName; empty for
 // collections without a payload.

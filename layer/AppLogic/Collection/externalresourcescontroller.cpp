@@ -16,6 +16,7 @@
 #include <glog/logging.h>
 
 #include <QDir>
+#include <QSet>
 
 namespace EditorCollection {
 
@@ -87,38 +88,41 @@ public:
     void start()
     {
         m_audioUrl = Vantel::appUrl(Vantel::URLKeys::COLLECTIONS_EXTERNAL_AUDIO_URL);
-        m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts);
+        m_audioLoaded
+            = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts, m_audioItems);
         download(m_audioUrl, Settings::externalAudioCachePath());
         const auto settings = EditorWebConfig::provideCollectionSettings();
         if (!settings || !settings->needLoadExternalEffects())
             return;
         m_effectsUrl = Vantel::appUrl(Vantel::URLKeys::COLLECTIONS_EXTERNAL_EFFECTS_URL);
-        m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl, m_effectsTexts);
+        m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl, m_effectsTexts,
+                               m_effectsItems);
         download(m_effectsUrl, Settings::externalEffectsCachePath());
     }
 
     void finished(const Downloader::DownloadParams &params, Downloader::ResultCode code)
     {
         if (code != Downloader::Success) {
+            // One arg() for both: a second pass would read a "%2F" in the address as a marker.
             LOG(WARNING) << QStringLiteral(
                                 "Failed to download external audio list with errorCode `%2`, "
                                 "url='%1'")
-                                .arg(params.url.toString())
-                                .arg(static_cast<int>(code))
+                                .arg(params.url.toString(), QString::number(static_cast<int>(code)))
                                 .toStdString();
             return;
         }
         if (!m_audioUrl.isEmpty() && params.url == m_audioUrl) {
             if (m_audioLoaded)
                 return;
-            m_audioLoaded = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts);
+            m_audioLoaded
+                = load(Settings::externalAudioCachePath(), m_audioUrl, m_audioTexts, m_audioItems);
             if (!m_audioLoaded)
                 LOG(WARNING) << "Failed to parse external audio cache, file doesn't exist";
         } else if (!m_effectsUrl.isEmpty() && params.url == m_effectsUrl) {
             if (m_effectsLoaded)
                 return;
-            m_effectsLoaded
-                = load(Settings::externalEffectsCachePath(), m_effectsUrl, m_effectsTexts);
+            m_effectsLoaded = load(Settings::externalEffectsCachePath(), m_effectsUrl,
+                                   m_effectsTexts, m_effectsItems);
             if (!m_effectsLoaded)
                 LOG(WARNING) << "Failed to parse external effects cache, file doesn't exist";
         }
@@ -130,15 +134,25 @@ private:
         Downloader::DownloadParams params;
         params.url = url;
         params.destination = cache;
-        params.flags = Downloader::Revalidate;
+        params.flags = Downloader::Revalidate | Downloader::Compressed;
         params.maxBytes = maxListBytes;
+        // Whatever the server answered, only a list replaces the list in the cache.
+        params.check = [](const QString &path) {
+            try {
+                return externalListRefusal(
+                    FS::readRegularFile(path, maxListBytes, FS::LinkPolicy::Refuse));
+            } catch (const FS::Error &error) {
+                return QString::fromUtf8(error.what());
+            }
+        };
         m_downloader.download(params, 1, 0);
     }
 
     // True when the file exists; a file that is no list still counts, with nothing added.
     bool load(const QString &path,
               const QUrl &listUrl,
-              std::shared_ptr<const Translator::TranslationTable> &texts)
+              std::shared_ptr<const Translator::TranslationTable> &texts,
+              QSet<QString> &own)
     {
         QByteArray bytes;
         try {
@@ -154,15 +168,18 @@ private:
         bytes = QByteArray();
         for (const QString &warning : list->warnings)
             LOG(WARNING) << warning.toStdString() << " (" << path.toStdString() << ")";
-        apply(*list, listUrl, texts);
+        apply(*list, listUrl, texts, own);
         // What the items did not take over is still tens of megabytes of strings at most.
         releaseElsewhere(std::move(list));
         return true;
     }
 
+    // `own`: the items this list added, at this load or an earlier one; it may replace those,
+    // and no other.
     void apply(ExternalList &list,
                const QUrl &listUrl,
-               std::shared_ptr<const Translator::TranslationTable> &texts)
+               std::shared_ptr<const Translator::TranslationTable> &texts,
+               QSet<QString> &own)
     {
         // The registry lets go of the texts a fresh copy replaces; the last hold on them is
         // dropped on the release thread.
@@ -178,6 +195,8 @@ private:
         const QString rootPrefix = QDir::cleanPath(QDir(root).absolutePath()) + QLatin1Char('/');
         std::vector<QString> batched;
         std::shared_ptr<Collection> collection;
+        int taken = 0;
+        QString firstTaken;
         for (ExternalListEntry &entry : list.items) {
             Payload payload = payloadOf(entry, root);
             if (payload.isNull())
@@ -190,13 +209,21 @@ private:
                              << "\" skipped: its file would be outside the resources folder";
                 continue;
             }
+            if (!collection || collection->name() != entry.collectionId)
+                collection = CollectionProvider::collection(entry.collectionId);
+            const QString identity = entry.collectionId + QLatin1Char('/') + entry.uniqueId;
+            if (!own.contains(identity) && collection->item(entry.uniqueId)) {
+                // Another list (or the editor) has an item of that name: the first stays.
+                if (taken++ == 0)
+                    firstTaken = identity;
+                continue;
+            }
+            own.insert(identity);
             ItemPtr item = ItemFactory::createItem(entry.uniqueId, std::move(payload));
             item->setCollectionId(entry.collectionId);
             item->setDownloadAddress(resolved(listUrl, entry.downloadUrl));
             item->setRemoteSize(entry.remoteSize);
             item->setExternalResourceInfo(std::move(entry.info));
-            if (!collection || collection->name() != entry.collectionId)
-                collection = CollectionProvider::collection(entry.collectionId);
             if (std::find(batched.begin(), batched.end(), entry.collectionId) == batched.end()) {
                 storage.setBatchUpdateMode(entry.collectionId, true);
                 batched.push_back(entry.collectionId);
@@ -213,6 +240,11 @@ private:
         }
         for (const QString &name : batched)
             storage.setBatchUpdateMode(name, false);
+        if (taken > 0)
+            LOG(WARNING) << "External list " << listUrl.toString().toStdString() << ": " << taken
+                         << " items skipped: the collection already holds an item of the same id "
+                            "from elsewhere (first: \""
+                         << firstTaken.left(120).toStdString() << "\")";
     }
 
     Downloader::ResourceDownloader m_downloader { Downloader::ResourceManager::instance() };
@@ -223,6 +255,9 @@ private:
     // Each list's texts as last registered.
     std::shared_ptr<const Translator::TranslationTable> m_audioTexts;
     std::shared_ptr<const Translator::TranslationTable> m_effectsTexts;
+    // "collection/uniqueId" of the items each list added.
+    QSet<QString> m_audioItems;
+    QSet<QString> m_effectsItems;
 };
 
 ExternalResourcesController::ExternalResourcesController(CatalogueProtocol &catalogue)

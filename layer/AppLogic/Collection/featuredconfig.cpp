@@ -53,6 +53,7 @@ FeaturedConfigParse parseFeaturedConfig(const QByteArray &json)
         result.warnings << QStringLiteral("no \"collections\" array");
         return result;
     }
+    result.valid = true;
     int skipped = 0;
     const QJsonArray collectionList = collections.toArray();
     for (int c = 0; c < collectionList.size(); ++c) {

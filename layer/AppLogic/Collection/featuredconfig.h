@@ -22,6 +22,8 @@ using FeaturedCollection = QHash<QString, QSet<QString>>;
 using FeaturedConfig = QHash<QString, FeaturedCollection>;
 
 struct FeaturedConfigParse {
+    // A JSON object with a "collections" array: something that may replace a cached copy.
+    bool valid = false;
     FeaturedConfig collections;
     // Identifiers over every pack of every collection, each counted once per pack.
     int assetCount = 0;

@@ -33,7 +33,8 @@ FeaturedConfigParse readCache(bool logSkipped)
         return {};
     }
     FeaturedConfigParse parse = parseFeaturedConfig(bytes);
-    // Only collections the editor has: a hostile list must not make a collection per name.
+    // Only collections the editor has: a hostile list must not make a collection per name. The
+    // asset count stays that of the whole configuration, as the report describes what came.
     for (auto it = parse.collections.begin(); it != parse.collections.end();) {
         if (ResourceCategories::all().contains(it.key())) {
             ++it;
@@ -41,8 +42,6 @@ FeaturedConfigParse readCache(bool logSkipped)
         }
         parse.warnings << QStringLiteral("no collection is named \"") + it.key().left(80)
                 + QStringLiteral("\"; skipped");
-        for (const QSet<QString> &ids : qAsConst(*it))
-            parse.assetCount -= ids.size();
         it = parse.collections.erase(it);
     }
     if (logSkipped) {
@@ -84,8 +83,19 @@ public:
         Downloader::DownloadParams params;
         params.url = Vantel::appUrl(Vantel::COLLECTIONS_TRENDING_REQUEST_URL);
         params.destination = Settings::collectionsTrendingConfigCachePath();
-        params.flags = Downloader::Revalidate;
+        params.flags = Downloader::Revalidate | Downloader::Compressed;
         params.maxBytes = maxFeaturedConfigBytes;
+        // Only a configuration replaces the cached one: an error page or a cut body would empty
+        // the featured shelf until the server mends.
+        params.check = [](const QString &path) {
+            try {
+                const FeaturedConfigParse parse = parseFeaturedConfig(
+                    FS::readRegularFile(path, maxFeaturedConfigBytes, FS::LinkPolicy::Refuse));
+                return parse.valid ? QString() : parse.warnings.value(0);
+            } catch (const FS::Error &error) {
+                return QString::fromUtf8(error.what());
+            }
+        };
         m_downloader.download(params, 1, 0);
     }
 

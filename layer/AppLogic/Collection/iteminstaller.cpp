@@ -2,6 +2,7 @@
 
 #include "Statistics/istatistics.h"
 
+#include "downloader/localfile.h"
 #include "downloader/resourcedownloader.h"
 #include "util/fs.h"
 #include "util/settingspaths.h"
@@ -45,6 +46,16 @@ QString existingFolderOf(const QString &path)
     while (!info.exists() && !info.isRoot())
         info = QFileInfo(info.absolutePath());
     return info.absoluteFilePath();
+}
+
+// Removes the folders an install made for its file, from the file's own folder up to the one
+// that was there before; a folder that holds anything (a kept partial download) stays.
+void removeEmptyFolders(const QString &folder, const QString &existed)
+{
+    QString current = QDir::cleanPath(folder);
+    const QString stop = QDir::cleanPath(existed);
+    while (current.startsWith(stop + QLatin1Char('/')) && QDir().rmdir(current))
+        current = QFileInfo(current).absolutePath();
 }
 
 } // namespace
@@ -125,6 +136,8 @@ public:
         ItemPtr item;
         ImportReason reason;
         QString staging;
+        // The nearest folder that was there before the install made the item's folders.
+        QString existed;
         QElapsedTimer clock;
         bool mismatched = false;
         qint64 received = 0;
@@ -171,9 +184,12 @@ void ItemInstaller::Impl::start(const ItemPtr &item, ImportReason reason)
                         QString::number(expected) + QStringLiteral(" bytes needed, ")
                             + QString::number(volume.bytesAvailable()) + QStringLiteral(" free"));
     const QString folder = QFileInfo(path).absolutePath();
-    if (!QDir().mkpath(folder))
+    const QString existed = existingFolderOf(path);
+    if (!QDir().mkpath(folder)) {
+        removeEmptyFolders(folder, existed);
         return endLater(item, reason, ItemInstallResult::CantCreateFile,
                         QStringLiteral("cannot create the folder ") + folder);
+    }
     // Made just now: nothing may have slipped a link in between.
     if (const QString why = unsafeInstallPath(root, path); !why.isEmpty())
         return endLater(item, reason, ItemInstallResult::CantCreateFile, why);
@@ -182,6 +198,7 @@ void ItemInstaller::Impl::start(const ItemPtr &item, ImportReason reason)
     install->item = item;
     install->reason = reason;
     install->staging = path + QStringLiteral(".download");
+    install->existed = existed;
     install->downloader = new Downloader::ResourceDownloader(q);
     Install *raw = install.get();
     QObject::connect(install->downloader, &Downloader::ResourceDownloader::progress, q,
@@ -199,6 +216,9 @@ void ItemInstaller::Impl::start(const ItemPtr &item, ImportReason reason)
     // A little over the announced size, so the progress check sees an oversized body first
     // and names it for what it is.
     params.maxBytes = expected > 0 ? expected + 4 * 1024 * 1024 : unannouncedLimit;
+    // Media is asked for as stored (it does not shrink), and a cut-off install goes on from
+    // where it stopped.
+    params.flags = Downloader::Resume;
     install->clock.start();
     installs.push_back(std::move(install));
     raw->downloader->download(params, 1, 0);
@@ -219,6 +239,8 @@ void ItemInstaller::Impl::onProgress(Install &install, qint64 received, qint64 t
 void ItemInstaller::Impl::onReport(Install *install, const Downloader::DownloadReport &report)
 {
     if (install->mismatched) {
+        // Not the file the list describes: nothing of it is worth continuing.
+        Downloader::discardPartial(install->staging);
         QFile::remove(install->staging);
         return end(*install, ItemInstallResult::MismatchedResourceSize,
                    QStringLiteral("the file is not of the announced ")
@@ -266,6 +288,8 @@ void ItemInstaller::Impl::end(Install &install, ItemInstallResult result, const 
     const ItemPtr item = install.item;
     const ImportReason reason = install.reason;
     const MTime took = MTime::fromMSec(install.clock.elapsed());
+    if (result != ItemInstallResult::Ok)
+        removeEmptyFolders(QFileInfo(item->localPath()).absolutePath(), install.existed);
     for (auto it = installs.begin(); it != installs.end(); ++it) {
         if (it->get() == &install) {
             // Deleted later: this runs inside the downloader's own signal.

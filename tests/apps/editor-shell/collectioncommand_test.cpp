@@ -179,6 +179,10 @@ TEST_F(CollectionCommand, installs_favours_searches_filters_and_deletes_as_the_p
     EXPECT_EQ(text(events(QStringLiteral("COLLECTION_FILTERED")).first(), "FILTER_NAME"),
               QStringLiteral("PAID"));
     EXPECT_EQ(events(QStringLiteral("ITEM_DELETED")).size(), 1);
+    // An install brings a deleted item back.
+    run = shell(words("collection install song-1"));
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(text(listing().at(QStringLiteral("song-1")), "installed"), QStringLiteral("true"));
 }
 
 TEST_F(CollectionCommand, ctrl_c_cancels_an_install_and_reports_it)

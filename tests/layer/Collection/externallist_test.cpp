@@ -144,6 +144,17 @@ TEST(ExternalList, translations_fall_back_to_en_US_and_need_it)
               QStringList { "Missing en_US locale for external audio translations!" });
 }
 
+TEST(ExternalList, a_warning_quotes_the_lists_text_as_it_stands)
+{
+    const QJsonObject translations {
+        { "50%2Foff", QJsonObject { { "en_US", "Half off" }, { "de_DE", QString(70000, 'x') } } },
+    };
+    const ExternalList list = parseItems({}, translations);
+    ASSERT_EQ(list.warnings.size(), 1);
+    EXPECT_TRUE(list.warnings[0].startsWith("Translation \"50%2Foff\" skipped"))
+        << list.warnings[0].toStdString();
+}
+
 struct Broken {
     const char *name;
     QByteArray bytes;
@@ -174,3 +185,85 @@ INSTANTIATE_TEST_SUITE_P(
         Broken { "bad_utf8", "{\"items\":[{\"uniqueId\":\"\xff\xfe\"}]}" },
         Broken { "deep", QByteArray(5000, '[') }),
     [](const auto &info) { return std::string(info.param.name); });
+
+// A size that is no size would read as 0 and turn the install's size check off.
+class OddSize : public ::testing::TestWithParam<const char *> { };
+
+TEST_P(OddSize, leaves_the_entry_out_with_a_warning)
+{
+    const QByteArray bytes = QByteArray(R"({"items": [{"collectionId": "Music", "uniqueId": "odd",
+        "tag": "A", "status": "free", "remoteSize": )")
+        + GetParam() + R"(}, {"collectionId": "Music", "uniqueId": "ok", "tag": "B",
+        "status": "free", "remoteSize": 7}]})";
+    const ExternalList list = parseExternalList(bytes);
+    ASSERT_EQ(list.items.size(), 1u);
+    EXPECT_EQ(list.items[0].uniqueId, "ok");
+    EXPECT_EQ(list.items[0].remoteSize, 7);
+    ASSERT_EQ(list.warnings.size(), 1) << list.warnings.join('\n').toStdString();
+    EXPECT_TRUE(list.warnings[0].endsWith("its remoteSize is not a size in bytes"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Collection,
+    OddSize,
+    ::testing::Values("1e999", "1e18", "-5", "2.5", "NaN", "18446744073709551616"),
+    [](const auto &info) { return "row" + std::to_string(info.index); });
+
+TEST(ExternalList, the_first_of_two_entries_alike_stays)
+{
+    const ExternalList list
+        = parseItems({ audioEntry("same", "First", "mp3"), audioEntry("same", "Second", "mp3"),
+                       with(shader, "uniqueId", "same") });
+    ASSERT_EQ(list.items.size(), 2u); // the transition of that id is another collection's
+    EXPECT_EQ(list.items[0].tag, "First");
+    ASSERT_EQ(list.warnings.size(), 1);
+    EXPECT_TRUE(list.warnings[0].startsWith("External list item 1 (\"same\") skipped: an earlier"));
+}
+
+TEST(ExternalList, a_tag_without_latin_letters_or_digits_names_no_hidden_file)
+{
+    EXPECT_EQ(cleanedAudioFileName(QString::fromUtf8("日本の歌"), "mp3", "song-42"), "song42.mp3");
+    EXPECT_EQ(cleanedAudioFileName("  !!  ", "mp3", QString::fromUtf8("歌")), "audio.mp3");
+    const ExternalList list = parseItems({ audioEntry("s1", QString::fromUtf8("Песня"), "ogg") });
+    ASSERT_EQ(list.items.size(), 1u);
+    EXPECT_EQ(list.items[0].fileName, "s1.ogg");
+}
+
+TEST(ExternalList, a_warning_repeated_over_many_entries_is_told_once_with_its_count)
+{
+    QJsonArray items;
+    for (int i = 0; i < 1000; ++i)
+        items.append(with(with(shader, "uniqueId", QString::number(i)), "status", "Free"));
+    const ExternalList list = parseItems(items);
+    EXPECT_EQ(list.items.size(), 1000u);
+    EXPECT_EQ(
+        list.warnings,
+        (QStringList { "Invalid external audio status: Free", "Invalid external audio status: Free",
+                       "Invalid external audio status: Free",
+                       "997 more like \"Invalid external audio status\" (1000 in all)" }));
+}
+
+TEST(ExternalList, entries_beyond_the_limit_are_left_out_with_one_warning)
+{
+    QByteArray bytes = R"({"items": [)";
+    const std::size_t count = maxExternalListItems + 5;
+    bytes.reserve(static_cast<int>(count * 60));
+    for (std::size_t i = 0; i < count; ++i)
+        bytes += (i ? "," : "") + QByteArray(R"({"collectionId":"Sounds","uniqueId":"i)")
+            + QByteArray::number(static_cast<qulonglong>(i)) + R"(","status":"free"})";
+    bytes += "]}";
+    const ExternalList list = parseExternalList(bytes);
+    EXPECT_EQ(list.items.size(), maxExternalListItems);
+    EXPECT_EQ(list.warnings,
+              QStringList { QString::fromLatin1("5 entries beyond the limit of %1 skipped")
+                                .arg(maxExternalListItems) });
+}
+
+TEST(ExternalList, only_a_json_object_with_items_may_replace_a_cached_list)
+{
+    EXPECT_EQ(externalListRefusal(R"({"items": []})"), "");
+    EXPECT_EQ(externalListRefusal(R"({"items": {}})"), "no \"items\" array");
+    EXPECT_EQ(externalListRefusal("[]"), "not a JSON object");
+    for (const char *bad : { "", "<html></html>", R"({"items": [)", R"({"items": [NaN]})" })
+        EXPECT_TRUE(externalListRefusal(bad).startsWith("not JSON")) << bad;
+}

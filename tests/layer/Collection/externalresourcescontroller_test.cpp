@@ -6,6 +6,7 @@
 
 #include "collection/collection.h"
 #include "downloader/resourcemanager.h"
+#include "downloader/transferpolicy.h"
 #include "pubsub/subscriber.h"
 #include "util/customization.h"
 #include "util/settingspaths.h"
@@ -18,6 +19,8 @@
 #include "testfiles.h"
 
 #include <gtest/gtest.h>
+
+#include <QRegularExpression>
 
 using namespace EditorCollection;
 using TestSupport::readFile;
@@ -78,6 +81,11 @@ protected:
         EditorWebConfig::setupProvider(&provider);
         server.setBody("audio", list("Music", "fresh"));
         server.setBody("effects", list("Transitions", "wipe", "json"));
+        server.setBody("html", "<html><body>502 Bad Gateway</body></html>");
+        server.setBody("empty", "");
+        server.setBody("rawgzip", qCompress(list("Music", "fresh")));
+        server.setBody("nolist", R"({"collections": []})");
+        server.setBody("nan", R"({"items": [{"collectionId": "Music", "remoteSize": NaN}]})");
         links("/file/audio", "/file/effects");
     }
     void TearDown() override
@@ -185,15 +193,19 @@ class FailedDownload
     : public ExternalResources
     , public ::testing::WithParamInterface<const char *> { };
 
-TEST_P(FailedDownload, keeps_the_cache_byte_for_byte_and_warns)
+// Also a 200 whose body is no list: it is refused before it reaches the cache.
+TEST_P(FailedDownload, keeps_the_cache_and_its_validators_byte_for_byte_and_warns)
 {
     links(GetParam(), "/file/effects");
     const QByteArray cached = list("Sounds", "cached");
+    const QByteArray validators = R"({"etag":"\"v1\"","lastModified":"","size":1})";
     writeFile(Settings::externalAudioCachePath(), cached);
+    writeFile(Downloader::validatorsPath(Settings::externalAudioCachePath()), validators);
     TestSupport::LogCapture log;
     ExternalResourcesController controller(catalogue);
     start();
     EXPECT_EQ(readFile(Settings::externalAudioCachePath()), cached);
+    EXPECT_EQ(readFile(Downloader::validatorsPath(Settings::externalAudioCachePath())), validators);
     EXPECT_TRUE(has("Sounds", "cached"));
     EXPECT_EQ(log.matching({ "Failed to download external audio list with errorCode `2`, url='"
                              + server.url(GetParam()).toString().toStdString() + "'" })
@@ -201,12 +213,34 @@ TEST_P(FailedDownload, keeps_the_cache_byte_for_byte_and_warns)
               1u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Collection,
-                         FailedDownload,
-                         ::testing::Values("/status/404", "/status/500", "/cut"),
-                         [](const auto &info) {
-                             return QString(info.param).remove('/').toStdString();
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Collection,
+    FailedDownload,
+    ::testing::Values("/status/404",
+                      "/status/500",
+                      "/cut",
+                      "/file/html",
+                      "/file/empty",
+                      "/file/rawgzip",
+                      "/file/nolist",
+                      "/file/nan",
+                      "/file/a%2Fb"),
+    [](const auto &info) {
+        return QString(info.param).replace(QRegularExpression("[^a-z0-9]+"), "_").toStdString();
+    });
+
+TEST_F(ExternalResources, no_list_takes_over_an_item_another_list_added)
+{
+    server.setBody("effects", list("Music", "fresh", "ogg"));
+    TestSupport::LogCapture log;
+    ExternalResourcesController controller(catalogue);
+    start();
+    start(); // the effects list is applied from its cache now, after the audio list's
+    const ItemPtr item = CollectionProvider::collection("Music")->item("fresh");
+    ASSERT_TRUE(item);
+    EXPECT_TRUE(item->localPath().endsWith(".mp3")) << item->localPath().toStdString();
+    EXPECT_EQ(log.matching({ "1 items skipped: the collection already holds an item" }).size(), 2u);
+}
 
 TEST_F(ExternalResources, a_list_stalled_at_shutdown_leaves_the_cache_alone)
 {

@@ -5,6 +5,7 @@
 
 #include "collection/categories.h"
 #include "collection/collection.h"
+#include "downloader/transferpolicy.h"
 
 #include <optional>
 
@@ -125,9 +126,16 @@ class FeaturedDownload
 TEST_P(FeaturedDownload, reports_the_outcome_with_the_asset_count_on_disk)
 {
     const DownloadCase &c = GetParam();
-    if (c.cached)
+    const QByteArray validators = R"({"etag":"\"v1\"","lastModified":"","size":1})";
+    if (c.cached) {
         writeFile(cache(), cachedConfig);
+        writeFile(Downloader::validatorsPath(cache()), validators);
+    }
     server.setBody(QStringLiteral("trending"), freshConfig);
+    server.setBody(QStringLiteral("html"), "<html><body>502 Bad Gateway</body></html>");
+    server.setBody(QStringLiteral("empty"), "");
+    server.setBody(QStringLiteral("rawgzip"), qCompress(freshConfig));
+    server.setBody(QStringLiteral("other"), R"({"items": []})");
     linkTrendingTo(QString::fromLatin1(c.serverPath));
     TestSupport::LogCapture log;
     FeaturedController controller;
@@ -138,6 +146,9 @@ TEST_P(FeaturedDownload, reports_the_outcome_with_the_asset_count_on_disk)
     const bool succeeded = std::string(c.result) == "SUCCESS";
     EXPECT_EQ(readFile(cache()),
               succeeded ? freshConfig : (c.cached ? cachedConfig : QByteArray("<missing>")));
+    if (c.cached && !succeeded) {
+        EXPECT_EQ(readFile(Downloader::validatorsPath(cache())), validators);
+    }
     EXPECT_EQ(log.matching({ "Download for url `", "` failed with errorCode `2`" }).size(),
               c.warned ? 1u : 0u);
     // Nothing of the fresh copy applies in this run.
@@ -153,10 +164,22 @@ INSTANTIATE_TEST_SUITE_P(
                        false },
         DownloadCase { "a_cache_replaced_for_the_next_run", "/file/trending", true, "SUCCESS", "3",
                        false },
-        DownloadCase { "not_found_keeps_the_old_cache", "/status/404", true, "FAILED", "3", true },
+        // The count is of every collection the configuration names, the editor's or not.
+        DownloadCase { "not_found_keeps_the_old_cache", "/status/404", true, "FAILED", "4", true },
         DownloadCase { "a_server_error_without_a_cache", "/status/500", false, "FAILED", "0",
                        true },
-        DownloadCase { "a_cut_body_keeps_the_old_cache", "/cut", true, "FAILED", "3", true }),
+        DownloadCase { "a_cut_body_keeps_the_old_cache", "/cut", true, "FAILED", "4", true },
+        // A 200 that is no configuration is refused before it reaches the cache.
+        DownloadCase { "an_html_page_keeps_the_old_cache", "/file/html", true, "FAILED", "4",
+                       true },
+        DownloadCase { "an_empty_body_keeps_the_old_cache", "/file/empty", true, "FAILED", "4",
+                       true },
+        DownloadCase { "raw_compressed_bytes_keep_the_old_cache", "/file/rawgzip", true, "FAILED",
+                       "4", true },
+        DownloadCase { "another_document_keeps_the_old_cache", "/file/other", true, "FAILED", "4",
+                       true },
+        DownloadCase { "a_gzip_body_is_kept_decompressed", "/gzip/trending", true, "SUCCESS", "3",
+                       false }),
     TestSupport::tableRowName);
 
 } // namespace

@@ -63,14 +63,58 @@ INSTANTIATE_TEST_SUITE_P(
                     RetryRow { "server_error_is_final", 500, "1", 0, std::nullopt }),
     TestSupport::tableRowName);
 
+struct RangeRow : TestSupport::TableRow {
+    const char *header;
+    std::optional<std::int64_t> first; // and total = first + 100 when set
+};
+
+class ContentRangeRule : public testing::TestWithParam<RangeRow> { };
+
+TEST_P(ContentRangeRule, reads_only_a_whole_bytes_range)
+{
+    const auto range = parseContentRange(GetParam().header);
+    ASSERT_EQ(range.has_value(), GetParam().first.has_value());
+    if (range) {
+        EXPECT_EQ(range->first, *GetParam().first);
+        EXPECT_EQ(range->total, *GetParam().first + 100);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Downloader,
+    ContentRangeRule,
+    testing::Values(RangeRow { "rest", "bytes 40-139/140", 40 },
+                    RangeRow { "whole", "bytes 0-99/100", 0 },
+                    RangeRow { "unknown_size", "bytes 40-139/*", std::nullopt },
+                    RangeRow { "last_beyond_total", "bytes 40-140/140", std::nullopt },
+                    RangeRow { "backwards", "bytes 50-40/140", std::nullopt },
+                    RangeRow { "other_unit", "items 40-139/140", std::nullopt },
+                    RangeRow { "garbage", "bytes x-y/z", std::nullopt }),
+    TestSupport::tableRowName);
+
+TEST(Deadline, follows_the_size_and_ends_a_trickle)
+{
+    EXPECT_EQ(deadlineMsFor(0), 60000);
+    EXPECT_EQ(deadlineMsFor(-1), 60000);
+    EXPECT_EQ(deadlineMsFor(16 * 1024 * 60), 120000);
+    // 200 MB at the floor pace: under four hours, far more than any real install needs.
+    EXPECT_EQ(deadlineMsFor(200LL * 1024 * 1024), 60000 + 12800 * 1000);
+}
+
 TEST(Validators, survive_a_round_trip_and_refuse_header_injection)
 {
-    Validators validators { "\"abc\"", "Mon, 02 Nov 2026 10:00:00 GMT", 42 };
+    Validators validators { "\"abc\"", "Mon, 02 Nov 2026 10:00:00 GMT", 42, std::nullopt };
     const auto back = parseValidators(serializeValidators(validators));
     ASSERT_TRUE(back);
     EXPECT_EQ(back->etag, validators.etag);
     EXPECT_EQ(back->lastModified, validators.lastModified);
     EXPECT_EQ(back->size, 42);
+    validators.crc32 = 0xFFFFFFFFu;
+    EXPECT_EQ(parseValidators(serializeValidators(validators))->crc32, 0xFFFFFFFFu);
+    // Only a strong tag may join two halves; a weak one gives way to the date.
+    EXPECT_EQ(validators.rangeValidator(), "\"abc\"");
+    validators.etag = "W/\"abc\"";
+    EXPECT_EQ(validators.rangeValidator(), validators.lastModified);
     validators.etag = "\"x\"\r\nCookie: y";
     EXPECT_FALSE(parseValidators(serializeValidators(validators)));
     EXPECT_FALSE(parseValidators("[1]"));
