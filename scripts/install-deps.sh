@@ -16,6 +16,8 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg
   # event store
   libsqlite3-dev sqlite3
+  # gzip of the usage upload's request bodies
+  zlib1g-dev
   # tests and benchmarks
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   # audio capture backend
