@@ -4,9 +4,8 @@
 
 namespace Shell {
 
-std::variant<StatisticsRequest, QString> parseStatisticsRequest(const QStringList &arguments,
-                                                                bool json,
-                                                                const std::optional<QString> &wait)
+std::variant<StatisticsRequest, QString>
+parseStatisticsRequest(const QStringList &arguments, bool json, const std::optional<QString> &wait)
 {
     StatisticsRequest request;
     request.json = json;

@@ -20,8 +20,7 @@ struct StatisticsRequest {
 
 // The request, or the reason the arguments make none (a usage error). `wait` is the --wait
 // value when given.
-std::variant<StatisticsRequest, QString> parseStatisticsRequest(const QStringList &arguments,
-                                                                bool json,
-                                                                const std::optional<QString> &wait);
+std::variant<StatisticsRequest, QString>
+parseStatisticsRequest(const QStringList &arguments, bool json, const std::optional<QString> &wait);
 
 } // namespace Shell

@@ -154,10 +154,7 @@ bool appendParamsAsAttributes(std::string &out, std::string_view paramsJson, boo
     padded.assign(paramsJson.data(), paramsJson.size());
     padded.append(simdjson::SIMDJSON_PADDING, '\0');
     simdjson::dom::object object;
-    if (paramsParser()
-            .parse(padded.data(), paramsJson.size(), false)
-            .get_object()
-            .get(object)
+    if (paramsParser().parse(padded.data(), paramsJson.size(), false).get_object().get(object)
         != simdjson::SUCCESS)
         return false;
     for (const auto field : object) {
@@ -205,8 +202,8 @@ ExportResponse parseExportResponse(const QByteArray &body)
     else if (rejected.isDouble())
         response.rejectedLogRecords = static_cast<qint64>(rejected.toDouble());
     response.rejectedLogRecords = std::max<qint64>(response.rejectedLogRecords, 0);
-    response.errorMessage = failureMessage(
-        partial.value(QLatin1String("errorMessage")).toString().toUtf8());
+    response.errorMessage
+        = failureMessage(partial.value(QLatin1String("errorMessage")).toString().toUtf8());
     return response;
 }
 
@@ -234,8 +231,8 @@ std::optional<std::chrono::seconds> parseRetryAfter(const QByteArray &value, con
     if (number)
         return seconds < 0 ? std::nullopt : std::optional(std::chrono::seconds(seconds));
     // "Sun, 06 Nov 1994 08:49:37 GMT", the one date form HTTP senders use.
-    const QDateTime when = QLocale::c().toDateTime(QString::fromLatin1(text),
-                                                   QStringLiteral("ddd, dd MMM yyyy HH:mm:ss 'GMT'"));
+    const QDateTime when = QLocale::c().toDateTime(
+        QString::fromLatin1(text), QStringLiteral("ddd, dd MMM yyyy HH:mm:ss 'GMT'"));
     if (!when.isValid())
         return std::nullopt;
     QDateTime utc = when;
@@ -253,7 +250,8 @@ std::chrono::milliseconds backoffDelay(int failures, double jitter)
     using std::chrono::milliseconds;
     const int doublings = std::clamp(failures - 1, 0, 20);
     const milliseconds full = std::min<milliseconds>(milliseconds(1000LL << doublings), MaxBackoff);
-    return full / 2 + milliseconds(static_cast<qint64>(full.count() / 2.0 * std::clamp(jitter, 0.0, 1.0)));
+    return full / 2
+        + milliseconds(static_cast<qint64>(full.count() / 2.0 * std::clamp(jitter, 0.0, 1.0)));
 }
 
 } // namespace Vantel::Tracking::Otlp

@@ -72,9 +72,8 @@ private:
 // Appends one OTLP attribute per string member of the JSON object `paramsJson`. Returns false,
 // having appended nothing, when it is no object; members that are not strings are skipped.
 // `first` says whether no attribute precedes in the list (no comma needed).
-TRACKING_EXPORT bool appendParamsAsAttributes(std::string &out,
-                                              std::string_view paramsJson,
-                                              bool first);
+TRACKING_EXPORT bool
+appendParamsAsAttributes(std::string &out, std::string_view paramsJson, bool first);
 
 // The gzip form of `data` (zlib, fastest level: usage JSON shrinks about tenfold even there).
 TRACKING_EXPORT QByteArray gzip(std::string_view data);

@@ -210,10 +210,7 @@ public:
     // Sets the last result (under the mutex) and keeps it.
     void report(const char *result, const std::string &error, bool position = false);
     void abortInFlight();
-    bool active() const
-    {
-        return !collector.isEmpty() && !paused && !halted && store->isEnabled();
-    }
+    bool active() const { return !collector.isEmpty() && !paused && !halted && store->isEnabled(); }
     // Until the thread has finished a round begun after the call and does not go straight on,
     // or until `deadline`.
     void waitSettled(std::unique_lock<std::mutex> &lock,
@@ -377,9 +374,9 @@ void Uploader::Impl::run()
                 ++failures;
                 const double jitter = std::uniform_real_distribution<double>(0, 1)(random);
                 due = now
-                    + (result.retryAfter
-                           ? std::chrono::milliseconds(std::min(*result.retryAfter, Otlp::MaxRetryAfter))
-                           : Otlp::backoffDelay(failures, jitter));
+                    + (result.retryAfter ? std::chrono::milliseconds(
+                           std::min(*result.retryAfter, Otlp::MaxRetryAfter))
+                                         : Otlp::backoffDelay(failures, jitter));
                 break;
             }
             case Outcome::Busy:
@@ -501,9 +498,10 @@ Round Uploader::Impl::round(QNetworkAccessManager &network, const QUrl &target)
     const qint64 observedNs = QDateTime::currentMSecsSinceEpoch() * 1'000'000;
     qint64 lastId = cursor;
     const auto text = [&](int column) {
-        const auto *data = reinterpret_cast<const char *>(sqlite3_column_blob(select.get(), column));
-        return std::string_view(data ? data : "", static_cast<std::size_t>(
-                                                      sqlite3_column_bytes(select.get(), column)));
+        const auto *data
+            = reinterpret_cast<const char *>(sqlite3_column_blob(select.get(), column));
+        return std::string_view(
+            data ? data : "", static_cast<std::size_t>(sqlite3_column_bytes(select.get(), column)));
     };
     while (select.step()) {
         const qint64 id = sqlite3_column_int64(select.get(), 0);
@@ -558,7 +556,17 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
         body = QByteArray(json.data(), static_cast<int>(json.size()));
     }
 
-    QNetworkReply *sent = network.post(request, body);
+    QNetworkReply *sent = nullptr;
+    {
+        // Posted under the lock, so pause() either comes first and nothing is posted, or finds
+        // the reply to abort.
+        std::lock_guard<std::mutex> lock(mutex);
+        if (stopping || paused)
+            return { Outcome::Aborted, {} };
+        sent = network.post(request, body);
+        ++requests;
+        reply = sent;
+    }
     QByteArray answer;
     const auto readSome = [&] {
         if (!sent->isOpen())
@@ -568,13 +576,6 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
             answer += chunk.left(MaxResponseBytes - answer.size());
     };
     QObject::connect(sent, &QNetworkReply::readyRead, sent, readSome);
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        ++requests;
-        reply = sent;
-        if (stopping || paused)
-            abortInFlight();
-    }
     if (!sent->isFinished()) {
         QEventLoop loop;
         QObject::connect(sent, &QNetworkReply::finished, &loop, &QEventLoop::quit);
@@ -615,8 +616,9 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
         }
         std::string note;
         if (refused > 0 || !response.errorMessage.empty()) {
-            note = "the collector refused " + std::to_string(refused) + " of " + std::to_string(events)
-                + " events" + (response.errorMessage.empty() ? "" : ": " + response.errorMessage);
+            note = "the collector refused " + std::to_string(refused) + " of "
+                + std::to_string(events) + " events"
+                + (response.errorMessage.empty() ? "" : ": " + response.errorMessage);
         }
         report("ok", note, true);
         return { Outcome::Sent, {} };
@@ -649,7 +651,8 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
     }
     if (Otlp::isRetryableStatus(status)) {
         report("retrying", http + ": " + Otlp::failureMessage(answer));
-        return { Outcome::Retry, Otlp::parseRetryAfter(retryAfter, QDateTime::currentDateTimeUtc()) };
+        return { Outcome::Retry,
+                 Otlp::parseRetryAfter(retryAfter, QDateTime::currentDateTimeUtc()) };
     }
     std::string reason = http + ": " + Otlp::failureMessage(answer);
     if (status >= 300 && status < 400) {
@@ -781,8 +784,7 @@ UploadStatus Uploader::status() const
     return status;
 }
 
-UploadStatus Uploader::flush(std::chrono::milliseconds wait,
-                             const std::function<bool()> &cancelled)
+UploadStatus Uploader::flush(std::chrono::milliseconds wait, const std::function<bool()> &cancelled)
 {
     d->store->flush();
     {

@@ -29,9 +29,8 @@ public:
     virtual TimePoint now() const = 0;
     // Blocks on `wake` (with `lock` held on entry and return) until notified or until `deadline`
     // on this clock; may return early, the caller looks again.
-    virtual void waitUntil(std::condition_variable &wake,
-                           std::unique_lock<std::mutex> &lock,
-                           TimePoint deadline)
+    virtual void
+    waitUntil(std::condition_variable &wake, std::unique_lock<std::mutex> &lock, TimePoint deadline)
         = 0;
 };
 

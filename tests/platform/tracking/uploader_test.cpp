@@ -23,8 +23,8 @@
 
 using namespace Vantel::Tracking;
 using namespace std::chrono_literals;
-using TestSupport::LoopbackHttpServer;
 using ::testing::HasSubstr;
+using TestSupport::LoopbackHttpServer;
 
 namespace {
 
@@ -100,9 +100,9 @@ public:
             seen.path = request.path;
             seen.contentType = request.headers.value("content-type");
             seen.gzipped = request.headers.value("content-encoding") == "gzip";
-            seen.document = QJsonDocument::fromJson(seen.gzipped ? gunzip(request.body)
-                                                                 : request.body)
-                                .object();
+            seen.document
+                = QJsonDocument::fromJson(seen.gzipped ? gunzip(request.body) : request.body)
+                      .object();
             LoopbackHttpServer::Reply reply;
             reply.body = "{}";
             if (!m_script.empty()) {
@@ -296,7 +296,9 @@ struct AnswerRow : TestSupport::TableRow {
     std::size_t requests;
 };
 
-class UploaderAnswers : public UploaderTest, public ::testing::WithParamInterface<AnswerRow> {};
+class UploaderAnswers
+    : public UploaderTest
+    , public ::testing::WithParamInterface<AnswerRow> { };
 
 TEST_P(UploaderAnswers, settle_as_otlp_says)
 {
@@ -325,9 +327,8 @@ TEST_P(UploaderAnswers, settle_as_otlp_says)
     EXPECT_EQ(receiver.requests().size(), row.requests);
 }
 
-LoopbackHttpServer::Reply reply(int status,
-                                QByteArray body = {},
-                                QList<QPair<QByteArray, QByteArray>> headers = {})
+LoopbackHttpServer::Reply
+reply(int status, QByteArray body = {}, QList<QPair<QByteArray, QByteArray>> headers = {})
 {
     return { status, std::move(headers), std::move(body), false };
 }
@@ -338,20 +339,44 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         AnswerRow { { "ok" }, reply(200, "{}"), 30, 0, 0ms, 0ms, 3 },
         AnswerRow { { "too_many_requests_honours_retry_after" },
-                    reply(429, "{}", { { "Retry-After", "30" } }), 30, 0, 30s, 30s, 4 },
+                    reply(429, "{}", { { "Retry-After", "30" } }),
+                    30,
+                    0,
+                    30s,
+                    30s,
+                    4 },
         AnswerRow { { "unavailable_honours_retry_after" },
-                    reply(503, "{}", { { "Retry-After", "7" } }), 30, 0, 7s, 7s, 4 },
+                    reply(503, "{}", { { "Retry-After", "7" } }),
+                    30,
+                    0,
+                    7s,
+                    7s,
+                    4 },
         AnswerRow { { "retry_after_is_capped" },
-                    reply(503, "{}", { { "Retry-After", "999999" } }), 30, 0, 1h, 1h, 4 },
+                    reply(503, "{}", { { "Retry-After", "999999" } }),
+                    30,
+                    0,
+                    1h,
+                    1h,
+                    4 },
         AnswerRow { { "bad_gateway_backs_off" }, reply(502), 30, 0, 500ms, 1000ms, 4 },
         AnswerRow { { "gateway_timeout_backs_off" }, reply(504), 30, 0, 500ms, 1000ms, 4 },
         AnswerRow { { "bad_request_drops_the_batch" },
-                    reply(400, R"({"message":"no good"})"), 20, 10, 0ms, 0ms, 3 },
+                    reply(400, R"({"message":"no good"})"),
+                    20,
+                    10,
+                    0ms,
+                    0ms,
+                    3 },
         AnswerRow { { "too_large_splits_the_batch" }, reply(413), 30, 0, 0ms, 0ms, 7 },
-        AnswerRow { { "partial_success_counts_the_rejected" },
-                    reply(200,
-                          R"({"partialSuccess":{"rejectedLogRecords":"3","errorMessage":"x"}})"),
-                    27, 3, 0ms, 0ms, 3 }),
+        AnswerRow {
+            { "partial_success_counts_the_rejected" },
+            reply(200, R"({"partialSuccess":{"rejectedLogRecords":"3","errorMessage":"x"}})"),
+            27,
+            3,
+            0ms,
+            0ms,
+            3 }),
     TestSupport::tableRowName);
 
 TEST_F(UploaderTest, a_status_not_to_retry_stops_the_run_and_keeps_the_events)
@@ -493,7 +518,7 @@ struct RetryAfterRow : TestSupport::TableRow {
     std::optional<std::chrono::seconds> wait;
 };
 
-class RetryAfter : public ::testing::TestWithParam<RetryAfterRow> {};
+class RetryAfter : public ::testing::TestWithParam<RetryAfterRow> { };
 
 TEST_P(RetryAfter, reads_seconds_and_dates)
 {
@@ -540,7 +565,7 @@ struct ParamsRow : TestSupport::TableRow {
     const char *attributes;
 };
 
-class ParamsAsAttributes : public ::testing::TestWithParam<ParamsRow> {};
+class ParamsAsAttributes : public ::testing::TestWithParam<ParamsRow> { };
 
 TEST_P(ParamsAsAttributes, one_attribute_per_string_member)
 {
@@ -553,10 +578,11 @@ INSTANTIATE_TEST_SUITE_P(
     Otlp,
     ParamsAsAttributes,
     ::testing::Values(
-        ParamsRow { { "object" },
-                    R"({"A":"1","B":"x\"y"})",
-                    true,
-                    R"({"key":"A","value":{"stringValue":"1"}},{"key":"B","value":{"stringValue":"x\"y"}})" },
+        ParamsRow {
+            { "object" },
+            R"({"A":"1","B":"x\"y"})",
+            true,
+            R"({"key":"A","value":{"stringValue":"1"}},{"key":"B","value":{"stringValue":"x\"y"}})" },
         ParamsRow { { "empty" }, "{}", true, "" },
         ParamsRow { { "number_skipped" },
                     R"({"A":1,"B":"2"})",
