@@ -211,8 +211,8 @@ void BM_UploadCurl(benchmark::State &state)
         const double childBefore = childrenCpuSeconds();
         const auto start = std::chrono::steady_clock::now();
         QProcess curl;
-        curl.start(QStringLiteral("curl"), { QStringLiteral("-sS"), QStringLiteral("-K"),
-                                             config.fileName() });
+        curl.start(QStringLiteral("curl"),
+                   { QStringLiteral("-sS"), QStringLiteral("-K"), config.fileName() });
         if (!curl.waitForFinished(600000) || curl.exitCode() != 0) {
             state.SkipWithError("curl failed");
             return;
@@ -265,7 +265,11 @@ void BM_SendPathWhileUploading(benchmark::State &state)
 
 BENCHMARK(BM_Upload)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_UploadCurl)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_SendPathWhileUploading)->Arg(0)->Arg(1)->Iterations(300'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_SendPathWhileUploading)
+    ->Arg(0)
+    ->Arg(1)
+    ->Iterations(300'000)
+    ->Unit(benchmark::kMicrosecond);
 
 } // namespace
 
