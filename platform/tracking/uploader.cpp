@@ -485,11 +485,13 @@ Round Uploader::Impl::round(QNetworkAccessManager &network, const QUrl &target)
         return { Outcome::Busy, {} };
     }
     qint64 cursor = 0;
+    Otlp::Resource sender;
     {
         std::lock_guard<std::mutex> lock(mutex);
         cursor = state.cursor;
+        sender = resource;
     }
-    Otlp::LogsWriter writer(resource);
+    Otlp::LogsWriter writer(sender);
     Statement select(db.get(),
                      "SELECT id, name, params, time, session FROM events "
                      "WHERE id > ? ORDER BY id LIMIT ?");
@@ -561,7 +563,7 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
         // Posted under the lock, so pause() either comes first and nothing is posted, or finds
         // the reply to abort.
         std::lock_guard<std::mutex> lock(mutex);
-        if (stopping || paused)
+        if (stopping || paused || this->collector != collector)
             return { Outcome::Aborted, {} };
         sent = network.post(request, body);
         ++requests;
