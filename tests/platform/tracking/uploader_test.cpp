@@ -91,8 +91,9 @@ QByteArray gunzip(const QByteArray &data)
 // empty response, and keeps every request's records.
 class Receiver {
 public:
-    explicit Receiver(quint16 port = 0)
-        : m_server(LoopbackHttpServer::Scheme::Http, port)
+    explicit Receiver(quint16 port = 0,
+                      LoopbackHttpServer::Scheme scheme = LoopbackHttpServer::Scheme::Http)
+        : m_server(scheme, port)
     {
         m_server.setHandler([this](const LoopbackHttpServer::Request &request) {
             std::lock_guard<std::mutex> lock(m_mutex);
@@ -270,6 +271,18 @@ TEST_F(UploaderTest, every_event_arrives_once_in_order_as_otlp_logs)
     }
     EXPECT_EQ(uids.size(), 2500u);
     EXPECT_EQ(uids.begin()->size(), 26);
+}
+
+TEST_F(UploaderTest, an_https_collector_is_reached_over_tls)
+{
+    LoopbackHttpServer::trustTestCertificate();
+    Receiver receiver(0, LoopbackHttpServer::Scheme::Tls);
+    storeEvents(3);
+    auto uploader = makeUploader();
+    uploader->setCollector(receiver.url());
+    const UploadStatus status = uploader->flush(60s);
+    EXPECT_EQ(status.pending, 0) << status.error;
+    EXPECT_EQ(receiver.records().size(), 3u);
 }
 
 TEST_F(UploaderTest, a_small_batch_goes_without_gzip)
