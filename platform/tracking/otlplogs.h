@@ -75,7 +75,7 @@ private:
 TRACKING_EXPORT bool
 appendParamsAsAttributes(std::string &out, std::string_view paramsJson, bool first);
 
-// The gzip form of `data` (zlib, fastest level: usage JSON shrinks about tenfold even there).
+// The gzip form of `data` (zlib, fastest level: usage JSON shrinks about twentyfold even there).
 TRACKING_EXPORT QByteArray gzip(std::string_view data);
 
 // What a 2xx answer says. Unreadable bodies count as full success: the collector took the data.
