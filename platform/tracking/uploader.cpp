@@ -792,11 +792,20 @@ UploadStatus Uploader::flush(std::chrono::milliseconds wait, const std::function
     {
         std::unique_lock<std::mutex> lock(d->mutex);
         if (!d->collector.isEmpty() && !d->paused && d->store->isEnabled()) {
+            auto deadline = std::chrono::steady_clock::now() + wait;
             d->halted = false;
-            d->kick = true;
             d->start();
+            // A round already under way is this flush's attempt when it fails; when it succeeds,
+            // the events committed since it read are sent by the rounds after it.
+            if (d->inFlight) {
+                d->changed.wait_until(lock, deadline, [&] { return !d->inFlight; });
+                if (d->failures > 0 || d->halted)
+                    deadline = std::chrono::steady_clock::now();
+            }
+            d->kick = std::chrono::steady_clock::now() < deadline;
             d->wakeThread.notify_all();
-            d->waitSettled(lock, std::chrono::steady_clock::now() + wait, cancelled);
+            if (d->kick)
+                d->waitSettled(lock, deadline, cancelled);
         }
     }
     return status();
