@@ -191,12 +191,14 @@ protected:
         store->flush();
     }
 
-    std::unique_ptr<Uploader> makeUploader(int batch = 1000)
+    // `timeout`: how soon a stalled receiver is given up (on the real clock: it is Qt's).
+    std::unique_ptr<Uploader> makeUploader(int batch = 1000,
+                                           std::chrono::milliseconds timeout = 30s)
     {
         UploaderOptions options;
         options.resource = { "editor", "0.1", "", "linux" };
         options.maxBatchEvents = batch;
-        options.requestTimeout = 300ms; // a stalled receiver is given up soon
+        options.requestTimeout = timeout;
         options.clock = clock;
         return std::make_unique<Uploader>(store, options);
     }
@@ -440,7 +442,7 @@ TEST_F(UploaderTest, a_stalled_receiver_is_given_up_and_tried_again)
     stall.stall = true;
     receiver.script({ stall });
     storeEvents(4);
-    auto uploader = makeUploader();
+    auto uploader = makeUploader(1000, 300ms);
     uploader->setCollector(receiver.url());
     UploadStatus status;
     ASSERT_TRUE(retrying(*uploader, status));
