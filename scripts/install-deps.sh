@@ -27,7 +27,8 @@ packages=(
   libavfilter-dev libswscale-dev
   # the external lists' reader (on-demand JSON parsing without a document tree)
   libsimdjson-dev
-  # gzip and deflate bodies inflated as they stream; the checksum of a kept partial download
+  # gzip and deflate bodies inflated as they stream; the checksum of a kept partial download;
+  # the usage upload's gzipped request bodies
   zlib1g-dev
 )
 

@@ -788,7 +788,15 @@ bool EventStore::Impl::renumberIfExhausted(qint64 count)
         if (newest > Largest / 2) {
             // Ids are one unbroken run of at most maxEvents, here far above the rows there are:
             // moving them down by the oldest one's distance from 1 cannot collide.
-            exec(m_db.get(), "UPDATE events SET id = id - (SELECT min(id) - 1 FROM events)");
+            const qint64 shift = queryInt(m_db.get(), "SELECT min(id) - 1 FROM events");
+            const std::string by = std::to_string(shift);
+            exec(m_db.get(), ("UPDATE events SET id = id - " + by).c_str());
+            // The upload's read position moves with the ids it points at.
+            if (queryInt(m_db.get(), "SELECT count(*) FROM sqlite_schema WHERE name = 'upload'")) {
+                exec(m_db.get(),
+                     ("UPDATE upload SET value = max(value - " + by + ", 0) WHERE key = 'cursor'")
+                         .c_str());
+            }
         }
         exec(m_db.get(),
              "UPDATE sqlite_sequence SET seq = (SELECT coalesce(max(id), 0) FROM events) "

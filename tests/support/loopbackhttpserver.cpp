@@ -142,11 +142,12 @@ qint64 rangeStart(const QMap<QByteArray, QByteArray> &headers, const QByteArray 
 }
 
 void respond(QTcpSocket *socket,
-             const QByteArray &path,
-             const QMap<QByteArray, QByteArray> &headers,
+             const LoopbackHttpServer::Request &request,
              const std::shared_ptr<LoopbackHttpServer::State> &statePointer)
 {
     LoopbackHttpServer::State &state = *statePointer;
+    const QByteArray &path = request.path;
+    const QMap<QByteArray, QByteArray> &headers = request.headers;
     const QByteArray ifNoneMatch = headers.value("if-none-match");
     const QString key = QString::fromUtf8(path);
     QList<QByteArray> parts = path.split('/');
@@ -282,7 +283,16 @@ void respond(QTcpSocket *socket,
         return streamPattern(socket, from, cut >= 0 ? std::min(size, from + cut) : size, key,
                              statePointer);
     }
-    finish(404, "unknown path");
+    LoopbackHttpServer::Handler handler;
+    {
+        std::lock_guard<std::mutex> lock(state.mutex);
+        handler = state.handler;
+    }
+    if (!handler)
+        return finish(404, "unknown path");
+    const LoopbackHttpServer::Reply reply = handler(request);
+    if (!reply.stall)
+        finish(reply.status, reply.body, reply.headers);
 }
 
 QByteArray testData(const char *name)
@@ -318,7 +328,7 @@ void LoopbackHttpServer::trustTestCertificate()
     QSslConfiguration::setDefaultConfiguration(configuration);
 }
 
-LoopbackHttpServer::LoopbackHttpServer(Scheme scheme)
+LoopbackHttpServer::LoopbackHttpServer(Scheme scheme, quint16 port)
     : m_state(std::make_shared<State>())
     , m_scheme(scheme)
 {
@@ -330,8 +340,8 @@ LoopbackHttpServer::LoopbackHttpServer(Scheme scheme)
     bool listening = false;
     QMetaObject::invokeMethod(
         m_server,
-        [this, &listening] {
-            listening = m_server->listen(QHostAddress::LocalHost, 0);
+        [this, &listening, port] {
+            listening = m_server->listen(QHostAddress::LocalHost, port);
             m_port = m_server->serverPort();
             auto state = m_state;
             QObject::connect(m_server, &QTcpServer::newConnection, m_server, [this, state] {
@@ -339,23 +349,38 @@ LoopbackHttpServer::LoopbackHttpServer(Scheme scheme)
                     QObject::connect(socket, &QTcpSocket::disconnected, socket,
                                      &QObject::deleteLater);
                     auto buffer = std::make_shared<QByteArray>();
+                    auto answered = std::make_shared<bool>(false);
                     QObject::connect(
-                        socket, &QTcpSocket::readyRead, socket, [socket, buffer, state] {
+                        socket, &QTcpSocket::readyRead, socket, [socket, buffer, answered, state] {
+                            // One request per connection; what follows it is ignored.
+                            if (*answered) {
+                                socket->readAll();
+                                return;
+                            }
                             *buffer += socket->readAll();
                             const int end = buffer->indexOf("\r\n\r\n");
-                            if (end < 0 || buffer->isNull())
+                            if (end < 0)
                                 return;
                             const QList<QByteArray> lines = buffer->left(end).split('\n');
-                            *buffer = QByteArray();
-                            const QList<QByteArray> request = lines.value(0).trimmed().split(' ');
-                            QMap<QByteArray, QByteArray> headers;
+                            const QList<QByteArray> first = lines.value(0).trimmed().split(' ');
+                            Request request;
+                            request.method = first.value(0);
+                            request.path = first.value(1);
                             for (const QByteArray &line : lines.mid(1)) {
                                 const int colon = line.indexOf(':');
-                                if (colon > 0)
-                                    headers.insert(line.left(colon).trimmed().toLower(),
-                                                   line.mid(colon + 1).trimmed());
+                                if (colon > 0) {
+                                    request.headers.insert(line.left(colon).trimmed().toLower(),
+                                                           line.mid(colon + 1).trimmed());
+                                }
                             }
-                            respond(socket, request.value(1), headers, state);
+                            const qint64 length
+                                = request.headers.value("content-length").toLongLong();
+                            if (buffer->size() - end - 4 < length)
+                                return;
+                            request.body = buffer->mid(end + 4, static_cast<int>(length));
+                            *buffer = QByteArray();
+                            *answered = true;
+                            respond(socket, request, state);
                         });
                 }
             });
@@ -396,6 +421,12 @@ int LoopbackHttpServer::requests(const QString &path) const
 {
     std::lock_guard<std::mutex> lock(m_state->mutex);
     return m_state->requests.value(path);
+}
+
+void LoopbackHttpServer::setHandler(Handler handler)
+{
+    std::lock_guard<std::mutex> lock(m_state->mutex);
+    m_state->handler = std::move(handler);
 }
 
 QByteArray LoopbackHttpServer::lastIfNoneMatch(const QString &path) const

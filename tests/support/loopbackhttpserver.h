@@ -7,6 +7,7 @@
 #include <QUrl>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -32,19 +33,23 @@ namespace TestSupport {
 //   /redirect/NAME     a redirect to /file/NAME
 //   /big/BYTES         BYTES of a repeating pattern, written as the socket drains; ranges as /file
 //   /goto/URL          a redirect to the percent-encoded absolute URL
+// Any other path goes to the handler set with setHandler(), with the request's body; without one
+// it is a 404.
 // Every response closes its connection. Stopped and joined on destruction. With Tls it speaks
 // https with a self-signed certificate for 127.0.0.1 (tests/support/data), which
 // trustTestCertificate() adds to the process's default TLS configuration.
 class LoopbackHttpServer {
 public:
     enum class Scheme { Http, Tls };
-    explicit LoopbackHttpServer(Scheme scheme = Scheme::Http);
+    // `port` 0 takes a free one; another brings a server back where an earlier one was.
+    explicit LoopbackHttpServer(Scheme scheme = Scheme::Http, quint16 port = 0);
     static void trustTestCertificate();
     ~LoopbackHttpServer();
     LoopbackHttpServer(const LoopbackHttpServer &) = delete;
     LoopbackHttpServer &operator=(const LoopbackHttpServer &) = delete;
 
     QUrl url(const QString &path) const;
+    quint16 port() const { return m_port; }
     void setBody(const QString &name, const QByteArray &body);
     // Requests seen for a path, and the If-None-Match of the last one.
     int requests(const QString &path) const;
@@ -57,6 +62,22 @@ public:
     // Body bytes written for `path` so far, over every response.
     qint64 bodyBytesSent(const QString &path) const;
 
+    struct Request {
+        QByteArray method;
+        QByteArray path;
+        QMap<QByteArray, QByteArray> headers; // names in lower case
+        QByteArray body;
+    };
+    struct Reply {
+        int status = 200;
+        QList<QPair<QByteArray, QByteArray>> headers;
+        QByteArray body;
+        bool stall = false; // answer nothing and keep the connection open
+    };
+    using Handler = std::function<Reply(const Request &)>;
+    // Called on the server's thread for every request no route above serves.
+    void setHandler(Handler handler);
+
     struct State {
         mutable std::mutex mutex;
         QMap<QString, QByteArray> bodies;
@@ -66,6 +87,7 @@ public:
         QMap<QString, qint64> cutAfter;
         QMap<QString, qint64> sent;
         QMap<QByteArray, QByteArray> compressed; // by coding and body, made once
+        Handler handler;
     };
 
 private:

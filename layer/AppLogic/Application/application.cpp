@@ -27,10 +27,14 @@
 #include "tracking/filesessiontracker.h"
 #include "tracking/generalvanteltracker.h"
 #include "tracking/jsonlinessink.h"
+#include "tracking/uploader.h"
 #include "util/profiler.h"
 #include "util/translator.h"
 
 #include <QTimer>
+
+#include <chrono>
+#include <stdexcept>
 
 namespace App {
 
@@ -53,6 +57,7 @@ public:
     Vantel::Profiler::StartupProfiler profiler;
     std::shared_ptr<Vantel::Tracking::ISessionTracker> session;
     std::shared_ptr<Vantel::Tracking::EventStore> store;
+    std::unique_ptr<Vantel::Tracking::Uploader> uploader;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker;
     std::unique_ptr<Vantel::App::ApplicationSettingsManager> settings; // observed by the statistics
     // Before every controller that reads remote settings.
@@ -99,6 +104,13 @@ void Application::Impl::build()
     if (options.services.testFlag(Service::EventStore)) {
         store = std::make_shared<Vantel::Tracking::EventStore>();
         tracker->addSink(store);
+        if (store->isAvailable()) {
+            Vantel::Tracking::UploaderOptions upload;
+            upload.resource.serviceName = "editor";
+            upload.resource.serviceVersion = EDITOR_VERSION;
+            upload.resource.osType = Vantel::Tracking::Otlp::currentOsType();
+            uploader = std::make_unique<Vantel::Tracking::Uploader>(store, std::move(upload));
+        }
     }
     if (!options.eventsOut.isEmpty())
         tracker->addSink(std::make_shared<Vantel::Tracking::JsonLinesSink>(options.eventsOut));
@@ -177,6 +189,12 @@ void Application::Impl::tearDown()
     settings.reset();
     if (store)
         store->flush();
+    if (uploader) {
+        // The exit event and whatever else is pending get a moment to leave; a slow or absent
+        // collector costs the exit no more than that, and the rest goes next run.
+        uploader->finish(std::chrono::milliseconds(800));
+        uploader.reset();
+    }
     if (session) {
         session->endSession();
         Vantel::Tracking::setSessionTrackerInstance(nullptr);
@@ -206,6 +224,29 @@ Vantel::Tracking::GeneralVantelTracker &Application::tracker() const
 Vantel::Tracking::EventStore *Application::eventStore() const
 {
     return d->store.get();
+}
+
+Vantel::Tracking::Uploader *Application::uploader() const
+{
+    return d->uploader.get();
+}
+
+void Application::setStatisticsEnabled(bool on)
+{
+    if (!d->store)
+        throw std::runtime_error("usage events are not kept in this run");
+    d->store->flush();
+    if (d->uploader)
+        d->uploader->pause();
+    try {
+        d->store->setEnabled(on);
+    } catch (...) {
+        if (d->uploader)
+            d->uploader->resume();
+        throw;
+    }
+    if (d->uploader)
+        d->uploader->resume();
 }
 
 Vantel::App::ApplicationSettingsManager &Application::settings() const

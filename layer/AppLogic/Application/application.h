@@ -31,6 +31,7 @@ class IFileStorageController;
 namespace Vantel::Tracking {
 class EventStore;
 class GeneralVantelTracker;
+class Uploader;
 } // namespace Vantel::Tracking
 
 namespace App {
@@ -80,6 +81,11 @@ public:
     Vantel::Tracking::GeneralVantelTracker &tracker() const;
     // Null without Service::EventStore.
     Vantel::Tracking::EventStore *eventStore() const;
+    // Sends the stored events to the collector the user named; null when there is no store.
+    Vantel::Tracking::Uploader *uploader() const;
+    // The user's statistics switch: off stops the upload before the store deletes its events, so
+    // nothing read before the switch still leaves. Throws std::runtime_error as the store does.
+    void setStatisticsEnabled(bool on);
     Vantel::App::ApplicationSettingsManager &settings() const;
 
     // The open project; a new, unsaved one until another is given. The analysis places files on

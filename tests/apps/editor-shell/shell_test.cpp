@@ -1,6 +1,8 @@
 // The shell as a user runs it: a real process on a temporary data folder.
 
+#include "loopbackhttpserver.h"
 #include "shellrun.h"
+#include "statisticsrequest.h"
 #include "tablerow.h"
 
 #include <QDir>
@@ -11,6 +13,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <functional>
 
 namespace {
@@ -247,5 +250,90 @@ TEST_F(EditorShell, follow_goes_on_with_a_store_that_replaced_the_followed_one)
     follower.waitForFinished();
     EXPECT_TRUE(printed.contains(session.toUtf8())) << printed.toStdString();
 }
+
+TEST_F(EditorShell, upload_sends_the_stored_events_to_the_named_collector)
+{
+    TestSupport::LoopbackHttpServer collector;
+    std::atomic<int> requests { 0 };
+    collector.setHandler([&](const TestSupport::LoopbackHttpServer::Request &request) {
+        if (request.path == "/v1/logs" && request.method == "POST")
+            ++requests;
+        return TestSupport::LoopbackHttpServer::Reply { 200, {}, "{}", false };
+    });
+    const QString url = collector.url(QString()).toString();
+    const auto flushed = [&] {
+        const TestSupport::ShellRun r = run({ "statistics", "flush", "--json", "--wait", "30" });
+        return std::make_pair(r.exitCode, QJsonDocument::fromJson(r.out.toUtf8()).object());
+    };
+
+    auto [code, before] = flushed();
+    EXPECT_EQ(code, 1);
+    EXPECT_EQ(before.value("result").toString(), "off");
+    EXPECT_TRUE(before.value("collector").isNull());
+    EXPECT_GT(before.value("pending").toInt(), 0);
+    EXPECT_EQ(requests, 0);
+
+    EXPECT_EQ(run({ "statistics", "upload", "ftp://" + url.mid(7) }).exitCode, 2);
+    ASSERT_EQ(run({ "statistics", "upload", url }).exitCode, 0);
+    auto [code2, after] = flushed();
+    EXPECT_EQ(code2, 0);
+    EXPECT_EQ(after.value("result").toString(), "ok");
+    EXPECT_EQ(after.value("collector").toString(), url);
+    EXPECT_EQ(after.value("pending").toInt(), 0);
+    EXPECT_GT(after.value("sent").toInt(), 0);
+    EXPECT_GT(requests, 0);
+
+    const QJsonObject status
+        = QJsonDocument::fromJson(run({ "status", "--json" }).out.toUtf8()).object();
+    EXPECT_EQ(status.value("upload").toObject().value("collector").toString(), url);
+    EXPECT_EQ(status.value("statistics").toString(), "on");
+}
+
+struct StatisticsArguments : TestSupport::TableRow {
+    QStringList arguments;
+    bool json;
+    std::optional<QString> wait;
+    std::optional<Shell::StatisticsRequest::Action> action; // none: a usage error
+};
+
+class StatisticsParse : public ::testing::TestWithParam<StatisticsArguments> { };
+
+TEST_P(StatisticsParse, reads_the_request_or_refuses)
+{
+    const auto parsed
+        = Shell::parseStatisticsRequest(GetParam().arguments, GetParam().json, GetParam().wait);
+    if (!GetParam().action) {
+        EXPECT_TRUE(std::holds_alternative<QString>(parsed));
+        return;
+    }
+    ASSERT_TRUE(std::holds_alternative<Shell::StatisticsRequest>(parsed))
+        << std::get<QString>(parsed).toStdString();
+    EXPECT_EQ(std::get<Shell::StatisticsRequest>(parsed).action, *GetParam().action);
+}
+
+using Action = Shell::StatisticsRequest::Action;
+INSTANTIATE_TEST_SUITE_P(
+    Shell,
+    StatisticsParse,
+    ::testing::Values(
+        StatisticsArguments { { "on" }, { "on" }, false, {}, Action::On },
+        StatisticsArguments { { "upload" },
+                              { "upload", "http://h:4318" },
+                              false,
+                              {},
+                              Action::Upload },
+        StatisticsArguments { { "upload_off" }, { "upload", "off" }, false, {}, Action::UploadOff },
+        StatisticsArguments { { "flush" }, { "flush" }, true, QString("2.5"), Action::Flush },
+        StatisticsArguments { { "upload_without_url" }, { "upload" }, false, {}, {} },
+        StatisticsArguments { { "wait_not_a_number" }, { "flush" }, false, QString("soon"), {} },
+        StatisticsArguments { { "wait_negative" }, { "flush" }, false, QString("-1"), {} },
+        StatisticsArguments { { "wait_on_upload" },
+                              { "upload", "http://h" },
+                              false,
+                              QString("1"),
+                              {} },
+        StatisticsArguments { { "json_on_switch" }, { "off" }, true, {}, {} },
+        StatisticsArguments { { "unknown_verb" }, { "send" }, false, {}, {} }),
+    TestSupport::tableRowName);
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "tracking/eventstore.h"
+#include "tracking/uploader.h"
 
 #include "logcapture.h"
 #include "smalltmpfs.h"
@@ -289,18 +290,22 @@ TEST_F(EventStoreTest, ids_that_ran_out_are_numbered_again_and_nothing_is_lost)
         for (const char *name : { "A", "B", "C" })
             store.consume(makeEvent(name));
     }
+    // The upload has sent A and B.
     execSql(dbPath(),
             "UPDATE events SET id = id + 9223372036854775000;"
-            "UPDATE sqlite_sequence SET seq = 9223372036854775807;");
+            "UPDATE sqlite_sequence SET seq = 9223372036854775807;"
+            "CREATE TABLE upload(key TEXT PRIMARY KEY, value) WITHOUT ROWID;"
+            "INSERT INTO upload VALUES('cursor', 9223372036854775002);");
 
-    EventStore store(dbPath());
+    auto store = std::make_shared<EventStore>(dbPath());
     for (const char *name : { "D", "E" })
-        store.consume(makeEvent(name));
-    store.flush();
+        store->consume(makeEvent(name));
+    store->flush();
 
-    EXPECT_THAT(names(store.events()), ElementsAre("A", "B", "C", "D", "E"));
-    EXPECT_EQ(store.events().back().id, 5);
-    EXPECT_EQ(store.droppedCount(), 0);
+    EXPECT_THAT(names(store->events()), ElementsAre("A", "B", "C", "D", "E"));
+    EXPECT_EQ(store->events().back().id, 5);
+    EXPECT_EQ(store->droppedCount(), 0);
+    EXPECT_EQ(Uploader(store).status().pending, 3);
 }
 
 namespace {

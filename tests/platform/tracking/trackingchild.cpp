@@ -3,6 +3,9 @@
 // waits on lines and never on time.
 #include "tracking/eventstore.h"
 #include "tracking/filesessiontracker.h"
+#include "tracking/uploader.h"
+
+#include <QCoreApplication>
 
 #include <QDateTime>
 #include <QString>
@@ -37,8 +40,8 @@ TrackedEvent numbered(long long i)
 int main(int argc, char **argv)
 {
     if (argc < 3) {
-        std::cerr
-            << "usage: trackingchild crash|hold SESSIONS_FOLDER | store|race DATABASE COUNT\n";
+        std::cerr << "usage: trackingchild crash|hold SESSIONS_FOLDER | store|race DATABASE COUNT"
+                     " | upload DATABASE COLLECTOR\n";
         return 2;
     }
     const std::string mode = argv[1];
@@ -72,6 +75,18 @@ int main(int argc, char **argv)
         const long long count = std::stoll(argv[3]);
         for (long long i = 0; i < count; ++i)
             store.consume(numbered(i));
+        return 0;
+    }
+    if (mode == "upload" && argc >= 4) {
+        // Sends the store's events in batches of 100 until killed.
+        QCoreApplication application(argc, argv);
+        UploaderOptions options;
+        options.maxBatchEvents = 100;
+        Uploader uploader(std::make_shared<EventStore>(path), options);
+        uploader.setCollector(QString::fromLocal8Bit(argv[3]));
+        say("uploading");
+        std::string line;
+        std::getline(std::cin, line);
         return 0;
     }
     if (mode == "store" && argc >= 4) {
