@@ -12,6 +12,7 @@
 
 #include "media/mediaprobe.h"
 #include "timeline/timeline.h"
+#include "timeline/videoeffects.h"
 #include "tracking/generalvanteltracker.h"
 
 #include <QDir>
@@ -403,7 +404,7 @@ TEST_F(ExportEngineTest, removes_the_part_file_a_killed_export_left_and_nothing_
     EXPECT_EQ(log.matching({ ".video.mp4.part-0123abcd", "interrupted" }).size(), 1u);
 }
 
-TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
+TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is_left_out)
 {
     Model timeline;
     timeline.addTrack(TrackType::Video);
@@ -412,8 +413,16 @@ TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
     a.setSourceIn(MTime::fromSec(2));
     a.setSpeed(2.0);
     a.setStabilized(true);
-    put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2).setStabilized(true);
+    a.addEffect(Effect::BackgroundRemove {});
+    Effect::Lut lut;
+    lut.path = QStringLiteral("/nowhere/film.cube");
+    a.addEffect(lut);
+    Timeline::Clip &b = put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2);
+    b.addEffect(Effect::BackgroundRemove {}).setEnabled(false);
+    b.addEffect(Effect::Crop {});
     put(timeline, 1, samples().path(clipPath), 0, 1);
+    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::ShaderISF), a.id(),
+                           b.id());
 
     const Export::RenderPlan plan = Export::planRender(
         timeline, Export::ExportRange::partial(MTime::fromSec(2), MTime::fromSec(6)));
@@ -425,10 +434,21 @@ TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
     EXPECT_EQ(p.length, MTime::fromSec(3));
     EXPECT_DOUBLE_EQ(p.sourceStart(), 4.0); // 2 s in, then 1 s of the clip at twice the speed
     EXPECT_DOUBLE_EQ(p.sourceEnd(), 10.0);
-    EXPECT_EQ(plan.video[1].length, MTime::fromSec(1));
+    EXPECT_TRUE(p.stabilized);
+    EXPECT_TRUE(p.effects.empty());
+    // Centred on the cut at 3 s, as long as the shorter side allows (1 s of the still).
+    EXPECT_EQ(p.tail, MTime::fromMSec(500));
+    ASSERT_TRUE(plan.video[1].join.has_value());
+    EXPECT_EQ(plan.video[1].join->picture, "fade");
+    EXPECT_EQ(plan.video[1].lead, MTime::fromMSec(500));
+    EXPECT_EQ(plan.video[1].effects.size(), 1u) << "the switched-off effect is not drawn";
+    ASSERT_EQ(plan.layers.size(), 1u);
+    EXPECT_TRUE(plan.layers[0].pieces.empty()) << "the overlay clip lies before the range";
     ASSERT_EQ(plan.audio.size(), 1u);
     EXPECT_EQ(plan.audio[0].size(), 1u) << "a still image has no sound";
-    EXPECT_EQ(plan.leftOut, QStringList({ "stabilisation", "track 1 over the picture" }));
+    EXPECT_EQ(plan.leftOut,
+              QStringList({ "effect BackgroundRemove", "effect Lut (table file missing)",
+                            "transition ShaderISF (shown as a dissolve)" }));
 }
 
 } // namespace
