@@ -47,10 +47,10 @@ QImage pictureAt(const Timeline::ITimeline &timeline, MTime at, QSize size)
     const RenderPlan plan = planRender(timeline, range);
     const VideoFormat format { QSize(size.width() & ~1, size.height() & ~1), { pictureRate, 1 } };
     try {
-        checkSources(plan, QString());
+        checkSources(plan, QString(), false);
         GraphOutput graph(videoGraph(plan, format), AVMEDIA_TYPE_VIDEO,
                           QStringLiteral("format=rgb24"), 0);
-        const std::int64_t wanted = frameAt(at - range.from(), format.rate) - 0;
+        const std::int64_t wanted = frameAt(at - range.from(), format.rate);
         FramePtr frame;
         for (std::int64_t i = 0; i <= wanted; ++i) {
             FramePtr next = graph.next();

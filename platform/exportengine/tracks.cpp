@@ -71,7 +71,7 @@ FramePtr GraphOutput::next()
     return frame;
 }
 
-void checkSources(const RenderPlan &plan, const QString &outputPath)
+void checkSources(const RenderPlan &plan, const QString &outputPath, bool probe)
 {
     const QString target = QFileInfo(outputPath).canonicalFilePath();
     std::set<QString> seen;
@@ -88,6 +88,8 @@ void checkSources(const RenderPlan &plan, const QString &outputPath)
                           tr("%1 is missing: it was moved or deleted after it was added. Put it "
                              "back or remove its clips.")
                               .arg(p.path));
+        if (!probe)
+            return;
         AVFormatContext *raw = nullptr;
         int r = info.isFile()
             ? avformat_open_input(&raw, QFile::encodeName(p.path).constData(), nullptr, nullptr)

@@ -45,9 +45,10 @@ private:
     AVFilterContext *m_sink = nullptr;
 };
 
-// Every file a plan reads, opened once before the graph is: a file gone or damaged since it was
-// added is told in the user's words, not the filter library's.
-void checkSources(const RenderPlan &plan, const QString &outputPath);
+// Every file a plan reads, opened once before the graph is (with `probe`): a file gone or damaged
+// since it was added is told in the user's words, not the filter library's. A single picture
+// skips the probe, which would cost as much as the picture.
+void checkSources(const RenderPlan &plan, const QString &outputPath, bool probe = true);
 
 // The picture, `frames` of it, made on a thread of its own a few frames ahead of the encoder: the
 // graph and the encoder overlap instead of taking turns on one core. A graph that ends early
