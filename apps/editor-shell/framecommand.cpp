@@ -90,7 +90,7 @@ int run(Context &context)
     if (!file.open(QIODevice::WriteOnly) || !writer.write(picture) || !file.commit()) {
         context.err << "editor-shell: cannot write " << request->output << ": "
                     << (writer.error() != QImageWriter::UnknownError ? writer.errorString()
-                                                                       : file.errorString())
+                                                                     : file.errorString())
                     << '\n';
         return 1;
     }
