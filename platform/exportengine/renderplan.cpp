@@ -226,12 +226,18 @@ RenderPlan planRender(const Timeline::ITimeline &timeline, const ExportRange &ra
             if (!piece.title)
                 takeEffects(plan, clip, piece);
             Slot slot { &clip, layer, 0, -1, 0 };
-            if (layer != -2) {
+            // A file without pictures leaves black (or nothing, on a layer); one without sound,
+            // silence.
+            const bool pictures = piece.title || clip.file()->hasVideo();
+            const bool sounds = !piece.title && clip.file()->hasAudio();
+            if (!pictures)
+                slot.layer = -2;
+            if (slot.layer != -2) {
                 RenderTrack &into = layer == -1 ? plan.video : plan.layers[layer].pieces;
                 slot.picture = into.size();
                 into.push_back(piece);
             }
-            if (!piece.title && !piece.stillImage) {
+            if (sounds && !piece.stillImage) {
                 slot.sound = soundSlot;
                 slot.soundIndex = sound.size();
                 sound.push_back(piece);
@@ -244,6 +250,8 @@ RenderPlan planRender(const Timeline::ITimeline &timeline, const ExportRange &ra
 
     std::unordered_map<const Timeline::IClip *, Placed> placed;
     for (const Slot &s : placements) {
+        if (s.layer == -2 && s.sound < 0)
+            continue;
         Placed &p = placed[s.clip];
         if (s.layer == -1)
             p.pieces.push_back(&plan.video[s.picture]);

@@ -46,7 +46,7 @@ GraphOutput::GraphOutput(const QString &description,
     if (r >= 0)
         r = avfilter_graph_config(m_graph.get(), nullptr);
     if (r < 0) {
-        VLOG(1) << "The graph that failed: " << text.toStdString();
+        LOG(WARNING) << "The filter graph that failed: " << text.toStdString();
         internalFailure(video ? QStringLiteral("the picture's filters")
                               : QStringLiteral("the sound's filters"),
                         r);
