@@ -283,7 +283,8 @@ void BM_Frame_EngineVsCommandLine(benchmark::State &state)
             clock.start();
             const QImage picture
                 = Export::pictureAt(timeline, MTime::fromSec(at), QSize(1920, 1080));
-            if (picture.isNull() || !picture.save(engineOut)) {
+            // As the frame command writes it.
+            if (picture.isNull() || !picture.save(engineOut, "png", 70)) {
                 state.SkipWithError("no picture");
                 return;
             }

@@ -26,6 +26,8 @@ const QCommandLineOption sizeOption(QStringLiteral("size"),
                                                    "resolution)."),
                                     QStringLiteral("WxH"));
 
+constexpr int pngQuality = 70; // zlib level 2
+
 struct FrameRequest {
     double seconds = 0;
     QSize size; // invalid: the project's
@@ -87,6 +89,9 @@ int run(Context &context)
     // Written whole or not at all: a picture cut short would pass for a thumbnail.
     QSaveFile file(request->output);
     QImageWriter writer(&file, "png");
+    // Light compression: a preview is written to be looked at now, and zlib's default level
+    // takes longer than the picture.
+    writer.setQuality(pngQuality);
     if (!file.open(QIODevice::WriteOnly) || !writer.write(picture) || !file.commit()) {
         context.err << "editor-shell: cannot write " << request->output << ": "
                     << (writer.error() != QImageWriter::UnknownError ? writer.errorString()

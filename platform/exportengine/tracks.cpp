@@ -94,9 +94,9 @@ void checkSources(const RenderPlan &plan, const QString &outputPath, bool probe)
         int r = info.isFile()
             ? avformat_open_input(&raw, QFile::encodeName(p.path).constData(), nullptr, nullptr)
             : AVERROR_INVALIDDATA;
+        // The header alone: the graph's sources read the streams themselves, and decoding a
+        // few frames of every file here would cost time and memory for nothing.
         InputPtr input(raw);
-        if (r >= 0)
-            r = avformat_find_stream_info(raw, nullptr);
         if (r < 0)
             throw Failure(tr("Source file damaged"),
                           tr("%1 cannot be read (%2). Replace it or remove its clips.")

@@ -64,7 +64,8 @@ public:
 private:
     void produce();
 
-    static constexpr std::size_t depth = 8;
+    // Enough to keep the encoder fed through a slow frame; each is a whole picture.
+    static constexpr std::size_t depth = 4;
     GraphOutput m_graph;
     std::int64_t m_frames;
     std::mutex m_mutex;
