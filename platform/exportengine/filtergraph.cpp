@@ -768,7 +768,8 @@ QString audioTrack(GraphText &g, const RenderTrack &track, const AudioFormat &a,
 
 QString graphValue(const QString &value)
 {
-    return backslashed(backslashed(value, "\\':"), "\\'[],;");
+    // Blanks too: the parsers drop them at either end of a value unless escaped.
+    return backslashed(backslashed(value, "\\': \t\n\r"), "\\'[],; \t\n\r");
 }
 
 QString videoGraph(const RenderPlan &plan, const VideoFormat &format)

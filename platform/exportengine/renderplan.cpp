@@ -209,7 +209,8 @@ RenderPlan planRender(const Timeline::ITimeline &timeline, const ExportRange &ra
             if (titles || clip.hasTitle()) {
                 // A title of no known kind is kept in the project but shows nothing.
                 const auto &title = clip.titleItem();
-                if (!title || title->subtype == Timeline::TitleItem::Invalid || layer == -2)
+                if (!title || title->subtype == Timeline::TitleItem::Invalid
+                    || title->text.trimmed().isEmpty() || layer == -2)
                     continue;
                 piece.title = title;
                 piece.path.clear();
