@@ -12,6 +12,7 @@
 #include "tempdatafolder.h"
 
 #include "media/mediaprobe.h"
+#include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
 #include "tracking/generalvanteltracker.h"
@@ -544,8 +545,7 @@ double loudness(const QString &path)
 }
 
 struct SoundCase : TestSupport::TableRow {
-    int volume;
-    bool crossfaded; // a second clip joined by a dissolve
+    std::function<void(Model &, Timeline::Clip &)> change; // of the one-second clip
     double low;
     double high;
 };
@@ -557,11 +557,7 @@ class Sounds
 TEST_P(Sounds, level_of_the_exported_sound)
 {
     timeline.addTrack(TrackType::Video);
-    Timeline::Clip &clip = put(timeline, 0, colourClip("red"), 0, 1);
-    clip.setVolume(GetParam().volume);
-    if (GetParam().crossfaded)
-        timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::Dissolve),
-                               clip.id(), put(timeline, 0, colourClip("blue"), 1, 1).id());
+    GetParam().change(timeline, put(timeline, 0, colourClip("red"), 0, 1));
     const QString path = out.filePath(QStringLiteral("out.mp4"));
     const auto *end = exportTo(path, smallPreset());
     ASSERT_NE(end, nullptr);
@@ -571,14 +567,87 @@ TEST_P(Sounds, level_of_the_exported_sound)
     EXPECT_LE(level, GetParam().high);
 }
 
+Effect::AudioNoiseGate gate(double threshold)
+{
+    Effect::AudioNoiseGate g;
+    g.threshold = threshold;
+    g.range = -100;
+    return g;
+}
+
 // A full-scale sine has a level of 0.707; the tool's tone is at an eighth of full scale.
 INSTANTIATE_TEST_SUITE_P(
     ExportEngine,
     Sounds,
-    ::testing::Values(SoundCase { { "muted_clip_is_silent" }, 0, false, 0, 0.001 },
-                      SoundCase { { "clip_at_full_volume_sounds" }, 100, false, 0.05, 0.2 },
-                      SoundCase { { "crossfade_keeps_the_level" }, 100, true, 0.05, 0.2 }),
+    ::testing::Values(
+        SoundCase { { "muted_clip_is_silent" },
+                    [](Model &, Timeline::Clip &c) { c.setVolume(0); },
+                    0,
+                    0.001 },
+        SoundCase { { "clip_at_full_volume_sounds" }, [](Model &, Timeline::Clip &) {}, 0.05, 0.2 },
+        SoundCase { { "crossfade_keeps_the_level" },
+                    [](Model &t, Timeline::Clip &c) {
+                        t.addTransition(
+                            std::make_unique<Transition::Object>(Transition::Id::Dissolve), c.id(),
+                            put(t, 0, colourClip("blue"), 1, 1).id());
+                    },
+                    0.05,
+                    0.2 },
+        SoundCase { { "closed_gate_silences" },
+                    [](Model &, Timeline::Clip &c) { c.addEffect(gate(0)); },
+                    0,
+                    0.01 },
+        SoundCase { { "every_sound_effect_together_keeps_it_audible" },
+                    [](Model &, Timeline::Clip &c) {
+                        Effect::AudioEqualizer eq;
+                        eq.gains[5] = 6;
+                        c.addEffect(eq);
+                        c.addEffect(Effect::AudioCompressor {});
+                        c.addEffect(gate(-100));
+                        c.addEffect(Effect::AudioReverb {});
+                        Effect::AudioMonoChannel mono;
+                        mono.source = Effect::AudioMonoChannel::Left;
+                        c.addEffect(mono);
+                    },
+                    0.02,
+                    0.4 }),
     TestSupport::tableRowName);
+
+// Every picture effect on one clip: the graph is built, runs, and the picture changes.
+TEST(Draws, every_picture_effect_together)
+{
+    QTemporaryDir dir;
+    const QString cube = dir.filePath(QStringLiteral("identity.cube"));
+    QFile table(cube);
+    ASSERT_TRUE(table.open(QIODevice::WriteOnly));
+    table.write("LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n");
+    table.close();
+    Model timeline;
+    timeline.addTrack(TrackType::Video);
+    Timeline::Clip &clip = put(timeline, 0, colourClip("red"), 0, 2);
+    Effect::Crop crop;
+    crop.left = crop.right = crop.top = crop.bottom = 0.1;
+    clip.addEffect(crop);
+    Effect::ManualEnhance enhance;
+    for (int tool = 0; tool < Effect::ManualEnhance::toolCount; ++tool)
+        enhance.values[tool] = tool == Effect::ManualEnhance::Gamma ? 1.2 : -40;
+    clip.addEffect(enhance);
+    Effect::Lut lut;
+    lut.path = cube;
+    lut.intensity = 0.5;
+    clip.addEffect(lut);
+    Effect::Mask mask;
+    mask.conceals.push_back({ Effect::MaskShape::Rectangle, QRectF(0, 0, 0.3, 0.3), 0.8, 0, 20 });
+    mask.highlights.push_back({ Effect::MaskShape::Circle, QRectF(0.4, 0.4, 0.2, 0.2), 1, 0, 0 });
+    clip.addEffect(mask);
+    clip.setAnimation({ QStringLiteral("zoom"), { MTime(), MTime::fromSec(2) } });
+    clip.setStabilized(true);
+
+    const QImage image = Export::pictureAt(timeline, MTime::fromSec(1), QSize(160, 90));
+    const QColor centre = image.pixelColor(80, 45);
+    EXPECT_LT(centre.red(), 200) << "not darkened";
+    EXPECT_GT(centre.red(), centre.green()) << "no longer red";
+}
 
 TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is_left_out)
 {
