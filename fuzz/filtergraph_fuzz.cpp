@@ -13,15 +13,15 @@ extern "C" {
 
 #include <QString>
 
-#include <cstdlib>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     av_log_set_level(AV_LOG_QUIET);
-    const QString text = QString::fromUtf8(reinterpret_cast<const char *>(data),
-                                           static_cast<int>(size));
+    const QString text
+        = QString::fromUtf8(reinterpret_cast<const char *>(data), static_cast<int>(size));
     if (text.contains(QChar(0)))
         return 0;
     Export::RenderPlan plan;
@@ -31,14 +31,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     title.clipLength = plan.duration;
     title.title = Timeline::TitleItem { Timeline::TitleItem::Title, text, {} };
     plan.layers.push_back({ Export::RenderLayer::Titles, { title } });
-    const QByteArray graphText
-        = Export::videoGraph(plan, { QSize(64, 36), { 25, 1 } }).toUtf8();
+    const QByteArray graphText = Export::videoGraph(plan, { QSize(64, 36), { 25, 1 } }).toUtf8();
 
     AVFilterGraph *graph = avfilter_graph_alloc();
     AVFilterInOut *inputs = nullptr;
     AVFilterInOut *outputs = nullptr;
     if (avfilter_graph_parse2(graph, graphText.constData(), &inputs, &outputs) < 0)
-        (std::fprintf(stderr, "parse failed: %s\n", graphText.constData()), std::abort()); // the text broke out of its value
+        (std::fprintf(stderr, "parse failed: %s\n", graphText.constData()),
+         std::abort()); // the text broke out of its value
     for (unsigned i = 0; i < graph->nb_filters; ++i) {
         AVFilterContext *f = graph->filters[i];
         if (std::strcmp(f->filter->name, "drawtext") != 0)
@@ -47,7 +47,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         if (av_opt_get(f->priv, "text", 0, &held) < 0
             || QString::fromUtf8(reinterpret_cast<const char *>(held)) != text) {
             std::fprintf(stderr, "drawtext holds \"%s\" for \"%s\"\n",
-                         held ? reinterpret_cast<const char *>(held) : "", text.toUtf8().constData());
+                         held ? reinterpret_cast<const char *>(held) : "",
+                         text.toUtf8().constData());
             std::abort();
         }
         av_free(held);
