@@ -316,17 +316,22 @@ void printPlaced(Context &context,
             set.insert(file.get());
         return set;
     }();
-    QStringList lines;
-    for (const auto &clip : timeline.track(track).clips()) {
-        if (!placed.count(clip->file().get()))
+    // The chosen track, and any other the files went to (sound alone goes to a sound track).
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        QStringList lines;
+        for (const auto &clip : timeline.track(t).clips()) {
+            if (!placed.count(clip->file().get()))
+                continue;
+            lines << QStringLiteral("%1  +%2  %3  (%4)")
+                         .arg(clip->position().toClockString(), clip->duration().toClockString(),
+                              name(clip->file()->path), describe(*clip->file()));
+        }
+        if (t != track && lines.isEmpty())
             continue;
-        lines << QStringLiteral("%1  +%2  %3  (%4)")
-                     .arg(clip->position().toClockString(), clip->duration().toClockString(),
-                          name(clip->file()->path), describe(*clip->file()));
+        context.out << "On the timeline, track " << t << ": " << lines.size() << " new clip"
+                    << (lines.size() == 1 ? "" : "s") << '\n';
+        printLines(context, lines);
     }
-    context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip"
-                << (lines.size() == 1 ? "" : "s") << '\n';
-    printLines(context, lines);
 }
 
 int run(Context &context)
