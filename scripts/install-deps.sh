@@ -25,6 +25,8 @@ packages=(
   portaudio19-dev libsndfile1-dev
   # the export engine: the timeline as a filter graph, pictures scaled
   libavfilter-dev libswscale-dev
+  # titles: drawtext finds its font through fontconfig; DejaVu is the sans-serif it finds
+  fontconfig fonts-dejavu-core
   # the external lists' reader (on-demand JSON parsing without a document tree)
   libsimdjson-dev
   # gzip and deflate bodies inflated as they stream; the checksum of a kept partial download;

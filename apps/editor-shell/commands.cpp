@@ -11,6 +11,7 @@ Command cutCommand();
 Command configCommand();
 Command eventsCommand();
 Command exportCommand();
+Command frameCommand();
 Command importCommand();
 Command linksCommand();
 Command prefsCommand();
@@ -26,7 +27,7 @@ const std::vector<Command> &commands()
         statusCommand(), eventsCommand(),      statisticsCommand(), projectCommand(),
         importCommand(), prefsCommand(),       censusCommand(),     clipCommand(),
         cutCommand(),    transitionsCommand(), configCommand(),     linksCommand(),
-        recordCommand(), collectionCommand(),  exportCommand(),
+        recordCommand(), collectionCommand(),  exportCommand(),     frameCommand(),
     };
     return all;
 }

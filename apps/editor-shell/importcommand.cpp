@@ -286,23 +286,28 @@ QJsonArray printPlaced(Context &context,
             set.insert(file.get());
         return set;
     }();
-    QStringList lines;
+    // The chosen track, and any other the files went to (sound alone goes to a sound track).
     QJsonArray json;
-    for (const auto &clip : timeline.track(track).clips()) {
-        if (!placed.count(clip->file().get()))
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        QStringList lines;
+        for (const auto &clip : timeline.track(t).clips()) {
+            if (!placed.count(clip->file().get()))
+                continue;
+            lines << QStringLiteral("%1  +%2  %3  (%4)")
+                         .arg(clip->position().toClockString(), clip->duration().toClockString(),
+                              name(clip->file()->path), describe(*clip->file()));
+            json.append(QJsonObject { { QStringLiteral("clip"), static_cast<qint64>(clip->id()) },
+                                      { QStringLiteral("track"), t },
+                                      { QStringLiteral("position"), clip->position().toSecF() },
+                                      { QStringLiteral("duration"), clip->duration().toSecF() },
+                                      { QStringLiteral("path"), clip->file()->path } });
+        }
+        if (t != track && lines.isEmpty())
             continue;
-        lines << QStringLiteral("%1  +%2  %3  (%4)")
-                     .arg(clip->position().toClockString(), clip->duration().toClockString(),
-                          name(clip->file()->path), describe(*clip->file()));
-        json.append(QJsonObject { { QStringLiteral("clip"), static_cast<qint64>(clip->id()) },
-                                  { QStringLiteral("track"), track },
-                                  { QStringLiteral("position"), clip->position().toSecF() },
-                                  { QStringLiteral("duration"), clip->duration().toSecF() },
-                                  { QStringLiteral("path"), clip->file()->path } });
+        context.out << "On the timeline, track " << t << ": " << lines.size() << " new clip"
+                    << (lines.size() == 1 ? "" : "s") << '\n';
+        printLines(context, lines);
     }
-    context.out << "On the timeline, track " << track << ": " << lines.size() << " new clip"
-                << (lines.size() == 1 ? "" : "s") << '\n';
-    printLines(context, lines);
     return json;
 }
 

@@ -4,6 +4,7 @@
 
 #include "export/exportstate.h"
 
+#include <QImage>
 #include <QString>
 #include <QStringList>
 
@@ -67,5 +68,11 @@ EXPORTENGINE_EXPORT QString encoderFor(const QString &codec);
 // range of bits per pixel such encodings take.
 EXPORTENGINE_EXPORT void
 estimateSize(const ExportPreset &preset, MTime duration, std::int64_t *min, std::int64_t *max);
+
+// The one picture the export shows at `at` (on a grid of 30 frames a second), made `size` large
+// by the export's own graph: each file read from the key frame before its piece. The player and
+// the thumbnails use it too. Throws std::runtime_error in words for the user: a time past the
+// end, a file missing or damaged.
+EXPORTENGINE_EXPORT QImage pictureAt(const Timeline::ITimeline &timeline, MTime at, QSize size);
 
 } // namespace Export

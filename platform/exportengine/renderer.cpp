@@ -190,25 +190,6 @@ CodecPtr openAudioEncoder(const ExportPreset &preset, AudioSpec &spec, bool glob
     return ctx;
 }
 
-void checkSources(const RenderPlan &plan, const QString &outputPath)
-{
-    const QString target = QFileInfo(outputPath).canonicalFilePath();
-    auto check = [&](const RenderPiece &p) {
-        // Renaming the video over a file it is made from would lose the file.
-        if (!target.isEmpty() && QFileInfo(p.path).canonicalFilePath() == target)
-            throw Failure(tr("Output is a source"),
-                          tr("%1 is used by the project. Choose another file name.").arg(p.path));
-        if (!QFileInfo::exists(p.path))
-            throw Failure(tr("Source file missing"),
-                          tr("%1 is missing: it was moved or deleted after it was added. Put it "
-                             "back or remove its clips.")
-                              .arg(p.path));
-    };
-    std::for_each(plan.video.begin(), plan.video.end(), check);
-    for (const auto &track : plan.audio)
-        std::for_each(track.begin(), track.end(), check);
-}
-
 // One pass over the timeline: the picture and the sound encoded in time order. Without a muxer
 // (a first pass) the packets are dropped.
 class Pass {
@@ -350,7 +331,7 @@ std::int64_t render(const RenderPlan &plan,
     QByteArray statsIn;
     if (twoPass) {
         CodecPtr venc = openVideoEncoder(preset, vspec, globalHeader, 1, statsFile, {});
-        VideoAhead video(plan.video, vspec, frames);
+        VideoAhead video(plan, vspec, frames);
         Pass(nullptr, nullptr, control).run(&video, venc.get(), frames, nullptr, nullptr);
         if (venc->stats_out)
             statsIn = venc->stats_out;
@@ -392,10 +373,10 @@ std::int64_t render(const RenderPlan &plan,
 
     std::optional<VideoAhead> video;
     if (venc)
-        video.emplace(plan.video, vspec, frames);
+        video.emplace(plan, vspec, frames);
     std::optional<AudioMix> audio;
     if (aenc)
-        audio.emplace(plan.audio, aspec, sampleAt(plan.duration, aspec.rate), aenc->sample_fmt,
+        audio.emplace(plan, aspec, sampleAt(plan.duration, aspec.rate), aenc->sample_fmt,
                       aenc->frame_size > 0 ? aenc->frame_size : 1024);
     Pass pass(mux.get(), &out, control);
     pass.run(video ? &*video : nullptr, venc.get(), frames, audio ? &*audio : nullptr, aenc.get());

@@ -2,23 +2,17 @@
 
 #include "media/mediafile.h"
 #include "timeline/timeline.h"
+#include "timeline/videoeffects.h"
+
+#include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 namespace Export {
 
 namespace {
-
-QString num(double value)
-{
-    return QString::number(value, 'f', 6);
-}
-
-QString seconds(MTime time)
-{
-    return num(time.toSecF());
-}
 
 void leaveOut(RenderPlan &plan, const QString &what)
 {
@@ -26,21 +20,39 @@ void leaveOut(RenderPlan &plan, const QString &what)
         plan.leftOut.append(what);
 }
 
-// What of a clip the engine does not draw: it is named once, the rest of the clip still plays.
-void noteUndrawn(RenderPlan &plan, const Timeline::IClip &clip)
+// The clip's switched-on effects the engine can draw, copied; what it cannot is named once.
+void takeEffects(RenderPlan &plan, const Timeline::IClip &clip, RenderPiece &piece)
 {
     for (const Effect::Handle &effect : clip.effects()) {
-        if (effect->isEnabled())
-            leaveOut(
-                plan,
-                QStringLiteral("effect %1")
-                    .arg(QLatin1String(Effect::idText(effect->id()).data(),
-                                       static_cast<int>(Effect::idText(effect->id()).size()))));
+        if (!effect->isEnabled())
+            continue;
+        if (effect.id() == Effect::Id::BackgroundRemove) {
+            // Telling people from background takes a segmentation model this editor does not
+            // ship.
+            leaveOut(plan, QStringLiteral("effect BackgroundRemove"));
+            continue;
+        }
+        if (const auto *lut = Effect::as<Effect::Lut>(*effect);
+            lut && !QFileInfo(lut->path).isFile()) {
+            leaveOut(plan, QStringLiteral("effect Lut (table file missing)"));
+            continue;
+        }
+        piece.effects.push_back(std::shared_ptr<const Effect::Object>(effect->clone()));
     }
-    if (!clip.animation().isEmpty())
-        leaveOut(plan, QStringLiteral("animation"));
-    if (clip.isStabilized())
-        leaveOut(plan, QStringLiteral("stabilisation"));
+    const Timeline::AnimationItem &animation = clip.animation();
+    if (!animation.isEmpty()) {
+        piece.panZoom = true;
+        piece.zoomOut = animation.presetId.contains(QLatin1String("out"), Qt::CaseInsensitive);
+        if (animation.keyframes.size() >= 2) {
+            piece.panZoomFrom
+                = *std::min_element(animation.keyframes.begin(), animation.keyframes.end());
+            piece.panZoomTo
+                = *std::max_element(animation.keyframes.begin(), animation.keyframes.end());
+        } else {
+            piece.panZoomTo = clip.duration();
+        }
+    }
+    piece.stabilized = clip.isStabilized();
 }
 
 // The part of `clip` inside [from, to), on the output's time line; false when none is.
@@ -48,10 +60,12 @@ bool cut(const Timeline::IClip &clip, MTime from, MTime to, RenderPiece *piece)
 {
     const MTime start = std::max(clip.position(), from);
     const MTime end = std::min(clip.end(), to);
-    if (end <= start || !clip.file())
+    if (end <= start)
         return false;
-    piece->path = clip.file()->path;
-    piece->stillImage = clip.isImageClip() || clip.file()->isStillImage();
+    if (clip.file()) {
+        piece->path = clip.file()->path;
+        piece->stillImage = clip.isImageClip() || clip.file()->isStillImage();
+    }
     piece->at = start - from;
     piece->length = end - start;
     piece->skip = start - clip.position();
@@ -63,19 +77,77 @@ bool cut(const Timeline::IClip &clip, MTime from, MTime to, RenderPiece *piece)
     piece->volume = clip.volume();
     piece->fadeIn = clip.fadeIn();
     piece->fadeOut = clip.fadeOut();
+    piece->blending = clip.blendingMode();
     return true;
 }
 
-QString tempo(double speed)
+const char *xfadeName(Transition::Id id)
 {
-    // One tempo step reaches from half to a hundred times; slower needs several.
-    QStringList steps;
-    while (speed < 0.5) {
-        steps << QStringLiteral("atempo=0.5");
-        speed /= 0.5;
+    switch (id) {
+    case Transition::Id::Dissolve:
+    case Transition::Id::ShaderISF:
+        return "fade";
+    case Transition::Id::Fade:
+        return "fadeblack";
+    case Transition::Id::Wipe:
+        return "wipeleft";
+    case Transition::Id::Slide:
+        return "slideleft";
+    case Transition::Id::Zoom:
+        return "zoomin";
     }
-    steps << QStringLiteral("atempo=%1").arg(num(speed));
-    return steps.join(QLatin1Char(','));
+    return "fade";
+}
+
+// Where a clip's pieces went: the picture or title piece and the sound piece.
+struct Placed {
+    std::vector<RenderPiece *> pieces;
+};
+
+void join(RenderPlan &plan,
+          const Transition::Object &transition,
+          const std::unordered_map<const Timeline::IClip *, Placed> &placed)
+{
+    auto find = [&](const Timeline::IClip *clip) -> const Placed * {
+        const auto it = clip ? placed.find(clip) : placed.end();
+        return it == placed.end() ? nullptr : &it->second;
+    };
+    const Placed *left = find(transition.leftClip());
+    const Placed *right = find(transition.rightClip());
+    if (!left && !right)
+        return;
+    if (transition.id() == Transition::Id::ShaderISF)
+        leaveOut(plan, QStringLiteral("transition ShaderISF (shown as a dissolve)"));
+    const MTime length = transition.duration();
+    if (left && right) {
+        const RenderPiece &l = *left->pieces.front();
+        const RenderPiece &r = *right->pieces.front();
+        const MTime cutAt = l.at + l.length;
+        // Only where the range keeps both sides of the cut, and the clips meet there.
+        if (l.skip + l.length != l.clipLength || r.skip > MTime() || r.at != cutAt)
+            return;
+        const std::int64_t limit
+            = std::min({ length.toMSec(), l.length.toMSec(), r.length.toMSec(), 2 * cutAt.toMSec(),
+                         2 * (plan.duration - cutAt).toMSec() });
+        const MTime half = MTime::fromMSec(limit / 2);
+        if (half <= MTime())
+            return;
+        for (RenderPiece *p : left->pieces)
+            p->tail = half;
+        for (RenderPiece *p : right->pieces) {
+            p->lead = half;
+            p->join = RenderJoin { QLatin1String(xfadeName(transition.id())), half + half };
+        }
+        return;
+    }
+    // At an open end the picture comes from black or goes to it.
+    for (RenderPiece *p : (left ? left : right)->pieces) {
+        const MTime fade = std::min(length, p->length);
+        if (left && p->skip + p->length == p->clipLength)
+            p->openOut = fade;
+        if (right && p->skip == MTime())
+            p->openIn = fade;
+    }
 }
 
 } // namespace
@@ -101,48 +173,96 @@ RenderPlan planRender(const Timeline::ITimeline &timeline, const ExportRange &ra
     }
     plan.duration = to - from;
 
-    int pictureTrack = -1;
+    // Clip, then where its pieces lie (track slot, index): the vectors settle first.
+    struct Slot {
+        const Timeline::IClip *clip;
+        int layer; // -1 the main picture, -2 none
+        std::size_t picture;
+        int sound; // -1 none
+        std::size_t soundIndex;
+    };
+    std::vector<Slot> placements;
+    bool mainTaken = false;
     for (int t = 0; t < timeline.trackCount(); ++t) {
         const Timeline::ITrack &track = timeline.track(t);
         if (track.clipCount() == 0)
             continue;
-        const bool picture = track.type() == Timeline::TrackType::Video
-            || track.type() == Timeline::TrackType::Overlay;
-        if (picture && pictureTrack < 0 && track.type() == Timeline::TrackType::Video) {
-            pictureTrack = t;
-        } else if (picture) {
-            leaveOut(plan, QStringLiteral("track %1 over the picture").arg(t));
-            continue;
+        const Timeline::TrackType type = track.type();
+        const bool titles = type == Timeline::TrackType::Title;
+        const bool picture
+            = type == Timeline::TrackType::Video || type == Timeline::TrackType::Overlay;
+        int layer = -2;
+        if (picture && !mainTaken && type == Timeline::TrackType::Video) {
+            mainTaken = true;
+            layer = -1;
+        } else if (picture || titles) {
+            plan.layers.push_back({ titles ? RenderLayer::Titles : RenderLayer::Pictures, {} });
+            layer = static_cast<int>(plan.layers.size()) - 1;
         }
-        if (track.type() == Timeline::TrackType::Title) {
-            leaveOut(plan, QStringLiteral("titles"));
-            continue;
-        }
-        std::vector<RenderPiece> sound;
+        RenderTrack sound;
+        const int soundSlot = static_cast<int>(plan.audio.size());
         for (std::size_t c = 0; c < track.clipCount(); ++c) {
             const Timeline::IClip &clip = track.clip(c);
-            if (clip.hasTitle())
-                leaveOut(plan, QStringLiteral("titles"));
-            else if (!clip.file())
-                leaveOut(plan, QStringLiteral("clips without media"));
             RenderPiece piece;
             if (!cut(clip, from, to, &piece))
                 continue;
-            noteUndrawn(plan, clip);
-            if (picture)
-                plan.video.push_back(piece);
-            if (!piece.stillImage)
+            if (titles || clip.hasTitle()) {
+                // A title of no known kind is kept in the project but shows nothing.
+                const auto &title = clip.titleItem();
+                if (!title || title->subtype == Timeline::TitleItem::Invalid
+                    || title->text.trimmed().isEmpty() || layer == -2)
+                    continue;
+                piece.title = title;
+                piece.path.clear();
+                piece.stillImage = false;
+                if (!titles) {
+                    // A title on a picture track still lies over the picture.
+                    plan.layers.push_back({ RenderLayer::Titles, { piece } });
+                    continue;
+                }
+            } else if (!clip.file()) {
+                leaveOut(plan, QStringLiteral("clips without media"));
+                continue;
+            }
+            if (!piece.title)
+                takeEffects(plan, clip, piece);
+            Slot slot { &clip, layer, 0, -1, 0 };
+            // A file without pictures leaves black (or nothing, on a layer); one without sound,
+            // silence.
+            const bool pictures = piece.title || clip.file()->hasVideo();
+            const bool sounds = !piece.title && clip.file()->hasAudio();
+            if (!pictures)
+                slot.layer = -2;
+            if (slot.layer != -2) {
+                RenderTrack &into = layer == -1 ? plan.video : plan.layers[layer].pieces;
+                slot.picture = into.size();
+                into.push_back(piece);
+            }
+            if (sounds && !piece.stillImage) {
+                slot.sound = soundSlot;
+                slot.soundIndex = sound.size();
                 sound.push_back(piece);
+            }
+            placements.push_back(slot);
         }
         if (!sound.empty())
             plan.audio.push_back(std::move(sound));
     }
-    for (std::size_t i = 0; i < timeline.transitionCount(); ++i) {
-        const std::string_view id = Transition::idText(timeline.transition(i).id());
-        leaveOut(plan,
-                 QStringLiteral("transition %1")
-                     .arg(QLatin1String(id.data(), static_cast<int>(id.size()))));
+
+    std::unordered_map<const Timeline::IClip *, Placed> placed;
+    for (const Slot &s : placements) {
+        if (s.layer == -2 && s.sound < 0)
+            continue;
+        Placed &p = placed[s.clip];
+        if (s.layer == -1)
+            p.pieces.push_back(&plan.video[s.picture]);
+        else if (s.layer >= 0)
+            p.pieces.push_back(&plan.layers[s.layer].pieces[s.picture]);
+        if (s.sound >= 0)
+            p.pieces.push_back(&plan.audio[s.sound][s.soundIndex]);
     }
+    for (std::size_t i = 0; i < timeline.transitionCount(); ++i)
+        join(plan, timeline.transition(i), placed);
     return plan;
 }
 
@@ -157,74 +277,6 @@ std::int64_t sampleAt(MTime at, int sampleRate)
 {
     const std::int64_t n = at.toMSec() * sampleRate;
     return n <= 0 ? 0 : (n + 999) / 1000;
-}
-
-QString videoFilters(const RenderPiece &piece,
-                     QSize frameSize,
-                     boost::rational<std::int64_t> frameRate,
-                     const QString &pixelFormat)
-{
-    QStringList f;
-    if (!piece.stillImage) {
-        // Times are the file's until the speed is applied, the clip's after: the fades are
-        // placed in the clip, whatever part of it the range keeps.
-        const double s0 = piece.sourceStart();
-        f << QStringLiteral("trim=start=%1:end=%2").arg(num(s0), num(piece.sourceEnd()))
-          << QStringLiteral("setpts=((T-%1)/%2+%3)/TB")
-                 .arg(num(s0), num(piece.speed), seconds(piece.skip))
-          << QStringLiteral("fps=fps=%1/%2:start_time=%3")
-                 .arg(frameRate.numerator())
-                 .arg(frameRate.denominator())
-                 .arg(seconds(piece.skip));
-    }
-    f << QStringLiteral("scale=w=%1:h=%2:force_original_aspect_ratio=decrease:"
-                        "force_divisible_by=2")
-             .arg(frameSize.width())
-             .arg(frameSize.height())
-      << QStringLiteral("pad=w=%1:h=%2:x=(ow-iw)/2:y=(oh-ih)/2:color=black")
-             .arg(frameSize.width())
-             .arg(frameSize.height())
-      << QStringLiteral("setsar=1") << QStringLiteral("format=%1").arg(pixelFormat);
-    if (piece.fadeIn > MTime())
-        f << QStringLiteral("fade=t=in:st=0:d=%1").arg(seconds(piece.fadeIn));
-    if (piece.fadeOut > MTime())
-        f << QStringLiteral("fade=t=out:st=%1:d=%2")
-                 .arg(seconds(piece.clipLength - piece.fadeOut), seconds(piece.fadeOut));
-    if (piece.opacity < 100) {
-        // Over the black beneath it, a see-through picture is a darker one.
-        const QString a = num(piece.opacity / 100.0);
-        f << QStringLiteral("lutyuv=y=16+(val-16)*%1:u=128+(val-128)*%1:v=128+(val-128)*%1").arg(a);
-    }
-    f << QStringLiteral("setpts=PTS-STARTPTS");
-    return f.join(QLatin1Char(','));
-}
-
-QString audioFilters(const RenderPiece &piece, int sampleRate, const QString &channelLayout)
-{
-    QStringList f;
-    f << QStringLiteral("atrim=start=%1:end=%2")
-             .arg(num(piece.sourceStart()), num(piece.sourceEnd()))
-      << QStringLiteral("asetpts=N/SR/TB") << QStringLiteral("aresample=%1").arg(sampleRate);
-    if (std::abs(piece.speed - 1.0) > 1e-9) {
-        if (piece.pitchKept)
-            f << tempo(piece.speed);
-        else
-            f << QStringLiteral("asetrate=%1").arg(std::llround(sampleRate * piece.speed))
-              << QStringLiteral("aresample=%1").arg(sampleRate);
-    }
-    f << QStringLiteral("asetpts=N/SR/TB+%1/TB").arg(seconds(piece.skip));
-    if (piece.fadeIn > MTime())
-        f << QStringLiteral("afade=t=in:st=0:d=%1").arg(seconds(piece.fadeIn));
-    if (piece.fadeOut > MTime())
-        f << QStringLiteral("afade=t=out:st=%1:d=%2")
-                 .arg(seconds(piece.clipLength - piece.fadeOut), seconds(piece.fadeOut));
-    if (piece.volume != 100)
-        f << QStringLiteral("volume=%1").arg(num(piece.volume / 100.0));
-    f << QStringLiteral("asetpts=N/SR/TB")
-      << QStringLiteral("aformat=sample_fmts=fltp:sample_rates=%1:channel_layouts=%2")
-             .arg(sampleRate)
-             .arg(channelLayout);
-    return f.join(QLatin1Char(','));
 }
 
 } // namespace Export

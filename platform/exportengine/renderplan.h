@@ -3,12 +3,15 @@
 #include "exportengine_export.h"
 
 #include "export/exportstate.h"
+#include "timeline/clip.h"
 #include "util/mtime.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <vector>
 
 namespace Timeline {
@@ -20,7 +23,16 @@ class ITimeline;
 // the tests check the timeline's reading without rendering a frame.
 namespace Export {
 
-// A stretch of one source file on the output's time line.
+// How a piece changes into the next one of its track. Transitions lie centred on the cut: the
+// left clip plays on for half the transition past its end, the right one starts half of it
+// early, each from its file's material beyond its in or out point (its first or last picture
+// held where the file has none).
+struct RenderJoin {
+    QString picture; // the xfade name ("fade", "wipeleft"...)
+    MTime length; // the whole overlap, centred on the cut
+};
+
+// A stretch of one source file (or a title) on the output's time line.
 struct EXPORTENGINE_EXPORT RenderPiece {
     QString path;
     bool stillImage = false;
@@ -37,22 +49,52 @@ struct EXPORTENGINE_EXPORT RenderPiece {
     int volume = 100; // percent
     MTime fadeIn;
     MTime fadeOut;
+    Timeline::BlendingMode blending = Timeline::BlendingMode::SourceOver;
+    // Copies of the switched-on effects the engine draws, in the clip's order.
+    std::vector<std::shared_ptr<const Effect::Object>> effects;
+    // Pan and zoom over the clip: from the first to the last key frame, zooming in (or out).
+    bool panZoom = false;
+    bool zoomOut = false;
+    MTime panZoomFrom;
+    MTime panZoomTo;
+    bool stabilized = false;
+    // The change into this piece from the one before it on its track; none for a cut.
+    std::optional<RenderJoin> join;
+    // A transition at an open end of the track: a fade from or to black of this length.
+    MTime openIn;
+    MTime openOut;
+    // The title drawn for a title clip (no file).
+    std::optional<Timeline::TitleItem> title;
+
+    // Extra output time before `at` and after `at + length` the piece shows under a transition.
+    MTime lead;
+    MTime tail;
 
     // The span of the file the piece plays, in seconds.
     double sourceStart() const;
     double sourceEnd() const;
 };
 
+// A track's pieces in time order; they overlap only where a transition joins them.
+using RenderTrack = std::vector<RenderPiece>;
+
+// A layer over the picture: an overlay (or further video) track, or a title track.
+struct RenderLayer {
+    enum Kind { Pictures, Titles } kind = Pictures;
+    RenderTrack pieces;
+};
+
 struct RenderPlan {
     MTime duration;
-    // The picture: one track, pieces in time order, never overlapping; what lies between is
-    // black.
-    std::vector<RenderPiece> video;
+    // The picture: the first video track, black between its pieces, then every other picture
+    // and title track over it, in track order.
+    RenderTrack video;
+    std::vector<RenderLayer> layers;
     // The sound: one list per track, each in time order; the picture track's clips come first
     // with their own sound. Tracks are mixed; what lies between pieces is silence.
-    std::vector<std::vector<RenderPiece>> audio;
-    // What the engine cannot draw and leaves out, by name, each once ("title", "transition
-    // Dissolve", "effect ChromaKey", "overlay track 2").
+    std::vector<RenderTrack> audio;
+    // What the engine cannot draw and leaves out, by name, each once ("effect BackgroundRemove",
+    // "transition ShaderISF (shown as a dissolve)").
     QStringList leftOut;
 };
 
@@ -65,18 +107,5 @@ EXPORTENGINE_EXPORT RenderPlan planRender(const Timeline::ITimeline &timeline,
 EXPORTENGINE_EXPORT std::int64_t frameAt(MTime at, boost::rational<std::int64_t> rate);
 // The same on a grid of samples.
 EXPORTENGINE_EXPORT std::int64_t sampleAt(MTime at, int sampleRate);
-
-// The filter chain that turns a piece's decoded frames into the output's: trim to the piece's
-// span of the file, speed, the clip's fades and opacity, the frame rate, scaled into the frame
-// size with black bars. A still image enters as one frame per output frame.
-EXPORTENGINE_EXPORT QString videoFilters(const RenderPiece &piece,
-                                         QSize frameSize,
-                                         boost::rational<std::int64_t> frameRate,
-                                         const QString &pixelFormat);
-// The same for sound: trim, speed (tempo with the pitch kept, or played faster and higher),
-// fades and volume, resampled to the output's rate and layout as planar floats.
-EXPORTENGINE_EXPORT QString audioFilters(const RenderPiece &piece,
-                                         int sampleRate,
-                                         const QString &channelLayout);
 
 } // namespace Export

@@ -91,6 +91,16 @@ public:
         return waitUntil([] { return FileAnalyzer::Model::instance().objects().empty(); }, 120000);
     }
 
+    // The first sound track's clips: where sound alone is placed.
+    std::vector<QString> soundPaths() const
+    {
+        const Timeline::ITimeline &t = project()->timeline();
+        for (int i = 0; i < t.trackCount(); ++i)
+            if (t.track(i).type() == Timeline::TrackType::Audio)
+                return timelinePaths(i);
+        return {};
+    }
+
     std::vector<QString> timelinePaths(int track = 0) const
     {
         std::vector<QString> paths;

@@ -23,6 +23,20 @@ TimelineClipTaskHandler::TimelineClipTaskHandler(const Contexts &contexts)
 {
 }
 
+namespace {
+
+// The first sound track, made at the end when the project has none.
+int firstAudioTrack(Timeline::Model &timeline)
+{
+    for (int t = 0; t < timeline.trackCount(); ++t)
+        if (timeline.track(t).type() == Timeline::TrackType::Audio)
+            return t;
+    timeline.addTrack(Timeline::TrackType::Audio);
+    return timeline.trackCount() - 1;
+}
+
+} // namespace
+
 void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::MediaFiles &opened,
                                                        const FileAnalyzer::MediaFiles &failed)
 {
@@ -36,11 +50,21 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
     Statistics::IStatistics *statistics = Statistics::statistics();
     Statistics::IFilesStatistics *files = statistics ? statistics->filesStatistics() : nullptr;
     MTime position = m_position;
+    // Sound alone belongs on a sound track, as in every editor: songs dropped with clips start at
+    // the drop too, one after another, beside the pictures rather than between them.
+    MTime soundPosition = m_position;
     for (const Media::FilePtr &file : opened) {
+        const bool soundOnly = !file->hasVideo() && file->hasAudio();
+        int track = m_track;
         try {
-            position = timeline->insertClip(m_track, position, file).end();
+            if (soundOnly) {
+                track = firstAudioTrack(*timeline);
+                soundPosition = timeline->insertClip(track, soundPosition, file).end();
+            } else {
+                position = timeline->insertClip(track, position, file).end();
+            }
         } catch (const std::exception &e) {
-            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << m_track
+            LOG(ERROR) << "Cannot place " << file->path.toStdString() << " on track " << track
                        << ": " << e.what();
         }
         if (files)

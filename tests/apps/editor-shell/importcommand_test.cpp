@@ -51,7 +51,9 @@ TEST_F(ImportCommand, the_bundled_samples_reach_the_timeline_and_the_broken_one_
 {
     const std::string out = run({ "import", EDITOR_SAMPLES });
     EXPECT_EQ(last.exitCode, 0) << last.err.toStdString();
-    EXPECT_THAT(out, HasSubstr("On the timeline, track 0: 6 new clips"));
+    EXPECT_THAT(out, HasSubstr("On the timeline, track 0: 5 new clips"));
+    EXPECT_THAT(out, HasSubstr("On the timeline, track 1: 1 new clip\n  0:00:00.000"))
+        << "the song on a sound track, at the drop";
     EXPECT_THAT(out, HasSubstr("beach walk.mp4  (H264 128x72 10 fps, AAC"));
     EXPECT_THAT(out, HasSubstr("Failed: 1\n  broken download.mp4: The file is damaged"));
     EXPECT_THAT(out, HasSubstr("Result: done. 7 media files passed on: 6 opened, 1 failed"));
@@ -77,7 +79,7 @@ TEST_F(ImportCommand, a_project_is_made_filled_and_filled_further_and_the_collec
     ASSERT_EQ(last.exitCode, 0) << last.err.toStdString();
     EXPECT_THAT(out, HasSubstr("Opened project"));
     EXPECT_THAT(out, HasSubstr("0:00:02.000  +0:00:02.063  chime.mp3"));
-    EXPECT_THAT(run({ "project", "open", project }), HasSubstr("Track 0 video: 2 clips"));
+    EXPECT_THAT(run({ "project", "open", project }), HasSubstr("Track 1 audio: 1 clip"));
     EXPECT_THAT(run({ "import", "--to", "collection", sample("title card.png") }),
                 HasSubstr("In the collection: 1 new of 1 opened"));
     EXPECT_EQ(last.exitCode, 0);

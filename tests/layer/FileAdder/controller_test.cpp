@@ -97,7 +97,7 @@ TEST_F(FileAdderTest, a_project_with_media_asks_and_adds_the_media_only_on_conse
               "project, select it individually.");
     EXPECT_TRUE(h.recorder.openedProjects.isEmpty());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(), std::vector<QString> { clip });
+    EXPECT_EQ(h.soundPaths(), std::vector<QString> { clip });
 }
 
 TEST_F(FileAdderTest, packages_go_to_the_installer_and_files_of_other_kinds_reach_no_list)
@@ -261,10 +261,13 @@ TEST_F(FileAdderTest, opened_files_go_on_the_timeline_in_order_and_failed_ones_a
     EXPECT_EQ(onlyResult().files, files);
     ASSERT_TRUE(h.waitIdle());
 
-    EXPECT_EQ(h.timelinePaths(), (std::vector<QString>(good.begin(), good.end())));
-    const Timeline::ITrack &track = h.project()->timeline().track(0);
-    EXPECT_EQ(track.clip(0).position(), MTime::fromMSec(2000));
-    EXPECT_EQ(track.clip(1).position(), track.clip(0).end()) << "one after another";
+    EXPECT_EQ(h.timelinePaths(), (std::vector<QString> { good[0], good[1] }));
+    EXPECT_EQ(h.soundPaths(), std::vector<QString> { good[2] }) << "sound alone on a sound track";
+    const Timeline::ITimeline &timeline = h.project()->timeline();
+    EXPECT_EQ(timeline.track(0).clip(0).position(), MTime::fromMSec(2000));
+    EXPECT_EQ(timeline.track(0).clip(1).position(), timeline.track(0).clip(0).end())
+        << "one after another";
+    EXPECT_EQ(timeline.track(timeline.trackCount() - 1).clip(0).position(), MTime::fromMSec(2000));
     EXPECT_EQ(h.eventCount("FILE_ADDED"), files.size());
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 3);
     EXPECT_EQ(h.eventCount("FILE_FAILED"), bad.size())
@@ -286,7 +289,7 @@ TEST_F(FileAdderTest, a_file_added_again_reports_its_analysis_only_the_first_tim
         h.add({ samplePath("tone.flac"), broken }, Asrc::ImportButton, h.timelineContext());
         ASSERT_TRUE(h.waitIdle());
     }
-    EXPECT_EQ(h.timelinePaths(),
+    EXPECT_EQ(h.soundPaths(),
               (std::vector<QString> { samplePath("tone.flac"), samplePath("tone.flac") }));
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 4);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 1);
@@ -369,7 +372,7 @@ TEST_F(FileAdderTest, ten_thousand_paths_end_with_one_result_and_every_file_acco
     h.add(files, Asrc::ImportFolders, h.timelineContext());
     ASSERT_EQ(onlyResult().files.size(), 10000);
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths().size(), 10u);
+    EXPECT_EQ(h.timelinePaths().size() + h.soundPaths().size(), 10u);
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 10000);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 2)
         << "the same two files five times each: first use only";
@@ -470,7 +473,7 @@ TEST_F(FileAdderTest, a_request_someone_else_removed_places_nothing_later)
     }
     h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());
-    EXPECT_EQ(h.timelinePaths(), std::vector<QString> { samplePath("tone.flac") });
+    EXPECT_EQ(h.soundPaths(), std::vector<QString> { samplePath("tone.flac") });
 }
 
 } // namespace

@@ -8,12 +8,16 @@
 #include "mediasamples.h"
 #include "recordingeventsink.h"
 #include "smalltmpfs.h"
+#include "tablerow.h"
 #include "tempdatafolder.h"
 
 #include "media/mediaprobe.h"
+#include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
+#include "timeline/videoeffects.h"
 #include "tracking/generalvanteltracker.h"
 
+#include <QColor>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -26,7 +30,9 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <functional>
+#include <map>
 #include <optional>
 
 namespace {
@@ -400,7 +406,247 @@ TEST_F(ExportEngineTest, removes_the_part_file_a_killed_export_left_and_nothing_
     EXPECT_EQ(log.matching({ ".video.mp4.part-0123abcd", "interrupted" }).size(), 1u);
 }
 
-TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
+// Clips of one colour each (with a tone), made once for the picture and sound checks.
+const QString &colourClip(const char *colour)
+{
+    static QTemporaryDir dir;
+    static std::map<std::string, QString> made;
+    QString &path = made[colour];
+    if (path.isEmpty()) {
+        path = dir.filePath(QLatin1String(colour) + QStringLiteral(".mp4"));
+        TestSupport::MediaSamples::runFfmpeg(
+            { "-f", "lavfi", "-i", QStringLiteral("color=c=%1:s=320x180:r=25:d=3").arg(colour),
+              "-f", "lavfi", "-i", "sine=frequency=440:duration=3", "-c:v", "libx264", "-preset",
+              "ultrafast", "-pix_fmt", "yuv420p", "-c:a", "aac", "-shortest", path });
+    }
+    return path;
+}
+
+struct PictureCase : TestSupport::TableRow {
+    std::function<void(Model &)> build;
+    double at;
+    QColor expected; // the colour at the centre; invalid: the picture holds a title's white
+};
+
+class Draws : public ::testing::TestWithParam<PictureCase> { };
+
+TEST_P(Draws, the_picture_at_a_moment)
+{
+    Model timeline;
+    timeline.addTrack(TrackType::Video);
+    timeline.addTrack(TrackType::Overlay);
+    timeline.addTrack(TrackType::Title);
+    GetParam().build(timeline);
+    const QImage image = Export::pictureAt(timeline, MTime::fromSec(GetParam().at), QSize(160, 90));
+    ASSERT_EQ(image.size(), QSize(160, 90));
+    const QColor expected = GetParam().expected;
+    if (expected.isValid()) {
+        const QColor got = image.pixelColor(80, 45);
+        EXPECT_NEAR(got.red(), expected.red(), 40) << got.name().toStdString();
+        EXPECT_NEAR(got.green(), expected.green(), 40) << got.name().toStdString();
+        EXPECT_NEAR(got.blue(), expected.blue(), 40) << got.name().toStdString();
+        return;
+    }
+    int white = 0;
+    for (int y = 30; y < 60; ++y)
+        for (int x = 20; x < 140; ++x)
+            white += qGray(image.pixel(x, y)) > 200;
+    EXPECT_GT(white, 40) << "no text drawn over the red";
+}
+
+Timeline::Clip &overlay(Model &t, const char *colour)
+{
+    put(t, 0, colourClip("red"), 0, 2);
+    return put(t, 1, colourClip(colour), 0, 2);
+}
+
+Timeline::Clip &titled(Model &t, int subtype)
+{
+    put(t, 0, colourClip("red"), 0, 2);
+    auto clip = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
+    clip->setDuration(MTime::fromSec(2));
+    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("HHHH: [a, b]; 'c'"), {} });
+    return t.placeClip(2, std::move(clip));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ExportEngine,
+    Draws,
+    ::testing::Values(
+        PictureCase { { "middle_of_a_dissolve_mixes_both_clips" },
+                      [](Model &t) {
+                          const auto left = put(t, 0, colourClip("red"), 0, 2).id();
+                          const auto right = put(t, 0, colourClip("blue"), 2, 2).id();
+                          t.addTransition(
+                              std::make_unique<Transition::Object>(Transition::Id::Dissolve), left,
+                              right);
+                      },
+                      2.0,
+                      QColor(128, 0, 128) },
+        PictureCase { { "middle_of_a_fade_is_dark" },
+                      [](Model &t) {
+                          const auto left = put(t, 0, colourClip("red"), 0, 2).id();
+                          const auto right = put(t, 0, colourClip("blue"), 2, 2).id();
+                          t.addTransition(
+                              std::make_unique<Transition::Object>(Transition::Id::Fade), left,
+                              right);
+                      },
+                      2.0,
+                      QColor(20, 0, 40) },
+        PictureCase { { "half_opaque_overlay_mixes_with_what_is_under_it" },
+                      [](Model &t) { overlay(t, "blue").setOpacity(50); },
+                      1.0,
+                      QColor(128, 0, 128) },
+        PictureCase {
+            { "multiplied_overlay_darkens" },
+            [](Model &t) { overlay(t, "blue").setBlendingMode(Timeline::BlendingMode::Multiply); },
+            1.0,
+            QColor(0, 0, 0) },
+        PictureCase { { "keyed_overlay_shows_what_is_under_it" },
+                      [](Model &t) { overlay(t, "lime").addEffect(Effect::ChromaKey {}); },
+                      1.0,
+                      QColor(255, 0, 0) },
+        PictureCase {
+            { "switched_off_effect_is_not_drawn" },
+            [](Model &t) { overlay(t, "lime").addEffect(Effect::ChromaKey {}).setEnabled(false); },
+            1.0,
+            QColor(0, 255, 0) },
+        PictureCase { { "title_changes_the_pixels_where_it_is_drawn" },
+                      [](Model &t) { titled(t, Timeline::TitleItem::Title); },
+                      1.0,
+                      QColor() },
+        PictureCase { { "title_of_subtype_0_is_not_drawn" },
+                      [](Model &t) { titled(t, Timeline::TitleItem::Invalid); },
+                      1.0,
+                      QColor(255, 0, 0) },
+        PictureCase { { "gap_is_black" },
+                      [](Model &t) { put(t, 0, colourClip("red"), 1, 1); },
+                      0.5,
+                      QColor(0, 0, 0) }),
+    TestSupport::tableRowName);
+
+// The level of the sound of a file, decoded by the ffmpeg tool: root mean square, 0 to 1.
+double loudness(const QString &path)
+{
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+                 { "-v", "error", "-i", path, "-f", "f32le", "-ac", "1", "-ar", "8000", "-" });
+    ffmpeg.waitForFinished(60000);
+    const QByteArray bytes = ffmpeg.readAllStandardOutput();
+    const auto *samples = reinterpret_cast<const float *>(bytes.constData());
+    const std::size_t n = static_cast<std::size_t>(bytes.size()) / sizeof(float);
+    double sum = 0;
+    for (std::size_t i = 0; i < n; ++i)
+        sum += double(samples[i]) * samples[i];
+    return n ? std::sqrt(sum / n) : -1;
+}
+
+struct SoundCase : TestSupport::TableRow {
+    std::function<void(Model &, Timeline::Clip &)> change; // of the one-second clip
+    double low;
+    double high;
+};
+
+class Sounds
+    : public ExportEngineTest
+    , public ::testing::WithParamInterface<SoundCase> { };
+
+TEST_P(Sounds, level_of_the_exported_sound)
+{
+    timeline.addTrack(TrackType::Video);
+    GetParam().change(timeline, put(timeline, 0, colourClip("red"), 0, 1));
+    const QString path = out.filePath(QStringLiteral("out.mp4"));
+    const auto *end = exportTo(path, smallPreset());
+    ASSERT_NE(end, nullptr);
+    ASSERT_EQ(end->name, "EXPORT_FINISHED");
+    const double level = loudness(path);
+    EXPECT_GE(level, GetParam().low);
+    EXPECT_LE(level, GetParam().high);
+}
+
+Effect::AudioNoiseGate gate(double threshold)
+{
+    Effect::AudioNoiseGate g;
+    g.threshold = threshold;
+    g.range = -100;
+    return g;
+}
+
+// A full-scale sine has a level of 0.707; the tool's tone is at an eighth of full scale.
+INSTANTIATE_TEST_SUITE_P(
+    ExportEngine,
+    Sounds,
+    ::testing::Values(
+        SoundCase { { "muted_clip_is_silent" },
+                    [](Model &, Timeline::Clip &c) { c.setVolume(0); },
+                    0,
+                    0.001 },
+        SoundCase { { "clip_at_full_volume_sounds" }, [](Model &, Timeline::Clip &) {}, 0.05, 0.2 },
+        SoundCase { { "crossfade_keeps_the_level" },
+                    [](Model &t, Timeline::Clip &c) {
+                        t.addTransition(
+                            std::make_unique<Transition::Object>(Transition::Id::Dissolve), c.id(),
+                            put(t, 0, colourClip("blue"), 1, 1).id());
+                    },
+                    0.05,
+                    0.2 },
+        SoundCase { { "closed_gate_silences" },
+                    [](Model &, Timeline::Clip &c) { c.addEffect(gate(0)); },
+                    0,
+                    0.01 },
+        SoundCase { { "every_sound_effect_together_keeps_it_audible" },
+                    [](Model &, Timeline::Clip &c) {
+                        Effect::AudioEqualizer eq;
+                        eq.gains[5] = 6;
+                        c.addEffect(eq);
+                        c.addEffect(Effect::AudioCompressor {});
+                        c.addEffect(gate(-100));
+                        c.addEffect(Effect::AudioReverb {});
+                        Effect::AudioMonoChannel mono;
+                        mono.source = Effect::AudioMonoChannel::Left;
+                        c.addEffect(mono);
+                    },
+                    0.02,
+                    0.4 }),
+    TestSupport::tableRowName);
+
+// Every picture effect on one clip: the graph is built, runs, and the picture changes.
+TEST(Draws, every_picture_effect_together)
+{
+    QTemporaryDir dir;
+    const QString cube = dir.filePath(QStringLiteral("identity.cube"));
+    QFile table(cube);
+    ASSERT_TRUE(table.open(QIODevice::WriteOnly));
+    table.write("LUT_3D_SIZE 2\n0 0 0\n1 0 0\n0 1 0\n1 1 0\n0 0 1\n1 0 1\n0 1 1\n1 1 1\n");
+    table.close();
+    Model timeline;
+    timeline.addTrack(TrackType::Video);
+    Timeline::Clip &clip = put(timeline, 0, colourClip("red"), 0, 2);
+    Effect::Crop crop;
+    crop.left = crop.right = crop.top = crop.bottom = 0.1;
+    clip.addEffect(crop);
+    Effect::ManualEnhance enhance;
+    for (int tool = 0; tool < Effect::ManualEnhance::toolCount; ++tool)
+        enhance.values[tool] = tool == Effect::ManualEnhance::Gamma ? 1.2 : -40;
+    clip.addEffect(enhance);
+    Effect::Lut lut;
+    lut.path = cube;
+    lut.intensity = 0.5;
+    clip.addEffect(lut);
+    Effect::Mask mask;
+    mask.conceals.push_back({ Effect::MaskShape::Rectangle, QRectF(0, 0, 0.3, 0.3), 0.8, 0, 20 });
+    mask.highlights.push_back({ Effect::MaskShape::Circle, QRectF(0.4, 0.4, 0.2, 0.2), 1, 0, 0 });
+    clip.addEffect(mask);
+    clip.setAnimation({ QStringLiteral("zoom"), { MTime(), MTime::fromSec(2) } });
+    clip.setStabilized(true);
+
+    const QImage image = Export::pictureAt(timeline, MTime::fromSec(1), QSize(160, 90));
+    const QColor centre = image.pixelColor(80, 45);
+    EXPECT_LT(centre.red(), 200) << "not darkened";
+    EXPECT_GT(centre.red(), centre.green()) << "no longer red";
+}
+
+TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is_left_out)
 {
     Model timeline;
     timeline.addTrack(TrackType::Video);
@@ -409,8 +655,16 @@ TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
     a.setSourceIn(MTime::fromSec(2));
     a.setSpeed(2.0);
     a.setStabilized(true);
-    put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2).setStabilized(true);
+    a.addEffect(Effect::BackgroundRemove {});
+    Effect::Lut lut;
+    lut.path = QStringLiteral("/nowhere/film.cube");
+    a.addEffect(lut);
+    Timeline::Clip &b = put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2);
+    b.addEffect(Effect::BackgroundRemove {}).setEnabled(false);
+    b.addEffect(Effect::Crop {});
     put(timeline, 1, samples().path(clipPath), 0, 1);
+    timeline.addTransition(std::make_unique<Transition::Object>(Transition::Id::ShaderISF), a.id(),
+                           b.id());
 
     const Export::RenderPlan plan = Export::planRender(
         timeline, Export::ExportRange::partial(MTime::fromSec(2), MTime::fromSec(6)));
@@ -422,10 +676,21 @@ TEST(RenderPlan, range_cuts_clips_and_undrawable_things_are_named_once)
     EXPECT_EQ(p.length, MTime::fromSec(3));
     EXPECT_DOUBLE_EQ(p.sourceStart(), 4.0); // 2 s in, then 1 s of the clip at twice the speed
     EXPECT_DOUBLE_EQ(p.sourceEnd(), 10.0);
-    EXPECT_EQ(plan.video[1].length, MTime::fromSec(1));
+    EXPECT_TRUE(p.stabilized);
+    EXPECT_TRUE(p.effects.empty());
+    // Centred on the cut at 3 s, as long as the shorter side allows (1 s of the still).
+    EXPECT_EQ(p.tail, MTime::fromMSec(500));
+    ASSERT_TRUE(plan.video[1].join.has_value());
+    EXPECT_EQ(plan.video[1].join->picture, "fade");
+    EXPECT_EQ(plan.video[1].lead, MTime::fromMSec(500));
+    EXPECT_EQ(plan.video[1].effects.size(), 1u) << "the switched-off effect is not drawn";
+    ASSERT_EQ(plan.layers.size(), 1u);
+    EXPECT_TRUE(plan.layers[0].pieces.empty()) << "the overlay clip lies before the range";
     ASSERT_EQ(plan.audio.size(), 1u);
     EXPECT_EQ(plan.audio[0].size(), 1u) << "a still image has no sound";
-    EXPECT_EQ(plan.leftOut, QStringList({ "stabilisation", "track 1 over the picture" }));
+    EXPECT_EQ(plan.leftOut,
+              QStringList({ "effect BackgroundRemove", "effect Lut (table file missing)",
+                            "transition ShaderISF (shown as a dissolve)" }));
 }
 
 } // namespace

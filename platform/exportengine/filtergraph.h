@@ -1,0 +1,42 @@
+#pragma once
+
+#include "exportengine_export.h"
+
+#include "exportengine/renderplan.h"
+
+#include <QSize>
+#include <QString>
+
+#include <boost/rational.hpp>
+
+// The timeline as filter graphs of the decoder library, in its text form: the same text the
+// `ffmpeg -filter_complex` option takes, so the export can be put beside the tool running the very
+// same graph. Each source file is read by a `movie` (or `amovie`) source inside the graph, which
+// seeks to the key frame before the piece and decodes forward. Pure functions of the plan.
+namespace Export {
+
+struct VideoFormat {
+    QSize size; // even width and height
+    boost::rational<std::int64_t> rate;
+};
+
+struct AudioFormat {
+    int sampleRate = 48000;
+    QString layout = QStringLiteral("stereo"); // the library's name of the channel layout
+    int channels = 2;
+};
+
+// The picture: the main track over black, every further picture track composited over it with
+// its clips' opacity and blending, the titles drawn on top; one output, labelled "out", with the
+// plan's duration in frames of `format`, as yuv420p.
+EXPORTENGINE_EXPORT QString videoGraph(const RenderPlan &plan, const VideoFormat &format);
+// The sound: every track's pieces with silence between, crossfaded under transitions, mixed
+// without a change of level; one output, labelled "out", of exactly the plan's duration, as
+// planar floats.
+EXPORTENGINE_EXPORT QString audioGraph(const RenderPlan &plan, const AudioFormat &format);
+
+// `value` as one option value inside a graph's text: escaped for the option parser and then for
+// the graph parser, so any file name or title text stays one value.
+EXPORTENGINE_EXPORT QString graphValue(const QString &value);
+
+} // namespace Export
