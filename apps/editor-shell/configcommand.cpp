@@ -27,7 +27,6 @@ namespace {
 
 using namespace Vantel::App::WebConfig;
 
-
 QString sourceText(std::optional<ValueSource> source)
 {
     switch (source.value_or(ValueSource::Default)) {

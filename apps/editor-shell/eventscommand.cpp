@@ -140,11 +140,11 @@ QJsonObject uploadJson(const Vantel::Tracking::UploadStatus &status)
 
 int runStatistics(Context &c)
 {
-    const auto parsed = parseStatisticsRequest(
-        c.arguments, c.json(),
-        c.options.isSet(QStringLiteral("wait"))
-            ? std::optional(c.options.text(QStringLiteral("wait")))
-            : std::nullopt);
+    const auto parsed
+        = parseStatisticsRequest(c.arguments, c.json(),
+                                 c.options.isSet(QStringLiteral("wait"))
+                                     ? std::optional(c.options.text(QStringLiteral("wait")))
+                                     : std::nullopt);
     if (const auto *usage = std::get_if<QString>(&parsed))
         return c.usageError(*usage);
     const StatisticsRequest &request = std::get<StatisticsRequest>(parsed);

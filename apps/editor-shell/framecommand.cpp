@@ -2,10 +2,12 @@
 
 #include "Application/application.h"
 #include "editing.h"
+#include "outputguard.h"
 
 #include "exportengine/exportengine.h"
 #include "project/project.h"
 #include "timeline/timeline.h"
+#include "util/format.h"
 
 #include <QFileInfo>
 #include <QImageWriter>
@@ -18,45 +20,35 @@ namespace Shell {
 
 namespace {
 
-const QCommandLineOption atOption(QStringLiteral("at"),
-                                  QStringLiteral("The moment, in seconds from the start."),
-                                  QStringLiteral("SECONDS"));
-const QCommandLineOption sizeOption(QStringLiteral("size"),
-                                    QStringLiteral("The picture's size (default: the project's "
-                                                   "resolution)."),
-                                    QStringLiteral("WxH"));
-
 constexpr int pngQuality = 70; // zlib level 2
 
 struct FrameRequest {
-    double seconds = 0;
+    MTime at;
     QSize size; // invalid: the project's
     QString output;
 };
 
-// The parse alone, so the options can move to the shell's option table unchanged in meaning.
-// Returns the exit code on a bad request (2, the message written).
+// The request the options make; the table has checked --at already.
 std::optional<FrameRequest> parseRequest(Context &context, int *exitCode)
 {
-    *exitCode = 2;
-    if (context.arguments.size() != 2 || !context.parser.isSet(atOption)) {
-        context.err << "Usage: editor-shell frame PROJECT --at SECONDS OUT.png [--size WxH] "
-                       "[--json]\n";
+    *exitCode = usageExit;
+    if (context.arguments.size() != 2) {
+        context.usageError(QStringLiteral("frame takes a PROJECT and an OUT.png file"));
         return std::nullopt;
     }
     FrameRequest request;
-    request.output = context.arguments.at(1);
-    if (!secondsOption(context, atOption, &request.seconds))
-        return std::nullopt;
-    if (context.parser.isSet(sizeOption)) {
-        const QStringList parts = context.parser.value(sizeOption).split(QLatin1Char('x'));
+    request.output = QFileInfo(context.arguments.at(1)).absoluteFilePath();
+    request.at = context.options.time(QStringLiteral("at"));
+    if (context.options.isSet(QStringLiteral("size"))) {
+        const QStringList parts
+            = context.options.text(QStringLiteral("size")).split(QLatin1Char('x'));
         bool w = false;
         bool h = false;
         if (parts.size() == 2)
             request.size = QSize(parts[0].toInt(&w), parts[1].toInt(&h));
         if (!w || !h || request.size.width() < 2 || request.size.height() < 2
             || request.size.width() > 16384 || request.size.height() > 16384) {
-            context.err << "editor-shell: --size takes WIDTHxHEIGHT, each 2 to 16384\n";
+            context.usageError(QStringLiteral("--size takes WIDTHxHEIGHT, each 2 to 16384"));
             return std::nullopt;
         }
     }
@@ -70,21 +62,18 @@ int run(Context &context)
     const std::optional<FrameRequest> request = parseRequest(context, &exitCode);
     if (!request)
         return exitCode;
-    if (QFileInfo(request->output).isDir()) {
-        context.err << "editor-shell: " << request->output << " is a folder\n";
+    if (!openForReading(context))
         return 1;
-    }
-    if (!openForEditing(context))
+    if (!checkOutput(context, request->output, QStringLiteral("frame"), true))
         return 1;
     const Project::Object &project = context.app.project();
     const QSize size = request->size.isValid() ? request->size : project.resolution();
-    const MTime at = MTime::fromSec(request->seconds);
+    const MTime at = request->at;
     QImage picture;
     try {
         picture = Export::pictureAt(project.timeline(), at, size);
     } catch (const std::exception &e) {
-        context.err << "editor-shell: " << QString::fromStdString(e.what()) << '\n';
-        return 1;
+        return context.failure(Format::printable(QString::fromStdString(e.what())));
     }
     // Written whole or not at all: a picture cut short would pass for a thumbnail.
     QSaveFile file(request->output);
@@ -93,11 +82,11 @@ int run(Context &context)
     // takes longer than the picture.
     writer.setQuality(pngQuality);
     if (!file.open(QIODevice::WriteOnly) || !writer.write(picture) || !file.commit()) {
-        context.err << "editor-shell: cannot write " << request->output << ": "
-                    << (writer.error() != QImageWriter::UnknownError ? writer.errorString()
-                                                                     : file.errorString())
-                    << '\n';
-        return 1;
+        return context.failure(QStringLiteral("cannot write %1: %2")
+                                   .arg(Format::printable(request->output),
+                                        writer.error() != QImageWriter::UnknownError
+                                            ? writer.errorString()
+                                            : file.errorString()));
     }
     printResult(context,
                 { { QStringLiteral("path"), QFileInfo(request->output).absoluteFilePath() },
@@ -108,7 +97,8 @@ int run(Context &context)
                     .arg(at.toClockString())
                     .arg(picture.width())
                     .arg(picture.height())
-                    .arg(request->output));
+                    .arg(Format::printable(request->output)));
+    rememberOutput(request->output, QStringLiteral("frame"));
     return 0;
 }
 
@@ -116,13 +106,17 @@ int run(Context &context)
 
 Command frameCommand()
 {
-    return { "frame",
-             "frame PROJECT --at SECONDS OUT.png [--size WxH] [--json]  the picture the export "
-             "shows at a moment",
-             [](QCommandLineParser &parser) {
-                 parser.addOptions({ atOption, sizeOption, jsonOutputOption });
-             },
-             run };
+    return tabledCommand(
+        "frame", QStringLiteral("PROJECT OUT.png"),
+        QStringLiteral("Write the picture the export shows at a moment of the project as a PNG."),
+        { position(QStringLiteral("at"),
+                   QStringLiteral("The moment, as `project open` shows times."))
+              .needed(),
+          text(QStringLiteral("size"),
+               QStringLiteral("The picture's size, each side 2 to 16384 (default: the project's "
+                              "resolution)."),
+               QStringLiteral("WxH")) },
+        run);
 }
 
 } // namespace Shell

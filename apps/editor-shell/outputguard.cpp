@@ -93,8 +93,7 @@ bool lockProject(Context &context, const QString &path)
             const TerminalLog::Told told;
             LOG(WARNING) << e.what();
         }
-        context.err << errorPrefix << Format::printable(QString::fromStdString(e.what()))
-                    << '\n';
+        context.err << errorPrefix << Format::printable(QString::fromStdString(e.what())) << '\n';
         return false;
     }
 }

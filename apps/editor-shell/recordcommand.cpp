@@ -40,7 +40,6 @@ namespace Shell {
 
 namespace {
 
-
 void printJson(QTextStream &out, const QJsonObject &object)
 {
     out << QJsonDocument(object).toJson(QJsonDocument::Compact) << '\n';
@@ -74,7 +73,10 @@ int listDevices(Context &c)
 
 // A run that saved nothing still answers a script with the result's object: the reason on the
 // error stream (unless the layer or the output check `told` it already) and in "error".
-int notRecorded(Context &c, const QString &device, const QString &error, int status,
+int notRecorded(Context &c,
+                const QString &device,
+                const QString &error,
+                int status,
                 bool told = false)
 {
     if (!told)
@@ -410,9 +412,8 @@ int record(Context &c)
     // The layer has told why on the terminal; a script hears it in the result.
     if (status < 0)
         status = notRecorded(c, deviceUid,
-                             device.IsNull()
-                                 ? QStringLiteral("Can't find a device: ") + deviceUid
-                                 : QStringLiteral("the recording did not start"),
+                             device.IsNull() ? QStringLiteral("Can't find a device: ") + deviceUid
+                                             : QStringLiteral("the recording did not start"),
                              1, true);
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
