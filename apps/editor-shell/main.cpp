@@ -14,6 +14,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QJsonDocument>
 
 #include <glog/logging.h>
 
@@ -141,6 +142,10 @@ int main(int argc, char **argv)
         const Shell::ParsedLine line = Shell::parseLine(table, rest);
         if (!line.error.isEmpty()) {
             err << Shell::errorPrefix << line.error << hint;
+            if (command->refusedJson && rest.contains(QStringLiteral("--json")))
+                out << QJsonDocument(command->refusedJson(line.error))
+                           .toJson(QJsonDocument::Compact)
+                    << '\n';
             return Shell::usageExit;
         }
         if (line.help || leading.help) {

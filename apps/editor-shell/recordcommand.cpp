@@ -71,6 +71,19 @@ int listDevices(Context &c)
     return 0;
 }
 
+// The result of a run that saved nothing: what a script reads instead of the take's figures.
+QJsonObject notRecordedObject(const QString &device, const QString &error)
+{
+    return {
+        { QStringLiteral("path"), QString() },   { QStringLiteral("saved"), false },
+        { QStringLiteral("error"), error },      { QStringLiteral("device"), device },
+        { QStringLiteral("frames"), 0 },         { QStringLiteral("sampleRate"), 0 },
+        { QStringLiteral("channels"), 0 },       { QStringLiteral("seconds"), 0 },
+        { QStringLiteral("lostFrames"), 0 },     { QStringLiteral("overruns"), 0 },
+        { QStringLiteral("deviceLost"), false }, { QStringLiteral("firstSampleLatencyMs"), 0 }
+    };
+}
+
 // A run that saved nothing still answers a script with the result's object: the reason on the
 // error stream (unless the layer or the output check `told` it already) and in "error".
 int notRecorded(Context &c,
@@ -82,19 +95,7 @@ int notRecorded(Context &c,
     if (!told)
         c.err << errorPrefix << error << '\n';
     if (c.json())
-        printJson(c.out,
-                  { { QStringLiteral("path"), QString() },
-                    { QStringLiteral("saved"), false },
-                    { QStringLiteral("error"), error },
-                    { QStringLiteral("device"), device },
-                    { QStringLiteral("frames"), 0 },
-                    { QStringLiteral("sampleRate"), 0 },
-                    { QStringLiteral("channels"), 0 },
-                    { QStringLiteral("seconds"), 0 },
-                    { QStringLiteral("lostFrames"), 0 },
-                    { QStringLiteral("overruns"), 0 },
-                    { QStringLiteral("deviceLost"), false },
-                    { QStringLiteral("firstSampleLatencyMs"), 0 } });
+        printJson(c.out, notRecordedObject(device, error));
     return status;
 }
 
@@ -340,7 +341,7 @@ int record(Context &c)
     }
     Request r;
     if (const QString problem = parse(c, r); !problem.isEmpty())
-        return c.usageError(problem);
+        return notRecorded(c, QString::fromStdString(r.device), problem, usageExit);
     Capture::IAudioCapture *capture = Capture::audioCapture();
     const QString deviceUid = QString::fromStdString(r.device);
     if (!capture)
@@ -454,6 +455,7 @@ Command recordCommand()
                  QStringLiteral("Save the newest interrupted take to OUT instead.")),
         },
         record);
+    command.refusedJson = [](const QString &error) { return notRecordedObject({}, error); };
     return command;
 }
 

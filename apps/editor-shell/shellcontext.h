@@ -3,6 +3,7 @@
 #include "options.h"
 
 #include <QCommandLineParser>
+#include <QJsonObject>
 #include <QStringList>
 #include <QTextStream>
 
@@ -57,6 +58,9 @@ struct Command {
     QString details {}; // further lines for `help COMMAND`
     bool json = false; // takes --json
     bool tabled = false; // parsed by the option layer from `options`
+    // For a command whose --json answers with an object every time: the object a script gets
+    // when the command line is refused before the command runs.
+    std::function<QJsonObject(const QString &error)> refusedJson {};
 
     // The command as help and the README describe it.
     CommandHelp help() const;

@@ -573,6 +573,7 @@ Round Uploader::Impl::send(QNetworkAccessManager &network,
     const auto readSome = [&] {
         if (!sent->isOpen())
             return;
+        // read-check: the collector's answer on the network, kept within MaxResponseBytes.
         const QByteArray chunk = sent->readAll();
         if (answer.size() < MaxResponseBytes)
             answer += chunk.left(MaxResponseBytes - answer.size());

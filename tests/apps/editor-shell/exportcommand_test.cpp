@@ -246,8 +246,7 @@ TEST_F(ExportCommand, replaces_a_file_with_yes_then_its_own_output_and_tells_a_m
                                   QStringLiteral("--preset"),
                                   QStringLiteral("webm_vp9_720p"),
                                   QStringLiteral("--range"),
-                                  QStringLiteral("0"),
-                                  QStringLiteral("0.2") };
+                                  QStringLiteral("0-0.2") };
     const auto agreed = TestSupport::runShell(QStringLiteral(EDITOR_SHELL), data.path(),
                                               QStringList { QStringLiteral("--yes") } + arguments);
     ASSERT_EQ(agreed.exitCode, 0) << qPrintable(agreed.err);
