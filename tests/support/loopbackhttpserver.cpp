@@ -89,21 +89,6 @@ void streamPattern(QTcpSocket *socket,
     topUp();
 }
 
-QByteArray compress(const QByteArray &body, int windowBits)
-{
-    z_stream stream {};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, windowBits, 9, Z_DEFAULT_STRATEGY);
-    QByteArray out(static_cast<int>(deflateBound(&stream, static_cast<uLong>(body.size()))), '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(body.constData()));
-    stream.avail_in = static_cast<uInt>(body.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(static_cast<int>(stream.total_out));
-    deflateEnd(&stream);
-    return out;
-}
-
 // A gzip stream of `bytes` zero bytes, made without holding them.
 QByteArray gzipOfZeros(qint64 bytes)
 {
@@ -320,6 +305,21 @@ protected:
 };
 
 } // namespace
+
+QByteArray compress(const QByteArray &body, int windowBits)
+{
+    z_stream stream {};
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, windowBits, 9, Z_DEFAULT_STRATEGY);
+    QByteArray out(static_cast<int>(deflateBound(&stream, static_cast<uLong>(body.size()))), '\0');
+    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(body.constData()));
+    stream.avail_in = static_cast<uInt>(body.size());
+    stream.next_out = reinterpret_cast<Bytef *>(out.data());
+    stream.avail_out = static_cast<uInt>(out.size());
+    deflate(&stream, Z_FINISH);
+    out.resize(static_cast<int>(stream.total_out));
+    deflateEnd(&stream);
+    return out;
+}
 
 void LoopbackHttpServer::trustTestCertificate()
 {

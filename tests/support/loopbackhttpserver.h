@@ -15,6 +15,9 @@ class QTcpServer;
 
 namespace TestSupport {
 
+// `body` deflated at the best level: windowBits 31 makes gzip, 15 a zlib stream, -15 bare deflate.
+QByteArray compress(const QByteArray &body, int windowBits);
+
 // A small HTTP/1.1 server on 127.0.0.1 with its own thread, serving the ways a download can go:
 //   /file/NAME         the body set for NAME, with an ETag; "304" to a matching If-None-Match;
 //                      "206" with the rest to "Range: bytes=N-" when If-Range is absent or matches

@@ -1,31 +1,17 @@
 #include "downloader/inflater.h"
 
+#include "loopbackhttpserver.h"
 #include "tablerow.h"
 
 #include <QByteArray>
 
 #include <gtest/gtest.h>
 
-#include <zlib.h>
-
 namespace {
 
 using namespace Downloader;
 
-QByteArray compress(const QByteArray &data, int windowBits)
-{
-    z_stream stream {};
-    deflateInit2(&stream, 6, Z_DEFLATED, windowBits, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(static_cast<int>(deflateBound(&stream, data.size())) + 64, '\0');
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = static_cast<uInt>(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(static_cast<int>(stream.total_out));
-    deflateEnd(&stream);
-    return out;
-}
+using TestSupport::compress;
 
 const QByteArray text = QByteArray("{\"items\": [") + QByteArray(300000, 'x') + "]}";
 
