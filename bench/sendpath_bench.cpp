@@ -6,6 +6,7 @@
 #include "Messages/statistics.h"
 #include "Statistics/controller.h"
 #include "Statistics/eventparams.h"
+#include "interactions.h"
 
 #include "pubsub/subscriber.h"
 #include "tracking/eventstore.h"
@@ -37,18 +38,6 @@ public:
     }
     std::vector<Vantel::Tracking::TrackedEvent> kept;
 };
-
-Statistics::InteractionNotification fiveParameterInteraction()
-{
-    Statistics::InteractionNotification n(QStringLiteral("TRANSITION_SETTINGS_CHANGED"),
-                                          QStringLiteral("context_menu"));
-    n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Cross fade"));
-    n.parameters.insert(QStringLiteral("DURATION_MS"), QStringLiteral("1500"));
-    n.parameters.insert(QStringLiteral("ALL_CLIPS"), QStringLiteral("false"));
-    n.parameters.insert(QStringLiteral("TRACK"), QStringLiteral("2"));
-    n.parameters.insert(QStringLiteral("SOURCE"), QStringLiteral("collection"));
-    return n;
-}
 
 void publishInteractions(benchmark::State &state,
                          std::shared_ptr<Vantel::Tracking::IEventSink> sink)

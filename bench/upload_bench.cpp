@@ -5,6 +5,7 @@
 
 #include "Messages/statistics.h"
 #include "Statistics/controller.h"
+#include "interactions.h"
 
 #include "loopbackhttpserver.h"
 #include "pubsub/subscriber.h"
@@ -132,6 +133,16 @@ std::shared_ptr<EventStore> freshStore(int round)
     return std::make_shared<EventStore>(file);
 }
 
+// Both sides report alike: events per second of wall time, bytes on the wire, CPU per 1,000.
+void setUploadCounters(benchmark::State &state, qint64 bytes, double cpuSeconds)
+{
+    const double rounds = double(state.iterations());
+    state.counters["events_per_s"]
+        = benchmark::Counter(double(Events) * rounds, benchmark::Counter::kIsRate);
+    state.counters["wire_bytes_per_event"] = double(bytes) / rounds / Events;
+    state.counters["cpu_ms_per_1000"] = cpuSeconds / rounds / (Events / 1000.0) * 1000.0;
+}
+
 void BM_Upload(benchmark::State &state)
 {
     Receiver &r = receiver();
@@ -160,11 +171,7 @@ void BM_Upload(benchmark::State &state)
         std::lock_guard<std::mutex> lock(r.mutex);
         bytes += r.bytes;
     }
-    const double rounds = double(state.iterations());
-    state.counters["events_per_s"]
-        = benchmark::Counter(double(Events) * rounds, benchmark::Counter::kIsRate);
-    state.counters["wire_bytes_per_event"] = double(bytes) / rounds / Events;
-    state.counters["cpu_ms_per_1000"] = cpu / rounds / (Events / 1000.0) * 1000.0;
+    setUploadCounters(state, bytes, cpu);
 }
 
 // The same bodies, already made, posted by curl over one connection.
@@ -223,23 +230,7 @@ void BM_UploadCurl(benchmark::State &state)
         std::lock_guard<std::mutex> lock(r.mutex);
         bytes += r.bytes;
     }
-    const double rounds = double(state.iterations());
-    state.counters["events_per_s"]
-        = benchmark::Counter(double(Events) * rounds, benchmark::Counter::kIsRate);
-    state.counters["wire_bytes_per_event"] = double(bytes) / rounds / Events;
-    state.counters["cpu_ms_per_1000"] = cpu / rounds / (Events / 1000.0) * 1000.0;
-}
-
-Statistics::InteractionNotification fiveParameterInteraction()
-{
-    Statistics::InteractionNotification n(QStringLiteral("TRANSITION_SETTINGS_CHANGED"),
-                                          QStringLiteral("context_menu"));
-    n.parameters.insert(QStringLiteral("NAME"), QStringLiteral("Cross fade"));
-    n.parameters.insert(QStringLiteral("DURATION_MS"), QStringLiteral("1500"));
-    n.parameters.insert(QStringLiteral("ALL_CLIPS"), QStringLiteral("false"));
-    n.parameters.insert(QStringLiteral("TRACK"), QStringLiteral("2"));
-    n.parameters.insert(QStringLiteral("SOURCE"), QStringLiteral("collection"));
-    return n;
+    setUploadCounters(state, bytes, cpu);
 }
 
 // The editor's send path (interaction to the store's hand-off) while the uploader drains a full
