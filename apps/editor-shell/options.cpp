@@ -188,13 +188,23 @@ Option flag(const QString &name, const QString &help)
     return option;
 }
 
-Option seconds(const QString &name, const QString &help, double min, double max)
+namespace {
+
+// A number option that takes values from `min` to `max`.
+Option bounded(const QString &name, const QString &help, ValueType type, double min, double max)
 {
     Option option = flag(name, help);
-    option.type = ValueType::Seconds;
+    option.type = type;
     option.min = min;
     option.max = max;
     return option;
+}
+
+} // namespace
+
+Option seconds(const QString &name, const QString &help, double min, double max)
+{
+    return bounded(name, help, ValueType::Seconds, min, max);
 }
 
 double maxPositionSeconds()
@@ -214,18 +224,12 @@ Option duration(const QString &name, const QString &help)
 
 Option percent(const QString &name, const QString &help, int min, int max)
 {
-    Option option = flag(name, help);
-    option.type = ValueType::Percent;
-    option.min = min;
-    option.max = max;
-    return option;
+    return bounded(name, help, ValueType::Percent, min, max);
 }
 
 Option integer(const QString &name, const QString &help, int min, int max)
 {
-    Option option = percent(name, help, min, max);
-    option.type = ValueType::Integer;
-    return option;
+    return bounded(name, help, ValueType::Integer, min, max);
 }
 
 Option range(const QString &name, const QString &help)
