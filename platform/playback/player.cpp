@@ -102,6 +102,12 @@ void Player::setOverlayPixmap(const QPixmap &pixmap)
     emit overlayChanged();
 }
 
+void Player::setPicture(const QImage &picture)
+{
+    m_picture = picture;
+    emit pictureChanged();
+}
+
 void setCurrentPlayback(Player *player)
 {
     current = player;

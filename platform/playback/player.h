@@ -5,6 +5,7 @@
 #include "audio/clock.h"
 #include "util/mtime.h"
 
+#include <QImage>
 #include <QObject>
 #include <QPixmap>
 #include <QTimer>
@@ -51,6 +52,11 @@ public:
     void addWatcher(PlaybackWatcher *watcher);
     void removeWatcher(PlaybackWatcher *watcher);
 
+    // The timeline's picture at the position, at preview size; null before the first one is
+    // made. Whatever renders the timeline sets it as frames become due.
+    void setPicture(const QImage &picture);
+    const QImage &picture() const { return m_picture; }
+
     // The picture laid over the video (the voice-over countdown); a null pixmap clears it.
     void setOverlayPixmap(const QPixmap &pixmap);
     const QPixmap &overlayPixmap() const { return m_overlay; }
@@ -60,6 +66,7 @@ signals:
     void stopped();
     void positionChanged();
     void overlayChanged();
+    void pictureChanged();
 
 private:
     void begin();
@@ -71,6 +78,7 @@ private:
     bool m_starting = false;
     QTimer m_ticker;
     QPixmap m_overlay;
+    QImage m_picture;
     std::vector<PlaybackWatcher *> m_watchers;
 };
 
