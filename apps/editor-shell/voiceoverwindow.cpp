@@ -117,9 +117,7 @@ QLabel *clockLabel(QWidget *parent)
 
 } // namespace
 
-VoiceOverWindow::VoiceOverWindow(Playback::Player &player,
-                                 const LevelMeter &meter,
-                                 QWidget *parent)
+VoiceOverWindow::VoiceOverWindow(Playback::Player &player, const LevelMeter &meter, QWidget *parent)
     : QWidget(parent)
     , m_player(player)
     , m_meterBar(new LevelBar(meter, this))
@@ -155,9 +153,8 @@ VoiceOverWindow::VoiceOverWindow(Playback::Player &player,
     setRecording(false);
 
     connect(m_stop, &QPushButton::clicked, this, &VoiceOverWindow::requestStop);
-    connect(m_devices, qOverload<int>(&QComboBox::activated), this, [this](int index) {
-        emit deviceChosen(m_devices->itemData(index).toString());
-    });
+    connect(m_devices, qOverload<int>(&QComboBox::activated), this,
+            [this](int index) { emit deviceChosen(m_devices->itemData(index).toString()); });
     connect(&player, &Playback::Player::positionChanged, this, &VoiceOverWindow::showPlayhead);
     connect(&player, &Playback::Player::started, this, &VoiceOverWindow::showPlayhead);
     connect(&player, &Playback::Player::stopped, this, &VoiceOverWindow::showPlayhead);
@@ -180,11 +177,10 @@ void VoiceOverWindow::setDevices(const std::vector<AudIO::AudioDeviceInfo> &devi
 void VoiceOverWindow::setRecording(bool recording)
 {
     m_devices->setEnabled(!recording);
-    m_devices->setToolTip(recording
-                              ? tr("The input cannot change while recording: a take is made "
-                                   "from one device. Stop, then record again with another.")
-                              : tr("The input to record from; another one chosen now is used "
-                                   "for this take"));
+    m_devices->setToolTip(recording ? tr("The input cannot change while recording: a take is made "
+                                         "from one device. Stop, then record again with another.")
+                                    : tr("The input to record from; another one chosen now is used "
+                                         "for this take"));
 }
 
 void VoiceOverWindow::showProgress(MTime recorded)

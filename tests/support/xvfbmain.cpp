@@ -1,7 +1,7 @@
 // The main of the suites that draw on a real X server: a private Xvfb on a display number the
 // server picks itself (parallel suites never collide), reached only through its local socket, and
-// stopped when the suite ends. Without one the suite still runs, offscreen, and its tests say why
-// they skip.
+// stopped when the suite ends (or, should the suite die, when its last client goes). Without one
+// the suite still runs, offscreen, and its tests say why they skip.
 
 #include "virtualdisplay.h"
 
@@ -40,7 +40,8 @@ public:
         }
         int pipe[2];
         if (::pipe2(pipe, O_CLOEXEC) != 0) {
-            missing = QStringLiteral("no pipe for Xvfb: ") + QString::fromLocal8Bit(strerror(errno));
+            missing
+                = QStringLiteral("no pipe for Xvfb: ") + QString::fromLocal8Bit(strerror(errno));
             return {};
         }
         // The server writes the number it took to its standard output once it accepts clients.
@@ -49,8 +50,8 @@ public:
         posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
         posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
         const QByteArray path = program.toLocal8Bit();
-        const char *argv[] = { path.constData(), "-displayfd", "1", "-screen", "0", "1024x768x24",
-                               "-nolisten", "tcp", nullptr };
+        const char *argv[] = { path.constData(), "-displayfd", "1",   "-screen",    "0",
+                               "1024x768x24",    "-nolisten",  "tcp", "-terminate", nullptr };
         const int spawned = posix_spawn(&m_pid, path.constData(), &actions, nullptr,
                                         const_cast<char **>(argv), environ);
         posix_spawn_file_actions_destroy(&actions);

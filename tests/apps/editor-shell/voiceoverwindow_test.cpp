@@ -37,7 +37,8 @@ bool isClose(QColor a, QColor b)
 QPixmap digit(int seconds)
 {
     const QFont font = Settings::audioCaptureCountdownFont();
-    QPixmap pixmap(QFontMetrics(font).boundingRect(QString::number(seconds)).size() + QSize(16, 16));
+    QPixmap pixmap(QFontMetrics(font).boundingRect(QString::number(seconds)).size()
+                   + QSize(16, 16));
     pixmap.fill(Qt::transparent);
     QPainter painter(&pixmap);
     painter.setFont(font);
@@ -117,21 +118,34 @@ TEST_P(PlayerView, shows_the_picture_and_the_countdown_over_it)
     EXPECT_EQ(white > 500, row.countdown) << white << " white pixels";
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Window,
-    PlayerView,
-    ::testing::Values(
-        ViewCase { "black_before_the_first_picture", {}, {}, false, { { { 0.5, 0.5 }, Qt::black } } },
-        ViewCase { "the_picture_fills_the_middle", { 320, 180 }, QColor(200, 40, 40), false,
-                   { { { 0.5, 0.5 }, QColor(200, 40, 40) } } },
-        ViewCase { "a_tall_picture_keeps_its_shape_between_black_bars", { 90, 160 },
-                   QColor(40, 80, 200), false,
-                   { { { 0.03, 0.5 }, Qt::black }, { { 0.5, 0.5 }, QColor(40, 80, 200) } } },
-        ViewCase { "the_countdown_digit_over_the_picture", { 320, 180 }, QColor(40, 160, 60),
-                   true, { { { 0.05, 0.5 }, QColor(40, 160, 60) } } }),
-    TestSupport::tableRowName);
+INSTANTIATE_TEST_SUITE_P(Window,
+                         PlayerView,
+                         ::testing::Values(ViewCase { "black_before_the_first_picture",
+                                                      {},
+                                                      {},
+                                                      false,
+                                                      { { { 0.5, 0.5 }, Qt::black } } },
+                                           ViewCase { "the_picture_fills_the_middle",
+                                                      { 320, 180 },
+                                                      QColor(200, 40, 40),
+                                                      false,
+                                                      { { { 0.5, 0.5 }, QColor(200, 40, 40) } } },
+                                           ViewCase {
+                                               "a_tall_picture_keeps_its_shape_between_black_bars",
+                                               { 90, 160 },
+                                               QColor(40, 80, 200),
+                                               false,
+                                               { { { 0.03, 0.5 }, Qt::black },
+                                                 { { 0.5, 0.5 }, QColor(40, 80, 200) } } },
+                                           ViewCase { "the_countdown_digit_over_the_picture",
+                                                      { 320, 180 },
+                                                      QColor(40, 160, 60),
+                                                      true,
+                                                      { { { 0.05, 0.5 }, QColor(40, 160, 60) } } }),
+                         TestSupport::tableRowName);
 
-TEST_F(VoiceOverWindowTest, the_meter_bar_grows_on_a_db_scale_and_the_clip_mark_lights_at_full_scale)
+TEST_F(VoiceOverWindowTest,
+       the_meter_bar_grows_on_a_db_scale_and_the_clip_mark_lights_at_full_scale)
 {
     auto *bar = window.findChild<QWidget *>(QStringLiteral("levelBar"));
     ASSERT_NE(bar, nullptr);
@@ -206,10 +220,10 @@ TEST(RecordWindow, records_the_tone_with_the_window_on_the_display)
     QTemporaryDir data;
     const QString out = data.filePath(QStringLiteral("voice.wav"));
     // The shell inherits the suite's display, so the window really opens there.
-    const auto r = TestSupport::runShell(
-        EDITOR_SHELL, data.path(),
-        { "record", out, "--window", "--seconds", "1", "--countdown", "1", "--device",
-          "virtual:tone:440", "--json" });
+    const auto r
+        = TestSupport::runShell(EDITOR_SHELL, data.path(),
+                                { "record", out, "--window", "--seconds", "1", "--countdown", "1",
+                                  "--device", "virtual:tone:440", "--json" });
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     EXPECT_TRUE(TestSupport::jsonLines(r.out.toUtf8()).value(0).value("saved").toBool());
     const auto take = TestSupport::readAudioFile(out);
