@@ -81,7 +81,10 @@ public:
         : QWidget(parent)
     {
         QFont small = font();
-        small.setPointSizeF(small.pointSizeF() * 0.8);
+        if (small.pointSizeF() > 0)
+            small.setPointSizeF(small.pointSizeF() * 0.8);
+        else
+            small.setPixelSize(std::max(8, small.pixelSize() * 4 / 5));
         setFont(small);
         setFixedHeight(fontMetrics().height() + tickLength + 1);
     }
