@@ -43,8 +43,6 @@ public:
         setObjectName(QStringLiteral("levelBar"));
         setFixedHeight(16);
         setAttribute(Qt::WA_OpaquePaintEvent);
-        setToolTip(tr("The input's level in dBFS, with the highest peak of the last three seconds "
-                      "and a mark that lights when a sample reaches full scale"));
     }
 
 protected:
@@ -149,6 +147,8 @@ VoiceOverWindow::VoiceOverWindow(Playback::Player &player, const LevelMeter &met
     controls->addWidget(m_stop);
     layout->addLayout(controls);
 
+    m_meterBar->setToolTip(tr("The input's level in dBFS, with the highest peak of the last three "
+                              "seconds and a mark that lights when a sample reaches full scale"));
     m_recorded->setToolTip(tr("How much the take holds"));
     m_playhead->setToolTip(tr("Where the timeline is playing"));
     m_stop->setToolTip(tr("Stop and save the take (as Ctrl+C does)"));
