@@ -333,8 +333,9 @@ int record(Context &c)
     if (c.options.isSet(QStringLiteral("window"))) {
         window = std::make_unique<VoiceOverWindow>(player, session.meter);
         window->setWindowTitle(QStringLiteral("Voice-over: ") + QFileInfo(r.out).fileName());
-        window->setDevices(AudIO::AudioDeviceManager::Instance().GetInputs(),
-                           QString::fromStdString(r.device));
+        auto &devices = AudIO::AudioDeviceManager::Instance();
+        window->setDevices(devices.GetInputs(), QString::fromStdString(r.device));
+        window->followDevices(devices);
         QObject::connect(window.get(), &VoiceOverWindow::stopRequested,
                          [&session] { session.interrupt(); });
         // Another input during the countdown: the layer ends the countdown as it switches, so

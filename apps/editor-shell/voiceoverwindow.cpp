@@ -2,6 +2,7 @@
 
 #include "levelmeter.h"
 
+#include "audio/audiodevicemanager.h"
 #include "playback/player.h"
 #include "playback/playerwidget.h"
 
@@ -118,6 +119,34 @@ QLabel *clockLabel(QWidget *parent)
 
 } // namespace
 
+// The manager tells of a new list on its own thread; the window takes it on the main thread.
+class VoiceOverWindow::DeviceFollower final : public AudIO::IAudioDevicesObserver {
+public:
+    DeviceFollower(VoiceOverWindow &window, AudIO::AudioDeviceManager &manager)
+        : m_window(window)
+        , m_manager(manager)
+    {
+        manager.AddObserver(this);
+    }
+    // Once this returns no call is running, and what one posted goes with the window.
+    ~DeviceFollower() override { m_manager.RemoveObserver(this); }
+
+    void OnAudioDevicesChanged(const std::vector<AudIO::AudioDeviceInfo> &devices) override
+    {
+        VoiceOverWindow *window = &m_window;
+        QMetaObject::invokeMethod(
+            window,
+            [window, devices] {
+                window->setDevices(devices, window->m_devices->currentData().toString());
+            },
+            Qt::QueuedConnection);
+    }
+
+private:
+    VoiceOverWindow &m_window;
+    AudIO::AudioDeviceManager &m_manager;
+};
+
 VoiceOverWindow::VoiceOverWindow(Playback::Player &player, const LevelMeter &meter, QWidget *parent)
     : QWidget(parent)
     , m_player(player)
@@ -164,6 +193,8 @@ VoiceOverWindow::VoiceOverWindow(Playback::Player &player, const LevelMeter &met
     showPlayhead();
 }
 
+VoiceOverWindow::~VoiceOverWindow() = default;
+
 void VoiceOverWindow::setDevices(const std::vector<AudIO::AudioDeviceInfo> &devices,
                                  const QString &current)
 {
@@ -175,6 +206,11 @@ void VoiceOverWindow::setDevices(const std::vector<AudIO::AudioDeviceInfo> &devi
     if (m_devices->findData(current) < 0)
         m_devices->addItem(current, current);
     m_devices->setCurrentIndex(m_devices->findData(current));
+}
+
+void VoiceOverWindow::followDevices(AudIO::AudioDeviceManager &manager)
+{
+    m_follower = std::make_unique<DeviceFollower>(*this, manager);
 }
 
 void VoiceOverWindow::setRecording(bool recording)

@@ -5,11 +5,16 @@
 
 #include <QWidget>
 
+#include <memory>
 #include <vector>
 
 class QComboBox;
 class QLabel;
 class QPushButton;
+
+namespace AudIO {
+class AudioDeviceManager;
+}
 
 namespace Playback {
 class Player;
@@ -27,10 +32,14 @@ class VoiceOverWindow final : public QWidget {
     Q_OBJECT
 public:
     VoiceOverWindow(Playback::Player &player, const LevelMeter &meter, QWidget *parent = nullptr);
+    ~VoiceOverWindow() override;
 
     // The inputs offered, `current` chosen; one not in the list (a virtual input named on the
     // command line) is offered too, so the choice shows what is recorded.
     void setDevices(const std::vector<AudIO::AudioDeviceInfo> &devices, const QString &current);
+    // Offers the inputs as `manager` lists them from now on, as they are plugged and pulled; the
+    // choice stays. `manager` outlives the window.
+    void followDevices(AudIO::AudioDeviceManager &manager);
     // From the first sample on the input stays as it is: a take is made from one device.
     void setRecording(bool recording);
     // The take holds `recorded`; the meter has a new reading.
@@ -46,6 +55,8 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
+    class DeviceFollower;
+
     void requestStop();
     void showPlayhead();
 
@@ -55,6 +66,7 @@ private:
     QLabel *m_playhead;
     QComboBox *m_devices;
     QPushButton *m_stop;
+    std::unique_ptr<DeviceFollower> m_follower;
 };
 
 } // namespace Shell

@@ -10,6 +10,7 @@
 #include "tablerow.h"
 #include "virtualdisplay.h"
 
+#include "audio/audiodevicemanager.h"
 #include "playback/player.h"
 #include "playback/playerwidget.h"
 
@@ -198,6 +199,27 @@ TEST_F(VoiceOverWindowTest, the_input_is_chosen_before_the_take_and_fixed_during
     window.setRecording(true);
     EXPECT_FALSE(devices->isEnabled());
     EXPECT_TRUE(devices->toolTip().contains("while recording"));
+}
+
+TEST_F(VoiceOverWindowTest, the_inputs_offered_follow_the_devices_as_they_come_and_go)
+{
+    QTemporaryDir files;
+    const QString path = files.filePath(QStringLiteral("input.wav"));
+    TestSupport::writeToneFile(path, 440, 48000, 1, 0.1);
+    const QString uid = QStringLiteral("virtual:file:") + path;
+    auto &manager = AudIO::AudioDeviceManager::Instance();
+    // A file input, once named, is listed while its file is there.
+    ASSERT_FALSE(manager.FindDeviceByUid(uid.toStdString()).IsNull());
+    window.setDevices(manager.GetInputs(), QStringLiteral("virtual:tone:440"));
+    window.followDevices(manager);
+    auto *devices = window.findChild<QComboBox *>();
+    ASSERT_NE(devices, nullptr);
+    ASSERT_GE(devices->findData(uid), 0);
+
+    QFile::remove(path);
+    manager.Rescan();
+    EXPECT_TRUE(TestSupport::waitUntil([&] { return devices->findData(uid) < 0; }));
+    EXPECT_EQ(devices->currentData().toString(), "virtual:tone:440") << "the choice stays";
 }
 
 TEST_F(VoiceOverWindowTest, stop_and_closing_the_window_both_ask_to_stop_and_save)
