@@ -27,6 +27,8 @@ packages=(
   libavfilter-dev libswscale-dev
   # titles: drawtext finds its font through fontconfig; DejaVu is the sans-serif it finds
   fontconfig fonts-dejavu-core
+  # the voice-over window's tests draw on a private X server and take screenshots of it
+  xvfb
   # the external lists' reader (on-demand JSON parsing without a document tree)
   libsimdjson-dev
   # gzip and deflate bodies inflated as they stream; the checksum of a kept partial download;

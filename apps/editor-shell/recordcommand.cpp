@@ -6,6 +6,7 @@
 #include "levelmeter.h"
 #include "outputguard.h"
 #include "shellcontext.h"
+#include "voiceoverwindow.h"
 
 #include "Application/application.h"
 #include "CaptureController/iaudiocapture.h"
@@ -16,7 +17,6 @@
 #include "audio/takefile.h"
 #include "dialogs/terminaldialogs.h"
 #include "playback/player.h"
-#include "playback/playerwidget.h"
 #include "util/format.h"
 #include "util/settingspaths.h"
 
@@ -26,13 +26,11 @@
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLabel>
-#include <QPainter>
 #include <QTimer>
-#include <QVBoxLayout>
 
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include <unistd.h>
 
@@ -135,36 +133,6 @@ int recover(Context &c, const QString &out)
     return 0;
 }
 
-// A bar for the window, drawn from the same meter as the terminal line.
-class MeterWidget final : public QWidget {
-public:
-    explicit MeterWidget(const LevelMeter &meter)
-        : m_meter(meter)
-    {
-        setMinimumHeight(18);
-    }
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter p(this);
-        p.fillRect(rect(), QColor(30, 30, 30));
-        const int w = width();
-        const int level = LevelMeter::cells(m_meter.levelDb(), w);
-        const int hot = LevelMeter::cells(-12.0, w);
-        p.fillRect(0, 0, std::min(level, hot), height(), QColor(40, 200, 60));
-        if (level > hot)
-            p.fillRect(hot, 0, level - hot, height(), QColor(230, 200, 40));
-        const int hold = LevelMeter::cells(m_meter.holdDb(), w);
-        p.fillRect(std::max(0, hold - 2), 0, 2, height(), Qt::white);
-        if (m_meter.clipping())
-            p.fillRect(w - 10, 0, 10, height(), Qt::red);
-    }
-
-private:
-    const LevelMeter &m_meter;
-};
-
 struct Request {
     QString out;
     double seconds = 0; // 0: until stopped
@@ -223,6 +191,8 @@ public:
             c.err << "recording" << (isTerminal ? " (Ctrl+C stops and saves)" : "") << '\n';
             c.err.flush();
             capture.showLevels();
+            if (window)
+                window->setRecording(true);
             clock.start();
             meterTimer.start();
         }
@@ -267,9 +237,7 @@ public:
         meter.update(capture.peakLevel(), clock.elapsed());
         const MTime recorded = capture.recordedTime();
         if (window)
-            window->update();
-        if (elapsedLabel)
-            elapsedLabel->setText(recorded.toClockString());
+            window->showProgress(recorded);
         if (isTerminal) {
             c.err << '\r' << recorded.toClockString() << "  " << meter.line(30) << "   ";
             c.err.flush();
@@ -286,8 +254,7 @@ public:
     QTimer meterTimer;
     QElapsedTimer clock;
     QEventLoop *loop = nullptr;
-    QWidget *window = nullptr;
-    QLabel *elapsedLabel = nullptr;
+    VoiceOverWindow *window = nullptr;
     Capture::CaptureResult finished;
     bool done = false;
     bool interrupted = false;
@@ -361,16 +328,29 @@ int record(Context &c)
     Playback::setCurrentPlayback(&player);
     Session session(c, r, *capture);
 
-    std::unique_ptr<QWidget> window;
+    const Capture::Mode mode = Capture::Mode::Voice;
+    std::unique_ptr<VoiceOverWindow> window;
     if (c.options.isSet(QStringLiteral("window"))) {
-        window = std::make_unique<QWidget>();
+        window = std::make_unique<VoiceOverWindow>(player, session.meter);
         window->setWindowTitle(QStringLiteral("Voice-over: ") + QFileInfo(r.out).fileName());
-        auto *layout = new QVBoxLayout(window.get());
-        layout->addWidget(new Playback::PlayerWidget(player), 1);
-        layout->addWidget(new MeterWidget(session.meter));
-        session.elapsedLabel = new QLabel(QStringLiteral("0:00:00.000"));
-        layout->addWidget(session.elapsedLabel);
-        window->resize(640, 420);
+        auto &devices = AudIO::AudioDeviceManager::Instance();
+        window->setDevices(devices.GetInputs(), QString::fromStdString(r.device));
+        window->followDevices(devices);
+        QObject::connect(window.get(), &VoiceOverWindow::stopRequested,
+                         [&session] { session.interrupt(); });
+        // Another input during the countdown: the layer ends the countdown as it switches, so
+        // the run goes on through that and counts down again for the new one.
+        QObject::connect(window.get(), &VoiceOverWindow::deviceChosen, [&](const QString &uid) {
+            if (capture->state() != Capture::State::CountingDown || uid == capture->device())
+                return;
+            r.device = uid.toStdString();
+            c.err << "\nInput: " << Format::printable(uid) << '\n';
+            QEventLoop *const loop = std::exchange(session.loop, nullptr);
+            capture->setDevice(uid);
+            session.loop = loop;
+            capture->start(mode, r.countdown * 1000);
+        });
+        window->resize(640, 460);
         window->show();
         session.window = window.get();
     }
@@ -389,7 +369,7 @@ int record(Context &c)
     // The record button: the workspace reports the click, then the capture starts.
     if (Statistics::IStatistics *statistics = Statistics::statistics())
         statistics->workspaceStatistics()->audioCaptureClicked(Capture::Mode::Voice);
-    capture->start(Capture::Mode::Voice, r.countdown * 1000);
+    capture->start(mode, r.countdown * 1000);
 
     int status = -1;
     if (capture->state() != Capture::State::Idle) {

@@ -3,6 +3,7 @@
 #include "playback/player.h"
 
 #include <QPainter>
+#include <QRegion>
 
 namespace Playback {
 
@@ -33,16 +34,27 @@ PlayerWidget::PlayerWidget(Player &player, QWidget *parent)
     , m_overlay(new CountdownOverlay(player, this))
 {
     setMinimumSize(320, 180);
-    connect(&player, &Player::positionChanged, this, qOverload<>(&QWidget::update));
+    // Every pixel is painted below, so Qt need not clear the background before each frame.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    connect(&player, &Player::pictureChanged, this, qOverload<>(&QWidget::update));
 }
 
 void PlayerWidget::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
-    painter.fillRect(rect(), Qt::black);
-    painter.setPen(QColor(128, 128, 128));
-    painter.drawText(rect().adjusted(8, 8, -8, -8), Qt::AlignBottom | Qt::AlignLeft,
-                     m_player.position().toClockString());
+    const QImage &picture = m_player.picture();
+    if (picture.isNull() || picture.width() <= 0 || picture.height() <= 0) {
+        painter.fillRect(rect(), Qt::black);
+        return;
+    }
+    const QSize size = picture.size().scaled(this->size(), Qt::KeepAspectRatio);
+    const QRect target(QPoint((width() - size.width()) / 2, (height() - size.height()) / 2), size);
+    // Only the bars are filled: the picture covers the rest, 30 times a second.
+    const QRegion bars = QRegion(rect()).subtracted(target);
+    for (const QRect &bar : bars)
+        painter.fillRect(bar, Qt::black);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(target, picture);
 }
 
 void PlayerWidget::resizeEvent(QResizeEvent *)

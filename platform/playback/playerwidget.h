@@ -23,7 +23,8 @@ private:
     Player &m_player;
 };
 
-// The player's screen: a black frame with the position, and the overlay above it.
+// The player's screen: the timeline's current picture scaled into the widget as it is, with black
+// bars where the shapes differ (all black before the first picture), and the overlay above it.
 class PLAYBACK_EXPORT PlayerWidget : public QWidget {
     Q_OBJECT
 public:
