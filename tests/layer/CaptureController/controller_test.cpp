@@ -47,7 +47,6 @@ protected:
         Settings::setDataFolder(data.path());
         manager.SetVirtualPacing(AudioDeviceManager::Pacing::Pulled);
         Dialog::setDialogs(dialogs);
-        Playback::setCurrentPlayback(&player);
         widget.resize(400, 240);
         capture().addObserver(this);
         capture().setDevice("virtual:tone:440");
@@ -55,7 +54,6 @@ protected:
     ~CaptureController() override
     {
         capture().removeObserver(this);
-        Playback::setCurrentPlayback(nullptr);
         Dialog::setDialogs(nullptr);
         manager.SetVirtualPacing(AudioDeviceManager::Pacing::RealTime);
     }
@@ -93,7 +91,7 @@ protected:
         = std::make_shared<TestSupport::FakeDialogs>();
     Playback::Player player;
     Playback::PlayerWidget widget { player };
-    Capture::Controller controller { Capture::Controller::Options { 5ms } };
+    Capture::Controller controller { Capture::Controller::Options { 5ms, &player } };
     std::vector<int> countdown;
     std::vector<Capture::CaptureResult> results;
     int deviceLost = 0;
