@@ -30,8 +30,8 @@ public:
             m_started = true;
         }
         m_written += frames;
-        const MTime due = m_origin
-            + MTime::fromMSec(m_written * 1000 / format().sampleRate - m_lead.count());
+        const MTime due
+            = m_origin + MTime::fromMSec(m_written * 1000 / format().sampleRate - m_lead.count());
         // Short naps rather than one long one: a stopped chronometer never reaches `due`, and
         // the interrupt must be seen soon.
         while (!interrupted()) {

@@ -16,8 +16,10 @@ TimelineFeed::TimelineFeed(const Timeline::ITimeline &timeline,
                            std::shared_ptr<const AudIO::Chronometer> chronometer)
     : m_pictures(std::make_unique<Export::PictureStream>(timeline, from, pictureSize))
     , m_sound(sound == Sound::None ? nullptr
-                                   : std::make_unique<Export::SoundStream>(
-                                       timeline, from, m_format.sampleRate, m_format.channels))
+                                   : std::make_unique<Export::SoundStream>(timeline,
+                                                                           from,
+                                                                           m_format.sampleRate,
+                                                                           m_format.channels))
     , m_soundChoice(sound)
     , m_chronometer(std::move(chronometer))
 {
@@ -122,8 +124,7 @@ void TimelineFeed::makeSound()
         // Opened before the playback starts: starting the system's audio stack takes a while
         // and silences the error stream meanwhile. The null output counts its time from its
         // first write, after the go.
-        std::unique_ptr<AudIO::SoundOutput> output
-            = m_soundChoice == Sound::NullOutput
+        std::unique_ptr<AudIO::SoundOutput> output = m_soundChoice == Sound::NullOutput
             ? AudIO::nullSoundOutput(m_format, m_chronometer)
             : AudIO::openSoundOutput(m_format, m_chronometer);
         AudIO::SoundOutput *out = output.get();
