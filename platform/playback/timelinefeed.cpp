@@ -99,13 +99,16 @@ void TimelineFeed::makePictures()
             Picture next;
             const bool more = m_pictures->next(next.image, next.at);
             std::unique_lock<std::mutex> lock(m_mutex);
-            m_picturesReady = true;
             if (!more)
-                return;
+                break;
             m_changed.wait(lock, [this] { return m_stop || m_queue.size() < depth; });
             if (m_stop)
                 return;
             m_queue.push_back(std::move(next));
+            // The playback starts with a few pictures in hand, so a slow one at the start
+            // is not a dropped one.
+            if (m_queue.size() >= depth / 2)
+                m_picturesReady = true;
         }
     } catch (const std::exception &e) {
         fail(e);
