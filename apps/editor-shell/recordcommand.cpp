@@ -626,9 +626,10 @@ int record(Context &c)
 Command recordCommand()
 {
     Command command = tabledCommand(
-        "record", QStringLiteral("OUT|--project PROJECT"),
-        QStringLiteral("Record a voice-over to OUT (WAV, or FLAC/Ogg Vorbis by the extension); "
-                       "Ctrl+C or --seconds stops and saves."),
+        "record", QStringLiteral("OUT"),
+        QStringLiteral("Record a voice-over to OUT (WAV, or FLAC/Ogg Vorbis by the extension), or "
+                       "with --project over the project's playing timeline and onto it; Ctrl+C "
+                       "or --seconds stops and saves."),
         {
             path(QStringLiteral("project"),
                  QStringLiteral("A voice-over into PROJECT: its timeline plays from --at while "
