@@ -254,7 +254,8 @@ TEST_P(RecoveryRefused, and_every_take_stays)
 
 TEST_F(RecordCommand, a_voice_over_lands_on_a_free_sound_track_of_the_project_where_spoken)
 {
-    // The project's sound track is taken from 0 to 4 s; the voice says its click 0.5 s in.
+    // The project's sound track is taken from 0 to 4 s; the voice says its click 0.5 s in; no
+    // --seconds: the end of the timeline stops the take.
     TestSupport::writeClickFile(out("music.wav"), 48000, 2, 4.0, 2.5);
     TestSupport::writeClickFile(out("voice-in.wav"), 48000, 1, 3.0, 0.5);
     const QString project = out("film.edproj");
@@ -262,13 +263,14 @@ TEST_F(RecordCommand, a_voice_over_lands_on_a_free_sound_track_of_the_project_wh
 
     const auto r = run(QStringList { "--events-out", out("events.jsonl"), "record", "--project",
                                      project, "--device", "virtual:file:" + out("voice-in.wav") }
-                       + args({ "--at", "1", "--seconds", "1", "--countdown", "1", "--json" }));
+                       + args({ "--at", "2.8", "--countdown", "1", "--json" }));
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
     EXPECT_EQ(result.value("path").toString(), out("film.media/voiceover-1.wav"));
     EXPECT_EQ(result.value("project").toString(), project);
     const double at = result.value("at").toDouble();
-    EXPECT_GE(at, 1.0) << "recorded once the playback from --at had started";
+    EXPECT_GE(at, 2.8) << "recorded once the playback from --at had started";
+    EXPECT_GE(at + result.value("seconds").toDouble(), 3.95) << "stopped by the timeline's end";
 
     const auto opened = run(args({ "project", "open", "--json" }) << project);
     const QJsonArray tracks
@@ -294,6 +296,16 @@ TEST_F(RecordCommand, a_voice_over_lands_on_a_free_sound_track_of_the_project_wh
         << events.join('\n').toStdString();
     EXPECT_TRUE(has("FILE_ADDED {\"ADDING_METHOD\":\"audio_rec\""));
     EXPECT_TRUE(has("PROJECT_SAVED"));
+
+    // Before the first take its track is free, and the next take goes there.
+    const auto again
+        = run(QStringList { "record", "--project", project, "--device",
+                            "virtual:file:" + out("voice-in.wav") }
+              + args({ "--at", "0.2", "--seconds", "1", "--countdown", "1", "--json" }));
+    ASSERT_EQ(again.exitCode, 0) << again.err.toStdString();
+    const QJsonObject second = TestSupport::jsonLines(again.out.toUtf8()).value(0);
+    EXPECT_EQ(second.value("track").toInt(), track);
+    EXPECT_EQ(second.value("path").toString(), out("film.media/voiceover-2.wav"));
 }
 
 QString plantTake(const QString &folder, const char *name, double seconds)
