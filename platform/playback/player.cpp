@@ -46,11 +46,11 @@ void Player::play()
 {
     if (m_playing || m_starting)
         return;
-    m_starting = true;
     // Play at the end starts over, as the editor's play button does.
     const MTime end = duration();
     if (end > MTime() && position() >= end)
         seek(MTime());
+    m_starting = true;
     if (m_timeline && position() < end) {
         startFeed(position());
         if (m_feed) {
@@ -148,12 +148,15 @@ void Player::seek(MTime position)
     m_chronometer->start(position);
     if (!running)
         m_chronometer->stop();
-    else if (m_timeline && position < duration()) {
+    if ((running || m_starting) && m_timeline && position < duration()) {
         // The pictures and sound made ahead are for the old place.
         startFeed(position);
         if (m_feed) {
-            m_feed->go();
+            if (running)
+                m_feed->go();
             m_frameTimer.start();
+        } else if (m_starting) {
+            QMetaObject::invokeMethod(this, &Player::begin, Qt::QueuedConnection);
         }
     }
     emit positionChanged();
