@@ -2,6 +2,8 @@
 
 #include "playback/timelinefeed.h"
 
+#include "exportengine/picturestream.h"
+
 #include "timeline/timeline.h"
 
 #include <glog/logging.h>
@@ -29,12 +31,51 @@ Player::Player(MTime duration, const AudIO::IClock &clock, QObject *parent)
 Player::~Player()
 {
     endFeed();
+    endStill();
 }
 
 void Player::setTimeline(const Timeline::ITimeline *timeline)
 {
     stop();
     m_timeline = timeline;
+    showStill();
+}
+
+void Player::showStill()
+{
+    if (!m_timeline || m_playing || m_starting || position() >= duration())
+        return;
+    std::shared_ptr<Export::PictureStream> stream;
+    try {
+        stream = std::make_shared<Export::PictureStream>(*m_timeline, position(), m_previewSize);
+    } catch (const std::exception &) {
+        return; // told when it plays
+    }
+    endStill();
+    const int request = ++m_stillRequest;
+    m_still = std::thread([this, stream, request] {
+        QImage picture;
+        MTime at;
+        try {
+            if (!stream->next(picture, at))
+                return;
+        } catch (const std::exception &) {
+            return;
+        }
+        QMetaObject::invokeMethod(
+            this,
+            [this, picture, request] {
+                if (request == m_stillRequest && !m_playing)
+                    setPicture(picture);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void Player::endStill()
+{
+    if (m_still.joinable())
+        m_still.join();
 }
 
 MTime Player::duration() const
@@ -48,8 +89,10 @@ void Player::play()
         return;
     // Play at the end starts over, as the editor's play button does.
     const MTime end = duration();
-    if (end > MTime() && position() >= end)
-        seek(MTime());
+    if (end > MTime() && position() >= end) {
+        m_chronometer->start(MTime());
+        m_chronometer->stop();
+    }
     m_starting = true;
     if (m_timeline && position() < end) {
         startFeed(position());
@@ -97,6 +140,7 @@ void Player::begin()
     m_starting = false;
     m_chronometer->start(position());
     m_playing = true;
+    ++m_stillRequest;
     m_ticker.start();
     if (m_feed)
         m_feed->go();
@@ -148,7 +192,9 @@ void Player::seek(MTime position)
     m_chronometer->start(position);
     if (!running)
         m_chronometer->stop();
-    if ((running || m_starting) && m_timeline && position < duration()) {
+    if (!running && !m_starting)
+        showStill();
+    else if (m_timeline && position < duration()) {
         // The pictures and sound made ahead are for the old place.
         startFeed(position);
         if (m_feed) {

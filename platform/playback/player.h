@@ -13,6 +13,7 @@
 #include <QSize>
 
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace Timeline {
@@ -46,7 +47,8 @@ public:
     ~Player() override;
 
     // What it plays; null: the clock alone, for `duration`. Not owned; it must outlive the
-    // player or be replaced first. Stops a playback under way.
+    // player or be replaced first. Stops a playback under way. While it stands still, the
+    // picture is the timeline's at the playhead (made after a seek, on a thread of its own).
     void setTimeline(const Timeline::ITimeline *timeline);
     const Timeline::ITimeline *timeline() const { return m_timeline; }
     // The pictures' size (640x360 by default).
@@ -104,6 +106,8 @@ private:
     void showDue();
     void startFeed(MTime from);
     void endFeed();
+    void showStill();
+    void endStill();
 
     MTime m_duration;
     std::shared_ptr<AudIO::Chronometer> m_chronometer;
@@ -121,6 +125,9 @@ private:
     int m_shownBefore = 0;
     int m_droppedBefore = 0;
     QString m_error;
+    // The picture at a still playhead, made on a thread of its own; only the newest is shown.
+    std::thread m_still;
+    int m_stillRequest = 0;
 };
 
 } // namespace Playback

@@ -63,11 +63,21 @@ TEST_F(PlayerOfTheTimeline, shows_its_pictures_in_time_and_stops_at_its_end)
     EXPECT_TRUE(player.playbackError().isEmpty()) << player.playbackError().toStdString();
 }
 
+TEST_F(PlayerOfTheTimeline, standing_still_it_shows_the_picture_at_the_playhead)
+{
+    player.seek(MTime::fromMSec(500));
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return !player.picture().isNull(); }));
+    EXPECT_EQ(player.picture().size(), QSize(320, 180));
+    EXPECT_GT(coloured, 100);
+    EXPECT_FALSE(player.isPlaying());
+}
+
 TEST_F(PlayerOfTheTimeline, a_file_gone_is_told_and_the_clock_still_runs_to_the_end)
 {
     QFile::remove(clipPath);
     player.play();
     ASSERT_TRUE(TestSupport::waitUntil([&] { return player.isPlaying(); }));
+    coloured = 0; // a still picture made before the file went
     ASSERT_TRUE(TestSupport::waitUntil([&] { return !player.isPlaying(); }));
 
     EXPECT_TRUE(player.playbackError().contains("missing")) << player.playbackError().toStdString();
