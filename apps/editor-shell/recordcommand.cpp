@@ -495,10 +495,10 @@ QJsonObject placeTake(Context &c, const Request &r, const Capture::CaptureResult
 // Opens the project for the voice-over, locked until it is saved, and names the take's file.
 QString prepareProject(Context &c, Request &r)
 {
-    if (!lockProject(c, r.project))
-        return QStringLiteral("the project is being changed by another run");
     if (!QFileInfo::exists(r.project))
         return QStringLiteral("there is no project %1").arg(Format::printable(r.project));
+    if (!lockProject(c, r.project))
+        return QStringLiteral("the project is being changed by another run");
     Context quiet { c.app, c.parser, c.arguments, c.answer, c.err, c.err, c.options };
     if (!openProject(c.json() ? quiet : c, r.project, false))
         return QStringLiteral("the project %1 could not be opened")
