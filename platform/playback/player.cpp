@@ -38,7 +38,6 @@ void Player::setTimeline(const Timeline::ITimeline *timeline)
 {
     stop();
     m_timeline = timeline;
-    showStill();
 }
 
 void Player::showStill()

@@ -47,8 +47,9 @@ public:
     ~Player() override;
 
     // What it plays; null: the clock alone, for `duration`. Not owned; it must outlive the
-    // player or be replaced first. Stops a playback under way. While it stands still, the
-    // picture is the timeline's at the playhead (made after a seek, on a thread of its own).
+    // player or be replaced first. Stops a playback under way. Standing still, the picture is
+    // the timeline's at the playhead once it was moved there (a seek; made on a thread of its
+    // own, so that opening a project costs no decoding).
     void setTimeline(const Timeline::ITimeline *timeline);
     const Timeline::ITimeline *timeline() const { return m_timeline; }
     // The pictures' size (640x360 by default).
