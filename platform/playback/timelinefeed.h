@@ -45,8 +45,8 @@ public:
     TimelineFeed(const TimelineFeed &) = delete;
     TimelineFeed &operator=(const TimelineFeed &) = delete;
 
-    // Both threads have their first picture and sound ready (or have ended or failed): the
-    // playback may start.
+    // Both threads have their first pictures (half the queue) and sound ready, or have ended
+    // or failed: the playback may start.
     bool isReady() const;
     // The sound starts going out; called once the chronometer runs.
     void go();
