@@ -8,11 +8,25 @@
 // - BM_Record_RealTime: ten seconds of the clocked input as a user records it: the share of one
 //   core the recording takes, the frame count against the wall clock, and the time from Start()
 //   to the first sample.
+// - BM_VoiceOver_Playback720p: a voice-over as a user makes one: a 720p H.264 timeline with its
+//   sound played in real time at 640x360 and 30 pictures a second, to the default output (the
+//   clocked null one on a machine without sound), while the virtual input records on the
+//   playback's chronometer. Pictures dropped per minute (the goal is at most one) and the
+//   process's CPU seconds per second of playback, beside `ffmpeg -re -i FILE -f null -` decoding
+//   the same file in real time in a child process (its CPU seconds per second), as a ratio.
 
 #include "audio/audiodevicemanager.h"
 #include "audio/recordingstream.h"
+#include "media/mediaprobe.h"
+#include "playback/player.h"
+#include "timeline/timeline.h"
 
+#include "mediasamples.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <benchmark/benchmark.h>
 #include <sndfile.h>
@@ -20,7 +34,11 @@
 #include <cmath>
 #include <thread>
 
+#include <spawn.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
+
+extern char **environ;
 
 namespace {
 
@@ -120,8 +138,103 @@ void BM_Record_RealTime(benchmark::State &state)
     }
 }
 
-BENCHMARK(BM_Record_RealTime)->Arg(10)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_Record_RealTime)->Arg(30)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The CPU seconds a child running `args` took; -1 when it failed.
+double childCpuSeconds(const QStringList &args)
+{
+    std::vector<QByteArray> bytes;
+    for (const QString &a : args)
+        bytes.push_back(a.toLocal8Bit());
+    std::vector<char *> argv;
+    for (QByteArray &b : bytes)
+        argv.push_back(b.data());
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
+        return -1;
+    int status = 0;
+    rusage usage {};
+    if (::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return -1;
+    auto seconds = [](const timeval &t) { return t.tv_sec + t.tv_usec / 1e6; };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+void BM_VoiceOver_Playback720p(benchmark::State &state)
+{
+    const int seconds = static_cast<int>(state.range(0));
+    QTemporaryDir dir;
+    const QString clip = dir.filePath(QStringLiteral("clip720.mp4"));
+    TestSupport::MediaSamples::runFfmpeg(
+        { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+          QStringLiteral("testsrc2=size=1280x720:rate=30:duration=%1").arg(seconds),
+          QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+          QStringLiteral("sine=frequency=330:sample_rate=48000:duration=%1").arg(seconds),
+          QStringLiteral("-c:v"), QStringLiteral("libx264"), QStringLiteral("-preset"),
+          QStringLiteral("veryfast"), QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
+          QStringLiteral("-c:a"), QStringLiteral("aac"), clip });
+    Timeline::Model timeline;
+    timeline.addTrack(Timeline::TrackType::Video);
+    timeline.insertClip(0, MTime(), std::make_shared<Media::File>(Media::probe(clip)));
+
+    for (auto _ : state) {
+        Playback::Player player;
+        player.setTimeline(&timeline);
+        player.setPreviewSize({ 640, 360 });
+        auto &manager = AudioDeviceManager::Instance();
+        AudIO::RecordingStream stream(
+            manager.CreateReader(manager.FindDeviceByUid("virtual:tone:440"), 5,
+                                 player.chronometer(), nullptr),
+            dir.path());
+        QEventLoop loop;
+        double cpuBefore = 0;
+        steady_clock::time_point wallBefore;
+        QObject::connect(&player, &Playback::Player::started, [&] {
+            cpuBefore = processCpuSeconds();
+            wallBefore = steady_clock::now();
+            stream.Start();
+        });
+        QObject::connect(&player, &Playback::Player::stopped, &loop, &QEventLoop::quit);
+        player.play();
+        loop.exec();
+        stream.Stop();
+        const double wall = duration<double>(steady_clock::now() - wallBefore).count();
+        const double cpu = processCpuSeconds() - cpuBefore;
+        stream.Drop();
+
+        const double ffmpegCpu = childCpuSeconds({ QStringLiteral("ffmpeg"), QStringLiteral("-v"),
+                                                   QStringLiteral("error"), QStringLiteral("-re"),
+                                                   QStringLiteral("-i"), clip, QStringLiteral("-f"),
+                                                   QStringLiteral("null"), QStringLiteral("-") });
+        const double perSecond = cpu / wall;
+        const double ffmpegPerSecond = ffmpegCpu / seconds;
+        state.counters["dropped_per_min"] = player.droppedFrames() * 60.0 / wall;
+        state.counters["shown"] = player.shownFrames();
+        state.counters["cpu_s_per_s"] = perSecond;
+        state.counters["ffmpeg_cpu_s_per_s"] = ffmpegPerSecond;
+        state.counters["cpu_ratio_vs_ffmpeg"] = ffmpegCpu > 0 ? perSecond / ffmpegPerSecond : 0;
+        state.counters["recorded_s"] = static_cast<double>(stream.Result().frames) / rate;
+        state.counters["lost"] = static_cast<double>(stream.Result().lostFrames);
+        if (!player.playbackError().isEmpty())
+            state.SkipWithError(player.playbackError().toStdString().c_str());
+    }
+}
+
+BENCHMARK(BM_VoiceOver_Playback720p)
+    ->Arg(30)
+    ->Iterations(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char **argv)
+{
+    // The player runs on the event loop, as in the editor.
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -5,11 +5,15 @@
 #include "exitsignals.h"
 #include "levelmeter.h"
 #include "outputguard.h"
+#include "projectactions.h"
 #include "shellcontext.h"
 #include "voiceoverwindow.h"
 
 #include "Application/application.h"
 #include "CaptureController/iaudiocapture.h"
+#include "FileAnalyzer/model.h"
+#include "FileAnalyzer/view.h"
+#include "Messages/fileadder.h"
 #include "Statistics/istatistics.h"
 #include "Statistics/workspacestatistics.h"
 
@@ -17,10 +21,15 @@
 #include "audio/takefile.h"
 #include "dialogs/terminaldialogs.h"
 #include "playback/player.h"
+#include "project/project.h"
+#include "pubsub/subscriber.h"
+#include "timeline/clip.h"
+#include "timeline/timeline.h"
 #include "util/format.h"
 #include "util/settingspaths.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
@@ -141,21 +150,43 @@ struct Request {
     int quality = 5;
     std::string device;
     bool json = false;
+    // A voice-over into a project: the timeline plays from `at` while the take is made, and the
+    // take lands on it. Empty: a take to OUT alone.
+    QString project;
+    MTime at;
 };
 
 // The request the options make; their ranges were checked by the option table.
 QString parse(Context &c, Request &r)
 {
-    if (c.arguments.size() != 1)
-        return QStringLiteral("record takes one output file");
     const OptionValues &o = c.options;
-    r.out = QFileInfo(c.arguments.first()).absoluteFilePath();
     r.json = c.json();
-    if (const QString problem = extensionProblem(r.out); !problem.isEmpty())
-        return problem;
+    if (o.isSet(QStringLiteral("project"))) {
+        if (!c.arguments.isEmpty())
+            return QStringLiteral("record --project takes no OUT: the take goes beside the "
+                                  "project");
+        r.project = QFileInfo(o.text(QStringLiteral("project"))).absoluteFilePath();
+        if (!Settings::isProjectFilePath(r.project))
+            return QStringLiteral("%1 does not end in .%2")
+                .arg(Format::printable(r.project), Settings::projectFileExtension());
+        if (o.isSet(QStringLiteral("at")))
+            r.at = o.time(QStringLiteral("at"));
+    } else {
+        if (o.isSet(QStringLiteral("at")))
+            return QStringLiteral("--at goes with --project");
+        if (c.arguments.size() != 1)
+            return QStringLiteral("record takes one output file");
+        r.out = QFileInfo(c.arguments.first()).absoluteFilePath();
+        if (const QString problem = extensionProblem(r.out); !problem.isEmpty())
+            return problem;
+    }
     if (o.isSet(QStringLiteral("seconds")))
         r.seconds = o.number(QStringLiteral("seconds"));
     r.countdown = o.integer(QStringLiteral("countdown"));
+    // The voice-over mode starts the playback as its countdown ends; without one it would
+    // record over a still timeline.
+    if (!r.project.isEmpty() && r.countdown < 1)
+        return QStringLiteral("record --project counts at least 1 second down");
     if (o.isSet(QStringLiteral("volume")))
         r.volume = o.integer(QStringLiteral("volume"));
     r.quality = o.integer(QStringLiteral("quality"));
@@ -184,7 +215,8 @@ public:
         // A take that never started (no device when the countdown ended) ends the run.
         if (capture.state() == Capture::State::Idle && !done && loop)
             loop->quit();
-        if (capture.state() == Capture::State::CountingDown) {
+        // The voice-over mode's wait for the playback is still the countdown, at 0.
+        if (capture.state() == Capture::State::CountingDown && capture.countdownSeconds() > 0) {
             c.err << capture.countdownSeconds() << "... ";
             c.err.flush();
         } else if (capture.state() == Capture::State::Recording && !meterTimer.isActive()) {
@@ -203,11 +235,29 @@ public:
         c.err << '\n'
               << errorPrefix
               << "warning: the input device is gone; saving what was recorded until then\n";
-        capture.stop(r.out);
+        stopAndSave();
     }
 
     // Saves what was written; the report tells how much and why no more.
-    void audioCaptureWriteFailed(const QString &) override { capture.stop(r.out); }
+    void audioCaptureWriteFailed(const QString &) override { stopAndSave(); }
+
+    // A voice-over ends with the timeline: the playback stopping at its end stops the take.
+    void followPlayback(Playback::Player &player)
+    {
+        QObject::connect(&player, &Playback::Player::stopped, &meterTimer, [this] {
+            if (capture.state() == Capture::State::Recording)
+                stopAndSave();
+        });
+    }
+
+    // Once: saving stops the playback, whose stop would otherwise ask again from inside.
+    void stopAndSave()
+    {
+        if (stopRequested)
+            return;
+        stopRequested = true;
+        capture.stop(r.out);
+    }
 
     void audioCaptureFinished(const Capture::CaptureResult &result) override
     {
@@ -225,7 +275,7 @@ public:
     {
         interrupted = true;
         if (capture.state() == Capture::State::Recording)
-            capture.stop(r.out);
+            stopAndSave();
         else
             capture.cancel();
         if (capture.state() == Capture::State::Idle && loop)
@@ -243,7 +293,7 @@ public:
             c.err.flush();
         }
         if (r.seconds > 0 && recorded.toSecF() >= r.seconds)
-            capture.stop(r.out);
+            stopAndSave();
     }
 
     Context &c;
@@ -258,28 +308,31 @@ public:
     Capture::CaptureResult finished;
     bool done = false;
     bool interrupted = false;
+    bool stopRequested = false;
 };
 
-int report(Context &c, const Request &r, const Session &s)
+int report(Context &c, const Request &r, const Session &s, const QJsonObject &placed = {})
 {
     const Capture::CaptureResult &f = s.finished;
     const double seconds = f.sampleRate ? static_cast<double>(f.frames) / f.sampleRate : 0.0;
     if (r.json) {
-        printJson(c.out,
-                  { { QStringLiteral("path"), f.saved ? f.path : QString() },
-                    { QStringLiteral("saved"), f.saved },
-                    { QStringLiteral("error"), f.error.isEmpty() ? f.writeError : f.error },
-                    { QStringLiteral("writeError"), f.writeError },
-                    { QStringLiteral("device"), QString::fromStdString(r.device) },
-                    { QStringLiteral("frames"), static_cast<qint64>(f.frames) },
-                    { QStringLiteral("sampleRate"), f.sampleRate },
-                    { QStringLiteral("channels"), f.channels },
-                    { QStringLiteral("seconds"), seconds },
-                    { QStringLiteral("lostFrames"), static_cast<qint64>(f.lostFrames) },
-                    { QStringLiteral("overruns"), f.overruns },
-                    { QStringLiteral("deviceLost"), f.deviceLost },
-                    { QStringLiteral("firstSampleLatencyMs"),
-                      static_cast<double>(f.firstSampleLatencyUs) / 1000.0 } });
+        QJsonObject json { { QStringLiteral("path"), f.saved ? f.path : QString() },
+                           { QStringLiteral("saved"), f.saved },
+                           { QStringLiteral("error"), f.error.isEmpty() ? f.writeError : f.error },
+                           { QStringLiteral("writeError"), f.writeError },
+                           { QStringLiteral("device"), QString::fromStdString(r.device) },
+                           { QStringLiteral("frames"), static_cast<qint64>(f.frames) },
+                           { QStringLiteral("sampleRate"), f.sampleRate },
+                           { QStringLiteral("channels"), f.channels },
+                           { QStringLiteral("seconds"), seconds },
+                           { QStringLiteral("lostFrames"), static_cast<qint64>(f.lostFrames) },
+                           { QStringLiteral("overruns"), f.overruns },
+                           { QStringLiteral("deviceLost"), f.deviceLost },
+                           { QStringLiteral("firstSampleLatencyMs"),
+                             static_cast<double>(f.firstSampleLatencyUs) / 1000.0 } };
+        for (auto it = placed.begin(); it != placed.end(); ++it)
+            json.insert(it.key(), it.value());
+        printJson(c.out, json);
     } else if (f.saved) {
         c.out << "Saved " << QString::number(seconds, 'f', 3) << " s (" << f.frames << " frames, "
               << f.sampleRate << " Hz, " << f.channels << " channel" << (f.channels == 1 ? "" : "s")
@@ -295,6 +348,137 @@ int report(Context &c, const Request &r, const Session &s)
               << QString::number(seconds, 'f', 3) << " s (" << Format::printable(f.writeError)
               << "); only that much was kept\n";
     return f.saved && f.writeError.isEmpty() ? 0 : 1;
+}
+
+// Where a project's voice-overs live: a folder beside it named after it, so the project and
+// its narration are copied and moved together.
+QString takeFolderOf(const QString &project)
+{
+    const QFileInfo info(project);
+    return info.absolutePath() + QLatin1Char('/') + info.completeBaseName()
+        + QStringLiteral(".media");
+}
+
+// The first voiceover-N.wav free in the folder, so no take ever replaces an earlier one.
+QString nextTakePath(const QString &folder)
+{
+    for (int n = 1;; ++n) {
+        const QString path = folder + QStringLiteral("/voiceover-%1.wav").arg(n);
+        if (!QFileInfo::exists(path) && !QFileInfo(path).isSymLink())
+            return path;
+    }
+}
+
+// The first sound track with no clip between `from` and `to`; -1 when every one has.
+int freeAudioTrack(const Timeline::Model &timeline, MTime from, MTime to)
+{
+    for (int t = 0; t < timeline.trackCount(); ++t) {
+        const Timeline::Track &track = timeline.track(t);
+        if (track.type() != Timeline::TrackType::Audio)
+            continue;
+        const bool taken
+            = std::any_of(track.clips().begin(), track.clips().end(), [&](const auto &clip) {
+                  return clip->position() < to && clip->end() > from;
+              });
+        if (!taken)
+            return t;
+    }
+    return -1;
+}
+
+// Waits for one add request to be analysed and placed.
+class AddWatch
+    : public PubSub::Subscriber<FileAdder::AddMediaFilesResult>
+    , public FileAnalyzer::View {
+public:
+    AddWatch() { subscribeAllTypes(); }
+
+    void notify(const FileAdder::AddMediaFilesResult &) override { answered = true; }
+    void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
+    {
+        if (FileAnalyzer::ObjectPtr added = FileAnalyzer::Model::instance().find(object))
+            objects.push_back(std::move(added));
+    }
+    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
+    {
+        ++removed;
+        if (loop && done())
+            loop->quit();
+    }
+    bool done() const { return answered && removed >= static_cast<int>(objects.size()); }
+
+    bool answered = false;
+    std::vector<FileAnalyzer::ObjectPtr> objects;
+    int removed = 0;
+    QEventLoop *loop = nullptr;
+};
+
+// The take onto the project's timeline where it was spoken, through the add request as the
+// editor adds any recording, then the project saved. The placement for --json; empty when the
+// take did not reach the timeline (told on the error stream).
+QJsonObject placeTake(Context &c, const Request &r, const Capture::CaptureResult &take)
+{
+    Context quiet { c.app, c.parser, c.arguments, c.answer, c.err, c.err, c.options };
+    Context &report = c.json() ? quiet : c;
+    Timeline::Model &timeline = c.app.project().timeline();
+    const MTime at = std::max(take.position, MTime());
+    const MTime length = MTime::fromMSec(take.frames * 1000 / std::max(take.sampleRate, 1) + 1);
+    int track = freeAudioTrack(timeline, at, at + length);
+    if (track < 0) {
+        timeline.addTrack(Timeline::TrackType::Audio);
+        track = timeline.trackCount() - 1;
+    }
+    FileAdder::Contexts contexts;
+    contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
+    AddWatch watch;
+    PubSub::publish(
+        FileAdder::AddMediaFiles({ take.path }, FileAdder::Asrc::AudioRecording, contexts));
+    if (!watch.done()) {
+        QEventLoop loop;
+        watch.loop = &loop;
+        loop.exec();
+        watch.loop = nullptr;
+    }
+    const Timeline::Clip *placed = nullptr;
+    for (const auto &clip : timeline.track(track).clips()) {
+        if (clip->file() && clip->file()->path == take.path)
+            placed = clip.get();
+    }
+    if (!placed) {
+        c.err << errorPrefix << "the take could not be put on the timeline; it stays in "
+              << Format::printable(take.path) << '\n';
+        return {};
+    }
+    report.out << "Placed on track " << track << " at " << placed->position().toClockString()
+               << " (clip " << placed->id() << ")\n";
+    if (!saveProject(report, r.project))
+        return {};
+    return { { QStringLiteral("project"), r.project },
+             { QStringLiteral("track"), track },
+             { QStringLiteral("clip"), static_cast<qint64>(placed->id()) },
+             { QStringLiteral("at"), placed->position().toSecF() } };
+}
+
+// Opens the project for the voice-over, locked until it is saved, and names the take's file.
+QString prepareProject(Context &c, Request &r)
+{
+    if (!QFileInfo::exists(r.project))
+        return QStringLiteral("there is no project %1").arg(Format::printable(r.project));
+    if (!lockProject(c, r.project))
+        return QStringLiteral("the project is being changed by another run");
+    Context quiet { c.app, c.parser, c.arguments, c.answer, c.err, c.err, c.options };
+    if (!openProject(c.json() ? quiet : c, r.project, false))
+        return QStringLiteral("the project %1 could not be opened")
+            .arg(Format::printable(r.project));
+    const MTime end = c.app.project().timeline().duration();
+    if (r.at >= end)
+        return QStringLiteral("--at %1 is not before the end of the timeline (%2)")
+            .arg(r.at.toClockString(), end.toClockString());
+    const QString folder = takeFolderOf(r.project);
+    if (!QDir().mkpath(folder))
+        return QStringLiteral("cannot make the folder %1").arg(Format::printable(folder));
+    r.out = nextTakePath(folder);
+    return {};
 }
 
 int record(Context &c)
@@ -313,7 +497,12 @@ int record(Context &c)
     const QString deviceUid = QString::fromStdString(r.device);
     if (!capture)
         return notRecorded(c, deviceUid, QStringLiteral("voice-over capture is not available"), 1);
-    if (QString refused; !checkOutput(c, r.out, QStringLiteral("record"), false, {}, &refused))
+    const bool voiceOver = !r.project.isEmpty();
+    if (voiceOver) {
+        if (const QString problem = prepareProject(c, r); !problem.isEmpty())
+            return notRecorded(c, deviceUid, problem, 1);
+    }
+    if (QString refused; !checkOutput(c, r.out, QStringLiteral("record"), voiceOver, {}, &refused))
         return notRecorded(c, deviceUid, refused, 1, true);
     const QStringList left = AudIO::interruptedTakes(Settings::recordingsPath());
     if (!left.isEmpty())
@@ -324,11 +513,15 @@ int record(Context &c)
     // The layer's messages (a missing device, a failed save) go to the terminal.
     c.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(Dialog::TerminalDialogs::Answer::No,
                                                                stdin, stderr));
-    Playback::Player player;
-    Playback::setCurrentPlayback(&player);
+    Playback::Player &player = c.app.player();
     Session session(c, r, *capture);
+    if (voiceOver) {
+        player.seek(r.at);
+        session.followPlayback(player);
+    }
 
-    const Capture::Mode mode = Capture::Mode::Voice;
+    // The voice-over mode plays the timeline after the countdown and records once it plays.
+    const Capture::Mode mode = voiceOver ? Capture::Mode::WithPlayback : Capture::Mode::Voice;
     std::unique_ptr<VoiceOverWindow> window;
     if (c.options.isSet(QStringLiteral("window"))) {
         window = std::make_unique<VoiceOverWindow>(player, session.meter);
@@ -368,7 +561,7 @@ int record(Context &c)
     capture->setQuality(r.quality);
     // The record button: the workspace reports the click, then the capture starts.
     if (Statistics::IStatistics *statistics = Statistics::statistics())
-        statistics->workspaceStatistics()->audioCaptureClicked(Capture::Mode::Voice);
+        statistics->workspaceStatistics()->audioCaptureClicked(mode);
     capture->start(mode, r.countdown * 1000);
 
     int status = -1;
@@ -380,9 +573,14 @@ int record(Context &c)
         if (!session.done)
             loop.exec();
         session.loop = nullptr;
-        if (session.done)
-            status = report(c, r, session);
-        else if (session.interrupted) {
+        if (session.done) {
+            QJsonObject placed;
+            if (voiceOver && session.finished.saved)
+                placed = placeTake(c, r, session.finished);
+            status = report(c, r, session, placed);
+            if (voiceOver && placed.isEmpty())
+                status = 1;
+        } else if (session.interrupted) {
             c.err << '\n';
             status = notRecorded(c, deviceUid,
                                  QStringLiteral("cancelled during the countdown; nothing was "
@@ -398,7 +596,7 @@ int record(Context &c)
                              1, true);
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    Playback::setCurrentPlayback(nullptr);
+    player.stop();
     return status;
 }
 
@@ -408,9 +606,18 @@ Command recordCommand()
 {
     Command command = tabledCommand(
         "record", QStringLiteral("OUT"),
-        QStringLiteral("Record a voice-over to OUT (WAV, or FLAC/Ogg Vorbis by the extension); "
-                       "Ctrl+C or --seconds stops and saves."),
+        QStringLiteral("Record a voice-over to OUT (WAV, or FLAC/Ogg Vorbis by the extension), or "
+                       "with --project over the project's playing timeline and onto it; Ctrl+C "
+                       "or --seconds stops and saves."),
         {
+            path(QStringLiteral("project"),
+                 QStringLiteral("A voice-over into PROJECT: its timeline plays from --at while "
+                                "the take is made, and the take lands on its first free sound "
+                                "track where it was spoken; saved beside it in NAME.media."),
+                 QStringLiteral("PROJECT")),
+            position(QStringLiteral("at"),
+                     QStringLiteral("With --project: where the playback starts (default the "
+                                    "start).")),
             seconds(QStringLiteral("seconds"), QStringLiteral("Stop by itself after this long."),
                     0.001, 86400),
             integer(QStringLiteral("countdown"),

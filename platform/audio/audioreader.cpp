@@ -83,12 +83,20 @@ void AudioReader::deliver(const float *samples, int frames, int inChannels)
     if (!m_firstSampleSeen.load(std::memory_order_relaxed)) {
         m_firstSampleNs = steadyClock().now().count();
         if (m_chronometer) {
-            // Without a playback the take keeps its own time, from zero.
+            // The block was filled before it was handed over, and the device's own buffers
+            // held it before that: the first sample was spoken that much earlier.
+            const auto age
+                = MTime::fromMSec(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                      std::chrono::nanoseconds(static_cast<std::int64_t>(frames)
+                                                               * 1000000000 / m_format.sampleRate)
+                                      + m_reportedLatency)
+                                      .count());
+            // Without a playback the take keeps its own time, from zero at its first sample.
             if (!m_chronometer->isRunning()) {
-                m_chronometer->start();
+                m_chronometer->start(age);
                 m_ownsChronometer = true;
             }
-            m_takeStart = m_chronometer->position();
+            m_takeStart = m_chronometer->position() - age;
         }
         m_firstSampleSeen = true;
     }

@@ -65,9 +65,10 @@ public:
     std::int64_t LostFrames() const { return m_lostTotal.load(); }
     int Overruns() const { return m_overruns.load(); }
     std::chrono::nanoseconds FirstSampleLatency() const;
-    // The timeline position at the first sample, and the position now; both from the
-    // chronometer the reader was made with.
+    // The timeline position when the first sample was spoken: the chronometer's as the first
+    // block came in, less the block's own length and the latency the device reports.
     MTime TakeStart() const { return m_takeStart; }
+    std::chrono::nanoseconds ReportedLatency() const { return m_reportedLatency; }
     const std::shared_ptr<Chronometer> &chronometer() const { return m_chronometer; }
 
 protected:
@@ -84,6 +85,9 @@ protected:
     void deliver(const float *samples, int frames, int inChannels);
     void deviceOverflowed(int lostFrames);
     void deviceLost() { m_deviceLost = true; }
+    // How long a sample takes from the microphone to the callback, as the device reports it;
+    // set before the device starts delivering.
+    void setReportedLatency(std::chrono::nanoseconds latency) { m_reportedLatency = latency; }
     void afterPull()
     {
         if (m_afterPull)
@@ -124,6 +128,7 @@ private:
     std::atomic<bool> m_firstSampleSeen { false };
     std::atomic<std::int64_t> m_firstSampleNs { 0 };
     std::chrono::nanoseconds m_startedAt {};
+    std::chrono::nanoseconds m_reportedLatency {};
 };
 
 } // namespace AudIO

@@ -144,6 +144,10 @@ private:
         Pa_SetStreamFinishedCallback(m_stream, &Reader::finished);
         ++openStreams;
         m_stopping = false;
+        // Before the start: the first block may come before Pa_StartStream returns.
+        if (const PaStreamInfo *stream = Pa_GetStreamInfo(m_stream))
+            setReportedLatency(
+                std::chrono::nanoseconds(static_cast<std::int64_t>(stream->inputLatency * 1e9)));
         const PaError started = Pa_StartStream(m_stream);
         if (started != paNoError) {
             Pa_CloseStream(m_stream);
@@ -196,7 +200,76 @@ private:
     std::atomic<bool> m_stopping { false };
 };
 
+class Output final : public SoundOutput {
+public:
+    Output(AudioFormat format, PaStream *stream, std::string name)
+        : SoundOutput(format)
+        , m_stream(stream)
+        , m_name(std::move(name))
+    {
+        const PaStreamInfo *info = Pa_GetStreamInfo(stream);
+        m_latency = std::chrono::nanoseconds(
+            static_cast<std::int64_t>((info ? info->outputLatency : 0.0) * 1e9));
+    }
+    ~Output() override
+    {
+        std::lock_guard<std::mutex> lock(paMutex);
+        Pa_AbortStream(m_stream);
+        Pa_CloseStream(m_stream);
+        --openStreams;
+    }
+
+    void write(const float *samples, int frames) override
+    {
+        // A blocking write waits at most for one buffer of the device, so an interrupt is seen
+        // within that; an underflow only means a click the listener hears, not an error.
+        const int step = std::max(1, format().sampleRate / 100);
+        for (int done = 0; done < frames && !interrupted(); done += step) {
+            const int n = std::min(step, frames - done);
+            Pa_WriteStream(m_stream,
+                           samples + static_cast<std::ptrdiff_t>(done) * format().channels,
+                           static_cast<unsigned long>(n));
+        }
+    }
+
+    std::string name() const override { return m_name; }
+    std::chrono::nanoseconds latency() const override { return m_latency; }
+
+private:
+    PaStream *m_stream;
+    std::string m_name;
+    std::chrono::nanoseconds m_latency {};
+};
+
 } // namespace
+
+std::unique_ptr<SoundOutput> openDefaultOutput(AudioFormat format)
+{
+    std::lock_guard<std::mutex> lock(paMutex);
+    if (!ensureStarted())
+        return nullptr;
+    const PaDeviceIndex index = Pa_GetDefaultOutputDevice();
+    const PaDeviceInfo *info = index == paNoDevice ? nullptr : Pa_GetDeviceInfo(index);
+    if (!info || info->maxOutputChannels < format.channels)
+        return nullptr;
+    PaStreamParameters output {};
+    output.device = index;
+    output.channelCount = format.channels;
+    output.sampleFormat = paFloat32;
+    output.suggestedLatency = info->defaultLowOutputLatency;
+    PaStream *stream = nullptr;
+    QuietStderr quiet;
+    if (Pa_OpenStream(&stream, nullptr, &output, format.sampleRate, format.sampleRate / 100,
+                      paClipOff, nullptr, nullptr)
+        != paNoError)
+        return nullptr;
+    if (Pa_StartStream(stream) != paNoError) {
+        Pa_CloseStream(stream);
+        return nullptr;
+    }
+    ++openStreams;
+    return std::make_unique<Output>(format, stream, info->name);
+}
 
 std::vector<AudioDeviceInfo> listInputs()
 {

@@ -3,6 +3,7 @@
 #include "audio_export.h"
 
 #include "audio/audioreader.h"
+#include "audio/soundoutput.h"
 
 #include <memory>
 #include <vector>
@@ -27,5 +28,9 @@ createReader(const AudioDeviceInfo &device,
              AudioFormat format,
              std::shared_ptr<Chronometer> chronometer,
              std::shared_ptr<SystemAudioRecorder> recorder);
+
+// The system's default output, blocking on each write; null when there is none or it cannot
+// play `format`.
+AUDIO_EXPORT std::unique_ptr<SoundOutput> openDefaultOutput(AudioFormat format);
 
 } // namespace AudIO::PortAudio

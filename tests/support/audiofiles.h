@@ -5,6 +5,7 @@
 
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -79,6 +80,39 @@ inline void writeToneFile(const QString &path, double hz, int rate, int channels
     }
     sf_writef_float(file, samples.data(), frames);
     sf_close(file);
+}
+
+// Silence with one click (2 ms at full scale) at `clickAt` seconds, 16-bit WAV: a sound whose
+// place in time can be found again to the sample.
+inline void
+writeClickFile(const QString &path, int rate, int channels, double seconds, double clickAt)
+{
+    SF_INFO info {};
+    info.samplerate = rate;
+    info.channels = channels;
+    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!file)
+        throw std::runtime_error("cannot write " + path.toStdString());
+    const auto frames = static_cast<std::int64_t>(rate * seconds);
+    std::vector<float> samples(static_cast<std::size_t>(frames) * channels, 0.0f);
+    const auto click = static_cast<std::int64_t>(rate * clickAt);
+    for (std::int64_t f = click; f < std::min(frames, click + rate / 500); ++f) {
+        for (int c = 0; c < channels; ++c)
+            samples[f * channels + c] = 0.9f;
+    }
+    sf_writef_float(file, samples.data(), frames);
+    sf_close(file);
+}
+
+// The first frame louder than half scale, in seconds from the start; -1 when there is none.
+inline double firstClickSeconds(const AudioFileData &data)
+{
+    for (std::int64_t f = 0; f < data.frames(); ++f) {
+        if (std::fabs(data.at(f)) > 0.5f)
+            return static_cast<double>(f) / data.sampleRate;
+    }
+    return -1.0;
 }
 
 } // namespace TestSupport

@@ -21,6 +21,7 @@
 #include "dialogs/progress.h"
 #include "exportengine/exportengine.h"
 #include "filestorage/ifilestoragecontroller.h"
+#include "playback/player.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
 #include "tracking/eventstore.h"
@@ -67,6 +68,8 @@ public:
     std::unique_ptr<FileAnalyzer::Controller> fileAnalyzer;
     std::unique_ptr<FileAdder::Controller> fileAdder;
     std::unique_ptr<FileStorage::Controller> fileStorage;
+    // Before the capture, which starts it and draws its countdown over it.
+    std::unique_ptr<Playback::Player> player;
     std::unique_ptr<Capture::Controller> capture;
     // The bridge to the bus first, so every item the controllers add is announced.
     std::unique_ptr<EditorCollection::ItemNotifier> itemNotifier;
@@ -137,8 +140,12 @@ void Application::Impl::build()
         : std::make_unique<FileStorage::Controller>();
     FileAnalyzer::setTimeline(&project->timeline());
     profiler.mark("media_intake");
+    player = std::make_unique<Playback::Player>();
+    player->setTimeline(&project->timeline());
     if (options.services.testFlag(Service::Capture)) {
-        capture = std::make_unique<Capture::Controller>();
+        Capture::Controller::Options captureOptions;
+        captureOptions.playback = player.get();
+        capture = std::make_unique<Capture::Controller>(captureOptions);
         profiler.mark("audio_capture");
     }
     if (options.services.testFlag(Service::Collection)) {
@@ -169,6 +176,7 @@ void Application::Impl::tearDown()
         itemNotifier.reset();
     }
     capture.reset();
+    player.reset();
     fileStorage.reset();
     fileAdder.reset();
     // Analyses still under way are let go with the application: none outlives the timeline it
@@ -261,9 +269,18 @@ Project::Object &Application::project() const
 
 void Application::setProject(std::unique_ptr<Project::Object> project)
 {
-    if (project)
+    if (project) {
+        // Stopped before the timeline it plays goes.
+        d->player->setTimeline(nullptr);
         d->project = std::move(project);
+    }
     FileAnalyzer::setTimeline(&d->project->timeline());
+    d->player->setTimeline(&d->project->timeline());
+}
+
+Playback::Player &Application::player() const
+{
+    return *d->player;
 }
 
 Export::Engine &Application::exportEngine() const

@@ -18,6 +18,9 @@ class IDialogs;
 namespace Export {
 class Engine;
 }
+namespace Playback {
+class Player;
+}
 namespace Project {
 class Object;
 }
@@ -92,6 +95,10 @@ public:
     // its timeline.
     Project::Object &project() const;
     void setProject(std::unique_ptr<Project::Object> project);
+
+    // The editor's player of the project's timeline; the voice-over recording starts it and
+    // times its takes by it.
+    Playback::Player &player() const;
 
     // Renders projects to video files; its exports reach the statistics.
     Export::Engine &exportEngine() const;

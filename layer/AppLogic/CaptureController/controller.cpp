@@ -76,6 +76,7 @@ public:
     enum : int { LevelsShown = 2 };
 
     explicit AudioCaptureImpl(const Options &options)
+        : playback(options.playback)
     {
         countdown.setInterval(static_cast<int>(options.countdownStep.count()));
         connect(&countdown, &QTimer::timeout, this, [this] { tick(); });
@@ -181,7 +182,6 @@ private:
             return;
         if (stateCode == 1 && countdown.isActive())
             return;
-        Playback::Player *playback = Playback::currentPlayback();
         if (playback && !keepPlayback)
             playback->stop();
         mode = m;
@@ -244,14 +244,15 @@ private:
         stream->Stop();
         reader->Stop();
         CaptureResult result = resultOf(*stream);
-        result.duration = chronometer->position() - reader->TakeStart();
+        result.position = reader->TakeStart();
+        result.duration = chronometer->position() - result.position;
         result.deviceLost = deviceGone;
         result.writeError = stream->WriteError();
         if (!path.isEmpty())
             save(path, result);
         else
             stream->Drop();
-        if (Playback::Player *playback = Playback::currentPlayback())
+        if (playback)
             playback->stop();
         stateCode = 0;
         deviceGone = false;
@@ -311,7 +312,6 @@ private:
         }
         clearCountdown();
         countdown.stop();
-        Playback::Player *playback = Playback::currentPlayback();
         if (mode == Mode::WithPlayback && playback) {
             waitingForPlayback = true;
             watched = playback;
@@ -325,19 +325,19 @@ private:
 
     void drawCountdown()
     {
-        if (Playback::Player *playback = Playback::currentPlayback())
+        if (playback)
             playback->setOverlayPixmap(countdownPixmap(secondsLeft));
     }
 
     void clearCountdown()
     {
-        if (Playback::Player *playback = Playback::currentPlayback())
+        if (playback)
             playback->setOverlayPixmap(QPixmap());
     }
 
     void unwatchPlayback()
     {
-        if (watched && watched == Playback::currentPlayback())
+        if (watched)
             watched->removeWatcher(this);
         watched = nullptr;
     }
@@ -392,6 +392,7 @@ private:
             observer->audioCaptureStateChanged();
     }
 
+    Playback::Player *const playback;
     AudIO::AudioDeviceManager &manager = AudIO::AudioDeviceManager::Instance();
     int stateCode = 0;
     Mode mode = Mode::Voice;

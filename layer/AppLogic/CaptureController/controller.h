@@ -9,6 +9,10 @@
 // playback runs and saves the take where the editor says. The editor reaches it through
 // Capture::audioCapture(), which it registers for its lifetime. The application makes one; main
 // thread.
+namespace Playback {
+class Player;
+}
+
 namespace Capture {
 
 class APPLOGIC_EXPORT Controller {
@@ -16,6 +20,10 @@ public:
     struct Options {
         // One step of the countdown; only a test would shorten it.
         std::chrono::milliseconds countdownStep { 1000 };
+        // The editor's playback: the countdown is drawn over it, it is stopped before a take and
+        // started by the voice-over mode, and its chronometer times the take. Not owned; null:
+        // the takes keep their own time.
+        Playback::Player *playback = nullptr;
     };
 
     Controller();

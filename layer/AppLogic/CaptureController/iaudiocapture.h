@@ -26,6 +26,9 @@ struct CaptureResult {
     int sampleRate = 0;
     int channels = 0;
     MTime duration; // by the chronometer: the take's length on the timeline
+    // Where the take's first sample sits on the timeline: the playhead when it was spoken, that
+    // is when it came in less the block's length and the latency the device reports.
+    MTime position;
     std::int64_t firstSampleLatencyUs = 0;
     bool deviceLost = false;
     // Why the take stopped being written before the end (a full disk); what came before is

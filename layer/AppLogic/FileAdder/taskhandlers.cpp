@@ -58,7 +58,11 @@ void TimelineClipTaskHandler::handleTaskResultInternal(const FileAnalyzer::Media
         int track = m_track;
         try {
             if (soundOnly) {
-                track = firstAudioTrack(*timeline);
+                // A request that names a sound track (a recording put where it was spoken)
+                // gets it.
+                const bool soundTrackNamed = m_track >= 0 && m_track < timeline->trackCount()
+                    && timeline->track(m_track).type() == Timeline::TrackType::Audio;
+                track = soundTrackNamed ? m_track : firstAudioTrack(*timeline);
                 soundPosition = timeline->insertClip(track, soundPosition, file).end();
             } else {
                 position = timeline->insertClip(track, position, file).end();

@@ -7,6 +7,8 @@
 #include "tablerow.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QTemporaryDir>
 
 #include <algorithm>
@@ -118,7 +120,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase { "negative_volume", args({ "--volume", "-1" }), 2, "--volume" },
         BadCase { "missing_device", args({ "--device", "virtual:file:/nonexistent.wav" }), 1,
                   "Can't find a device" },
-        BadCase { "an_extension_not_written", {}, 2, "OUT must end in", "voice.mp3" }),
+        BadCase { "an_extension_not_written", {}, 2, "OUT must end in", "voice.mp3" },
+        BadCase { "at_without_a_project", args({ "--at", "1" }), 2, "--at goes with --project" },
+        BadCase { "a_project_and_an_out", args({ "--project", "film.edproj" }), 2,
+                  "takes no OUT" }),
     TestSupport::tableRowName);
 
 TEST_F(RecordCommand, a_failed_save_keeps_the_take_for_a_recovery_after)
@@ -245,6 +250,62 @@ TEST_P(RecoveryRefused, and_every_take_stays)
         for (const QFileInfo &take : QDir(folder).entryInfoList({ "take-*.wav" }, QDir::Files))
             after << take.canonicalFilePath() + ':' + QString::number(take.size());
     EXPECT_EQ(after, planted);
+}
+
+TEST_F(RecordCommand, a_voice_over_lands_on_a_free_sound_track_of_the_project_where_spoken)
+{
+    // The project's sound track is taken from 0 to 4 s; the voice says its click 0.5 s in; no
+    // --seconds: the end of the timeline stops the take.
+    TestSupport::writeClickFile(out("music.wav"), 48000, 2, 4.0, 2.5);
+    TestSupport::writeClickFile(out("voice-in.wav"), 48000, 1, 3.0, 0.5);
+    const QString project = out("film.edproj");
+    ASSERT_EQ(run(args({ "import", "--project" }) << project << out("music.wav")).exitCode, 0);
+
+    const auto r = run(QStringList { "--events-out", out("events.jsonl"), "record", "--project",
+                                     project, "--device", "virtual:file:" + out("voice-in.wav") }
+                       + args({ "--at", "2.8", "--countdown", "1", "--json" }));
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QJsonObject result = TestSupport::jsonLines(r.out.toUtf8()).value(0);
+    EXPECT_EQ(result.value("path").toString(), out("film.media/voiceover-1.wav"));
+    EXPECT_EQ(result.value("project").toString(), project);
+    const double at = result.value("at").toDouble();
+    EXPECT_GE(at, 2.8) << "recorded once the playback from --at had started";
+    EXPECT_GE(at + result.value("seconds").toDouble(), 3.95) << "stopped by the timeline's end";
+
+    const auto opened = run(args({ "project", "open", "--json" }) << project);
+    const QJsonArray tracks
+        = TestSupport::jsonLines(opened.out.toUtf8()).value(0)["tracks"].toArray();
+    const int track = result.value("track").toInt();
+    ASSERT_EQ(track, tracks.size() - 1) << "a new sound track: the only one was taken there";
+    const QJsonObject clip = tracks[track]["clips"][0].toObject();
+    EXPECT_EQ(tracks[track]["type"].toString(), "audio");
+    EXPECT_EQ(clip.value("id"), result.value("clip"));
+    EXPECT_EQ(clip.value("position").toDouble(), at);
+    EXPECT_EQ(clip.value("file").toString(), result.value("path").toString());
+    const auto take = TestSupport::readAudioFile(result.value("path").toString());
+    EXPECT_NEAR(TestSupport::firstClickSeconds(take), 0.5, 0.001);
+
+    QStringList events;
+    for (const QJsonObject &e : TestSupport::jsonLinesOf(out("events.jsonl")))
+        events << e.value("event").toString() + ' '
+                + QString::fromUtf8(
+                      QJsonDocument(e.value("params").toObject()).toJson(QJsonDocument::Compact));
+    const auto has
+        = [&](const char *text) { return events.filter(QString::fromUtf8(text)).size() == 1; };
+    EXPECT_TRUE(has("AUDIO_RECORD_STARTED {\"VOICE_OVER_MODE\":\"true\"}"))
+        << events.join('\n').toStdString();
+    EXPECT_TRUE(has("FILE_ADDED {\"ADDING_METHOD\":\"audio_rec\""));
+    EXPECT_TRUE(has("PROJECT_SAVED"));
+
+    // Before the first take its track is free, and the next take goes there.
+    const auto again
+        = run(QStringList { "record", "--project", project, "--device",
+                            "virtual:file:" + out("voice-in.wav") }
+              + args({ "--at", "0.2", "--seconds", "1", "--countdown", "1", "--json" }));
+    ASSERT_EQ(again.exitCode, 0) << again.err.toStdString();
+    const QJsonObject second = TestSupport::jsonLines(again.out.toUtf8()).value(0);
+    EXPECT_EQ(second.value("track").toInt(), track);
+    EXPECT_EQ(second.value("path").toString(), out("film.media/voiceover-2.wav"));
 }
 
 QString plantTake(const QString &folder, const char *name, double seconds)

@@ -8,8 +8,10 @@
 #include "tablerow.h"
 
 #include "audio/audiodevicemanager.h"
+#include "media/mediaprobe.h"
 #include "playback/player.h"
 #include "playback/playerwidget.h"
+#include "timeline/timeline.h"
 #include "util/settingspaths.h"
 
 #include <QDir>
@@ -17,6 +19,8 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <atomic>
 
 namespace {
 
@@ -47,7 +51,6 @@ protected:
         Settings::setDataFolder(data.path());
         manager.SetVirtualPacing(AudioDeviceManager::Pacing::Pulled);
         Dialog::setDialogs(dialogs);
-        Playback::setCurrentPlayback(&player);
         widget.resize(400, 240);
         capture().addObserver(this);
         capture().setDevice("virtual:tone:440");
@@ -55,7 +58,6 @@ protected:
     ~CaptureController() override
     {
         capture().removeObserver(this);
-        Playback::setCurrentPlayback(nullptr);
         Dialog::setDialogs(nullptr);
         manager.SetVirtualPacing(AudioDeviceManager::Pacing::RealTime);
     }
@@ -93,7 +95,7 @@ protected:
         = std::make_shared<TestSupport::FakeDialogs>();
     Playback::Player player;
     Playback::PlayerWidget widget { player };
-    Capture::Controller controller { Capture::Controller::Options { 5ms } };
+    Capture::Controller controller { Capture::Controller::Options { 5ms, &player } };
     std::vector<int> countdown;
     std::vector<Capture::CaptureResult> results;
     int deviceLost = 0;
@@ -285,5 +287,79 @@ INSTANTIATE_TEST_SUITE_P(Capture,
                                            QualityCase { "eight", 8, 48000, 2 },
                                            QualityCase { "far_past", 40, 48000, 2 }),
                          TestSupport::tableRowName);
+
+// A clock that moves only when the test says: the playback and the take share it, so the test
+// knows to the sample where the playhead was when each sample was spoken.
+class SteppedClock final : public AudIO::IClock {
+public:
+    std::chrono::nanoseconds now() const override { return std::chrono::nanoseconds(m_ns.load()); }
+    void step(std::chrono::milliseconds by) { m_ns += std::chrono::nanoseconds(by).count(); }
+
+private:
+    std::atomic<std::int64_t> m_ns { 0 };
+};
+
+TEST(VoiceOver, the_take_lands_where_its_click_was_spoken_over_the_playing_timeline)
+{
+    using namespace std::chrono;
+    QTemporaryDir data;
+    Settings::setDataFolder(data.path());
+    AudioDeviceManager &manager = AudioDeviceManager::Instance();
+    manager.SetVirtualPacing(AudioDeviceManager::Pacing::Pulled);
+    auto dialogs = std::make_shared<TestSupport::FakeDialogs>();
+    Dialog::setDialogs(dialogs);
+    // The timeline holds a click 2.5 s in; the microphone hears a click 0.5 s into the take.
+    const QString music = data.filePath("music.wav");
+    const QString voice = data.filePath("voice-in.wav");
+    TestSupport::writeClickFile(music, 48000, 2, 4.0, 2.5);
+    TestSupport::writeClickFile(voice, 48000, 1, 2.0, 0.5);
+    Timeline::Model timeline;
+    timeline.addTrack(Timeline::TrackType::Audio);
+    timeline.insertClip(0, MTime(), std::make_shared<Media::File>(Media::probe(music)));
+
+    SteppedClock clock;
+    Playback::Player player(MTime(), clock);
+    player.setTimeline(&timeline);
+    player.setSound(Playback::Player::Sound::NullOutput);
+    Capture::Controller controller { Capture::Controller::Options { 5ms, &player } };
+    Capture::IAudioCapture &capture = *Capture::audioCapture();
+    std::vector<Capture::CaptureResult> results;
+    struct Finished : Capture::IAudioCaptureObserver {
+        std::vector<Capture::CaptureResult> *results;
+        void audioCaptureFinished(const Capture::CaptureResult &r) override
+        {
+            results->push_back(r);
+        }
+    } observer;
+    observer.results = &results;
+    capture.addObserver(&observer);
+    capture.setDevice("virtual:file:" + voice);
+
+    const MTime at = MTime::fromSec(1.0);
+    player.seek(at);
+    capture.start(Mode::WithPlayback, 1000);
+    ASSERT_TRUE(TestSupport::waitUntil([&] { return capture.state() == State::Recording; }));
+    ASSERT_TRUE(player.isPlaying());
+    // The device opens 37 ms after the playback started, then delivers a block each 10 ms.
+    clock.step(37ms);
+    for (int block = 0; block < 100; ++block) {
+        clock.step(10ms);
+        manager.PullVirtualInputs(10ms);
+    }
+    capture.stop(data.filePath("voice.wav"));
+    capture.removeObserver(&observer);
+    Dialog::setDialogs(nullptr);
+    manager.SetVirtualPacing(AudioDeviceManager::Pacing::RealTime);
+
+    ASSERT_EQ(results.size(), 1u);
+    ASSERT_TRUE(results[0].saved);
+    const auto take = TestSupport::readAudioFile(data.filePath("voice.wav"));
+    const double clickInTake = TestSupport::firstClickSeconds(take);
+    ASSERT_NEAR(clickInTake, 0.5, 0.001) << "the take holds what was spoken, from its start";
+    // Spoken 37 ms after the playback started, plus its 0.5 s into the take.
+    const double spokenAt = at.toSecF() + 0.037 + 0.5;
+    EXPECT_NEAR(results[0].position.toSecF() + clickInTake, spokenAt, 0.001);
+    EXPECT_TRUE(player.playbackError().isEmpty()) << player.playbackError().toStdString();
+}
 
 } // namespace
