@@ -44,6 +44,11 @@ QString backslashed(const QString &text, const char *special)
 // The graph's text, built chain by chain with fresh labels.
 class GraphText {
 public:
+    explicit GraphText(std::vector<FedSource> *fed)
+        : m_fed(fed)
+    {
+    }
+
     QString label() { return QStringLiteral("s%1").arg(m_next++); }
 
     // "[a][b]f1,f2[out]": returns the output's label.
@@ -75,7 +80,30 @@ public:
 
     QString text() const { return m_parts.join(QLatin1Char(';')); }
 
+    // The filter that reads `use.path` from `use.seek`: a movie source, or a buffer the caller
+    // feeds (its parameters are placeholders the caller sets before the graph is configured).
+    QString source(FedSource use)
+    {
+        if (!m_fed) {
+            QString text = QStringLiteral("%1=filename=%2")
+                               .arg(use.audio ? QStringLiteral("amovie") : QStringLiteral("movie"),
+                                    graphValue(use.path));
+            if (use.seek > 0)
+                text += QStringLiteral(":seek_point=%1").arg(num(use.seek));
+            return text;
+        }
+        use.name = QStringLiteral("src%1").arg(m_fed->size());
+        m_fed->push_back(use);
+        return use.audio ? QStringLiteral("abuffer@%1=sample_rate=48000:sample_fmt=fltp:"
+                                          "channel_layout=stereo:time_base=1/48000")
+                               .arg(use.name)
+                         : QStringLiteral("buffer@%1=video_size=2x2:pix_fmt=yuv420p:"
+                                          "time_base=1/90000")
+                               .arg(use.name);
+    }
+
 private:
+    std::vector<FedSource> *m_fed;
     QStringList m_parts;
     int m_next = 0;
 };
@@ -290,21 +318,24 @@ QString videoPiece(GraphText &g, const RenderPiece &p, const VideoFormat &f, boo
     const std::int64_t count
         = std::max<std::int64_t>(1, frames(p.at + p.length + p.tail, f) - first);
     const double rate = boost::rational_cast<double>(f.rate);
-    const QString movie = QStringLiteral("movie=filename=%1").arg(graphValue(p.path));
+    FedSource use { {}, p.path, false, p.stillImage };
+    use.from = (p.at - p.lead).toSecF();
+    use.until = (p.at + p.length + p.tail).toSecF();
     Flow flow(g);
     // The clip's own time runs through the fades; the first frame shown is `clipStart`.
     MTime held; // time before the file's first picture, shown as that picture
     MTime clipStart = p.skip - p.lead;
     if (p.stillImage) {
-        flow.add(movie);
+        flow.add(g.source(use));
     } else {
         const double wanted = p.sourceStart() - p.lead.toSecF() * p.speed;
         const double start = std::max(0.0, wanted);
         held = MTime::fromSec((start - wanted) / p.speed);
         clipStart = clipStart + held;
-        flow.add(start > 0 ? movie + QStringLiteral(":seek_point=%1").arg(num(start)) : movie);
-        flow.add(QStringLiteral("trim=start=%1:end=%2")
-                     .arg(num(start), num(p.sourceEnd() + (p.tail.toSecF() + 2 / rate) * p.speed)));
+        use.seek = start;
+        use.end = p.sourceEnd() + (p.tail.toSecF() + 2 / rate) * p.speed;
+        flow.add(g.source(use));
+        flow.add(QStringLiteral("trim=start=%1:end=%2").arg(num(start), num(use.end)));
         flow.add(QStringLiteral("setpts=((T-%1)/%2+%3)/TB")
                      .arg(num(start), num(p.speed), seconds(clipStart)));
         flow.add(QStringLiteral("fps=fps=%1:start_time=%2").arg(rateText(f), seconds(clipStart)));
@@ -677,11 +708,14 @@ QString audioPiece(GraphText &g, const RenderPiece &p, const AudioFormat &a)
     const double start = std::max(0.0, wanted);
     const MTime held = MTime::fromSec((start - wanted) / p.speed);
     const MTime clipStart = p.skip - p.lead + held;
-    const QString movie = QStringLiteral("amovie=filename=%1").arg(graphValue(p.path));
+    FedSource use {
+        {}, p.path, true, false, start, p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05
+    };
+    use.from = (p.at - p.lead).toSecF();
+    use.until = (p.at + p.length + p.tail).toSecF();
     Flow flow(g);
-    flow.add(start > 0 ? movie + QStringLiteral(":seek_point=%1").arg(num(start)) : movie);
-    flow.add(QStringLiteral("atrim=start=%1:end=%2")
-                 .arg(num(start), num(p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05)));
+    flow.add(g.source(use));
+    flow.add(QStringLiteral("atrim=start=%1:end=%2").arg(num(start), num(use.end)));
     flow.add(QStringLiteral("asetpts=PTS-STARTPTS"));
     flow.add(QStringLiteral("aresample=%1").arg(a.sampleRate));
     if (std::abs(p.speed - 1.0) > 1e-9) {
@@ -774,7 +808,17 @@ QString graphValue(const QString &value)
 
 QString videoGraph(const RenderPlan &plan, const VideoFormat &format)
 {
-    GraphText g;
+    return videoGraph(plan, format, nullptr);
+}
+
+QString audioGraph(const RenderPlan &plan, const AudioFormat &format)
+{
+    return audioGraph(plan, format, nullptr);
+}
+
+QString videoGraph(const RenderPlan &plan, const VideoFormat &format, std::vector<FedSource> *fed)
+{
+    GraphText g(fed);
     const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
     QString picture = videoTrack(g, plan.video, format, total, false);
     for (const RenderLayer &layer : plan.layers) {
@@ -793,9 +837,9 @@ QString videoGraph(const RenderPlan &plan, const VideoFormat &format)
     return g.text();
 }
 
-QString audioGraph(const RenderPlan &plan, const AudioFormat &format)
+QString audioGraph(const RenderPlan &plan, const AudioFormat &format, std::vector<FedSource> *fed)
 {
-    GraphText g;
+    GraphText g(fed);
     const std::int64_t total
         = std::max<std::int64_t>(1, sampleAt(plan.duration, format.sampleRate));
     QStringList tracks;

@@ -20,6 +20,34 @@ GraphOutput::GraphOutput(const QString &description,
                          AVMediaType type,
                          const QString &tail,
                          int threads)
+    : GraphOutput(description, {}, type, tail, threads)
+{
+}
+
+FedGraph fedVideoGraph(const RenderPlan &plan, const VideoFormat &format)
+{
+    FedGraph g;
+    g.text = videoGraph(plan, format, &g.fed);
+    return g;
+}
+
+FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format)
+{
+    FedGraph g;
+    g.text = audioGraph(plan, format, &g.fed);
+    return g;
+}
+
+GraphOutput::GraphOutput(const FedGraph &graph, AVMediaType type, const QString &tail, int threads)
+    : GraphOutput(graph.text, graph.fed, type, tail, threads)
+{
+}
+
+GraphOutput::GraphOutput(const QString &description,
+                         std::vector<FedSource> fed,
+                         AVMediaType type,
+                         const QString &tail,
+                         int threads)
 {
     m_graph.reset(avfilter_graph_alloc());
     if (!m_graph)
@@ -43,6 +71,8 @@ GraphOutput::GraphOutput(const QString &description,
                                      nullptr);
     avfilter_inout_free(&inputs);
     avfilter_inout_free(&outputs);
+    if (r >= 0 && !fed.empty())
+        m_sources = std::make_unique<FedSources>(std::move(fed), m_graph.get());
     if (r >= 0)
         r = avfilter_graph_config(m_graph.get(), nullptr);
     if (r < 0) {
@@ -53,7 +83,10 @@ GraphOutput::GraphOutput(const QString &description,
     }
 }
 
-GraphOutput::~GraphOutput() = default;
+GraphOutput::~GraphOutput()
+{
+    m_sources.reset();
+}
 
 void GraphOutput::setFrameSize(int samples)
 {
@@ -63,11 +96,19 @@ void GraphOutput::setFrameSize(int samples)
 FramePtr GraphOutput::next()
 {
     FramePtr frame = newFrame();
-    const int r = av_buffersink_get_frame(m_sink, frame.get());
-    if (r == AVERROR_EOF)
-        return nullptr;
-    if (r < 0)
-        internalFailure(QStringLiteral("reading the filters"), r);
+    for (;;) {
+        const int r = av_buffersink_get_frame(m_sink, frame.get());
+        if (r == AVERROR_EOF)
+            return nullptr;
+        if (r == AVERROR(EAGAIN) && m_sources && m_sources->feed())
+            continue;
+        if (r < 0)
+            internalFailure(QStringLiteral("reading the filters"), r);
+        break;
+    }
+    if (m_sources && frame->pts != AV_NOPTS_VALUE)
+        m_sources->reached(static_cast<double>(frame->pts)
+                           * av_q2d(av_buffersink_get_time_base(m_sink)));
     return frame;
 }
 
@@ -120,7 +161,7 @@ VideoFormat videoFormat(const VideoSpec &spec)
 } // namespace
 
 VideoAhead::VideoAhead(const RenderPlan &plan, const VideoSpec &spec, std::int64_t frames)
-    : m_graph(videoGraph(plan, videoFormat(spec)),
+    : m_graph(fedVideoGraph(plan, videoFormat(spec)),
               AVMEDIA_TYPE_VIDEO,
               QStringLiteral("format=%1").arg(QLatin1String(av_get_pix_fmt_name(spec.format))),
               0)
@@ -185,7 +226,7 @@ AudioMix::AudioMix(const RenderPlan &plan,
                    AVSampleFormat format,
                    int frameSize)
     : m_graph(
-        audioGraph(plan, { spec.rate, layoutName(spec.layout), spec.layout.nb_channels }),
+        fedAudioGraph(plan, { spec.rate, layoutName(spec.layout), spec.layout.nb_channels }),
         AVMEDIA_TYPE_AUDIO,
         QStringLiteral("aformat=sample_fmts=%1").arg(QLatin1String(av_get_sample_fmt_name(format))),
         1)

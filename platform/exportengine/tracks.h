@@ -5,6 +5,7 @@
 
 #include "exportengine/filtergraph.h"
 #include "exportengine/libav.h"
+#include "exportengine/sources.h"
 
 #include <condition_variable>
 #include <deque>
@@ -26,11 +27,27 @@ struct AudioSpec {
     AVChannelLayout layout;
 };
 
+// A graph's text and the sources it is fed from.
+struct FedGraph {
+    QString text;
+    std::vector<FedSource> fed;
+};
+FedGraph fedVideoGraph(const RenderPlan &plan, const VideoFormat &format);
+FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format);
+
 // A graph made from its text, its output "out" led through `tail` (filters after it, may be
 // empty) to a sink. One thread uses it at a time.
 class GraphOutput {
 public:
     GraphOutput(const QString &description, AVMediaType type, const QString &tail, int threads);
+    // A graph whose files are read through the sources `fed` lists (see FedSource), each opened
+    // shortly before the output reaches it.
+    GraphOutput(const FedGraph &graph, AVMediaType type, const QString &tail, int threads);
+    GraphOutput(const QString &description,
+                std::vector<FedSource> fed,
+                AVMediaType type,
+                const QString &tail,
+                int threads);
     ~GraphOutput();
     GraphOutput(const GraphOutput &) = delete;
     GraphOutput &operator=(const GraphOutput &) = delete;
@@ -43,6 +60,8 @@ public:
 private:
     GraphPtr m_graph;
     AVFilterContext *m_sink = nullptr;
+    std::unique_ptr<FedSources>
+        m_sources; // before the graph goes: its threads hold the graph's buffers
 };
 
 // Every file a plan reads, opened once before the graph is (with `probe`): a file gone or damaged
