@@ -95,9 +95,9 @@ public:
             par = m_stream >= 0 ? input->streams[m_stream]->codecpar : nullptr;
         }
         if (!par)
-            throw Failure(tr("Source file damaged"),
-                          damaged(m_use.path, m_use.audio ? tr("it has no sound")
-                                                          : tr("it has no picture")));
+            throw Failure(
+                tr("Source file damaged"),
+                damaged(m_use.path, m_use.audio ? tr("it has no sound") : tr("it has no picture")));
         const AVStream *stream = input->streams[m_stream];
         m_timeBase = stream->time_base;
         AVBufferSrcParameters *params = av_buffersrc_parameters_alloc();
@@ -119,8 +119,8 @@ public:
         } else {
             // The header rarely names the decoder's pixel format; the usual one is assumed and a
             // file that decodes to another is converted as it is read.
-            m_pixels = par->format >= 0 ? static_cast<AVPixelFormat>(par->format)
-                                        : AV_PIX_FMT_YUV420P;
+            m_pixels
+                = par->format >= 0 ? static_cast<AVPixelFormat>(par->format) : AV_PIX_FMT_YUV420P;
             m_width = par->width;
             m_height = par->height;
             params->format = m_pixels;
@@ -209,6 +209,12 @@ private:
         return AV_SAMPLE_FMT_FLTP;
     }
 
+    bool stopped()
+    {
+        std::lock_guard lock(m_mutex);
+        return m_stop;
+    }
+
     void run()
     {
         try {
@@ -224,8 +230,7 @@ private:
 
     QString at(std::int64_t pts) const
     {
-        return MTime::fromSec(pts == AV_NOPTS_VALUE ? 0 : pts * av_q2d(m_timeBase))
-            .toClockString();
+        return MTime::fromSec(pts == AV_NOPTS_VALUE ? 0 : pts * av_q2d(m_timeBase)).toClockString();
     }
 
     void decode()
@@ -242,13 +247,15 @@ private:
         const AVCodec *codec = avcodec_find_decoder(stream->codecpar->codec_id);
         if (!codec)
             throw Failure(tr("Source file damaged"),
-                          damaged(m_use.path, tr("this editor has no decoder for its %1")
-                                                  .arg(QString::fromLatin1(avcodec_get_name(
-                                                      stream->codecpar->codec_id)))));
+                          damaged(m_use.path,
+                                  tr("this editor has no decoder for its %1")
+                                      .arg(QString::fromLatin1(
+                                          avcodec_get_name(stream->codecpar->codec_id)))));
         CodecPtr decoder(avcodec_alloc_context3(codec));
         if (!decoder)
             throw std::bad_alloc();
-        check(avcodec_parameters_to_context(decoder.get(), stream->codecpar), "setting up a decoder");
+        check(avcodec_parameters_to_context(decoder.get(), stream->codecpar),
+              "setting up a decoder");
         decoder->pkt_timebase = stream->time_base;
         decoder->thread_count = m_use.audio ? 1 : 0;
         int r = avcodec_open2(decoder.get(), codec, nullptr);
@@ -265,8 +272,8 @@ private:
             if ((r = av_seek_frame(input.get(), -1, ts, AVSEEK_FLAG_BACKWARD)) < 0)
                 LOG(WARNING) << "Cannot seek in " << m_use.path.toStdString() << " ("
                              << avText(r).toStdString() << "); reading from its start";
-            skipBefore = av_rescale_q(std::llround(m_use.seek * AV_TIME_BASE), AV_TIME_BASE_Q,
-                                      m_timeBase)
+            skipBefore
+                = av_rescale_q(std::llround(m_use.seek * AV_TIME_BASE), AV_TIME_BASE_Q, m_timeBase)
                 - 1;
         }
         const double endPts = std::isfinite(m_use.end) ? m_use.end / av_q2d(m_timeBase) : HUGE_VAL;
@@ -325,11 +332,26 @@ private:
             avcodec_send_packet(decoder.get(), nullptr);
             drain();
         }
-        if (delivered == 0 && errors > 0)
+        if (stopped())
+            return;
+        if (delivered == 0)
             throw Failure(tr("Source file damaged"),
-                          tr("%1 is damaged: no picture or sound of it can be decoded. Replace "
-                             "it or remove its clips.")
-                              .arg(m_use.path));
+                          tr("%1 is damaged: none of its %2 can be decoded. Replace it or remove "
+                             "its clips.")
+                              .arg(m_use.path, m_use.audio ? tr("sound") : tr("pictures")));
+        // A file cut short (a download that stopped) still has the header of the whole.
+        const double stated = stream->duration != AV_NOPTS_VALUE
+            ? (stream->duration + (stream->start_time != AV_NOPTS_VALUE ? stream->start_time : 0))
+                * av_q2d(m_timeBase)
+            : HUGE_VAL;
+        const double reachedSec = lastPts == AV_NOPTS_VALUE ? 0 : lastPts * av_q2d(m_timeBase);
+        if (!m_use.still && more && std::isfinite(stated)
+            && reachedSec + 1.0 < std::min(stated, m_use.end))
+            throw Failure(
+                tr("Source file damaged"),
+                tr("%1 ends at %2, before the %3 its header gives: it is damaged or "
+                   "incomplete. Replace it or remove its clips.")
+                    .arg(m_use.path, at(lastPts), MTime::fromSec(stated).toClockString()));
         if (errors > 0)
             LOG(WARNING) << m_use.path.toStdString() << ": " << errors
                          << " damaged packets were skipped";
@@ -378,9 +400,8 @@ private:
         check(av_frame_get_buffer(out.get(), 0), "converting the picture");
         check(av_frame_copy_props(out.get(), in.get()), "converting the picture");
         m_sws.reset(sws_getCachedContext(m_sws.release(), in->width, in->height,
-                                         static_cast<AVPixelFormat>(in->format), m_width,
-                                         m_height, m_pixels, SWS_BICUBIC, nullptr, nullptr,
-                                         nullptr));
+                                         static_cast<AVPixelFormat>(in->format), m_width, m_height,
+                                         m_pixels, SWS_BICUBIC, nullptr, nullptr, nullptr));
         if (!m_sws)
             internalFailure(QStringLiteral("converting the picture"), AVERROR(EINVAL));
         sws_scale(m_sws.get(), in->data, in->linesize, 0, in->height, out->data, out->linesize);
