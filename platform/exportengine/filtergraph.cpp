@@ -286,6 +286,17 @@ void mask(Flow &flow, const Effect::Mask &m)
     flow.setLabel(out);
 }
 
+// Whether the piece has filters that need the picture as the file has it.
+bool needsOriginal(const RenderPiece &piece)
+{
+    return piece.stabilized
+        || std::any_of(piece.effects.begin(), piece.effects.end(), [](const auto &e) {
+               return Effect::as<Effect::Crop>(*e) || Effect::as<Effect::ManualEnhance>(*e)
+                   || Effect::as<Effect::ChromaKey>(*e) || Effect::as<Effect::Lut>(*e)
+                   || Effect::as<Effect::Mask>(*e);
+           });
+}
+
 // Filters that need the picture as the file has it (before scaling) and may make it
 // see-through. Returns whether it did.
 bool pictureEffects(Flow &flow, const RenderPiece &piece)
@@ -321,6 +332,10 @@ QString videoPiece(GraphText &g, const RenderPiece &p, const VideoFormat &f, boo
     FedSource use { {}, p.path, false, p.stillImage };
     use.from = (p.at - p.lead).toSecF();
     use.until = (p.at + p.length + p.tail).toSecF();
+    if (!needsOriginal(p)) {
+        use.fit = f.size;
+        use.alpha = layer;
+    }
     Flow flow(g);
     // The clip's own time runs through the fades; the first frame shown is `clipStart`.
     MTime held; // time before the file's first picture, shown as that picture

@@ -49,6 +49,10 @@ struct FedSource {
     double end = std::numeric_limits<double>::infinity(); // nothing past this second is used
     double from = 0; // the output's second at which the graph first needs it
     double until = 0; // and the last
+    // Pictures the graph only fits into this size (keeping their shape, even sides) may come
+    // at that size already, scaled on the decoder's thread; empty: as the file has them.
+    QSize fit;
+    bool alpha = false; // and, so fitted, with a see-through channel
 };
 
 // The same graphs with every file read through a fed source, each listed in `fed`.

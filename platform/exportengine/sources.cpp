@@ -13,6 +13,7 @@ extern "C" {
 
 #include <glog/logging.h>
 
+#include <algorithm>
 #include <cmath>
 #include <condition_variable>
 #include <deque>
@@ -123,6 +124,19 @@ public:
                 = par->format >= 0 ? static_cast<AVPixelFormat>(par->format) : AV_PIX_FMT_YUV420P;
             m_width = par->width;
             m_height = par->height;
+            if (!m_use.fit.isEmpty()) {
+                // As the graph's scale fits it (shape kept, rounded to even sides), so that
+                // filter passes the picture on untouched.
+                const int w = m_use.fit.width();
+                const int h = m_use.fit.height();
+                const int fitW = std::min<int>(w, av_rescale(h, m_width, m_height)) / 2 * 2;
+                const int fitH = std::min<int>(h, av_rescale(w, m_height, m_width)) / 2 * 2;
+                if (fitW > 0 && fitH > 0) {
+                    m_width = fitW;
+                    m_height = fitH;
+                    m_pixels = m_use.alpha ? AV_PIX_FMT_YUVA420P : AV_PIX_FMT_YUV420P;
+                }
+            }
             params->format = m_pixels;
             params->width = m_width;
             params->height = m_height;
