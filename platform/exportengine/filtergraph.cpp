@@ -620,11 +620,11 @@ QString titleFilter(const RenderPiece &p, const VideoFormat &f)
         alpha = QStringLiteral("%1*min(1,min((t-%2)/%3,(%4-t)/%5))")
                     .arg(num(opacity), seconds(start), num(in), seconds(end), num(out));
     }
+    // One pass over the pattern: a later pass would take a "%1" in the title for its own.
     return QStringLiteral("drawtext=font=%1:text=%2:expansion=none:fontsize=%3:x=%4:y=%5:%6:"
                           "alpha=%7:enable=%8")
-        .arg(graphValue(font), graphValue(title.text))
-        .arg(std::max(8, size))
-        .arg(x, y, look, graphValue(alpha),
+        .arg(graphValue(font), graphValue(title.text), QString::number(std::max(8, size)), x, y,
+             look, graphValue(alpha),
              graphValue(
                  QStringLiteral("between(t,%1,%2)").arg(seconds(p.at), seconds(p.at + p.length))));
 }

@@ -484,7 +484,7 @@ Timeline::Clip &titled(Model &t, int subtype)
     put(t, 0, colourClip("red"), 0, 2);
     auto clip = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
     clip->setDuration(MTime::fromSec(2));
-    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("HHHH: [a, b]; 'c'"), {} });
+    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("HHHH: [a, b]; 'c' %1"), {} });
     return t.placeClip(2, std::move(clip));
 }
 
