@@ -831,11 +831,15 @@ QString audioGraph(const RenderPlan &plan, const AudioFormat &format)
     return audioGraph(plan, format, nullptr);
 }
 
-QString videoGraph(const RenderPlan &plan, const VideoFormat &format, std::vector<FedSource> *fed)
+namespace {
+
+// The layers and titles over `picture`, and the graph's output.
+void layersOver(GraphText &g,
+                QString picture,
+                const RenderPlan &plan,
+                const VideoFormat &format,
+                std::int64_t total)
 {
-    GraphText g(fed);
-    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
-    QString picture = videoTrack(g, plan.video, format, total, false);
     for (const RenderLayer &layer : plan.layers) {
         if (layer.pieces.empty())
             continue;
@@ -849,7 +853,38 @@ QString videoGraph(const RenderPlan &plan, const VideoFormat &format, std::vecto
         picture = g.chain({ picture }, titles);
     }
     g.chain({ picture }, { QStringLiteral("format=yuv420p") }, QStringLiteral("out"));
+}
+
+} // namespace
+
+QString videoGraph(const RenderPlan &plan, const VideoFormat &format, std::vector<FedSource> *fed)
+{
+    GraphText g(fed);
+    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
+    layersOver(g, videoTrack(g, plan.video, format, total, false), plan, format, total);
     return g.text();
+}
+
+VideoStages videoStages(const RenderPlan &plan,
+                        const VideoFormat &format,
+                        std::vector<FedSource> *trackFed,
+                        std::vector<FedSource> *layersFed)
+{
+    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
+    GraphText track(trackFed);
+    track.chain({ videoTrack(track, plan.video, format, total, false) },
+                { QStringLiteral("format=yuv420p") }, QStringLiteral("out"));
+    GraphText layers(layersFed);
+    const QString base = layers.chain(
+        {},
+        { QStringLiteral("buffer@%1=video_size=%2x%3:pix_fmt=yuv420p:time_base=%4/%5")
+              .arg(QLatin1String(stageSource))
+              .arg(format.size.width())
+              .arg(format.size.height())
+              .arg(format.rate.denominator())
+              .arg(format.rate.numerator()) });
+    layersOver(layers, base, plan, format, total);
+    return { track.text(), layers.text() };
 }
 
 QString audioGraph(const RenderPlan &plan, const AudioFormat &format, std::vector<FedSource> *fed)

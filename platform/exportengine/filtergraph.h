@@ -63,6 +63,19 @@ EXPORTENGINE_EXPORT QString audioGraph(const RenderPlan &plan,
                                        const AudioFormat &format,
                                        std::vector<FedSource> *fed);
 
+// The picture as two graphs, to run on two threads one after the other: the first track alone,
+// output "out"; and the layers and titles over it, whose buffer source "buffer@" + stageSource
+// takes the first graph's frames (yuv420p at the format's size and rate), output "out".
+struct VideoStages {
+    QString track;
+    QString layers;
+};
+inline constexpr const char *stageSource = "track";
+EXPORTENGINE_EXPORT VideoStages videoStages(const RenderPlan &plan,
+                                            const VideoFormat &format,
+                                            std::vector<FedSource> *trackFed,
+                                            std::vector<FedSource> *layersFed);
+
 // `value` as one option value inside a graph's text: escaped for the option parser and then for
 // the graph parser, so any file name or title text stays one value.
 EXPORTENGINE_EXPORT QString graphValue(const QString &value);

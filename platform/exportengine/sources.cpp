@@ -1,6 +1,9 @@
 #include "exportengine/sources.h"
 
+#include "exportengine/tracks.h"
+
 extern "C" {
+#include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
@@ -60,6 +63,30 @@ public:
         : m_use(std::move(use))
         , m_buffer(buffer)
     {
+    }
+
+    // The frames of another graph's output.
+    Source(AVFilterContext *buffer, GraphOutput *under)
+        : m_use { QLatin1String(stageSource), {}, false, false, 0, HUGE_VAL, 0, HUGE_VAL }
+        , m_buffer(buffer)
+        , m_under(under)
+    {
+        const AVFilterContext *sink = under->sink();
+        AVBufferSrcParameters *params = av_buffersrc_parameters_alloc();
+        if (!params)
+            throw std::bad_alloc();
+        m_pixels = static_cast<AVPixelFormat>(av_buffersink_get_format(sink));
+        m_width = av_buffersink_get_w(sink);
+        m_height = av_buffersink_get_h(sink);
+        params->format = m_pixels;
+        params->width = m_width;
+        params->height = m_height;
+        params->time_base = av_buffersink_get_time_base(sink);
+        params->sample_aspect_ratio = av_buffersink_get_sample_aspect_ratio(sink);
+        params->frame_rate = av_buffersink_get_frame_rate(sink);
+        const int r = av_buffersrc_parameters_set(m_buffer, params);
+        av_free(params);
+        check(r, "describing a stage");
     }
 
     ~Source()
@@ -249,6 +276,12 @@ private:
 
     void decode()
     {
+        if (m_under) {
+            while (FramePtr frame = m_under->next())
+                if (!deliver(std::move(frame)))
+                    return;
+            return;
+        }
         InputPtr input = std::move(m_input);
         if (!input)
             input = openInput(m_use.path);
@@ -424,6 +457,7 @@ private:
 
     const FedSource m_use;
     AVFilterContext *const m_buffer;
+    GraphOutput *const m_under = nullptr;
     int m_stream = -1;
     AVRational m_timeBase { 1, 1 };
     AVPixelFormat m_pixels = AV_PIX_FMT_NONE;
@@ -448,8 +482,16 @@ private:
     std::thread m_thread;
 };
 
-FedSources::FedSources(std::vector<FedSource> uses, AVFilterGraph *graph)
+FedSources::FedSources(std::vector<FedSource> uses, AVFilterGraph *graph, GraphOutput *under)
 {
+    if (under) {
+        const QByteArray name = QByteArray("buffer@") + stageSource;
+        AVFilterContext *buffer = avfilter_graph_get_filter(graph, name.constData());
+        if (!buffer)
+            internalFailure(QStringLiteral("finding the stage source"), AVERROR_BUG);
+        m_sources.push_back(std::make_unique<Source>(buffer, under));
+        m_sources.back()->start();
+    }
     for (FedSource &use : uses) {
         const QByteArray name
             = (use.audio ? QStringLiteral("abuffer@") : QStringLiteral("buffer@")).toLatin1()

@@ -13,14 +13,16 @@
 
 namespace Export::Detail {
 
+class GraphOutput;
 class Source;
 
 class FedSources {
 public:
     // Tells each source's buffer in `graph` (parsed, not yet configured) the format its frames
     // come in, from the file's header; the decoders start later. Throws Failure naming a file
-    // that cannot be read.
-    FedSources(std::vector<FedSource> uses, AVFilterGraph *graph);
+    // that cannot be read. With `under`, the buffer "buffer@" + stageSource takes that graph's
+    // output, pulled on a thread of its own.
+    FedSources(std::vector<FedSource> uses, AVFilterGraph *graph, GraphOutput *under = nullptr);
     // Stops the decoders still running.
     ~FedSources();
     FedSources(const FedSources &) = delete;

@@ -31,6 +31,23 @@ FedGraph fedVideoGraph(const RenderPlan &plan, const VideoFormat &format)
     return g;
 }
 
+FedGraph trackGraph(const RenderPlan &plan, const VideoFormat &format)
+{
+    FedGraph g;
+    std::vector<FedSource> unused;
+    g.text = videoStages(plan, format, &g.fed, &unused).track;
+    return g;
+}
+
+FedGraph layersGraph(const RenderPlan &plan, const VideoFormat &format, GraphOutput *track)
+{
+    FedGraph g;
+    std::vector<FedSource> unused;
+    g.text = videoStages(plan, format, &unused, &g.fed).layers;
+    g.under = track;
+    return g;
+}
+
 FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format)
 {
     FedGraph g;
@@ -39,7 +56,7 @@ FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format)
 }
 
 GraphOutput::GraphOutput(const FedGraph &graph, AVMediaType type, const QString &tail, int threads)
-    : GraphOutput(graph.text, graph.fed, type, tail, threads)
+    : GraphOutput(graph.text, graph.fed, type, tail, threads, graph.under)
 {
 }
 
@@ -47,7 +64,8 @@ GraphOutput::GraphOutput(const QString &description,
                          std::vector<FedSource> fed,
                          AVMediaType type,
                          const QString &tail,
-                         int threads)
+                         int threads,
+                         GraphOutput *under)
 {
     m_graph.reset(avfilter_graph_alloc());
     if (!m_graph)
@@ -71,8 +89,8 @@ GraphOutput::GraphOutput(const QString &description,
                                      nullptr);
     avfilter_inout_free(&inputs);
     avfilter_inout_free(&outputs);
-    if (r >= 0 && !fed.empty())
-        m_sources = std::make_unique<FedSources>(std::move(fed), m_graph.get());
+    if (r >= 0 && (!fed.empty() || under))
+        m_sources = std::make_unique<FedSources>(std::move(fed), m_graph.get(), under);
     if (r >= 0)
         r = avfilter_graph_config(m_graph.get(), nullptr);
     if (r < 0) {
@@ -160,8 +178,32 @@ VideoFormat videoFormat(const VideoSpec &spec)
 
 } // namespace
 
+namespace {
+
+bool hasLayers(const RenderPlan &plan)
+{
+    return std::any_of(plan.layers.begin(), plan.layers.end(),
+                       [](const RenderLayer &l) { return !l.pieces.empty(); });
+}
+
+} // namespace
+
 VideoAhead::VideoAhead(const RenderPlan &plan, const VideoSpec &spec, std::int64_t frames)
-    : m_graph(fedVideoGraph(plan, videoFormat(spec)),
+    : VideoAhead(plan, spec, frames, hasLayers(plan))
+{
+}
+
+VideoAhead::VideoAhead(const RenderPlan &plan,
+                       const VideoSpec &spec,
+                       std::int64_t frames,
+                       bool staged)
+    : m_track(staged ? std::make_unique<GraphOutput>(trackGraph(plan, videoFormat(spec)),
+                                                     AVMEDIA_TYPE_VIDEO,
+                                                     QString(),
+                                                     0)
+                     : nullptr)
+    , m_graph(staged ? layersGraph(plan, videoFormat(spec), m_track.get())
+                     : fedVideoGraph(plan, videoFormat(spec)),
               AVMEDIA_TYPE_VIDEO,
               QStringLiteral("format=%1").arg(QLatin1String(av_get_pix_fmt_name(spec.format))),
               0)
