@@ -464,12 +464,15 @@ QString videoTrack(GraphText &g,
                 run = g.chain({ run, next }, { QStringLiteral("concat=n=2:v=1:a=0") });
             } else {
                 // Half a frame early, so the first frame of the overlap is the first mixed one
-                // whatever the rounding of the offset.
+                // whatever the rounding of the offset. The mixer's time stamps after the mix
+                // are not the frames' places (a row of dissolves drifted a second by the third):
+                // counted afresh, the next mix and the layers above meet each frame in place.
                 const double rate = boost::rational_cast<double>(f.rate);
                 run = g.chain({ run, next },
                               { QStringLiteral("xfade=transition=%1:duration=%2:offset=%3")
                                     .arg(p.join->picture, num(overlap / rate),
-                                         num((start - runStart - 0.5) / rate)) });
+                                         num((start - runStart - 0.5) / rate)),
+                                QStringLiteral("setpts=N/(%1)/TB").arg(rateText(f)) });
             }
             runEnd = frames(p.at + p.length + p.tail, f);
         }
