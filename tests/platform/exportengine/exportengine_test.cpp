@@ -193,6 +193,19 @@ INSTANTIATE_TEST_SUITE_P(
                      "h264",
                      "aac",
                      1.5 },
+        RenderCase { "overlay_over_clips_and_a_gap",
+                     [](Model &t) {
+                         put(t, 0, samples().path(clipPath), 0, 1);
+                         put(t, 0, samples().path(clipPath), 2, 1);
+                         t.addTrack(TrackType::Overlay);
+                         put(t, 2, samples().path(clipPath), 0.5, 0.7).setOpacity(50);
+                     },
+                     smallPreset(),
+                     {},
+                     3.0,
+                     "h264",
+                     "aac",
+                     1.6 },
         RenderCase { "still_images_only",
                      [](Model &t) {
                          put(t, 0, samples().path(QStringLiteral("still.png")), 0, 2);
