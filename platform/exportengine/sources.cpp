@@ -5,6 +5,8 @@
 extern "C" {
 #include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
+#include <libavutil/cpu.h>
+#include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
@@ -39,6 +41,10 @@ struct SwsFree {
 };
 struct SwrFree {
     void operator()(SwrContext *c) const { swr_free(&c); }
+};
+struct PoolFree {
+    // The buffers still out keep the pool until they come back.
+    void operator()(AVBufferPool *p) const { av_buffer_pool_uninit(&p); }
 };
 
 QString damaged(const QString &path, const QString &why)
@@ -264,6 +270,10 @@ private:
             std::lock_guard lock(m_mutex);
             m_error = std::current_exception();
         }
+        // Given back now, not with the graph: a long timeline has passed many pieces by its end.
+        m_pool.reset();
+        m_sws.reset();
+        m_swr.reset();
         std::lock_guard lock(m_mutex);
         m_ended = true;
         m_changed.notify_all();
@@ -444,7 +454,22 @@ private:
         out->format = m_pixels;
         out->width = m_width;
         out->height = m_height;
-        check(av_frame_get_buffer(out.get(), 0), "converting the picture");
+        // Every picture of a piece comes at one size: their memory is taken from a pool
+        // instead of being asked of the system (and zeroed by it) a frame at a time.
+        const int align = static_cast<int>(av_cpu_max_align());
+        if (!m_pool) {
+            const int size = av_image_get_buffer_size(m_pixels, m_width, m_height, align);
+            check(size, "converting the picture");
+            m_pool.reset(av_buffer_pool_init(static_cast<std::size_t>(size), nullptr));
+            if (!m_pool)
+                throw std::bad_alloc();
+        }
+        out->buf[0] = av_buffer_pool_get(m_pool.get());
+        if (!out->buf[0])
+            throw std::bad_alloc();
+        check(av_image_fill_arrays(out->data, out->linesize, out->buf[0]->data, m_pixels, m_width,
+                                   m_height, align),
+              "converting the picture");
         check(av_frame_copy_props(out.get(), in.get()), "converting the picture");
         m_sws.reset(sws_getCachedContext(m_sws.release(), in->width, in->height,
                                          static_cast<AVPixelFormat>(in->format), m_width, m_height,
@@ -472,6 +497,7 @@ private:
     InputPtr m_input;
     std::unique_ptr<SwsContext, SwsFree> m_sws;
     std::unique_ptr<SwrContext, SwrFree> m_swr;
+    std::unique_ptr<AVBufferPool, PoolFree> m_pool;
 
     std::mutex m_mutex;
     std::condition_variable m_changed;
