@@ -402,8 +402,10 @@ private:
                 * av_q2d(m_timeBase)
             : HUGE_VAL;
         const double reachedSec = lastPts == AV_NOPTS_VALUE ? 0 : lastPts * av_q2d(m_timeBase);
+        // Headers round their lengths, and some overstate them a little: only a clear shortfall
+        // where the piece needs the file counts.
         if (!m_use.still && more && std::isfinite(stated)
-            && reachedSec + 1.0 < std::min(stated, m_use.end))
+            && reachedSec + std::max(2.0, 0.05 * stated) < std::min(stated, m_use.end))
             throw Failure(
                 tr("Source file damaged"),
                 tr("%1 ends at %2, before the %3 its header gives: it is damaged or "
