@@ -44,6 +44,11 @@ QString backslashed(const QString &text, const char *special)
 // The graph's text, built chain by chain with fresh labels.
 class GraphText {
 public:
+    explicit GraphText(std::vector<FedSource> *fed)
+        : m_fed(fed)
+    {
+    }
+
     QString label() { return QStringLiteral("s%1").arg(m_next++); }
 
     // "[a][b]f1,f2[out]": returns the output's label.
@@ -75,7 +80,30 @@ public:
 
     QString text() const { return m_parts.join(QLatin1Char(';')); }
 
+    // The filter that reads `use.path` from `use.seek`: a movie source, or a buffer the caller
+    // feeds (its parameters are placeholders the caller sets before the graph is configured).
+    QString source(FedSource use)
+    {
+        if (!m_fed) {
+            QString text = QStringLiteral("%1=filename=%2")
+                               .arg(use.audio ? QStringLiteral("amovie") : QStringLiteral("movie"),
+                                    graphValue(use.path));
+            if (use.seek > 0)
+                text += QStringLiteral(":seek_point=%1").arg(num(use.seek));
+            return text;
+        }
+        use.name = QStringLiteral("src%1").arg(m_fed->size());
+        m_fed->push_back(use);
+        return use.audio ? QStringLiteral("abuffer@%1=sample_rate=48000:sample_fmt=fltp:"
+                                          "channel_layout=stereo:time_base=1/48000")
+                               .arg(use.name)
+                         : QStringLiteral("buffer@%1=video_size=2x2:pix_fmt=yuv420p:"
+                                          "time_base=1/90000")
+                               .arg(use.name);
+    }
+
 private:
+    std::vector<FedSource> *m_fed;
     QStringList m_parts;
     int m_next = 0;
 };
@@ -258,6 +286,17 @@ void mask(Flow &flow, const Effect::Mask &m)
     flow.setLabel(out);
 }
 
+// Whether the piece has filters that need the picture as the file has it.
+bool needsOriginal(const RenderPiece &piece)
+{
+    return piece.stabilized
+        || std::any_of(piece.effects.begin(), piece.effects.end(), [](const auto &e) {
+               return Effect::as<Effect::Crop>(*e) || Effect::as<Effect::ManualEnhance>(*e)
+                   || Effect::as<Effect::ChromaKey>(*e) || Effect::as<Effect::Lut>(*e)
+                   || Effect::as<Effect::Mask>(*e);
+           });
+}
+
 // Filters that need the picture as the file has it (before scaling) and may make it
 // see-through. Returns whether it did.
 bool pictureEffects(Flow &flow, const RenderPiece &piece)
@@ -290,21 +329,28 @@ QString videoPiece(GraphText &g, const RenderPiece &p, const VideoFormat &f, boo
     const std::int64_t count
         = std::max<std::int64_t>(1, frames(p.at + p.length + p.tail, f) - first);
     const double rate = boost::rational_cast<double>(f.rate);
-    const QString movie = QStringLiteral("movie=filename=%1").arg(graphValue(p.path));
+    FedSource use { {}, p.path, false, p.stillImage };
+    use.from = (p.at - p.lead).toSecF();
+    use.until = (p.at + p.length + p.tail).toSecF();
+    if (!needsOriginal(p)) {
+        use.fit = f.size;
+        use.alpha = layer;
+    }
     Flow flow(g);
     // The clip's own time runs through the fades; the first frame shown is `clipStart`.
     MTime held; // time before the file's first picture, shown as that picture
     MTime clipStart = p.skip - p.lead;
     if (p.stillImage) {
-        flow.add(movie);
+        flow.add(g.source(use));
     } else {
         const double wanted = p.sourceStart() - p.lead.toSecF() * p.speed;
         const double start = std::max(0.0, wanted);
         held = MTime::fromSec((start - wanted) / p.speed);
         clipStart = clipStart + held;
-        flow.add(start > 0 ? movie + QStringLiteral(":seek_point=%1").arg(num(start)) : movie);
-        flow.add(QStringLiteral("trim=start=%1:end=%2")
-                     .arg(num(start), num(p.sourceEnd() + (p.tail.toSecF() + 2 / rate) * p.speed)));
+        use.seek = start;
+        use.end = p.sourceEnd() + (p.tail.toSecF() + 2 / rate) * p.speed;
+        flow.add(g.source(use));
+        flow.add(QStringLiteral("trim=start=%1:end=%2").arg(num(start), num(use.end)));
         flow.add(QStringLiteral("setpts=((T-%1)/%2+%3)/TB")
                      .arg(num(start), num(p.speed), seconds(clipStart)));
         flow.add(QStringLiteral("fps=fps=%1:start_time=%2").arg(rateText(f), seconds(clipStart)));
@@ -418,12 +464,15 @@ QString videoTrack(GraphText &g,
                 run = g.chain({ run, next }, { QStringLiteral("concat=n=2:v=1:a=0") });
             } else {
                 // Half a frame early, so the first frame of the overlap is the first mixed one
-                // whatever the rounding of the offset.
+                // whatever the rounding of the offset. The mixer's time stamps after the mix
+                // are not the frames' places (a row of dissolves drifted a second by the third):
+                // counted afresh, the next mix and the layers above meet each frame in place.
                 const double rate = boost::rational_cast<double>(f.rate);
                 run = g.chain({ run, next },
                               { QStringLiteral("xfade=transition=%1:duration=%2:offset=%3")
                                     .arg(p.join->picture, num(overlap / rate),
-                                         num((start - runStart - 0.5) / rate)) });
+                                         num((start - runStart - 0.5) / rate)),
+                                QStringLiteral("setpts=N/(%1)/TB").arg(rateText(f)) });
             }
             runEnd = frames(p.at + p.length + p.tail, f);
         }
@@ -574,11 +623,11 @@ QString titleFilter(const RenderPiece &p, const VideoFormat &f)
         alpha = QStringLiteral("%1*min(1,min((t-%2)/%3,(%4-t)/%5))")
                     .arg(num(opacity), seconds(start), num(in), seconds(end), num(out));
     }
+    // One pass over the pattern: a later pass would take a "%1" in the title for its own.
     return QStringLiteral("drawtext=font=%1:text=%2:expansion=none:fontsize=%3:x=%4:y=%5:%6:"
                           "alpha=%7:enable=%8")
-        .arg(graphValue(font), graphValue(title.text))
-        .arg(std::max(8, size))
-        .arg(x, y, look, graphValue(alpha),
+        .arg(graphValue(font), graphValue(title.text), QString::number(std::max(8, size)), x, y,
+             look, graphValue(alpha),
              graphValue(
                  QStringLiteral("between(t,%1,%2)").arg(seconds(p.at), seconds(p.at + p.length))));
 }
@@ -677,11 +726,14 @@ QString audioPiece(GraphText &g, const RenderPiece &p, const AudioFormat &a)
     const double start = std::max(0.0, wanted);
     const MTime held = MTime::fromSec((start - wanted) / p.speed);
     const MTime clipStart = p.skip - p.lead + held;
-    const QString movie = QStringLiteral("amovie=filename=%1").arg(graphValue(p.path));
+    FedSource use {
+        {}, p.path, true, false, start, p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05
+    };
+    use.from = (p.at - p.lead).toSecF();
+    use.until = (p.at + p.length + p.tail).toSecF();
     Flow flow(g);
-    flow.add(start > 0 ? movie + QStringLiteral(":seek_point=%1").arg(num(start)) : movie);
-    flow.add(QStringLiteral("atrim=start=%1:end=%2")
-                 .arg(num(start), num(p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05)));
+    flow.add(g.source(use));
+    flow.add(QStringLiteral("atrim=start=%1:end=%2").arg(num(start), num(use.end)));
     flow.add(QStringLiteral("asetpts=PTS-STARTPTS"));
     flow.add(QStringLiteral("aresample=%1").arg(a.sampleRate));
     if (std::abs(p.speed - 1.0) > 1e-9) {
@@ -774,9 +826,23 @@ QString graphValue(const QString &value)
 
 QString videoGraph(const RenderPlan &plan, const VideoFormat &format)
 {
-    GraphText g;
-    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
-    QString picture = videoTrack(g, plan.video, format, total, false);
+    return videoGraph(plan, format, nullptr);
+}
+
+QString audioGraph(const RenderPlan &plan, const AudioFormat &format)
+{
+    return audioGraph(plan, format, nullptr);
+}
+
+namespace {
+
+// The layers and titles over `picture`, and the graph's output.
+void layersOver(GraphText &g,
+                QString picture,
+                const RenderPlan &plan,
+                const VideoFormat &format,
+                std::int64_t total)
+{
     for (const RenderLayer &layer : plan.layers) {
         if (layer.pieces.empty())
             continue;
@@ -790,12 +856,43 @@ QString videoGraph(const RenderPlan &plan, const VideoFormat &format)
         picture = g.chain({ picture }, titles);
     }
     g.chain({ picture }, { QStringLiteral("format=yuv420p") }, QStringLiteral("out"));
+}
+
+} // namespace
+
+QString videoGraph(const RenderPlan &plan, const VideoFormat &format, std::vector<FedSource> *fed)
+{
+    GraphText g(fed);
+    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
+    layersOver(g, videoTrack(g, plan.video, format, total, false), plan, format, total);
     return g.text();
 }
 
-QString audioGraph(const RenderPlan &plan, const AudioFormat &format)
+VideoStages videoStages(const RenderPlan &plan,
+                        const VideoFormat &format,
+                        std::vector<FedSource> *trackFed,
+                        std::vector<FedSource> *layersFed)
 {
-    GraphText g;
+    const std::int64_t total = std::max<std::int64_t>(1, frames(plan.duration, format));
+    GraphText track(trackFed);
+    track.chain({ videoTrack(track, plan.video, format, total, false) },
+                { QStringLiteral("format=yuv420p") }, QStringLiteral("out"));
+    GraphText layers(layersFed);
+    const QString base = layers.chain(
+        {},
+        { QStringLiteral("buffer@%1=video_size=%2x%3:pix_fmt=yuv420p:time_base=%4/%5")
+              .arg(QLatin1String(stageSource))
+              .arg(format.size.width())
+              .arg(format.size.height())
+              .arg(format.rate.denominator())
+              .arg(format.rate.numerator()) });
+    layersOver(layers, base, plan, format, total);
+    return { track.text(), layers.text() };
+}
+
+QString audioGraph(const RenderPlan &plan, const AudioFormat &format, std::vector<FedSource> *fed)
+{
+    GraphText g(fed);
     const std::int64_t total
         = std::max<std::int64_t>(1, sampleAt(plan.duration, format.sampleRate));
     QStringList tracks;

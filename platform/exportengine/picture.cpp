@@ -48,7 +48,7 @@ QImage pictureAt(const Timeline::ITimeline &timeline, MTime at, QSize size)
     const VideoFormat format { QSize(size.width() & ~1, size.height() & ~1), { pictureRate, 1 } };
     try {
         checkSources(plan, QString(), false);
-        GraphOutput graph(videoGraph(plan, format), AVMEDIA_TYPE_VIDEO,
+        GraphOutput graph(fedVideoGraph(plan, format), AVMEDIA_TYPE_VIDEO,
                           QStringLiteral("format=rgb24"), 0);
         const std::int64_t wanted = frameAt(at - range.from(), format.rate);
         FramePtr frame;

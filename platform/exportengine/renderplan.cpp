@@ -1,6 +1,7 @@
 #include "exportengine/renderplan.h"
 
 #include "media/mediafile.h"
+#include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
 
@@ -20,6 +21,37 @@ void leaveOut(RenderPlan &plan, const QString &what)
         plan.leftOut.append(what);
 }
 
+// What the engine draws of `effect` only in part, named once.
+void approximations(RenderPlan &plan, const Effect::Object &effect)
+{
+    if (const auto *mask = Effect::as<Effect::Mask>(effect)) {
+        bool soft = false;
+        bool outlined = false;
+        for (const auto *shapes : { &mask->highlights, &mask->conceals })
+            for (const Effect::MaskShape &s : *shapes) {
+                soft = soft || s.smoothBorder > 0;
+                outlined = outlined || s.outline;
+            }
+        if (soft)
+            leaveOut(plan, QStringLiteral("effect Mask (soft borders drawn sharp)"));
+        if (outlined)
+            leaveOut(plan, QStringLiteral("effect Mask (outlines not drawn)"));
+    } else if (const auto *eq = Effect::as<Effect::AudioEqualizer>(effect)) {
+        // A preset's curve is played from the gains stored with it; a preset chosen without them
+        // plays flat.
+        const bool flat
+            = std::all_of(eq->gains.begin(), eq->gains.end(), [](double g) { return g == 0; });
+        if (flat && eq->preset != Effect::AudioEqualizer::Custom
+            && eq->preset != Effect::AudioEqualizer::Flat
+            && eq->preset != Effect::AudioEqualizer::Saved)
+            leaveOut(plan,
+                     QStringLiteral("effect AudioEqualizer (a preset without its gains, "
+                                    "played flat)"));
+    } else if (Effect::as<Effect::AudioReverb>(effect)) {
+        leaveOut(plan, QStringLiteral("effect AudioReverb (approximated by four echoes)"));
+    }
+}
+
 // The clip's switched-on effects the engine can draw, copied; what it cannot is named once.
 void takeEffects(RenderPlan &plan, const Timeline::IClip &clip, RenderPiece &piece)
 {
@@ -37,10 +69,14 @@ void takeEffects(RenderPlan &plan, const Timeline::IClip &clip, RenderPiece &pie
             leaveOut(plan, QStringLiteral("effect Lut (table file missing)"));
             continue;
         }
+        approximations(plan, *effect);
         piece.effects.push_back(std::shared_ptr<const Effect::Object>(effect->clone()));
     }
     const Timeline::AnimationItem &animation = clip.animation();
     if (!animation.isEmpty()) {
+        // The animation holds its key times, not the rectangles a pan moves between.
+        if (animation.presetId.contains(QLatin1String("pan"), Qt::CaseInsensitive))
+            leaveOut(plan, QStringLiteral("pan and zoom (the pan drawn as a centred zoom)"));
         piece.panZoom = true;
         piece.zoomOut = animation.presetId.contains(QLatin1String("out"), Qt::CaseInsensitive);
         if (animation.keyframes.size() >= 2) {

@@ -20,6 +20,52 @@ GraphOutput::GraphOutput(const QString &description,
                          AVMediaType type,
                          const QString &tail,
                          int threads)
+    : GraphOutput(description, {}, type, tail, threads)
+{
+}
+
+FedGraph fedVideoGraph(const RenderPlan &plan, const VideoFormat &format)
+{
+    FedGraph g;
+    g.text = videoGraph(plan, format, &g.fed);
+    return g;
+}
+
+FedGraph trackGraph(const RenderPlan &plan, const VideoFormat &format)
+{
+    FedGraph g;
+    std::vector<FedSource> unused;
+    g.text = videoStages(plan, format, &g.fed, &unused).track;
+    return g;
+}
+
+FedGraph layersGraph(const RenderPlan &plan, const VideoFormat &format, GraphOutput *track)
+{
+    FedGraph g;
+    std::vector<FedSource> unused;
+    g.text = videoStages(plan, format, &unused, &g.fed).layers;
+    g.under = track;
+    return g;
+}
+
+FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format)
+{
+    FedGraph g;
+    g.text = audioGraph(plan, format, &g.fed);
+    return g;
+}
+
+GraphOutput::GraphOutput(const FedGraph &graph, AVMediaType type, const QString &tail, int threads)
+    : GraphOutput(graph.text, graph.fed, type, tail, threads, graph.under)
+{
+}
+
+GraphOutput::GraphOutput(const QString &description,
+                         std::vector<FedSource> fed,
+                         AVMediaType type,
+                         const QString &tail,
+                         int threads,
+                         GraphOutput *under)
 {
     m_graph.reset(avfilter_graph_alloc());
     if (!m_graph)
@@ -43,6 +89,8 @@ GraphOutput::GraphOutput(const QString &description,
                                      nullptr);
     avfilter_inout_free(&inputs);
     avfilter_inout_free(&outputs);
+    if (r >= 0 && (!fed.empty() || under))
+        m_sources = std::make_unique<FedSources>(std::move(fed), m_graph.get(), under);
     if (r >= 0)
         r = avfilter_graph_config(m_graph.get(), nullptr);
     if (r < 0) {
@@ -53,7 +101,10 @@ GraphOutput::GraphOutput(const QString &description,
     }
 }
 
-GraphOutput::~GraphOutput() = default;
+GraphOutput::~GraphOutput()
+{
+    m_sources.reset();
+}
 
 void GraphOutput::setFrameSize(int samples)
 {
@@ -63,11 +114,19 @@ void GraphOutput::setFrameSize(int samples)
 FramePtr GraphOutput::next()
 {
     FramePtr frame = newFrame();
-    const int r = av_buffersink_get_frame(m_sink, frame.get());
-    if (r == AVERROR_EOF)
-        return nullptr;
-    if (r < 0)
-        internalFailure(QStringLiteral("reading the filters"), r);
+    for (;;) {
+        const int r = av_buffersink_get_frame(m_sink, frame.get());
+        if (r == AVERROR_EOF)
+            return nullptr;
+        if (r == AVERROR(EAGAIN) && m_sources && m_sources->feed())
+            continue;
+        if (r < 0)
+            internalFailure(QStringLiteral("reading the filters"), r);
+        break;
+    }
+    if (m_sources && frame->pts != AV_NOPTS_VALUE)
+        m_sources->reached(static_cast<double>(frame->pts)
+                           * av_q2d(av_buffersink_get_time_base(m_sink)));
     return frame;
 }
 
@@ -119,8 +178,32 @@ VideoFormat videoFormat(const VideoSpec &spec)
 
 } // namespace
 
+namespace {
+
+bool hasLayers(const RenderPlan &plan)
+{
+    return std::any_of(plan.layers.begin(), plan.layers.end(),
+                       [](const RenderLayer &l) { return !l.pieces.empty(); });
+}
+
+} // namespace
+
 VideoAhead::VideoAhead(const RenderPlan &plan, const VideoSpec &spec, std::int64_t frames)
-    : m_graph(videoGraph(plan, videoFormat(spec)),
+    : VideoAhead(plan, spec, frames, hasLayers(plan))
+{
+}
+
+VideoAhead::VideoAhead(const RenderPlan &plan,
+                       const VideoSpec &spec,
+                       std::int64_t frames,
+                       bool staged)
+    : m_track(staged ? std::make_unique<GraphOutput>(trackGraph(plan, videoFormat(spec)),
+                                                     AVMEDIA_TYPE_VIDEO,
+                                                     QString(),
+                                                     0)
+                     : nullptr)
+    , m_graph(staged ? layersGraph(plan, videoFormat(spec), m_track.get())
+                     : fedVideoGraph(plan, videoFormat(spec)),
               AVMEDIA_TYPE_VIDEO,
               QStringLiteral("format=%1").arg(QLatin1String(av_get_pix_fmt_name(spec.format))),
               0)
@@ -185,7 +268,7 @@ AudioMix::AudioMix(const RenderPlan &plan,
                    AVSampleFormat format,
                    int frameSize)
     : m_graph(
-        audioGraph(plan, { spec.rate, layoutName(spec.layout), spec.layout.nb_channels }),
+        fedAudioGraph(plan, { spec.rate, layoutName(spec.layout), spec.layout.nb_channels }),
         AVMEDIA_TYPE_AUDIO,
         QStringLiteral("aformat=sample_fmts=%1").arg(QLatin1String(av_get_sample_fmt_name(format))),
         1)

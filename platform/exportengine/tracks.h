@@ -5,6 +5,7 @@
 
 #include "exportengine/filtergraph.h"
 #include "exportengine/libav.h"
+#include "exportengine/sources.h"
 
 #include <condition_variable>
 #include <deque>
@@ -26,11 +27,33 @@ struct AudioSpec {
     AVChannelLayout layout;
 };
 
+// A graph's text and the sources it is fed from.
+class GraphOutput;
+struct FedGraph {
+    QString text;
+    std::vector<FedSource> fed;
+    GraphOutput *under = nullptr; // the graph the stage source takes its frames from
+};
+FedGraph fedVideoGraph(const RenderPlan &plan, const VideoFormat &format);
+FedGraph fedAudioGraph(const RenderPlan &plan, const AudioFormat &format);
+// The picture in two stages (see videoStages): the first track, and the layers over `track`.
+FedGraph trackGraph(const RenderPlan &plan, const VideoFormat &format);
+FedGraph layersGraph(const RenderPlan &plan, const VideoFormat &format, GraphOutput *track);
+
 // A graph made from its text, its output "out" led through `tail` (filters after it, may be
 // empty) to a sink. One thread uses it at a time.
 class GraphOutput {
 public:
     GraphOutput(const QString &description, AVMediaType type, const QString &tail, int threads);
+    // A graph whose files are read through the sources `fed` lists (see FedSource), each opened
+    // shortly before the output reaches it.
+    GraphOutput(const FedGraph &graph, AVMediaType type, const QString &tail, int threads);
+    GraphOutput(const QString &description,
+                std::vector<FedSource> fed,
+                AVMediaType type,
+                const QString &tail,
+                int threads,
+                GraphOutput *under = nullptr);
     ~GraphOutput();
     GraphOutput(const GraphOutput &) = delete;
     GraphOutput &operator=(const GraphOutput &) = delete;
@@ -39,10 +62,13 @@ public:
     void setFrameSize(int samples);
     // The next frame; null once the graph has ended.
     FramePtr next();
+    const AVFilterContext *sink() const { return m_sink; }
 
 private:
     GraphPtr m_graph;
     AVFilterContext *m_sink = nullptr;
+    std::unique_ptr<FedSources>
+        m_sources; // before the graph goes: its threads hold the graph's buffers
 };
 
 // Every file a plan reads, opened once before the graph is (with `probe`): a file gone or damaged
@@ -56,6 +82,7 @@ void checkSources(const RenderPlan &plan, const QString &outputPath, bool probe 
 class VideoAhead {
 public:
     VideoAhead(const RenderPlan &plan, const VideoSpec &spec, std::int64_t frames);
+    VideoAhead(const RenderPlan &plan, const VideoSpec &spec, std::int64_t frames, bool staged);
     ~VideoAhead();
 
     // Frame `index` (asked for in order), its pts the index; throws what the thread met.
@@ -66,6 +93,9 @@ private:
 
     // Enough to keep the encoder fed through a slow frame; each is a whole picture.
     static constexpr std::size_t depth = 4;
+    // The first track's graph, when layers lie over it: it runs on a thread of its own feeding
+    // the graph of the layers, so the two share the work of a frame.
+    std::unique_ptr<GraphOutput> m_track;
     GraphOutput m_graph;
     std::int64_t m_frames;
     std::mutex m_mutex;

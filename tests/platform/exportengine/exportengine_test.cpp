@@ -22,6 +22,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QtEndian>
 
 #include <gtest/gtest.h>
 
@@ -192,6 +193,19 @@ INSTANTIATE_TEST_SUITE_P(
                      "h264",
                      "aac",
                      1.5 },
+        RenderCase { "overlay_over_clips_and_a_gap",
+                     [](Model &t) {
+                         put(t, 0, samples().path(clipPath), 0, 1);
+                         put(t, 0, samples().path(clipPath), 2, 1);
+                         t.addTrack(TrackType::Overlay);
+                         put(t, 2, samples().path(clipPath), 0.5, 0.7).setOpacity(50);
+                     },
+                     smallPreset(),
+                     {},
+                     3.0,
+                     "h264",
+                     "aac",
+                     1.6 },
         RenderCase { "still_images_only",
                      [](Model &t) {
                          put(t, 0, samples().path(QStringLiteral("still.png")), 0, 2);
@@ -298,6 +312,9 @@ TEST_P(Fails, with_a_reason_and_the_old_file_kept)
     EXPECT_EQ(end->name, "EXPORT_FAILED");
     EXPECT_EQ(end->params.at("REASON"), GetParam().reason);
     EXPECT_FALSE(end->params.at("ERROR_INFO").empty());
+    if (QString(GetParam().reason).startsWith(QLatin1String("Source")))
+        EXPECT_TRUE(QString::fromStdString(end->params.at("ERROR_INFO")).contains("source.mp4"))
+            << end->params.at("ERROR_INFO");
     EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden), before) << "a partial file";
     if (GetParam().oldFile) {
         ASSERT_TRUE(old.open(QIODevice::ReadOnly));
@@ -339,6 +356,21 @@ INSTANTIATE_TEST_SUITE_P(
                                      EXPECT_TRUE(
                                          f.open(QIODevice::WriteOnly | QIODevice::Truncate));
                                      f.write(QByteArray(4096, '\x7f'));
+                                     return t.out.path();
+                                 },
+                                 "Source file damaged" },
+                      FailCase { "source_damaged_past_its_header",
+                                 [](Fails &t, Export::ExportPreset &) {
+                                     // The index stays whole; every frame it points at is spoilt.
+                                     QFile f(t.placedCopy());
+                                     EXPECT_TRUE(f.open(QIODevice::ReadWrite));
+                                     const QByteArray whole = f.readAll();
+                                     const int at = whole.indexOf("mdat");
+                                     EXPECT_GT(at, 4);
+                                     const auto size
+                                         = qFromBigEndian<quint32>(whole.constData() + at - 4);
+                                     f.seek(at + 4);
+                                     f.write(QByteArray(static_cast<int>(size) - 8, '\xff'));
                                      return t.out.path();
                                  },
                                  "Source file damaged" }),
@@ -465,7 +497,7 @@ Timeline::Clip &titled(Model &t, int subtype)
     put(t, 0, colourClip("red"), 0, 2);
     auto clip = std::make_unique<Timeline::Clip>(Timeline::ClipKind::Title);
     clip->setDuration(MTime::fromSec(2));
-    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("HHHH: [a, b]; 'c'"), {} });
+    clip->setTitleItem(Timeline::TitleItem { subtype, QStringLiteral("HHHH: [a, b]; 'c' %1"), {} });
     return t.placeClip(2, std::move(clip));
 }
 
@@ -659,6 +691,10 @@ TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is
     Effect::Lut lut;
     lut.path = QStringLiteral("/nowhere/film.cube");
     a.addEffect(lut);
+    Effect::Mask soft;
+    soft.highlights.push_back({ Effect::MaskShape::Circle, QRectF(0, 0, 1, 1), 1, 0.5, 0 });
+    a.addEffect(soft);
+    a.addEffect(Effect::AudioReverb {});
     Timeline::Clip &b = put(timeline, 0, samples().path(QStringLiteral("still.png")), 5, 2);
     b.addEffect(Effect::BackgroundRemove {}).setEnabled(false);
     b.addEffect(Effect::Crop {});
@@ -677,7 +713,7 @@ TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is
     EXPECT_DOUBLE_EQ(p.sourceStart(), 4.0); // 2 s in, then 1 s of the clip at twice the speed
     EXPECT_DOUBLE_EQ(p.sourceEnd(), 10.0);
     EXPECT_TRUE(p.stabilized);
-    EXPECT_TRUE(p.effects.empty());
+    EXPECT_EQ(p.effects.size(), 2u) << "drawn in part: the mask and the reverb";
     // Centred on the cut at 3 s, as long as the shorter side allows (1 s of the still).
     EXPECT_EQ(p.tail, MTime::fromMSec(500));
     ASSERT_TRUE(plan.video[1].join.has_value());
@@ -690,6 +726,8 @@ TEST(RenderPlan, range_cuts_clips_and_only_what_needs_a_missing_model_or_file_is
     EXPECT_EQ(plan.audio[0].size(), 1u) << "a still image has no sound";
     EXPECT_EQ(plan.leftOut,
               QStringList({ "effect BackgroundRemove", "effect Lut (table file missing)",
+                            "effect Mask (soft borders drawn sharp)",
+                            "effect AudioReverb (approximated by four echoes)",
                             "transition ShaderISF (shown as a dissolve)" }));
 }
 
