@@ -10,7 +10,7 @@
 #include "Statistics/motiontrackingstatistics.h"
 #include "Statistics/timelinepicker.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/subscriber.h"
 #include "timeline/audioeffects.h"
 #include "timeline/timeline.h"

@@ -22,7 +22,7 @@
 #include "dialogs/terminaldialogs.h"
 #include "dialogs/terminalprogress.h"
 #include "media/fileutil.h"
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/project.h"
 #include "project/projectfile.h"
 #include "pubsub/subscriber.h"

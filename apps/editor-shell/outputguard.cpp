@@ -3,7 +3,7 @@
 #include "Application/application.h"
 #include "terminallog.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/editlock.h"
 #include "project/project.h"
 #include "project/projectfile.h"

@@ -1,6 +1,6 @@
 #include "project/projectfile.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"
 #include "util/fs.h"

@@ -1,6 +1,6 @@
 #include "Statistics/timelinepicker.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/project.h"
 #include "resource/resourcecontroller.h"
 #include "resource/samplecatalogue.h"

@@ -7,7 +7,7 @@
 #include "tablerow.h"
 #include "tempdatafolder.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/subscriber.h"
 #include "timeline/timeline.h"
 #include "tracking/generalvanteltracker.h"
