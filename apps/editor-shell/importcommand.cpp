@@ -164,8 +164,9 @@ class ImportWatch
                                 Project::FileAddRequest>
     , public FileAnalyzer::View {
 public:
-    explicit ImportWatch(Project::Object &project)
-        : project(project)
+    ImportWatch(FileAnalyzer::Model &analysis, Project::Object &project)
+        : View(analysis)
+        , project(project)
     {
         subscribeAllTypes();
     }
@@ -181,7 +182,7 @@ public:
     }
     void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
     {
-        if (FileAnalyzer::ObjectPtr added = FileAnalyzer::Model::instance().find(object))
+        if (FileAnalyzer::ObjectPtr added = model().find(object))
             objects.push_back(std::move(added));
     }
     void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
@@ -420,7 +421,7 @@ int run(Context &context)
     }
     report.out.flush();
 
-    ImportWatch watch(project);
+    ImportWatch watch(context.app.analysis(), project);
     QElapsedTimer clock;
     clock.start();
     PubSub::publish(
