@@ -4,11 +4,11 @@
 #include "terminallog.h"
 
 #include "mediamodel/mediafile.h"
+#include "outputpath/outputpath.h"
 #include "project/editlock.h"
 #include "project/project.h"
 #include "project/projectfile.h"
 #include "util/format.h"
-#include "util/outputpath.h"
 
 #include <QFileInfo>
 

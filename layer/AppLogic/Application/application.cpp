@@ -21,6 +21,7 @@
 #include "dialogs/progress.h"
 #include "exportengine/exportengine.h"
 #include "filestorage/ifilestoragecontroller.h"
+#include "profiler/profiler.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
 #include "resource/resourcecontroller.h"
@@ -29,8 +30,7 @@
 #include "tracking/generalvanteltracker.h"
 #include "tracking/jsonlinessink.h"
 #include "tracking/uploader.h"
-#include "util/profiler.h"
-#include "util/translator.h"
+#include "translator/translator.h"
 
 #include <QTimer>
 

@@ -11,10 +11,10 @@
 #include "dialogs/dialog.h"
 #include "media/filekinds.h"
 #include "media/fileutil.h"
+#include "translator/translator.h"
 #include "util/fs.h"
 #include "util/scheduler.h"
 #include "util/settingspaths.h"
-#include "util/translator.h"
 
 #include <QSet>
 

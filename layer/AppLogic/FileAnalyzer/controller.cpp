@@ -3,8 +3,8 @@
 #include "FileAnalyzer/model.h"
 #include "FileAnalyzer/timelineviewer.h"
 
+#include "translator/translator.h"
 #include "util/scheduler.h"
-#include "util/translator.h"
 
 #include <algorithm>
 #include <deque>

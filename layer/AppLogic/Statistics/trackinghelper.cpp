@@ -1,9 +1,9 @@
 #include "Statistics/trackinghelper.h"
 
+#include "customization/customization.h"
 #include "tracking/acceleratorspropertiesfiller.h"
 #include "tracking/sessiontracker.h"
 #include "tracking/statisticsutil.h"
-#include "util/customization.h"
 
 #include <exception>
 #include <utility>

@@ -78,8 +78,8 @@ private:
 
     // Writer thread only, once it runs.
     Sqlite::Database m_db;
-    Sqlite::Statement m_begin, m_commit, m_insert, m_insertMany, m_pruneOldest, m_pruneAge, m_setMeta,
-        m_liveBytes;
+    Sqlite::Statement m_begin, m_commit, m_insert, m_insertMany, m_pruneOldest, m_pruneAge,
+        m_setMeta, m_liveBytes;
     qint64 m_rows = 0;
     qint64 m_persistedDropped = 0;
     DroppedCountFile m_droppedFile;
