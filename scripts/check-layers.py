@@ -3,7 +3,8 @@
 
 A target may include the headers of the targets it links, directly (PUBLIC, PRIVATE or INTERFACE)
 or through a PUBLIC or INTERFACE link of one of them. A header is some target's when that target
-lists it among its sources; a library's generated <name>_export.h is that library's. CMake says
+lists it among its sources; a library's generated <name>_export.h is that library's (and that of a
+target compiling some of the library's sources itself, as a fuzzer may). CMake says
 both: its file API gives each target's sources, --graphviz its links with their visibility.
 
 Usage: check-layers.py [--source DIR] [BUILD_DIR]
@@ -142,7 +143,12 @@ def main():
                 if candidates:
                     holders = set().union(*(owners[c] for c in candidates))
                 elif os.path.basename(included) in exports:
-                    holders = {exports[os.path.basename(included)]}
+                    # A target that compiles some of a library's sources itself (a fuzzer)
+                    # holds its export header as well.
+                    library = exports[os.path.basename(included)]
+                    holders = {library} | {
+                        other for other, theirs in sources.items()
+                        if set(theirs) & set(sources[library])}
                 else:
                     continue  # generated (moc, ui) or a system header
                 if not holders & allowed:
