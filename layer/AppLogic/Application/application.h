@@ -71,9 +71,9 @@ struct APPLOGIC_EXPORT Options {
 // (dialogs, the timeline the analysis places on), set up once in the editor's order and undone in
 // reverse. It owns what its parts share (the analysis domain, the settings, the resources, the
 // progress factory) and hands each to the parts that use it; the few process-wide access points
-// the editor's interfaces call by name (the dispatcher, the session tracker, the web-config
-// provider, the dialogs, the analysis controller's timeline) it installs and clears, so the next
-// one starts from nothing. One at a time per process; main thread.
+// the editor's interfaces call by name (the session tracker, the web-config provider, the dialogs
+// behind Dialog::alertAction, the analysis controller's timeline) it installs and clears, so the
+// next one starts from nothing. One at a time per process; main thread.
 class APPLOGIC_EXPORT Application {
 public:
     // Throws std::runtime_error when the data folder's stores cannot be opened; what was already
