@@ -7,6 +7,9 @@ lists it among its sources; a library's generated <name>_export.h is that librar
 target compiling some of the library's sources itself, as a fuzzer may). CMake says
 both: its file API gives each target's sources, --graphviz its links with their visibility.
 
+A header under a folder named internal/ is its library's own: no other target includes it, link or
+not.
+
 Usage: check-layers.py [--source DIR] [BUILD_DIR]
   DIR defaults to this tree, BUILD_DIR to its build folder (configured if it is not yet).
 Exits 1 and names each offending line when an include has no link behind it.
@@ -154,6 +157,10 @@ def main():
                 if not holders & allowed:
                     findings.append(
                         "%s:%d: %s includes \"%s\" of %s without linking it"
+                        % (path, number, target, included, " or ".join(sorted(holders))))
+                elif target not in holders and any("/internal/" in c for c in candidates):
+                    findings.append(
+                        "%s:%d: %s includes \"%s\", which is internal to %s"
                         % (path, number, target, included, " or ".join(sorted(holders))))
     for finding in findings:
         print(finding)

@@ -1,7 +1,9 @@
 #include "upper/upper.h"
+
+#include "lower/internal/detail.h"
 #include "lower/lower.h"
 
 int upper()
 {
-    return lower() + 1;
+    return lower() + lowerDetail();
 }
