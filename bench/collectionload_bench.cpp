@@ -15,10 +15,10 @@
 #include "externallistmaker.h"
 
 #include "collection/collection.h"
-#include "util/customization.h"
+#include "customization/customization.h"
+#include "translator/translator.h"
 #include "util/fs.h"
 #include "util/settingspaths.h"
-#include "util/translator.h"
 
 #include <benchmark/benchmark.h>
 

@@ -125,6 +125,10 @@ public:
 // Waits for the request's analysis object to be let go: by then every file is placed and told.
 class Done : public FileAnalyzer::View {
 public:
+    explicit Done(FileAnalyzer::Model &analysis)
+        : View(analysis)
+    {
+    }
     void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override { loop.quit(); }
     QEventLoop loop;
 };
@@ -143,9 +147,11 @@ public:
         app->tracker().addSink(sink);
         app->setDialogs(std::make_shared<QuietDialogs>());
         app->setProgressFactory(std::make_shared<Report::TerminalProgressFactory>(devnull));
+        done = std::make_unique<Done>(app->analysis());
     }
     ~Intake()
     {
+        done.reset();
         app.reset();
         std::fclose(devnull);
     }
@@ -159,7 +165,7 @@ public:
         contexts.timeline = FileAdder::TimelineContext { &project->timeline(), 0, MTime() };
         sink->counts.clear();
         PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
-        done.loop.exec();
+        done->loop.exec();
         const bool complete
             = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
             && sink->counts["FILE_ADDED"] == paths.size()
@@ -172,7 +178,7 @@ private:
     std::FILE *devnull;
     std::shared_ptr<CountingSink> sink = std::make_shared<CountingSink>();
     std::unique_ptr<App::Application> app;
-    Done done;
+    std::unique_ptr<Done> done;
 };
 
 void BM_ImportThroughLayer(benchmark::State &state)

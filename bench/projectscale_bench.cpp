@@ -2,7 +2,7 @@
 // cost about twice the time; beside each stands the way a per-file search of a list does it
 // (what the collection and the per-file use count once did), whose cost grows with the square.
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/projectfile.h"
 #include "project/userfilesstorage.h"
 #include "timeline/timeline.h"

@@ -10,7 +10,7 @@
 #include "Statistics/motiontrackingstatistics.h"
 #include "Statistics/timelinepicker.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/subscriber.h"
 #include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
@@ -145,7 +145,7 @@ void BM_ExportCensus(benchmark::State &state)
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker(
         new Vantel::Tracking::GeneralVantelTracker("bench"));
     Statistics::MotionTrackingStatistics motionTracking(tracker);
-    Statistics::ExportStatistics reporter(tracker, &motionTracking, false);
+    Statistics::ExportStatistics reporter(tracker, &motionTracking, {}, false);
     const auto pack = std::make_shared<Import::Object>();
     pack->mimeType = Import::Object::MIME;
     pack->kind = Import::Object::Media;

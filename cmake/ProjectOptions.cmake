@@ -45,6 +45,27 @@ function(editor_platform_library name)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name} PRIVATE editor_options)
-  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform ${CMAKE_CURRENT_BINARY_DIR})
+  editor_include_root(${name} PUBLIC)
+  target_include_directories(${name} PUBLIC ${CMAKE_CURRENT_BINARY_DIR})
   set_property(GLOBAL APPEND PROPERTY EDITOR_PLATFORM_LIBRARIES ${name})
+endfunction()
+
+# A platform folder of headers only (vocabularies, plain models): an INTERFACE library with the
+# same include root of its own.
+function(editor_header_library name)
+  add_library(${name} INTERFACE ${ARGN})
+  editor_include_root(${name} INTERFACE)
+  set_property(GLOBAL APPEND PROPERTY EDITOR_PLATFORM_LIBRARIES ${name})
+endfunction()
+
+# Each library's include root holds its own folder and nothing else (a link to the sources, made
+# at configure time), so "media/mediaprobe.h" compiles only in a target that links Media, directly
+# or through a PUBLIC link: a layering slip is a compile error, not a habit. The includes keep
+# their "folder/header.h" spelling, and no header moves.
+function(editor_include_root name visibility)
+  get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  set(root ${PROJECT_BINARY_DIR}/include/${name})
+  file(MAKE_DIRECTORY ${root})
+  file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR} ${root}/${folder} SYMBOLIC)
+  target_include_directories(${name} ${visibility} ${root})
 endfunction()

@@ -19,9 +19,9 @@
 #include "dialogs/terminalprogress.h"
 #include "downloader/localfile.h"
 #include "downloader/resourcemanager.h"
+#include "translator/translator.h"
 #include "util/format.h"
 #include "util/fs.h"
-#include "util/translator.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

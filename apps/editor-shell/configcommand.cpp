@@ -9,7 +9,7 @@
 #include "WebConfig/iwebconfigprovider.h"
 #include "WebConfig/settings.h"
 
-#include "util/customization.h"
+#include "customization/customization.h"
 #include "util/format.h"
 #include "webconfig/iconfigcontroller.h"
 #include "webconfig/webconfigfactory.h"

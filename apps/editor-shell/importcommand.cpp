@@ -22,7 +22,7 @@
 #include "dialogs/terminaldialogs.h"
 #include "dialogs/terminalprogress.h"
 #include "media/fileutil.h"
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/project.h"
 #include "project/projectfile.h"
 #include "pubsub/subscriber.h"
@@ -164,8 +164,9 @@ class ImportWatch
                                 Project::FileAddRequest>
     , public FileAnalyzer::View {
 public:
-    explicit ImportWatch(Project::Object &project)
-        : project(project)
+    ImportWatch(FileAnalyzer::Model &analysis, Project::Object &project)
+        : View(analysis)
+        , project(project)
     {
         subscribeAllTypes();
     }
@@ -181,7 +182,7 @@ public:
     }
     void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
     {
-        if (FileAnalyzer::ObjectPtr added = FileAnalyzer::Model::instance().find(object))
+        if (FileAnalyzer::ObjectPtr added = model().find(object))
             objects.push_back(std::move(added));
     }
     void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
@@ -320,56 +321,52 @@ QJsonArray pathArray(const QStringList &paths)
     return array;
 }
 
-int run(Context &context)
+// Options that do not go together; empty when they do.
+QString combinationError(const Context &context)
 {
-    if (context.arguments.isEmpty())
-        return context.usageError(QStringLiteral("import needs a FILE or FOLDER"));
     const OptionValues &o = context.options;
     const QString to = o.text(QStringLiteral("to"));
-    const QString projectPath = o.text(QStringLiteral("project"));
     const bool intoTransition = to == QLatin1String("transition");
+    if (context.arguments.isEmpty())
+        return QStringLiteral("import needs a FILE or FOLDER");
     if (o.isSet(QStringLiteral("transition")) && !intoTransition)
-        return context.usageError(QStringLiteral("--transition goes with --to transition"));
+        return QStringLiteral("--transition goes with --to transition");
     if ((o.isSet(QStringLiteral("track")) || o.isSet(QStringLiteral("at")))
         && to != QLatin1String("timeline"))
-        return context.usageError(QStringLiteral("--track and --at go with --to timeline"));
-    if (intoTransition && !projectPath.isEmpty() && !o.isSet(QStringLiteral("transition")))
-        return context.usageError(QStringLiteral("--to transition with --project needs "
-                                                 "--transition N (as `project open` numbers "
-                                                 "them)"));
-    // With --json the report for people goes to the error stream, the output is one object.
-    Context quiet { context.app, context.parser, context.arguments, context.answer,
-                    context.err, context.err,    context.options };
-    Context &report = context.json() ? quiet : context;
-    QJsonObject json { { QStringLiteral("to"), to },
-                       { QStringLiteral("project"),
-                         projectPath.isEmpty() ? QJsonValue() : QJsonValue(projectPath) } };
+        return QStringLiteral("--track and --at go with --to timeline");
+    if (intoTransition && !o.text(QStringLiteral("project")).isEmpty()
+        && !o.isSet(QStringLiteral("transition")))
+        return QStringLiteral("--to transition with --project needs --transition N (as "
+                              "`project open` numbers them)");
+    return {};
+}
 
-    if (!projectPath.isEmpty()) {
-        if (!Settings::isProjectFilePath(projectPath))
-            return context.usageError(
-                QStringLiteral("%1 does not end in .%2")
-                    .arg(Format::printable(projectPath), Settings::projectFileExtension()));
-        // A project that does not exist yet is made: importing into a new project is how one
-        // starts. Locked first, so that of two imports into one new project the second opens
-        // what the first saved.
-        if (!lockProject(context, projectPath))
+// Opens the project of --project, or makes it when it does not exist yet: importing into a new
+// project is how one starts. Nothing when it is ready, else the status to end with.
+std::optional<int> prepareProject(Context &context, Context &report, const QString &projectPath)
+{
+    if (!Settings::isProjectFilePath(projectPath))
+        return context.usageError(
+            QStringLiteral("%1 does not end in .%2")
+                .arg(Format::printable(projectPath), Settings::projectFileExtension()));
+    // Locked first, so that of two imports into one new project the second opens what the first
+    // saved.
+    if (!lockProject(context, projectPath))
+        return 1;
+    if (QFileInfo::exists(projectPath)) {
+        if (!openProject(report, projectPath, false))
             return 1;
-        if (QFileInfo::exists(projectPath)) {
-            if (!openProject(report, projectPath, false))
-                return 1;
-        } else {
-            context.app.setProject(Project::Object::createNew());
-            report.out << "New project " << Format::printable(projectPath) << '\n';
-        }
+    } else {
+        context.app.setProject(Project::Object::createNew());
+        report.out << "New project " << Format::printable(projectPath) << '\n';
     }
+    return std::nullopt;
+}
 
-    const Paths paths = expand(context.arguments);
-    const int source = o.isSet(QStringLiteral("source")) ? o.integer(QStringLiteral("source"))
-                                                         : (paths.folders > 0 ? 8 : 0);
-
-    // The layer asks on this terminal, or takes the answer given on the command line; its
-    // progress is drawn on the error stream, so the report on the output stays clean.
+// The layer asks on this terminal, or takes the answer given on the command line; its progress
+// is drawn on the error stream, so the report on the output stays clean.
+void answerOnTheTerminal(Context &context)
+{
     context.app.setDialogs(std::make_shared<Dialog::TerminalDialogs>(
         context.answer == Answer::Yes      ? Dialog::TerminalDialogs::Answer::Yes
             : context.answer == Answer::No ? Dialog::TerminalDialogs::Answer::No
@@ -377,29 +374,47 @@ int run(Context &context)
         stdin, context.json() ? stderr : stdout));
     context.app.setProgressFactory(
         std::make_shared<Report::TerminalProgressFactory>(stderr, &ExitSignals::take));
+}
 
-    Project::Object &project = context.app.project();
+// Where the files go: a timeline track and position, the collection, or a transition.
+struct Destination {
+    Destination() = default;
+    Destination(const Destination &) = delete;
+    Destination &operator=(const Destination &) = delete;
+
     FileAdder::Contexts contexts;
-    int track = -1;
-    Transition::Object scratch(Transition::Id::Dissolve);
+    int track = -1; // the timeline's track; -1 elsewhere
+    Transition::Object scratch { Transition::Id::Dissolve };
     Transition::Object *transition = &scratch;
+};
+
+// Fills `destination` from the options and says where the files go; nothing when the project
+// has the track or transition named, else the usage error's status.
+std::optional<int> chooseDestination(Context &context,
+                                     Context &report,
+                                     Project::Object &project,
+                                     int fileCount,
+                                     Destination &destination)
+{
+    const OptionValues &o = context.options;
+    const QString to = o.text(QStringLiteral("to"));
     if (to == QLatin1String("timeline")) {
         Timeline::Model &timeline = project.timeline();
-        track = o.isSet(QStringLiteral("track")) ? o.integer(QStringLiteral("track"))
-                                                 : firstVideoTrack(timeline);
+        const int track = o.isSet(QStringLiteral("track")) ? o.integer(QStringLiteral("track"))
+                                                           : firstVideoTrack(timeline);
         if (track >= timeline.trackCount())
             return context.usageError(QStringLiteral("the project has no track %1 (it has %2)")
                                           .arg(track)
                                           .arg(timeline.trackCount()));
         const MTime at = o.isSet(QStringLiteral("at")) ? o.time(QStringLiteral("at"))
                                                        : timeline.track(track).end();
-        contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
-        report.out << "Importing " << paths.files.size() << " file"
-                   << (paths.files.size() == 1 ? "" : "s") << " to the timeline, track " << track
-                   << " from " << at.toClockString() << '\n';
+        destination.track = track;
+        destination.contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
+        report.out << "Importing " << fileCount << " file" << (fileCount == 1 ? "" : "s")
+                   << " to the timeline, track " << track << " from " << at.toClockString() << '\n';
     } else if (to == QLatin1String("collection")) {
-        contexts.collection = FileAdder::CollectionContext {};
-        report.out << "Importing " << paths.files.size() << " files to the collection\n";
+        destination.contexts.collection = FileAdder::CollectionContext {};
+        report.out << "Importing " << fileCount << " files to the collection\n";
     } else {
         if (o.isSet(QStringLiteral("transition"))) {
             const auto index = static_cast<std::size_t>(o.integer(QStringLiteral("transition")));
@@ -409,66 +424,94 @@ int run(Context &context)
                         .arg(index)
                         .arg(project.timeline().transitionCount()));
             // The project's own transition takes the files, so the save keeps them.
-            transition = &project.timeline().transition(index);
-            report.out << "Importing " << paths.files.size() << " files into transition " << index
-                       << '\n';
+            destination.transition = &project.timeline().transition(index);
+            report.out << "Importing " << fileCount << " files into transition " << index << '\n';
         } else {
-            report.out << "Importing " << paths.files.size()
-                       << " files into a new dissolve transition\n";
+            report.out << "Importing " << fileCount << " files into a new dissolve transition\n";
         }
-        contexts.transition = FileAdder::TransitionContext { transition };
+        destination.contexts.transition = FileAdder::TransitionContext { destination.transition };
     }
-    report.out.flush();
+    return std::nullopt;
+}
 
-    ImportWatch watch(project);
+// Publishes the add request and waits until every analysis it started is let go; the seconds
+// it took.
+double addAndWait(ImportWatch &watch,
+                  const QStringList &files,
+                  int source,
+                  const FileAdder::Contexts &contexts)
+{
     QElapsedTimer clock;
     clock.start();
     PubSub::publish(
-        FileAdder::AddMediaFiles(paths.files, static_cast<FileAdder::Asrc>(source), contexts));
+        FileAdder::AddMediaFiles(files, static_cast<FileAdder::Asrc>(source), contexts));
     if (!watch.allRemoved()) {
         QEventLoop loop;
         watch.loop = &loop;
         loop.exec();
         watch.loop = nullptr;
     }
-    const double seconds = std::max<qint64>(1, clock.elapsed()) / 1000.0;
+    return std::max<qint64>(1, clock.elapsed()) / 1000.0;
+}
 
-    // What the request did with each path.
-    const FileAdder::AddMediaFilesResult result = watch.results.empty()
-        ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})
-        : watch.results.back();
+// What the request did not pass on: media it declined, and what is not media at all.
+struct LeftOut {
+    QStringList declinedMedia;
+    QStringList skipped;
+};
+
+LeftOut leftOut(const QStringList &files,
+                const FileAdder::AddMediaFilesResult &result,
+                const ImportWatch &watch)
+{
     const bool declined = result.result == FileAdder::AddedResult::Declined;
     // Sets, not lists: a folder of many thousand files must not cost the square of their number.
     const QSet<QString> passedOn(result.files.begin(), result.files.end());
     const QSet<QString> packages(watch.packages.begin(), watch.packages.end());
-    QStringList skipped;
-    QStringList declinedMedia;
-    for (const QString &path : paths.files) {
+    LeftOut left;
+    for (const QString &path : files) {
         if (passedOn.contains(path) || packages.contains(path) || path == watch.projectToOpen
             || Settings::isProjectFilePath(path))
             continue;
         // A declined request passes nothing on: what it would have opened was declined, not
         // left out for not being media.
         if (declined && FileUtil::supportedFileExtensions().contains(FS::extensionL(path)))
-            declinedMedia << path;
+            left.declinedMedia << path;
         else
-            skipped << path;
+            left.skipped << path;
     }
+    return left;
+}
 
-    int openedCount = 0;
-    int failedCount = 0;
+// What the analyses made of the files.
+struct Analysed {
+    int opened = 0;
+    int failed = 0;
     bool cancelled = false;
+};
+
+// Reports each analysis: the clips placed, the files the collection took, the failures.
+Analysed reportAnalyses(Context &report,
+                        const ImportWatch &watch,
+                        Project::Object &project,
+                        int track,
+                        QJsonObject &json)
+{
+    const bool intoCollection
+        = report.options.text(QStringLiteral("to")) == QLatin1String("collection");
+    Analysed analysed;
     QJsonArray placed, failed, collection;
     for (const FileAnalyzer::ObjectPtr &object : watch.objects) {
-        cancelled = cancelled || object->status() == FileAnalyzer::Object::Status::Cancelled;
-        openedCount += static_cast<int>(object->opened().size());
-        failedCount += static_cast<int>(object->failed().size());
+        analysed.cancelled
+            = analysed.cancelled || object->status() == FileAnalyzer::Object::Status::Cancelled;
+        analysed.opened += static_cast<int>(object->opened().size());
+        analysed.failed += static_cast<int>(object->failed().size());
         if (track >= 0 && !object->opened().empty()) {
             for (const QJsonValue &clip :
                  printPlaced(report, project.timeline(), track, object->opened()))
                 placed.append(clip);
         }
-        if (to == QLatin1String("collection")) {
+        if (intoCollection) {
             report.out << "In the collection: " << watch.collectionAdded << " new of "
                        << watch.collectionOffered << " opened (" << project.userFiles().count()
                        << " in all)\n";
@@ -493,7 +536,31 @@ int run(Context &context)
     json[QStringLiteral("placed")] = placed;
     json[QStringLiteral("collection")] = collection;
     json[QStringLiteral("failed")] = failed;
-    if (intoTransition) {
+    return analysed;
+}
+
+// A heading with the count, then the names.
+void reportNames(Context &report, const char *heading, const QStringList &paths)
+{
+    if (paths.isEmpty())
+        return;
+    report.out << heading << ": " << paths.size() << '\n';
+    QStringList lines;
+    for (const QString &p : paths)
+        lines << name(p);
+    printLines(report, lines);
+}
+
+// Everything else that became of the paths: what the transition took, the packages handed on,
+// the paths not read, the media declined and what was left out.
+void reportTheRest(Context &report,
+                   const Transition::Object *transition,
+                   const ImportWatch &watch,
+                   const std::vector<Unread> &unreadPaths,
+                   const LeftOut &left,
+                   QJsonObject &json)
+{
+    if (transition) {
         report.out << "The transition took " << transition->resources().size() << " media file"
                    << (transition->resources().size() == 1 ? "" : "s") << '\n';
         QJsonArray resources;
@@ -505,19 +572,13 @@ int run(Context &context)
         }
         json[QStringLiteral("transition")] = resources;
     }
-    if (!watch.packages.isEmpty()) {
-        report.out << "Handed to the package installer: " << watch.packages.size() << '\n';
-        QStringList lines;
-        for (const QString &p : watch.packages)
-            lines << name(p);
-        printLines(report, lines);
-    }
+    reportNames(report, "Handed to the package installer", watch.packages);
     json[QStringLiteral("packages")] = pathArray(watch.packages);
     QJsonArray unread;
-    if (!paths.unread.empty()) {
-        report.out << "Not read: " << paths.unread.size() << '\n';
+    if (!unreadPaths.empty()) {
+        report.out << "Not read: " << unreadPaths.size() << '\n';
         QStringList lines;
-        for (const Unread &u : paths.unread) {
+        for (const Unread &u : unreadPaths) {
             lines << (u.path.isEmpty() ? QStringLiteral("\"\"") : Format::printable(u.path))
                     + QStringLiteral(": ") + u.reason;
             unread.append(QJsonObject { { QStringLiteral("path"), u.path },
@@ -526,22 +587,91 @@ int run(Context &context)
         printLines(report, lines);
     }
     json[QStringLiteral("unread")] = unread;
-    if (!declinedMedia.isEmpty()) {
-        report.out << "Declined: " << declinedMedia.size() << '\n';
-        QStringList lines;
-        for (const QString &p : declinedMedia)
-            lines << name(p);
-        printLines(report, lines);
+    reportNames(report, "Declined", left.declinedMedia);
+    json[QStringLiteral("declined")] = pathArray(left.declinedMedia);
+    reportNames(report, "Not media, left out", left.skipped);
+    json[QStringLiteral("leftOut")] = pathArray(left.skipped);
+}
+
+// The one-line result, with its word for JSON; the status it makes (1 when nothing came of it).
+int reportResult(Context &report,
+                 const FileAdder::AddMediaFilesResult &result,
+                 const Analysed &analysed,
+                 const ImportWatch &watch,
+                 double seconds,
+                 QJsonObject &json)
+{
+    int status = 0;
+    QString outcome;
+    if (result.result == FileAdder::AddedResult::Declined) {
+        report.out << "Result: declined, nothing was added.\n";
+        outcome = QStringLiteral("declined");
+        status = 1;
+    } else if (analysed.cancelled) {
+        report.out << "Result: cancelled, nothing was placed.\n";
+        outcome = QStringLiteral("cancelled");
+        status = 1;
+    } else {
+        report.out << "Result: done. " << result.files.size() << " media file"
+                   << (result.files.size() == 1 ? "" : "s") << " passed on: " << analysed.opened
+                   << " opened, " << analysed.failed << " failed, in "
+                   << QString::number(seconds, 'f', 2) << " s ("
+                   << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
+        if (!result.files.isEmpty())
+            report.out << "File storage: " << Settings::fileStoragePath() << '\n';
+        outcome = QStringLiteral("done");
+        // Nothing opened, handed on or to be opened: the import did nothing a script could use.
+        if (analysed.opened == 0 && watch.packages.isEmpty() && watch.projectToOpen.isEmpty()) {
+            report.out << "Nothing was added.\n";
+            outcome = QStringLiteral("nothing-added");
+            status = 1;
+        }
     }
-    json[QStringLiteral("declined")] = pathArray(declinedMedia);
-    if (!skipped.isEmpty()) {
-        report.out << "Not media, left out: " << skipped.size() << '\n';
-        QStringList lines;
-        for (const QString &p : skipped)
-            lines << name(p);
-        printLines(report, lines);
+    json[QStringLiteral("result")] = outcome;
+    json[QStringLiteral("opened")] = analysed.opened;
+    return status;
+}
+
+int run(Context &context)
+{
+    if (const QString error = combinationError(context); !error.isEmpty())
+        return context.usageError(error);
+    const OptionValues &o = context.options;
+    const QString to = o.text(QStringLiteral("to"));
+    const QString projectPath = o.text(QStringLiteral("project"));
+    // With --json the report for people goes to the error stream, the output is one object.
+    Context quiet { context.app, context.parser, context.arguments, context.answer,
+                    context.err, context.err,    context.options };
+    Context &report = context.json() ? quiet : context;
+    QJsonObject json { { QStringLiteral("to"), to },
+                       { QStringLiteral("project"),
+                         projectPath.isEmpty() ? QJsonValue() : QJsonValue(projectPath) } };
+
+    if (!projectPath.isEmpty()) {
+        if (const std::optional<int> status = prepareProject(context, report, projectPath))
+            return *status;
     }
-    json[QStringLiteral("leftOut")] = pathArray(skipped);
+    const Paths paths = expand(context.arguments);
+    const int source = o.isSet(QStringLiteral("source")) ? o.integer(QStringLiteral("source"))
+                                                         : (paths.folders > 0 ? 8 : 0);
+    answerOnTheTerminal(context);
+    Project::Object &project = context.app.project();
+    Destination destination;
+    if (const std::optional<int> status = chooseDestination(
+            context, report, project, static_cast<int>(paths.files.size()), destination))
+        return *status;
+    report.out.flush();
+
+    ImportWatch watch(context.app.analysis(), project);
+    const double seconds = addAndWait(watch, paths.files, source, destination.contexts);
+    // What the request did with each path.
+    const FileAdder::AddMediaFilesResult result = watch.results.empty()
+        ? FileAdder::AddMediaFilesResult(FileAdder::AddedResult::Declined, {})
+        : watch.results.back();
+    const LeftOut left = leftOut(paths.files, result, watch);
+    const Analysed analysed = reportAnalyses(report, watch, project, destination.track, json);
+    reportTheRest(report, to == QLatin1String("transition") ? destination.transition : nullptr,
+                  watch, paths.unread, left, json);
 
     int status = 0;
     if (!watch.projectToOpen.isEmpty()) {
@@ -549,39 +679,13 @@ int run(Context &context)
             status = 1;
         json[QStringLiteral("openedProject")] = watch.projectToOpen;
     }
-    QString outcome;
-    if (declined) {
-        report.out << "Result: declined, nothing was added.\n";
-        outcome = QStringLiteral("declined");
-        status = 1;
-    } else if (cancelled) {
-        report.out << "Result: cancelled, nothing was placed.\n";
-        outcome = QStringLiteral("cancelled");
-        status = 1;
-    } else {
-        report.out << "Result: done. " << result.files.size() << " media file"
-                   << (result.files.size() == 1 ? "" : "s") << " passed on: " << openedCount
-                   << " opened, " << failedCount << " failed, in "
-                   << QString::number(seconds, 'f', 2) << " s ("
-                   << QString::number(result.files.size() / seconds, 'f', 1) << " files/s).\n";
-        if (!result.files.isEmpty())
-            report.out << "File storage: " << Settings::fileStoragePath() << '\n';
-        outcome = QStringLiteral("done");
-        // Nothing opened, handed on or to be opened: the import did nothing a script could use.
-        if (openedCount == 0 && watch.packages.isEmpty() && watch.projectToOpen.isEmpty()) {
-            report.out << "Nothing was added.\n";
-            outcome = QStringLiteral("nothing-added");
-            status = 1;
-        }
-    }
-    json[QStringLiteral("result")] = outcome;
-    json[QStringLiteral("opened")] = openedCount;
+    status = std::max(status, reportResult(report, result, analysed, watch, seconds, json));
     bool saved = false;
     if (!projectPath.isEmpty()) {
         saved = saveProject(report, projectPath);
         if (!saved)
             status = 1;
-    } else if (openedCount > 0 && to != QLatin1String("collection")) {
+    } else if (analysed.opened > 0 && to != QLatin1String("collection")) {
         // The shell's timeline lives for this run only.
         report.out << "Nothing saved: without --project the result ends with this run.\n";
     }

@@ -24,6 +24,7 @@
 #include <cstring>
 
 #include <memory>
+#include <optional>
 
 namespace {
 
@@ -84,12 +85,10 @@ QCommandLineOption mirrored(const Shell::Option &option)
                              option.defaultValue);
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+// Headless unless the user asked for a display: the shell drives the layer, it draws nothing but
+// `record --window`, which needs the desktop when there is one.
+void chooseDisplay(int argc, char **argv)
 {
-    // Headless unless the user asked for a display: the shell drives the layer, it draws nothing
-    // but `record --window`, which needs the desktop when there is one.
     const bool wantsWindow = std::any_of(
         argv, argv + argc, [](const char *arg) { return std::strcmp(arg, "--window") == 0; });
     const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY")
@@ -106,6 +105,129 @@ int main(int argc, char **argv)
                               QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         qputenv("XDG_RUNTIME_DIR", runtime);
     }
+}
+
+// A command's line, parsed: its option values (the global ones included), its positional
+// arguments, and the same on a toolkit parser for code that still asks one.
+struct CommandLine {
+    QCommandLineParser parser;
+    Shell::OptionValues values;
+    QStringList positional;
+};
+
+// Parses what follows the command's name; nothing when the command is to run, else the status
+// to end with (a usage error, or the help printed).
+std::optional<int> parseCommandLine(const Shell::Command &command,
+                                    const QString &name,
+                                    const QStringList &rest,
+                                    bool helpAsked,
+                                    CommandLine &line,
+                                    QTextStream &out,
+                                    QTextStream &err)
+{
+    const QString hint = QStringLiteral("\nTry 'editor-shell help %1'.\n").arg(name);
+    const QString program = QApplication::arguments().first();
+    // The command's own options and the global ones, which may also follow the command's name.
+    Shell::OptionTable table = command.options;
+    table.insert(table.end(), Shell::globalOptions().begin(), Shell::globalOptions().end());
+    if (command.tabled) {
+        const Shell::ParsedLine parsed = Shell::parseLine(table, rest);
+        if (!parsed.error.isEmpty()) {
+            err << Shell::errorPrefix << parsed.error << hint;
+            if (command.refusedJson && rest.contains(QStringLiteral("--json")))
+                out << QJsonDocument(command.refusedJson(parsed.error))
+                           .toJson(QJsonDocument::Compact)
+                    << '\n';
+            return Shell::usageExit;
+        }
+        if (parsed.help || helpAsked) {
+            out << Shell::helpText(command.help(), Shell::globalOptions());
+            return 0;
+        }
+        line.values = parsed.options;
+        line.positional = parsed.arguments;
+        for (const Shell::Option &option : table)
+            line.parser.addOption(mirrored(option));
+        line.parser.parse(QStringList { program } + rest);
+        return std::nullopt;
+    }
+    for (const Shell::Option &option : Shell::globalOptions())
+        line.parser.addOption(mirrored(option));
+    line.parser.addHelpOption();
+    if (command.declareOptions)
+        command.declareOptions(line.parser);
+    if (!line.parser.parse(QStringList { program } + rest)) {
+        err << Shell::errorPrefix << line.parser.errorText() << hint;
+        return Shell::usageExit;
+    }
+    if (line.parser.isSet(QStringLiteral("help")) || helpAsked) {
+        out << "Usage: editor-shell " << command.synopsis << "\n\n" << line.parser.helpText();
+        return 0;
+    }
+    for (const Shell::Option &option : Shell::globalOptions()) {
+        if (line.parser.isSet(option.name))
+            line.values.given[option.name] = line.parser.values(option.name);
+    }
+    line.positional = line.parser.positionalArguments();
+    return std::nullopt;
+}
+
+// Makes `folder` the data folder and keeps the run's log in it. False, with the reason told, when
+// it cannot be used.
+bool openDataFolder(const QString &folder, QTextStream &err)
+{
+    try {
+        Settings::setDataFolder(folder);
+    } catch (const std::exception &e) {
+        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
+        return false;
+    }
+    FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
+    QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
+    // However much a run has to say, its log goes to a new file every 8 MB, and files older than
+    // three days go: the logs folder stays bounded run after run.
+    FLAGS_max_log_size = 8;
+    google::EnableLogCleaner(3);
+    return true;
+}
+
+// The application the command runs in, its tracking begun; null, with the reason told, when it
+// cannot start.
+std::unique_ptr<App::Application>
+startApplication(const QString &eventsOut, bool collection, QTextStream &err)
+{
+    try {
+        App::Options options;
+        options.eventsOut = eventsOut;
+        options.services.setFlag(App::Service::Collection, collection);
+        auto application = std::make_unique<App::Application>(std::move(options));
+        application->startTracking();
+        return application;
+    } catch (const std::exception &e) {
+        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
+        return nullptr;
+    }
+}
+
+// Runs the command; a failure it throws is logged and told, and ends the run with 1.
+int runCommand(const Shell::Command &command, Shell::Context &context, const QString &name)
+{
+    try {
+        return command.run(context);
+    } catch (const std::exception &e) {
+        const Shell::TerminalLog::Told told;
+        LOG(ERROR) << name.toStdString() << " failed: " << e.what();
+        context.err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what()))
+                    << "\n";
+        return 1;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    chooseDisplay(argc, argv);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("editor-shell"));
     QApplication::setOrganizationName(QStringLiteral("editor"));
@@ -130,97 +252,33 @@ int main(int argc, char **argv)
     const Shell::Command *command = findCommand(name);
     if (!command)
         return unknownCommand(err, name);
-    const QString hint = QStringLiteral("\nTry 'editor-shell help %1'.\n").arg(name);
-
-    // The command's own options and the global ones, which may also follow the command's name.
-    Shell::OptionTable table = command->options;
-    table.insert(table.end(), Shell::globalOptions().begin(), Shell::globalOptions().end());
-    QCommandLineParser parser;
-    Shell::OptionValues values;
-    QStringList positional;
-    if (command->tabled) {
-        const Shell::ParsedLine line = Shell::parseLine(table, rest);
-        if (!line.error.isEmpty()) {
-            err << Shell::errorPrefix << line.error << hint;
-            if (command->refusedJson && rest.contains(QStringLiteral("--json")))
-                out << QJsonDocument(command->refusedJson(line.error))
-                           .toJson(QJsonDocument::Compact)
-                    << '\n';
-            return Shell::usageExit;
-        }
-        if (line.help || leading.help) {
-            out << Shell::helpText(command->help(), Shell::globalOptions());
-            return 0;
-        }
-        values = line.options;
-        positional = line.arguments;
-        // The same options on a toolkit parser, for code that still asks one.
-        for (const Shell::Option &option : table)
-            parser.addOption(mirrored(option));
-        parser.parse(QStringList { QApplication::arguments().first() } + rest);
-    } else {
-        for (const Shell::Option &option : Shell::globalOptions())
-            parser.addOption(mirrored(option));
-        parser.addHelpOption();
-        if (command->declareOptions)
-            command->declareOptions(parser);
-        if (!parser.parse(QStringList { QApplication::arguments().first() } + rest)) {
-            err << Shell::errorPrefix << parser.errorText() << hint;
-            return Shell::usageExit;
-        }
-        if (parser.isSet(QStringLiteral("help")) || leading.help) {
-            out << "Usage: editor-shell " << command->synopsis << "\n\n" << parser.helpText();
-            return 0;
-        }
-        for (const Shell::Option &option : Shell::globalOptions()) {
-            if (parser.isSet(option.name))
-                values.given[option.name] = parser.values(option.name);
-        }
-        positional = parser.positionalArguments();
-    }
-    auto globalSet = [&](const QString &option) {
-        return values.isSet(option) || leading.options.isSet(option);
+    CommandLine line;
+    if (const std::optional<int> status
+        = parseCommandLine(*command, name, rest, leading.help, line, out, err))
+        return *status;
+    // Global options may stand before the command's name or after it.
+    auto globalSet = [&](const char *option) {
+        return line.values.isSet(QLatin1String(option))
+            || leading.options.isSet(QLatin1String(option));
     };
-    auto globalValue = [&](const QString &option) {
-        return values.isSet(option) ? values.text(option) : leading.options.text(option);
+    auto globalValue = [&](const char *option) {
+        return line.values.isSet(QLatin1String(option))
+            ? line.values.text(QLatin1String(option))
+            : leading.options.text(QLatin1String(option));
     };
-    const QString dataDirOption = QStringLiteral("data-dir");
-    const QString eventsOutOption = QStringLiteral("events-out");
-    const QString verboseOption = QStringLiteral("verbose");
-    const QString yesOption = QStringLiteral("yes");
-    const QString noOption = QStringLiteral("no");
 
     google::InitGoogleLogging(argv[0]);
-    Shell::TerminalLog terminalLog(globalSet(verboseOption));
-
-    try {
-        Settings::setDataFolder(globalSet(dataDirOption) ? globalValue(dataDirOption)
-                                                         : Settings::dataFolder());
-    } catch (const std::exception &e) {
-        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
+    Shell::TerminalLog terminalLog(globalSet("verbose"));
+    if (!openDataFolder(globalSet("data-dir") ? globalValue("data-dir") : Settings::dataFolder(),
+                        err))
         return 1;
-    }
-    FLAGS_log_dir = QDir(Settings::dataFolder()).filePath(QStringLiteral("logs")).toStdString();
-    QDir().mkpath(QString::fromStdString(FLAGS_log_dir));
-    // However much a run has to say, its log goes to a new file every 8 MB, and files older than
-    // three days go: the logs folder stays bounded run after run.
-    FLAGS_max_log_size = 8;
-    google::EnableLogCleaner(3);
 
     // Before the application: a signal during its start-up is a clean exit too.
     Shell::ExitSignals exitSignals;
-    std::unique_ptr<App::Application> application;
-    try {
-        App::Options options;
-        options.eventsOut = globalValue(eventsOutOption);
-        options.services.setFlag(App::Service::Collection, command->collection);
-        application = std::make_unique<App::Application>(std::move(options));
-        application->startTracking();
-    } catch (const std::exception &e) {
-        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
+    std::unique_ptr<App::Application> application
+        = startApplication(globalValue("events-out"), command->collection, err);
+    if (!application)
         return 1;
-    }
-
     exitSignals.setCleanUp(
         [&app = *application, session = Vantel::Tracking::getSessionTrackerInstance()] {
             app.tracker().sendEvent(Vantel::Tracking::GeneralVantelTracker::APP_EXIT, {});
@@ -229,22 +287,13 @@ int main(int argc, char **argv)
                 session->endSession();
         });
 
-    Shell::Context context {
-        *application, parser, positional, Shell::Answer::Ask, out, err, values
-    };
-    if (globalSet(yesOption))
+    Shell::Context context { *application, line.parser, line.positional, Shell::Answer::Ask,
+                             out,          err,         line.values };
+    if (globalSet("yes"))
         context.answer = Shell::Answer::Yes;
-    else if (globalSet(noOption))
+    else if (globalSet("no"))
         context.answer = Shell::Answer::No;
-
-    int status = 1;
-    try {
-        status = command->run(context);
-    } catch (const std::exception &e) {
-        const Shell::TerminalLog::Told told;
-        LOG(ERROR) << name.toStdString() << " failed: " << e.what();
-        err << Shell::errorPrefix << Format::printable(QString::fromLocal8Bit(e.what())) << "\n";
-    }
+    const int status = runCommand(*command, context, name);
     // From here the application is taken apart: a signal now only waits for that to finish.
     exitSignals.setCleanUp([session = Vantel::Tracking::getSessionTrackerInstance()] {
         if (session)

@@ -3,12 +3,12 @@
 #include "Application/application.h"
 #include "terminallog.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
+#include "outputpath/outputpath.h"
 #include "project/editlock.h"
 #include "project/project.h"
 #include "project/projectfile.h"
 #include "util/format.h"
-#include "util/outputpath.h"
 
 #include <QFileInfo>
 

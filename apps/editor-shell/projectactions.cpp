@@ -11,7 +11,7 @@
 #include "Messages/project.h"
 #include "Messages/projectrequests.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/projectfile.h"
 #include "pubsub/subscriber.h"
 #include "timeline/effect.h"

@@ -14,8 +14,6 @@ namespace Vantel::App {
 
 namespace {
 
-IApplicationSettingsManager *current = nullptr;
-
 QString qKey(const std::string &key)
 {
     return QString::fromStdString(key);
@@ -284,16 +282,6 @@ std::vector<std::string> ApplicationSettingsManager::storedKeys() const
         keys.push_back(entry.first.toStdString());
     std::sort(keys.begin(), keys.end());
     return keys;
-}
-
-void setApplicationSettingsManager(IApplicationSettingsManager *manager)
-{
-    current = manager;
-}
-
-IApplicationSettingsManager *applicationSettingsManager()
-{
-    return current;
 }
 
 } // namespace Vantel::App

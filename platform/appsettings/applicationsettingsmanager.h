@@ -15,8 +15,8 @@
 #include <vector>
 
 // The user's preferences: typed values under text keys, kept in the data folder and announced to
-// observers as they change. The shell makes one at start-up and installs it for the process
-// (setApplicationSettingsManager) before the controllers that observe it. Main thread only.
+// observers as they change. The application makes one at start-up and hands it to the
+// controllers that observe it, which it outlives. Main thread only.
 namespace Vantel::App {
 
 // The keys the editor itself reads. Texts are stored in the settings file; never rename them.
@@ -97,9 +97,5 @@ APPSETTINGS_EXPORT std::map<QString, QString> readSettingsText(const QByteArray 
 // shown, fast-track processing on; false, 0 and the empty text for any other key.
 APPSETTINGS_EXPORT bool defaultBool(const std::string &key);
 APPSETTINGS_EXPORT std::string defaultString(const std::string &key);
-
-// The manager of the process; null until the shell installs one.
-APPSETTINGS_EXPORT void setApplicationSettingsManager(IApplicationSettingsManager *manager);
-APPSETTINGS_EXPORT IApplicationSettingsManager *applicationSettingsManager();
 
 } // namespace Vantel::App

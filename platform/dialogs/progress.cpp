@@ -2,30 +2,17 @@
 
 namespace Report {
 
-namespace {
-std::shared_ptr<IProgressFactory> &installed()
-{
-    static std::shared_ptr<IProgressFactory> factory;
-    return factory;
-}
-} // namespace
-
 IProgress::~IProgress() = default;
 IProgressListener::~IProgressListener() = default;
 IProgressFactory::~IProgressFactory() = default;
 
-void setProgressFactory(std::shared_ptr<IProgressFactory> factory)
-{
-    installed() = std::move(factory);
-}
-
-std::shared_ptr<IProgressFactory> progressFactory()
-{
-    return installed();
-}
-
 ProgressReporter::ProgressReporter() = default;
 ProgressReporter::~ProgressReporter() = default;
+
+void ProgressReporter::setProgressFactory(std::shared_ptr<IProgressFactory> factory)
+{
+    m_factory = std::move(factory);
+}
 
 void ProgressReporter::showProgress(const QString &label,
                                     const QString &cancelText,
@@ -33,8 +20,8 @@ void ProgressReporter::showProgress(const QString &label,
                                     const QString &text)
 {
     m_progress.reset();
-    if (const std::shared_ptr<IProgressFactory> factory = installed()) {
-        m_progress = factory->create(label, cancelText, maximum, this);
+    if (m_factory) {
+        m_progress = m_factory->create(label, cancelText, maximum, this);
         if (m_progress)
             m_progress->setText(text);
     }

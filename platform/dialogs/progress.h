@@ -7,8 +7,8 @@
 #include <memory>
 
 // The editor's progress dialogs. A ProgressReporter owns at most one progress at a time; how it
-// looks (a terminal bar, a window, a test's recorder) is decided by the installed factory.
-// Main thread.
+// looks (a terminal bar, a window, a test's recorder) is decided by the factory its owner gives
+// it. Main thread.
 namespace Report {
 
 class DIALOGS_EXPORT IProgress {
@@ -39,14 +39,14 @@ public:
         = 0;
 };
 
-// Null shows no progress at all, which is what a run without a terminal or window wants.
-DIALOGS_EXPORT void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
-DIALOGS_EXPORT std::shared_ptr<IProgressFactory> progressFactory();
-
 class DIALOGS_EXPORT ProgressReporter : private IProgressListener {
 public:
     ProgressReporter(const ProgressReporter &) = delete;
     ProgressReporter &operator=(const ProgressReporter &) = delete;
+
+    // Makes the progresses shown from now on; null (the default) shows none, which is what a run
+    // without a terminal or window wants. A progress already shown stays.
+    void setProgressFactory(std::shared_ptr<IProgressFactory> factory);
 
 protected:
     ProgressReporter();
@@ -69,6 +69,7 @@ protected:
 private:
     void progressCancelled(IProgress &progress) final;
 
+    std::shared_ptr<IProgressFactory> m_factory;
     std::unique_ptr<IProgress> m_progress;
 };
 

@@ -1,6 +1,6 @@
 #include "exportengine/renderplan.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "timeline/audioeffects.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"

@@ -2,8 +2,8 @@
 
 #include "media_export.h"
 
-#include "media/mediafile.h"
 #include "media/mediaprobe.h"
+#include "mediamodel/mediafile.h"
 
 #include <QObject>
 #include <QThreadPool>

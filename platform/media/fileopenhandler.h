@@ -3,8 +3,8 @@
 #include "media_export.h"
 
 #include "media/fileanalysis.h"
-#include "media/mediafile.h"
 #include "media/mediamessages.h"
+#include "mediamodel/mediafile.h"
 
 #include "pubsub/subscriber.h"
 

@@ -20,6 +20,7 @@ extern "C" {
 #include <cstring>
 #include <functional>
 #include <mutex>
+#include <optional>
 
 #include <sys/stat.h>
 
@@ -450,59 +451,87 @@ void completeBitRates(File &file,
     }
 }
 
-} // namespace
+// Why a step refused the file, for the user; nothing when it passed.
+using Refusal = std::optional<QString>;
 
-File probe(const QString &path, const ProbeLimits &limits)
+// Checked before the library sees the path: a folder or a pipe would make it block or read
+// something that is not a file at all. Notes the file's size.
+Refusal checkPath(const QString &path, const QFileInfo &info, File &file)
 {
-    routeLibraryLogOnce();
-    File file(path);
-    auto fail = [&file](const QString &reason) {
-        file.state = File::State::Failed;
-        file.error = reason;
-        return file;
-    };
-
-    // Checked before the library sees the path: a folder or a pipe would make it block or read
-    // something that is not a file at all.
-    const QFileInfo info(path);
     if (!info.exists()) {
         // Names that are not valid UTF-8 reach the editor with their bad bytes replaced, so the
         // file they name cannot be found by that name.
         if (path.contains(QChar::ReplacementCharacter))
-            return fail(tr("The file's name is not valid UTF-8, so the file cannot be opened. "
-                           "Rename it and add it again."));
-        return fail(missingReason(path));
+            return tr("The file's name is not valid UTF-8, so the file cannot be opened. "
+                      "Rename it and add it again.");
+        return missingReason(path);
     }
     if (info.isDir())
-        return fail(tr("This is a folder, not a media file."));
+        return tr("This is a folder, not a media file.");
     if (!info.isFile())
-        return fail(tr("This is not a regular file."));
+        return tr("This is not a regular file.");
     file.size = info.size();
     if (file.size == 0)
-        return fail(tr("The file is empty."));
+        return tr("The file is empty.");
+    return std::nullopt;
+}
 
-    Interrupt interrupt;
-    interrupt.deadline = Clock::now() + limits.timeout;
-    interrupt.cancelled = limits.cancelled;
+// One file's way through the library, in the order the steps must run: opened within the limits,
+// its streams read, its tracks walked. Each step runs only after the one before it passed; the
+// library's context, the deadline and the memory reserved last until the probe goes.
+class Probe {
+public:
+    explicit Probe(const ProbeLimits &limits)
+        : m_limits(limits)
+        , m_maxStreams(std::max(1, limits.maxStreams))
+        , m_maxPixels(std::max<std::int64_t>(1, limits.maxPixels))
+    {
+        m_interrupt.deadline = Clock::now() + limits.timeout;
+        m_interrupt.cancelled = limits.cancelled;
+        t_limitsHit = &m_limitsHit;
+    }
+    ~Probe() { t_limitsHit = nullptr; }
+    Probe(const Probe &) = delete;
+    Probe &operator=(const Probe &) = delete;
 
-    FormatContext format;
-    format.ctx = avformat_alloc_context();
-    if (!format.ctx)
-        return fail(tr("Out of memory."));
-    format.ctx->interrupt_callback = AVIOInterruptCB { &interruptCallback, &interrupt };
+    Refusal open(const QFileInfo &info);
+    Refusal readStreams();
+    Refusal walkStreams(File &file);
 
-    LimitsHit limitsHit;
-    t_limitsHit = &limitsHit;
-    struct Clear {
-        ~Clear() { t_limitsHit = nullptr; }
-    } clearLimits;
-    const int maxStreams = std::max(1, limits.maxStreams);
+private:
+    QString streamsFailure() const
+    {
+        return tr("The file holds more than %1 streams; this editor analyses at most %1.")
+            .arg(m_maxStreams);
+    }
+    QString pictureFailure(const QString &size) const
+    {
+        return tr("A picture of the file is %1 pixels; this editor analyses pictures of at most "
+                  "%2 megapixels.")
+            .arg(size)
+            .arg(m_maxPixels / 1'000'000.0, 0, 'f', 1);
+    }
+
+    const ProbeLimits &m_limits;
+    const int m_maxStreams;
+    const std::int64_t m_maxPixels;
+    Interrupt m_interrupt;
+    LimitsHit m_limitsHit;
+    FormatContext m_format;
+    Reservation m_reservation;
+};
+
+// Opens the container with no protocol but the file, refuses what is not recognised by its
+// content or declares more streams or larger pictures than allowed, and reserves the memory the
+// decoders will hold.
+Refusal Probe::open(const QFileInfo &info)
+{
+    m_format.ctx = avformat_alloc_context();
+    if (!m_format.ctx)
+        return tr("Out of memory.");
+    m_format.ctx->interrupt_callback = AVIOInterruptCB { &interruptCallback, &m_interrupt };
     // One past the limit, so that a file just over it opens and is refused with its count.
-    format.ctx->max_streams = maxStreams + 1;
-    auto streamsFailure = [&] {
-        return fail(tr("The file holds more than %1 streams; this editor analyses at most %1.")
-                        .arg(maxStreams));
-    };
+    m_format.ctx->max_streams = m_maxStreams + 1;
 
     AVDictionary *openOptions = nullptr;
     // Only the file itself is read: a playlist or reference file inside it must not make the
@@ -517,79 +546,104 @@ File probe(const QString &path, const ProbeLimits &limits)
     av_dict_set(&openOptions, "max_probe_packets", "8", 0);
     // "file:" keeps a name like "http:clip.mp4" or "concat:a|b" from being taken for an address.
     const QByteArray url = "file:" + QFile::encodeName(info.absoluteFilePath());
-    int rc = avformat_open_input(&format.ctx, url.constData(), nullptr, &openOptions);
+    const int rc = avformat_open_input(&m_format.ctx, url.constData(), nullptr, &openOptions);
     av_dict_free(&openOptions);
     if (rc < 0) {
-        format.ctx = nullptr; // the library freed it
-        if (limitsHit.streams)
+        m_format.ctx = nullptr; // the library freed it
+        if (m_limitsHit.streams)
             return streamsFailure();
-        return fail(openFailure(rc, interrupt));
+        return openFailure(rc, m_interrupt);
     }
     // A guess from the name alone (random bytes called ".mp3") is not worth trusting; real media
     // are recognised by their content.
-    if (format.ctx->probe_score <= AVPROBE_SCORE_RETRY)
-        return fail(tr("The file's content is not in a media format this editor reads."));
+    if (m_format.ctx->probe_score <= AVPROBE_SCORE_RETRY)
+        return tr("The file's content is not in a media format this editor reads.");
 
-    if (format.ctx->nb_streams > static_cast<unsigned>(maxStreams))
+    if (m_format.ctx->nb_streams > static_cast<unsigned>(m_maxStreams))
         return streamsFailure();
-    const std::int64_t maxPixels = std::max<std::int64_t>(1, limits.maxPixels);
-    auto pictureFailure = [&](const QString &size) {
-        return fail(tr("A picture of the file is %1 pixels; this editor analyses pictures of at "
-                       "most %2 megapixels.")
-                        .arg(size)
-                        .arg(maxPixels / 1'000'000.0, 0, 'f', 1));
-    };
-    for (unsigned i = 0; i < format.ctx->nb_streams; ++i) {
-        const AVCodecParameters *par = format.ctx->streams[i]->codecpar;
+    for (unsigned i = 0; i < m_format.ctx->nb_streams; ++i) {
+        const AVCodecParameters *par = m_format.ctx->streams[i]->codecpar;
         if (par->codec_type == AVMEDIA_TYPE_VIDEO && par->width > 0 && par->height > 0
-            && std::int64_t(par->width) * par->height > maxPixels)
+            && std::int64_t(par->width) * par->height > m_maxPixels)
             return pictureFailure(QStringLiteral("%1x%2").arg(par->width).arg(par->height));
     }
-    const std::int64_t estimate = memoryEstimate(format.ctx, limits);
-    if (estimate > limits.maxMemory)
-        return fail(tr("Analysing the file would take about %1 MB; one analysis may use %2 MB.")
-                        .arg(megabytes(estimate), megabytes(limits.maxMemory)));
-    Reservation reservation;
-    if (!reservation.take(estimate, [&] { return interruptCallback(&interrupt) != 0; }))
-        return fail(openFailure(AVERROR_EXIT, interrupt));
+    const std::int64_t estimate = memoryEstimate(m_format.ctx, m_limits);
+    if (estimate > m_limits.maxMemory)
+        return tr("Analysing the file would take about %1 MB; one analysis may use %2 MB.")
+            .arg(megabytes(estimate), megabytes(m_limits.maxMemory));
+    if (!m_reservation.take(estimate, [this] { return interruptCallback(&m_interrupt) != 0; }))
+        return openFailure(AVERROR_EXIT, m_interrupt);
+    return std::nullopt;
+}
 
-    {
-        // One decoder thread per stream while probing: the pictures decoded here are few, and a
-        // thread pool per stream would cost more than the decoding. The pixel limit also holds
-        // for pictures whose size only the decoder finds out.
-        const QByteArray pixels = QByteArray::number(static_cast<qlonglong>(maxPixels));
-        StreamOptions streamOptions;
-        streamOptions.dicts.assign(format.ctx->nb_streams, nullptr);
-        for (AVDictionary *&d : streamOptions.dicts) {
-            av_dict_set(&d, "threads", "1", 0);
-            av_dict_set(&d, "max_pixels", pixels.constData(), 0);
-        }
-        rc = avformat_find_stream_info(
-            format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
+// Decodes the first packets of every stream, as the analysis needs for what the container does
+// not declare.
+Refusal Probe::readStreams()
+{
+    // One decoder thread per stream while probing: the pictures decoded here are few, and a
+    // thread pool per stream would cost more than the decoding. The pixel limit also holds for
+    // pictures whose size only the decoder finds out.
+    const QByteArray pixels = QByteArray::number(static_cast<qlonglong>(m_maxPixels));
+    StreamOptions streamOptions;
+    streamOptions.dicts.assign(m_format.ctx->nb_streams, nullptr);
+    for (AVDictionary *&d : streamOptions.dicts) {
+        av_dict_set(&d, "threads", "1", 0);
+        av_dict_set(&d, "max_pixels", pixels.constData(), 0);
     }
-    if (limitsHit.streams)
+    const int rc = avformat_find_stream_info(
+        m_format.ctx, streamOptions.dicts.empty() ? nullptr : streamOptions.dicts.data());
+    if (m_limitsHit.streams)
         return streamsFailure();
-    if (!limitsHit.picture.isEmpty())
-        return pictureFailure(limitsHit.picture);
-    if (rc < 0 || interrupt.timedOut || interrupt.wasCancelled)
-        return fail(openFailure(rc < 0 ? rc : AVERROR_EXIT, interrupt));
+    if (!m_limitsHit.picture.isEmpty())
+        return pictureFailure(m_limitsHit.picture);
+    if (rc < 0 || m_interrupt.timedOut || m_interrupt.wasCancelled)
+        return openFailure(rc < 0 ? rc : AVERROR_EXIT, m_interrupt);
+    return std::nullopt;
+}
 
-    file.format = QString::fromLatin1(format.ctx->iformat->name);
+// The file's tracks, its length and its bit rates, from the streams read.
+Refusal Probe::walkStreams(File &file)
+{
+    file.format = QString::fromLatin1(m_format.ctx->iformat->name);
     std::vector<int> videoStreams;
     std::vector<int> audioStreams;
-    fillTracks(file, format.ctx, videoStreams, audioStreams);
+    fillTracks(file, m_format.ctx, videoStreams, audioStreams);
     if (file.videoTracks.empty() && file.audioTracks.empty()) {
         if (!file.unsupportedCodecs.isEmpty())
-            return fail(tr("No stream of this file can be decoded (%1).")
-                            .arg(file.unsupportedCodecs.join(QLatin1String(", "))));
-        return fail(tr("The file holds no audio or video."));
+            return tr("No stream of this file can be decoded (%1).")
+                .arg(file.unsupportedCodecs.join(QLatin1String(", ")));
+        return tr("The file holds no audio or video.");
     }
     // A picture has no length of its own; the timeline gives it one.
-    file.duration = file.isStillImage() ? MTime() : durationOf(format.ctx);
-    completeBitRates(file, format.ctx, videoStreams, audioStreams);
-    if (interrupt.timedOut || interrupt.wasCancelled)
-        return fail(openFailure(AVERROR_EXIT, interrupt));
-    file.state = File::State::Opened;
+    file.duration = file.isStillImage() ? MTime() : durationOf(m_format.ctx);
+    completeBitRates(file, m_format.ctx, videoStreams, audioStreams);
+    if (m_interrupt.timedOut || m_interrupt.wasCancelled)
+        return openFailure(AVERROR_EXIT, m_interrupt);
+    return std::nullopt;
+}
+
+} // namespace
+
+File probe(const QString &path, const ProbeLimits &limits)
+{
+    routeLibraryLogOnce();
+    File file(path);
+    const QFileInfo info(path);
+    Refusal refusal = checkPath(path, info, file);
+    if (!refusal) {
+        Probe probe(limits);
+        refusal = probe.open(info);
+        if (!refusal)
+            refusal = probe.readStreams();
+        if (!refusal)
+            refusal = probe.walkStreams(file);
+    }
+    if (refusal) {
+        file.state = File::State::Failed;
+        file.error = *refusal;
+    } else {
+        file.state = File::State::Opened;
+    }
     return file;
 }
 

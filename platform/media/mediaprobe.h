@@ -2,7 +2,7 @@
 
 #include "media_export.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include "project/project.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <QRandomGenerator>
 

@@ -1,6 +1,6 @@
 #include "project/userfilesstorage.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <algorithm>
 

@@ -4,12 +4,6 @@
 
 namespace Resource {
 
-Controller &Controller::instance()
-{
-    static Controller controller;
-    return controller;
-}
-
 void Controller::addRedirect(const QString &from, const QString &to)
 {
     if (from.isEmpty() || to.isEmpty())

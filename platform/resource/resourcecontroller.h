@@ -10,14 +10,11 @@
 // The editor's resources by identifier, and the fast-track redirects among them: once a source
 // file has been turned into a copy that is quick to edit, its resource is redirected to the
 // copy. The fast track adds redirects from its worker thread while the interface asks about them,
-// so every operation is thread-safe.
+// so every operation is thread-safe. The application owns one and hands it to who asks.
 namespace Resource {
 
 class RESOURCE_EXPORT Controller {
 public:
-    // The one controller of the process.
-    static Controller &instance();
-
     Controller() = default;
     Controller(const Controller &) = delete;
     Controller &operator=(const Controller &) = delete;

@@ -1,6 +1,6 @@
 #include "timeline/clip.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <stdexcept>
 #include <string>

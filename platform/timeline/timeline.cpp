@@ -1,6 +1,6 @@
 #include "timeline/timeline.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <algorithm>
 #include <cmath>

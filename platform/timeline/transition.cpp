@@ -1,7 +1,7 @@
 #include "timeline/transition.h"
 #include "timeline/idtexts.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 
 #include <array>
 

@@ -2,7 +2,7 @@
 
 #include "tracking_export.h"
 
-#include "util/profiler.h"
+#include "profiler/profiler.h"
 
 #include <map>
 #include <string>

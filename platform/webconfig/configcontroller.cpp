@@ -1,8 +1,8 @@
 #include "webconfig/configcontroller.h"
 
+#include "customization/customization.h"
 #include "downloader/localfile.h"
 #include "downloader/resourcemanager.h"
-#include "util/customization.h"
 #include "util/settingspaths.h"
 
 #include <QDateTime>

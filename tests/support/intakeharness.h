@@ -33,7 +33,11 @@ class IntakeRecorder
                                 Project::FileAddRequest>
     , public FileAnalyzer::View {
 public:
-    IntakeRecorder() { subscribeAllTypes(); }
+    explicit IntakeRecorder(FileAnalyzer::Model &analysis)
+        : View(analysis)
+    {
+        subscribeAllTypes();
+    }
     void notify(const FileAdder::AddMediaFilesResult &m) override { results.push_back(m); }
     void notify(const Command::OpenProject &m) override { openedProjects.push_back(m.path); }
     void notify(const Command::InstallPackageRequest &m) override { packages.push_back(m.path); }
@@ -58,14 +62,9 @@ public:
 class IntakeHarness {
 public:
     IntakeHarness()
+        : app(start())
+        , recorder(app->analysis())
     {
-        App::Options options;
-        options.services = {};
-        auto service = std::make_unique<Vantel::App::LocalFileStorage>(
-            data.filePath(QStringLiteral("storage/index.json")));
-        storageService = service.get();
-        options.fileStorage = std::move(service);
-        app = std::make_unique<App::Application>(std::move(options));
         app->tracker().addSink(sink);
         app->setDialogs(dialogs);
         app->setProgressFactory(progress);
@@ -88,7 +87,7 @@ public:
     // Until every analysis object is finished and let go, which is when the files are placed.
     bool waitIdle()
     {
-        return waitUntil([] { return FileAnalyzer::Model::instance().objects().empty(); }, 120000);
+        return waitUntil([this] { return app->analysis().objects().empty(); }, 120000);
     }
 
     // The first sound track's clips: where sound alone is placed.
@@ -122,9 +121,21 @@ public:
     std::shared_ptr<RecordingEventSink> sink = std::make_shared<RecordingEventSink>();
     std::shared_ptr<FakeDialogs> dialogs = std::make_shared<FakeDialogs>();
     std::shared_ptr<FakeProgressFactory> progress = std::make_shared<FakeProgressFactory>();
-    IntakeRecorder recorder;
     Vantel::App::LocalFileStorage *storageService = nullptr;
     std::unique_ptr<App::Application> app;
+    IntakeRecorder recorder;
+
+private:
+    std::unique_ptr<App::Application> start()
+    {
+        App::Options options;
+        options.services = {};
+        auto service = std::make_unique<Vantel::App::LocalFileStorage>(
+            data.filePath(QStringLiteral("storage/index.json")));
+        storageService = service.get();
+        options.fileStorage = std::move(service);
+        return std::make_unique<App::Application>(std::move(options));
+    }
 };
 
 } // namespace TestSupport

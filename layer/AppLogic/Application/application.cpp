@@ -22,15 +22,16 @@
 #include "exportengine/exportengine.h"
 #include "filestorage/ifilestoragecontroller.h"
 #include "playback/player.h"
+#include "profiler/profiler.h"
 #include "project/project.h"
 #include "pubsub/subscriber.h"
+#include "resource/resourcecontroller.h"
 #include "tracking/eventstore.h"
 #include "tracking/filesessiontracker.h"
 #include "tracking/generalvanteltracker.h"
 #include "tracking/jsonlinessink.h"
 #include "tracking/uploader.h"
-#include "util/profiler.h"
-#include "util/translator.h"
+#include "translator/translator.h"
 
 #include <QTimer>
 
@@ -61,10 +62,13 @@ public:
     std::unique_ptr<Vantel::Tracking::Uploader> uploader;
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker;
     std::unique_ptr<Vantel::App::ApplicationSettingsManager> settings; // observed by the statistics
+    Resource::Controller resources; // read by the export census
     // Before every controller that reads remote settings.
     std::unique_ptr<EditorWebConfig::Controller> webConfig;
     std::unique_ptr<Statistics::Controller> statistics;
-    // Media intake: analysis first, so the adder's requests find it, storage last.
+    // Media intake: the analysis domain and its controller first, so the adder's requests find
+    // them, storage last.
+    std::unique_ptr<FileAnalyzer::Model> analysis;
     std::unique_ptr<FileAnalyzer::Controller> fileAnalyzer;
     std::unique_ptr<FileAdder::Controller> fileAdder;
     std::unique_ptr<FileStorage::Controller> fileStorage;
@@ -119,7 +123,6 @@ void Application::Impl::build()
         tracker->addSink(std::make_shared<Vantel::Tracking::JsonLinesSink>(options.eventsOut));
     profiler.mark("event_store");
     settings = std::make_unique<Vantel::App::ApplicationSettingsManager>();
-    Vantel::App::setApplicationSettingsManager(settings.get());
     project = Project::Object::createNew();
     if (options.services.testFlag(Service::RemoteConfig)) {
         webConfig = std::make_unique<EditorWebConfig::Controller>(
@@ -131,10 +134,12 @@ void Application::Impl::build()
                         { "PRODUCT_VERSION", EDITOR_VERSION } })));
         profiler.mark("web_config_controller");
     }
-    statistics = std::make_unique<Statistics::Controller>(tracker);
+    statistics = std::make_unique<Statistics::Controller>(
+        tracker, Statistics::Environment { settings.get(), &resources });
     profiler.mark("statistics_controller");
-    fileAnalyzer = std::make_unique<FileAnalyzer::Controller>();
-    fileAdder = std::make_unique<FileAdder::Controller>();
+    analysis = std::make_unique<FileAnalyzer::Model>();
+    fileAnalyzer = std::make_unique<FileAnalyzer::Controller>(*analysis);
+    fileAdder = std::make_unique<FileAdder::Controller>(*analysis);
     fileStorage = options.fileStorage
         ? std::make_unique<FileStorage::Controller>(std::move(options.fileStorage))
         : std::make_unique<FileStorage::Controller>();
@@ -180,20 +185,19 @@ void Application::Impl::tearDown()
     fileStorage.reset();
     fileAdder.reset();
     // Analyses still under way are let go with the application: none outlives the timeline it
-    // would place on, and the next application starts with an empty analysis domain.
+    // would place on.
     if (fileAnalyzer) {
-        const std::vector<FileAnalyzer::ObjectPtr> left = FileAnalyzer::Model::instance().objects();
+        const std::vector<FileAnalyzer::ObjectPtr> left = analysis->objects();
         for (const auto &object : left)
             FileAnalyzer::requestRemove(object);
     }
     FileAnalyzer::setTimeline(nullptr);
     fileAnalyzer.reset();
+    analysis.reset();
     // The statistics controller sends the exit event; the session ends cleanly after it.
     statistics.reset();
     webConfig.reset();
     Dialog::setDialogs(nullptr);
-    Report::setProgressFactory(nullptr);
-    Vantel::App::setApplicationSettingsManager(nullptr);
     settings.reset();
     if (store)
         store->flush();
@@ -262,6 +266,11 @@ Vantel::App::ApplicationSettingsManager &Application::settings() const
     return *d->settings;
 }
 
+Resource::Controller &Application::resources() const
+{
+    return d->resources;
+}
+
 Project::Object &Application::project() const
 {
     return *d->project;
@@ -283,6 +292,11 @@ Playback::Player &Application::player() const
     return *d->player;
 }
 
+FileAnalyzer::Model &Application::analysis() const
+{
+    return *d->analysis;
+}
+
 Export::Engine &Application::exportEngine() const
 {
     return *d->exportEngine;
@@ -300,7 +314,7 @@ void Application::setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs)
 
 void Application::setProgressFactory(std::shared_ptr<Report::IProgressFactory> factory)
 {
-    Report::setProgressFactory(std::move(factory));
+    d->fileAnalyzer->setProgressFactory(std::move(factory));
 }
 
 } // namespace App

@@ -18,6 +18,9 @@ class IDialogs;
 namespace Export {
 class Engine;
 }
+namespace FileAnalyzer {
+class Model;
+}
 namespace Playback {
 class Player;
 }
@@ -26,6 +29,9 @@ class Object;
 }
 namespace Report {
 class IProgressFactory;
+}
+namespace Resource {
+class Controller;
 }
 namespace Vantel::App {
 class ApplicationSettingsManager;
@@ -65,9 +71,12 @@ struct APPLOGIC_EXPORT Options {
 
 // The editor's start-up and shutdown in one object: the session, the usage tracker with its
 // sinks, the settings, every controller of the layer and the process-wide services they reach
-// (dialogs, progress, the timeline the analysis places on), set up once in the editor's order and
-// undone in reverse. Whatever this object installs in a process-wide access point it also clears,
-// so the next one starts from nothing. One at a time per process; main thread.
+// (dialogs, the timeline the analysis places on), set up once in the editor's order and undone in
+// reverse. It owns what its parts share (the analysis domain, the settings, the resources, the
+// progress factory) and hands each to the parts that use it; the few process-wide access points
+// the editor's interfaces call by name (the session tracker, the web-config provider, the dialogs
+// behind Dialog::alertAction, the analysis controller's timeline) it installs and clears, so the
+// next one starts from nothing. One at a time per process; main thread.
 class APPLOGIC_EXPORT Application {
 public:
     // Throws std::runtime_error when the data folder's stores cannot be opened; what was already
@@ -90,6 +99,8 @@ public:
     // nothing read before the switch still leaves. Throws std::runtime_error as the store does.
     void setStatisticsEnabled(bool on);
     Vantel::App::ApplicationSettingsManager &settings() const;
+    // The resources' fast-track redirects, which the export census counts.
+    Resource::Controller &resources() const;
 
     // The open project; a new, unsaved one until another is given. The analysis places files on
     // its timeline.
@@ -100,6 +111,10 @@ public:
     // times its takes by it.
     Playback::Player &player() const;
 
+    // The analysis domain: its objects, and the views that watch it. Views made outside the
+    // application go before it.
+    FileAnalyzer::Model &analysis() const;
+
     // Renders projects to video files; its exports reach the statistics.
     Export::Engine &exportEngine() const;
 
@@ -107,7 +122,8 @@ public:
     // raises it once when the event loop first runs, that is once the editor has settled.
     EditorCollection::CatalogueProtocol *catalogue() const;
 
-    // How the layer asks the user and shows long work; null removes them. Cleared on destruction.
+    // How the layer asks the user and shows long work; null removes them. The dialogs are cleared
+    // on destruction; the progress goes with the analysis that shows it.
     void setDialogs(std::shared_ptr<Dialog::IDialogs> dialogs);
     void setProgressFactory(std::shared_ptr<Report::IProgressFactory> factory);
 

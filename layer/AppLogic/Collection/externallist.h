@@ -3,7 +3,7 @@
 #include "applogicexport.h"
 
 #include "collection/externalresourceinfo.h"
-#include "util/translator.h"
+#include "translator/translator.h"
 
 #include <QByteArray>
 #include <QString>

@@ -9,9 +9,9 @@
 #include "collection/collection.h"
 #include "downloader/resourcedownloader.h"
 #include "downloader/resourcemanager.h"
+#include "translator/translator.h"
 #include "util/fs.h"
 #include "util/settingspaths.h"
-#include "util/translator.h"
 
 #include <glog/logging.h>
 

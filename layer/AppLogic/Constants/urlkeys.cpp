@@ -1,6 +1,6 @@
 #include "Constants/urlkeys.h"
 
-#include "util/customization.h"
+#include "customization/customization.h"
 
 #include <QHash>
 

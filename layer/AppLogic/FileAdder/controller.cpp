@@ -11,10 +11,10 @@
 #include "dialogs/dialog.h"
 #include "media/filekinds.h"
 #include "media/fileutil.h"
+#include "translator/translator.h"
 #include "util/fs.h"
 #include "util/scheduler.h"
 #include "util/settingspaths.h"
-#include "util/translator.h"
 
 #include <QSet>
 
@@ -118,8 +118,9 @@ bool isLogoOrExternal(Asrc source)
 
 class Controller::Impl final : public FileAnalyzer::View {
 public:
-    Impl()
-        : supportedExtensions(FileUtil::supportedFileExtensions())
+    explicit Impl(FileAnalyzer::Model &analysis)
+        : View(analysis)
+        , supportedExtensions(FileUtil::supportedFileExtensions())
         , scheduler(this, &Impl::releaseFinished)
     {
     }
@@ -271,17 +272,17 @@ void Controller::Impl::releaseFinished()
         handlers.erase(key);
         FileAnalyzer::ObjectPtr object;
         if (key)
-            object = FileAnalyzer::Model::instance().find(key);
-        else if (!FileAnalyzer::Model::instance().objects().empty())
-            object = FileAnalyzer::Model::instance().objects().front();
+            object = model().find(key);
+        else if (!model().objects().empty())
+            object = model().objects().front();
         own.erase(key);
         if (object)
             FileAnalyzer::requestRemove(object);
     }
 }
 
-Controller::Controller()
-    : d(std::make_unique<Impl>())
+Controller::Controller(FileAnalyzer::Model &analysis)
+    : d(std::make_unique<Impl>(analysis))
 {
     subscribeAllTypes();
 }

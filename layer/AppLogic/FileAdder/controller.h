@@ -13,11 +13,16 @@
 // project, hands media to the file analysis with one task handler per destination, reports the
 // added files to the statistics, and ends every request with one AddMediaFilesResult.
 // The application makes one; main thread.
+namespace FileAnalyzer {
+class Model;
+}
+
 namespace FileAdder {
 
 class APPLOGIC_EXPORT Controller final : public PubSub::Subscriber<AddMediaFiles> {
 public:
-    Controller();
+    // Hands media to `analysis`, which outlives the controller.
+    explicit Controller(FileAnalyzer::Model &analysis);
     ~Controller() override;
     Controller(const Controller &) = delete;
     Controller &operator=(const Controller &) = delete;

@@ -3,8 +3,8 @@
 #include "FileAnalyzer/model.h"
 #include "FileAnalyzer/timelineviewer.h"
 
+#include "translator/translator.h"
 #include "util/scheduler.h"
-#include "util/translator.h"
 
 #include <algorithm>
 #include <deque>
@@ -71,12 +71,13 @@ void setTimeline(Timeline::ITimeline *timeline)
         theController->setTimeline(timeline);
 }
 
-Controller::Controller()
-    : d(std::make_unique<Impl>(this))
+Controller::Controller(Model &model)
+    : View(model)
+    , d(std::make_unique<Impl>(this))
 {
     theController = this;
     // Requests added before this controller existed are waiting in the domain already.
-    for (const ObjectPtr &object : Model::instance().objects()) {
+    for (const ObjectPtr &object : model.objects()) {
         if (object->status() == Object::Status::Queued)
             d->queue.push_back(object.get());
     }
@@ -143,7 +144,7 @@ void Controller::Impl::addFiles(const Object *object)
         // The request names paths; the media records are made here, once, and kept with it.
         for (const QString &path : object->files())
             files.push_back(std::make_shared<Media::File>(path));
-        if (const ObjectPtr own = Model::instance().find(object))
+        if (const ObjectPtr own = q->model().find(object))
             own->setMediaFiles(files);
     }
     tracked.insert(files.begin(), files.end());

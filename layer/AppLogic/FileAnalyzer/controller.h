@@ -23,7 +23,7 @@ class APPLOGIC_EXPORT Controller final
     , public Report::ProgressReporter
     , public View {
 public:
-    Controller();
+    explicit Controller(Model &model);
     ~Controller() override;
     Controller(const Controller &) = delete;
     Controller &operator=(const Controller &) = delete;

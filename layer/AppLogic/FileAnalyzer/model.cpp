@@ -39,26 +39,21 @@ void requestRemove(ObjectPtr object)
     PubSub::publish(RemoveRequest(globalObject(), std::move(object)));
 }
 
-View::View()
+View::View(Model &model)
+    : m_model(model)
 {
-    Model::instance().attach(this);
+    m_model.attach(this);
 }
 
 View::~View()
 {
-    Model::instance().detach(this);
+    m_model.detach(this);
 }
 
 void View::fileAnalyzerAddRequested(Object *) { }
 void View::fileAnalyzerChangeRequested(Object *, Object *) { }
 void View::fileAnalyzerRemoveRequested(Object *) { }
 void View::statusChanged(const Object *, Object::Status) { }
-
-Model &Model::instance()
-{
-    static Model model;
-    return model;
-}
 
 Model::Model()
 {

@@ -12,12 +12,15 @@ class View;
 
 // The domain of analysis objects: takes the Add, Change and Remove requests from any sender,
 // keeps the objects and tells every view. Views are the one way it speaks: whoever watches the
-// analysis, the file adder and the analysis controller among them, is a View. One per process,
-// made on first use on the main thread.
+// analysis, the file adder and the analysis controller among them, is a View, and outlives none
+// of them. The application owns one and hands it to whoever watches; main thread.
 class APPLOGIC_EXPORT Model final
     : public PubSub::Subscriber<AddRequest, ChangeRequest, RemoveRequest> {
 public:
-    static Model &instance();
+    Model();
+    ~Model() override;
+    Model(const Model &) = delete;
+    Model &operator=(const Model &) = delete;
 
     // In the order they were added.
     const std::vector<ObjectPtr> &objects() const noexcept { return m_objects; }
@@ -30,8 +33,6 @@ public:
 
 private:
     friend class View;
-    Model();
-    ~Model() override;
 
     void attach(View *view);
     void detach(View *view);

@@ -2,7 +2,7 @@
 
 #include "applogicexport.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/message.h"
 #include "pubsub/object.h"
 

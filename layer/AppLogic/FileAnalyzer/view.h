@@ -7,6 +7,8 @@
 // status the domain then gives an object. Main thread.
 namespace FileAnalyzer {
 
+class Model;
+
 class APPLOGIC_EXPORT View {
 public:
     View(const View &) = delete;
@@ -19,8 +21,14 @@ public:
     virtual void statusChanged(const Object *object, Object::Status status);
 
 protected:
-    View();
+    explicit View(Model &model);
     virtual ~View();
+
+    // The domain this view watches.
+    Model &model() const noexcept { return m_model; }
+
+private:
+    Model &m_model;
 };
 
 } // namespace FileAnalyzer

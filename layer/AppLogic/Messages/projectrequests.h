@@ -2,7 +2,7 @@
 
 #include "Messages/domains.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/message.h"
 
 #include <QString>

@@ -2,8 +2,8 @@
 
 #include "Messages/domains.h"
 
+#include "profiler/profiler.h"
 #include "pubsub/message.h"
-#include "util/profiler.h"
 
 #include <QMap>
 #include <QString>

@@ -5,8 +5,8 @@
 
 #include "collection/categories.h"
 #include "collection/item.h"
+#include "customization/customization.h"
 #include "pubsub/subscriber.h"
-#include "util/customization.h"
 
 namespace Statistics {
 

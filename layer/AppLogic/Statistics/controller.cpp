@@ -6,9 +6,10 @@
 
 namespace Statistics {
 
-Controller::Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker)
-    : m_tracking(std::make_unique<TrackingHelper>(this, tracker))
-    , m_settings(std::make_unique<SettingsHelper>(tracker))
+Controller::Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker,
+                       const Environment &environment)
+    : m_tracking(std::make_unique<TrackingHelper>(this, tracker, environment))
+    , m_settings(std::make_unique<SettingsHelper>(tracker, environment.settings))
     , m_stabilize(std::make_unique<StabilizeHelper>(tracker))
 {
 }

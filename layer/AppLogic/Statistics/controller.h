@@ -2,6 +2,8 @@
 
 #include "applogicexport.h"
 
+#include "Statistics/environment.h"
+
 #include "tracking/generalvanteltracker.h"
 
 #include <boost/intrusive_ptr.hpp>
@@ -18,8 +20,8 @@ class StabilizeHelper;
 // calls startTracking once start-up is far enough and destroys it at shutdown. Main thread only.
 class APPLOGIC_EXPORT Controller {
 public:
-    explicit Controller(
-        const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker);
+    explicit Controller(const boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> &tracker,
+                        const Environment &environment = {});
     ~Controller();
     Controller(const Controller &) = delete;
     Controller &operator=(const Controller &) = delete;

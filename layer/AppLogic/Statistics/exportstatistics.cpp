@@ -60,9 +60,8 @@ void putNames(Params &params, const char *key, const std::set<QString> &names)
         params[key] = joined(names);
 }
 
-bool fastTrackEnabled()
+bool fastTrackEnabled(const Vantel::App::IApplicationSettingsManager *settings)
 {
-    const auto *settings = Vantel::App::applicationSettingsManager();
     return settings && settings->boolValue(Vantel::App::SettingKeys::fastTrackEnabled);
 }
 
@@ -172,9 +171,11 @@ IExportStatistics::~IExportStatistics() = default;
 ExportStatistics::ExportStatistics(
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker,
     MotionTrackingStatistics *motionTracking,
+    const Environment &environment,
     bool watchExports)
     : m_tracker(std::move(tracker))
     , m_motionTracking(motionTracking)
+    , m_environment(environment)
     , m_watchExports(watchExports)
 {
     subscribeAllTypes();
@@ -199,7 +200,7 @@ Params ExportStatistics::census(const Timeline::ITimeline *timeline,
     std::lock_guard lock(m_registryMutex);
 
     const auto animation = std::make_shared<AnimationPicker>();
-    const auto fastTrack = std::make_shared<FastTrackFilesPicker>(Resource::Controller::instance());
+    const auto fastTrack = std::make_shared<FastTrackFilesPicker>(m_environment.resources);
     const auto intros = std::make_shared<IntrosCountPicker>();
     const auto specialFx = std::make_shared<OverlayStickersPicker>();
     const auto pip = std::make_shared<PipTransitionCountPicker>();
@@ -283,7 +284,7 @@ Params ExportStatistics::census(const Timeline::ITimeline *timeline,
         params["FTHD_PROCESSED_FILES_COUNT"]
             = decimal(static_cast<std::uint64_t>(fastTrack->count()));
     }
-    params["FTHD_ENABLED"] = flag(fastTrackEnabled());
+    params["FTHD_ENABLED"] = flag(fastTrackEnabled(m_environment.settings));
     params["TIMELINE_MAGNET_ENABLED"] = flag(magnetEnabled);
     m_pickers.clear();
     return params;

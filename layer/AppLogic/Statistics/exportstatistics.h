@@ -3,6 +3,7 @@
 #include "applogicexport.h"
 
 #include "Messages/collection.h"
+#include "Statistics/environment.h"
 #include "Statistics/eventparams.h"
 #include "Statistics/timelinepicker.h"
 
@@ -66,6 +67,7 @@ public:
     // for a census alone, as the benchmarks make).
     ExportStatistics(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker,
                      MotionTrackingStatistics *motionTracking,
+                     const Environment &environment = {},
                      bool watchExports = true);
     ~ExportStatistics() override;
 
@@ -99,6 +101,7 @@ private:
 
     boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> m_tracker;
     MotionTrackingStatistics *m_motionTracking;
+    Environment m_environment;
     bool m_watchExports;
     // Filled from the bus, read by a census: the lock keeps a notification from another thread
     // out while a census walks with the registry.

@@ -3,7 +3,7 @@
 #include "Statistics/eventparams.h"
 
 #include "media/codecconfig.h"
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "timeline/timeline.h"
 #include "util/format.h"
 #include "util/fs.h"

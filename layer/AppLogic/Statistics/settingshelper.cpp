@@ -30,9 +30,10 @@ Event prefChangedEvent(const PreferenceSnapshot &preferences)
     return { "PREF_CHANGED", std::move(params) };
 }
 
-SettingsHelper::SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker)
+SettingsHelper::SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker,
+                               IApplicationSettingsManager *manager)
     : m_tracker(std::move(tracker))
-    , m_manager(applicationSettingsManager())
+    , m_manager(manager)
     , m_scheduler(this, &SettingsHelper::report)
 {
     if (m_manager) {

@@ -41,7 +41,9 @@ APPLOGIC_EXPORT Event prefChangedEvent(const PreferenceSnapshot &preferences);
 // the process's settings manager, which must outlive it. Main thread only.
 class SettingsHelper final : public Vantel::App::AbstractSettingsManagerObserver {
 public:
-    explicit SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
+    // Observes `manager` (which outlives the helper); without one there is nothing to report.
+    SettingsHelper(boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker,
+                   Vantel::App::IApplicationSettingsManager *manager);
     ~SettingsHelper() override;
     SettingsHelper(const SettingsHelper &) = delete;
     SettingsHelper &operator=(const SettingsHelper &) = delete;

@@ -1,6 +1,6 @@
 #include "Statistics/timelinepicker.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/project.h"
 #include "resource/resourcecontroller.h"
 #include "resource/samplecatalogue.h"
@@ -204,7 +204,7 @@ void AnimationPicker::pick(const Timeline::IClip &clip)
     }
 }
 
-FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources)
+FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller *resources)
     : ITimelinePicker(Clips, Timeline::Trait::FromResource)
     , m_resources(resources)
 {
@@ -212,9 +212,10 @@ FastTrackFilesPicker::FastTrackFilesPicker(const Resource::Controller &resources
 
 void FastTrackFilesPicker::pick(const Timeline::IClip &clip)
 {
-    if (clip.kind() != Timeline::ClipKind::Clip || !clip.hasResource() || !clip.file())
+    if (!m_resources || clip.kind() != Timeline::ClipKind::Clip || !clip.hasResource()
+        || !clip.file())
         return;
-    if (m_resources.hasRedirectFrom(clip.resourceId()))
+    if (m_resources->hasRedirectFrom(clip.resourceId()))
         m_paths.insert(clip.file()->path);
 }
 

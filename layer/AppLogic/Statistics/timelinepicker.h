@@ -186,15 +186,15 @@ private:
     bool m_found = false;
 };
 
-// Distinct files of the clips that play from a fast-track copy.
+// Distinct files of the clips that play from a fast-track copy; none without `resources`.
 class APPLOGIC_EXPORT FastTrackFilesPicker final : public ITimelinePicker {
 public:
-    explicit FastTrackFilesPicker(const Resource::Controller &resources);
+    explicit FastTrackFilesPicker(const Resource::Controller *resources);
     void pick(const Timeline::IClip &clip) override;
     std::size_t count() const noexcept { return m_paths.size(); }
 
 private:
-    const Resource::Controller &m_resources;
+    const Resource::Controller *m_resources;
     QSet<QString> m_paths;
 };
 

@@ -1,9 +1,9 @@
 #include "Statistics/trackinghelper.h"
 
+#include "customization/customization.h"
 #include "tracking/acceleratorspropertiesfiller.h"
 #include "tracking/sessiontracker.h"
 #include "tracking/statisticsutil.h"
-#include "util/customization.h"
 
 #include <exception>
 #include <utility>
@@ -34,7 +34,8 @@ const std::vector<std::pair<std::string, const char *>> &launchSteps()
 } // namespace
 
 TrackingHelper::TrackingHelper(Controller *controller,
-                               boost::intrusive_ptr<GeneralVantelTracker> tracker)
+                               boost::intrusive_ptr<GeneralVantelTracker> tracker,
+                               const Environment &environment)
     : m_controller(controller)
     , m_tracker(std::move(tracker))
     , m_motionTracking(m_tracker)
@@ -49,7 +50,7 @@ TrackingHelper::TrackingHelper(Controller *controller,
     , m_fastTrack(m_tracker)
     , m_speechToText(m_tracker)
     , m_workspace(m_tracker)
-    , m_export(m_tracker, &m_motionTracking, true)
+    , m_export(m_tracker, &m_motionTracking, environment, true)
 {
     // Generic interactions come from the statistics publisher alone; every other notification
     // is taken from whoever publishes it.

@@ -51,7 +51,8 @@ class TrackingHelper final
     , public EventsOfSubscribers<TrackingHelper, EventNotifications> {
 public:
     TrackingHelper(Controller *controller,
-                   boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker);
+                   boost::intrusive_ptr<Vantel::Tracking::GeneralVantelTracker> tracker,
+                   const Environment &environment);
     ~TrackingHelper() override;
 
     void startTracking(bool registerFillers);

@@ -6,8 +6,8 @@
 
 #include "appcontext/applicationcontext.h"
 #include "downloader/localfile.h"
+#include "profiler/profiler.h"
 #include "tracking/sessiontracker.h"
-#include "util/profiler.h"
 #include "util/settingspaths.h"
 #include "webconfig/webconfigfactory.h"
 #include "webconfig/webconfigparser.h"

@@ -5,12 +5,12 @@
 #include "WebConfig/iwebconfigprovider.h"
 
 #include "collection/collection.h"
+#include "customization/customization.h"
 #include "downloader/resourcemanager.h"
 #include "downloader/transferpolicy.h"
 #include "pubsub/subscriber.h"
-#include "util/customization.h"
+#include "translator/translator.h"
 #include "util/settingspaths.h"
-#include "util/translator.h"
 
 #include "eventwait.h"
 #include "logcapture.h"

@@ -51,7 +51,7 @@ TEST_F(FileAdderTest, an_empty_request_ends_with_one_empty_result)
     h.add({}, Asrc::ImportButton, h.timelineContext());
     EXPECT_EQ(onlyResult().result, AddedResult::Done);
     EXPECT_TRUE(onlyResult().files.isEmpty());
-    EXPECT_TRUE(FileAnalyzer::Model::instance().objects().empty());
+    EXPECT_TRUE(h.app->analysis().objects().empty());
 }
 
 TEST_F(FileAdderTest, one_project_alone_is_opened)
@@ -88,7 +88,7 @@ TEST_F(FileAdderTest, a_project_with_media_asks_and_adds_the_media_only_on_conse
         h.add({ "/films/summer.edproj", clip }, Asrc::ImportButton, h.timelineContext());
         EXPECT_EQ(onlyResult().result, consent ? AddedResult::Done : AddedResult::Declined);
         EXPECT_EQ(onlyResult().files, consent ? QStringList { clip } : QStringList());
-        EXPECT_EQ(FileAnalyzer::Model::instance().objects().size(), consent ? 1u : 0u);
+        EXPECT_EQ(h.app->analysis().objects().size(), consent ? 1u : 0u);
         EXPECT_EQ(h.eventCount("FILE_ADDED"), consent ? 1 : 0);
     }
     ASSERT_EQ(h.dialogs->questionCount(), 2);
@@ -117,8 +117,8 @@ TEST_F(FileAdderTest, packages_go_to_the_installer_and_files_of_other_kinds_reac
 TEST_F(FileAdderTest, without_any_context_files_are_analysed_but_neither_placed_nor_reported)
 {
     h.add({ samplePath("tone.mp3") }, Asrc::ImportButton, {});
-    ASSERT_EQ(FileAnalyzer::Model::instance().objects().size(), 1u);
-    EXPECT_FALSE(FileAnalyzer::Model::instance().objects().front()->destinations());
+    ASSERT_EQ(h.app->analysis().objects().size(), 1u);
+    EXPECT_FALSE(h.app->analysis().objects().front()->destinations());
     ASSERT_TRUE(h.waitIdle());
     EXPECT_EQ(h.eventCount("FILE_ADDED"), 0);
     EXPECT_EQ(h.eventCount("FILE_OPENED"), 0);
@@ -403,7 +403,7 @@ TEST_F(FileAdderTest, transitions_take_only_the_analysed_files_their_filter_acce
         contexts.transition = FileAdder::TransitionContext { t };
         h.add(t == &allFailed ? QStringList { dir.filePath("gone.png") } : media,
               Asrc::TransitionSettings, contexts);
-        EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(),
+        EXPECT_EQ(h.app->analysis().objects().back()->destinations(),
                   FileAnalyzer::Destinations(FileAnalyzer::Destination::Timeline));
         ASSERT_TRUE(h.waitIdle());
     }
@@ -441,7 +441,7 @@ TEST_F(FileAdderTest, the_analysis_request_carries_where_the_files_go)
     };
     for (const auto &[where, destinations] : cases) {
         h.add({ samplePath("tone.wav") }, Asrc::ImportButton, where);
-        EXPECT_EQ(FileAnalyzer::Model::instance().objects().back()->destinations(), destinations);
+        EXPECT_EQ(h.app->analysis().objects().back()->destinations(), destinations);
         ASSERT_TRUE(h.waitIdle());
     }
 }
@@ -469,7 +469,7 @@ TEST_F(FileAdderTest, a_request_someone_else_removed_places_nothing_later)
     // Freed requests make room for new ones, often at the same place in memory.
     for (int round = 0; round < 3; ++round) {
         h.add({ samplePath("tone.wav") }, Asrc::ImportButton, h.timelineContext());
-        FileAnalyzer::requestRemove(FileAnalyzer::Model::instance().objects().back());
+        FileAnalyzer::requestRemove(h.app->analysis().objects().back());
     }
     h.add({ samplePath("tone.flac") }, Asrc::ImportButton, h.timelineContext());
     ASSERT_TRUE(h.waitIdle());

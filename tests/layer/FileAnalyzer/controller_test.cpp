@@ -139,24 +139,28 @@ TEST_F(AnalyzerTest, cancelling_ends_the_request_once_and_the_next_one_starts)
 class PastTense
     : public PubSub::Subscriber<FileAnalyzer::Added, FileAnalyzer::Changed, FileAnalyzer::Removed> {
 public:
-    PastTense() { subscribe(FileAnalyzer::globalObject()); }
+    explicit PastTense(const FileAnalyzer::Model &analysis)
+        : analysis(analysis)
+    {
+        subscribe(FileAnalyzer::globalObject());
+    }
     void notify(const FileAnalyzer::Added &m) override { note('+', m.object); }
     void notify(const FileAnalyzer::Changed &m) override { note('~', m.object); }
     void notify(const FileAnalyzer::Removed &m) override { note('-', m.object); }
     void note(char deed, const ObjectPtr &object)
     {
         // A removed object is out of the domain already; the record keeps it alive.
-        EXPECT_EQ(FileAnalyzer::Model::instance().find(object->id()),
-                  deed == '-' ? nullptr : object);
+        EXPECT_EQ(analysis.find(object->id()), deed == '-' ? nullptr : object);
         seen += deed;
         seen += QString::number(static_cast<int>(object->status()));
     }
+    const FileAnalyzer::Model &analysis;
     QString seen;
 };
 
 TEST_F(AnalyzerTest, each_add_change_and_remove_is_published_in_the_past_tense)
 {
-    PastTense records;
+    PastTense records(h.app->analysis());
     const ObjectPtr o = request({ TestSupport::samplePath("tone.wav") });
     ASSERT_TRUE(waitFor(o, Status::Finished));
     FileAnalyzer::requestRemove(o);

@@ -385,8 +385,6 @@ INSTANTIATE_TEST_SUITE_P(Reporters,
 // The export click's census on real timelines.
 class ExportCensus : public TrackedEvents {
 protected:
-    ~ExportCensus() override { Resource::Controller::instance().clearRedirects(); }
-
     Params clicked(const Timeline::ITimeline *timeline, Export::ExportRange range, bool magnet)
     {
         reporters().exportStatistics()->exportClicked(timeline, range, magnet);
@@ -443,7 +441,7 @@ TEST_F(ExportCensus, counts_every_picker_in_one_walk)
     Timeline::Clip &store = place(0, Timeline::ClipKind::Clip, 1000, videoFile("/x/store.mp4"));
     store.setResourceId("orb-1");
     store.setStabilized(true);
-    Resource::Controller::instance().addRedirect("orb-1", "/ft/1");
+    resources.addRedirect("orb-1", "/ft/1");
     Timeline::Clip &fx = place(0, Timeline::ClipKind::Clip, 3000);
     fx.setContentId(QString::fromLatin1(Timeline::specialEffectsContentId));
     fx.setSpeed(0.5);

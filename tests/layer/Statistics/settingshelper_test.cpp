@@ -31,20 +31,16 @@ bool runScheduledCalls()
 }
 
 // Preferences on a real settings file, observed by a real statistics controller. The manager is
-// installed before the controller and outlives it, as in the shell.
+// made before the controller and outlives it, as in the application.
 class PreferenceEvents : public ::testing::Test {
 protected:
     PreferenceEvents()
     {
-        setApplicationSettingsManager(&settings);
         tracker->addSink(sink);
-        controller = std::make_unique<Statistics::Controller>(tracker);
+        controller = std::make_unique<Statistics::Controller>(
+            tracker, Statistics::Environment { &settings });
     }
-    ~PreferenceEvents() override
-    {
-        controller.reset();
-        setApplicationSettingsManager(nullptr);
-    }
+    ~PreferenceEvents() override { controller.reset(); }
 
     std::vector<Vantel::Tracking::TrackedEvent> prefEvents() const
     {

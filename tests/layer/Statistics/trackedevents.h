@@ -7,8 +7,9 @@
 #include "tablerow.h"
 #include "tempdatafolder.h"
 
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "pubsub/subscriber.h"
+#include "resource/resourcecontroller.h"
 #include "timeline/timeline.h"
 #include "tracking/generalvanteltracker.h"
 
@@ -49,7 +50,8 @@ protected:
     };
     std::shared_ptr<TestSupport::RecordingEventSink> sink
         = std::make_shared<TestSupport::RecordingEventSink>();
-    Statistics::Controller controller { tracker };
+    Resource::Controller resources;
+    Statistics::Controller controller { tracker, { nullptr, &resources } };
 };
 
 // One row of an event table: what the editor publishes, and every event the tracker must be

@@ -6,7 +6,7 @@
 #include "tempdatafolder.h"
 #include "testfiles.h"
 
-#include "util/customization.h"
+#include "customization/customization.h"
 #include "util/settingspaths.h"
 #include "webconfig/webconfigfactory.h"
 

@@ -1,5 +1,5 @@
 #include "collection/collection.h"
-#include "util/translator.h"
+#include "translator/translator.h"
 
 #include <gtest/gtest.h>
 

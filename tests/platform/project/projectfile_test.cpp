@@ -1,4 +1,4 @@
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/projectfile.h"
 #include "timeline/audioeffects.h"
 #include "timeline/videoeffects.h"

@@ -1,4 +1,4 @@
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "project/userfilesstorage.h"
 
 #include <gtest/gtest.h>

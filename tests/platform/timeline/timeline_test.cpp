@@ -1,4 +1,4 @@
-#include "media/mediafile.h"
+#include "mediamodel/mediafile.h"
 #include "timeline/timeline.h"
 #include "timeline/videoeffects.h"
 

@@ -1,4 +1,4 @@
-#include "util/customization.h"
+#include "customization/customization.h"
 #include "util/settingspaths.h"
 
 #include "tempdatafolder.h"

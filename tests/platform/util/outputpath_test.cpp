@@ -1,4 +1,4 @@
-#include "util/outputpath.h"
+#include "outputpath/outputpath.h"
 #include "util/settingspaths.h"
 
 #include "tablerow.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util_export.h"
+#include "translator_export.h"
 
 #include <QByteArray>
 #include <QString>
@@ -13,15 +13,15 @@
 // with downloaded lists) are looked up first, then the application's Qt translators.
 namespace Translator {
 
-UTIL_EXPORT void registerTranslation(const QString &context,
-                                     const QString &source,
-                                     const QString &locale,
-                                     const QString &translation);
-UTIL_EXPORT QString translate(const char *context, const char *source);
-UTIL_EXPORT QString translate(const QString &context, const QString &source);
+TRANSLATOR_EXPORT void registerTranslation(const QString &context,
+                                           const QString &source,
+                                           const QString &locale,
+                                           const QString &translation);
+TRANSLATOR_EXPORT QString translate(const char *context, const char *source);
+TRANSLATOR_EXPORT QString translate(const QString &context, const QString &source);
 // Display texts that arrive with downloaded lists, by key and locale. Registering a key again
 // replaces its text in that locale.
-UTIL_EXPORT void
+TRANSLATOR_EXPORT void
 registerTranslation(const QString &key, const QString &text, const QString &locale);
 // Many keys' texts in a fixed set of locales, as a downloaded list brings them: one UTF-8 block
 // and the span of each text in it, so fifty thousand keys in fourteen locales cost a handful of
@@ -33,21 +33,21 @@ struct TranslationTable {
     // Row r's text in column c is spans[r * locales.size() + c]: offset and length in utf8.
     std::vector<std::pair<quint32, quint32>> spans;
 
-    UTIL_EXPORT QString text(std::size_t row, std::size_t column) const;
+    TRANSLATOR_EXPORT QString text(std::size_t row, std::size_t column) const;
 };
 // Registers every key of the table in all its locales, replacing what those keys had. The
 // registry holds the table while any of its keys still point at it.
-UTIL_EXPORT void registerTranslations(std::shared_ptr<const TranslationTable> table);
+TRANSLATOR_EXPORT void registerTranslations(std::shared_ptr<const TranslationTable> table);
 // The key's text in `locale`, else its "en_US" text, else the empty string.
-UTIL_EXPORT QString translation(const QString &key, const QString &locale);
+TRANSLATOR_EXPORT QString translation(const QString &key, const QString &locale);
 // The same in the interface locale.
-UTIL_EXPORT QString translation(const QString &key);
-UTIL_EXPORT bool hasTranslation(const QString &key);
+TRANSLATOR_EXPORT QString translation(const QString &key);
+TRANSLATOR_EXPORT bool hasTranslation(const QString &key);
 // Forgets every text registered by key (a data folder switched, a test begun).
-UTIL_EXPORT void clearTranslations();
+TRANSLATOR_EXPORT void clearTranslations();
 
 // The interface locale ("en_US" unless set).
-UTIL_EXPORT QString locale();
-UTIL_EXPORT void setLocale(const QString &locale);
+TRANSLATOR_EXPORT QString locale();
+TRANSLATOR_EXPORT void setLocale(const QString &locale);
 
 } // namespace Translator

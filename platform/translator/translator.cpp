@@ -1,4 +1,4 @@
-#include "util/translator.h"
+#include "translator/translator.h"
 
 #include <QCoreApplication>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util_export.h"
+#include "outputpath_export.h"
 
 #include <QString>
 #include <QStringList>
@@ -39,10 +39,10 @@ struct OutputRefusal {
 // Why `path` may not be written under `rules`; empty when it may. An output is a regular file or
 // a new name, never a folder, a pipe, a device or a socket (nor a link to one), never one of
 // `rules.inputs` under any name, and never one of the files the editor keeps in its data folder.
-UTIL_EXPORT OutputRefusal checkOutputPath(const QString &path, const OutputRules &rules);
+OUTPUTPATH_EXPORT OutputRefusal checkOutputPath(const QString &path, const OutputRules &rules);
 
 // Notes that a writer of `kind` has just finished `path`. A failure to note it only means the
 // next run asks again, so it is logged, not thrown.
-UTIL_EXPORT void rememberOutput(const QString &path, const QString &kind);
+OUTPUTPATH_EXPORT void rememberOutput(const QString &path, const QString &kind);
 
 } // namespace FS

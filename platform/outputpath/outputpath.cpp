@@ -1,4 +1,4 @@
-#include "util/outputpath.h"
+#include "outputpath/outputpath.h"
 
 #include "util/fs.h"
 #include "util/settingspaths.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util_export.h"
+#include "profiler_export.h"
 
 #include <QElapsedTimer>
 
@@ -23,7 +23,7 @@ inline constexpr const char *PROFILER_FASTTRACK_CONTROLLER = "fasttrack_controll
 inline constexpr const char *PROFILER_WAVEFORM_CONTROLLER = "waveform_controller";
 inline constexpr const char *PROFILER_CAPTURE_CONTROLLER = "capture_controller";
 
-class UTIL_EXPORT StartupProfiler {
+class PROFILER_EXPORT StartupProfiler {
 public:
     StartupProfiler();
     // Records the time since the previous mark (or the start) under `key`.

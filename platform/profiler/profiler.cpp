@@ -1,4 +1,4 @@
-#include "util/profiler.h"
+#include "profiler/profiler.h"
 
 namespace Vantel::Profiler {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "util_export.h"
+#include "customization_export.h"
 
 #include <QHash>
 #include <QString>
@@ -17,17 +17,17 @@ namespace Customization {
 
 // The address stored under a link key; empty (and a warning logged once per key) when the
 // configuration has none. Relative file addresses are resolved against the configuration file.
-UTIL_EXPORT QUrl appUrl(const QString &key);
+CUSTOMIZATION_EXPORT QUrl appUrl(const QString &key);
 
 // Every link key the configuration gives an address, without a warning for the rest.
-UTIL_EXPORT QHash<QString, QUrl> configuredLinks();
+CUSTOMIZATION_EXPORT QHash<QString, QUrl> configuredLinks();
 
 // FirstLaunch when the data folder had no launch marker yet. Decided on the first call for a data
 // folder and kept for the process; the marker is written then, so the next run is Regular.
-UTIL_EXPORT Vantel::App::LaunchType applicationLaunchType();
+CUSTOMIZATION_EXPORT Vantel::App::LaunchType applicationLaunchType();
 
 // The configuration file that appUrl reads. Reloaded when the path changes.
-UTIL_EXPORT QString productConfigPath();
-UTIL_EXPORT void setProductConfigPath(const QString &path);
+CUSTOMIZATION_EXPORT QString productConfigPath();
+CUSTOMIZATION_EXPORT void setProductConfigPath(const QString &path);
 
 } // namespace Customization
