@@ -21,6 +21,7 @@
 #include "playback/player.h"
 #include "timeline/timeline.h"
 
+#include "childcost.h"
 #include "mediasamples.h"
 
 #include <QCoreApplication>
@@ -34,11 +35,7 @@
 #include <cmath>
 #include <thread>
 
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-
-extern char **environ;
 
 namespace {
 
@@ -140,27 +137,6 @@ void BM_Record_RealTime(benchmark::State &state)
 
 BENCHMARK(BM_Record_RealTime)->Arg(30)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// The CPU seconds a child running `args` took; -1 when it failed.
-double childCpuSeconds(const QStringList &args)
-{
-    std::vector<QByteArray> bytes;
-    for (const QString &a : args)
-        bytes.push_back(a.toLocal8Bit());
-    std::vector<char *> argv;
-    for (QByteArray &b : bytes)
-        argv.push_back(b.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    int status = 0;
-    rusage usage {};
-    if (::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return -1;
-    auto seconds = [](const timeval &t) { return t.tv_sec + t.tv_usec / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
-}
-
 void BM_VoiceOver_Playback720p(benchmark::State &state)
 {
     const int seconds = static_cast<int>(state.range(0));
@@ -203,10 +179,11 @@ void BM_VoiceOver_Playback720p(benchmark::State &state)
         const double cpu = processCpuSeconds() - cpuBefore;
         stream.Drop();
 
-        const double ffmpegCpu = childCpuSeconds({ QStringLiteral("ffmpeg"), QStringLiteral("-v"),
-                                                   QStringLiteral("error"), QStringLiteral("-re"),
-                                                   QStringLiteral("-i"), clip, QStringLiteral("-f"),
-                                                   QStringLiteral("null"), QStringLiteral("-") });
+        const Bench::ChildCost ffmpeg = Bench::runChild(
+            { QStringLiteral("ffmpeg"), QStringLiteral("-v"), QStringLiteral("error"),
+              QStringLiteral("-re"), QStringLiteral("-i"), clip, QStringLiteral("-f"),
+              QStringLiteral("null"), QStringLiteral("-") });
+        const double ffmpegCpu = ffmpeg.ok() ? ffmpeg.cpuSeconds : -1;
         const double perSecond = cpu / wall;
         const double ffmpegPerSecond = ffmpegCpu / seconds;
         state.counters["dropped_per_min"] = player.droppedFrames() * 60.0 / wall;

@@ -10,6 +10,7 @@
 #include "exportengine/filtergraph.h"
 #include "exportengine/renderplan.h"
 
+#include "childcost.h"
 #include "mediasamples.h"
 
 #include "media/mediaprobe.h"
@@ -29,13 +30,9 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-
-extern char **environ;
 
 namespace {
 
@@ -172,32 +169,8 @@ QStringList ffmpegArguments(const QString &out)
              out };
 }
 
-struct ChildCost {
-    double peakMB = -1; // -1: the child failed
-    double cpuSeconds = 0;
-};
-
-// Runs `args` as a child and waits for it.
-ChildCost runChild(const QStringList &args)
-{
-    std::vector<QByteArray> bytes;
-    for (const QString &a : args)
-        bytes.push_back(a.toLocal8Bit());
-    std::vector<char *> argv;
-    for (QByteArray &b : bytes)
-        argv.push_back(b.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    if (posix_spawnp(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-        return {};
-    int status = 0;
-    rusage usage {};
-    if (::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return {};
-    auto seconds = [](const timeval &t) { return t.tv_sec + t.tv_usec / 1e6; };
-    return { static_cast<double>(usage.ru_maxrss) / 1024.0,
-             seconds(usage.ru_utime) + seconds(usage.ru_stime) };
-}
+using Bench::ChildCost;
+using Bench::runChild;
 
 QString self;
 

@@ -69,7 +69,7 @@ bool PictureStream::next(QImage &picture, MTime &at)
     try {
         if (!d->graph) {
             Detail::checkSources(d->plan, QString(), false);
-            d->graph.emplace(fedVideoGraph(d->plan, d->format), AVMEDIA_TYPE_VIDEO,
+            d->graph.emplace(Detail::fedVideoGraph(d->plan, d->format), AVMEDIA_TYPE_VIDEO,
                              QStringLiteral("format=rgb24"), 1);
         }
         const Detail::FramePtr frame = d->graph->next();
@@ -125,7 +125,7 @@ int SoundStream::read(float *out, int frames)
             if (!d->pending) {
                 if (!d->graph) {
                     Detail::checkSources(d->plan, QString(), false);
-                    d->graph.emplace(fedAudioGraph(d->plan, d->format), AVMEDIA_TYPE_AUDIO,
+                    d->graph.emplace(Detail::fedAudioGraph(d->plan, d->format), AVMEDIA_TYPE_AUDIO,
                                      QStringLiteral("aformat=sample_fmts=flt"), 1);
                 }
                 d->pending = d->graph->next();
