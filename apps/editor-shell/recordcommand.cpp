@@ -391,12 +391,16 @@ class AddWatch
     : public PubSub::Subscriber<FileAdder::AddMediaFilesResult>
     , public FileAnalyzer::View {
 public:
-    AddWatch() { subscribeAllTypes(); }
+    explicit AddWatch(FileAnalyzer::Model &analysis)
+        : View(analysis)
+    {
+        subscribeAllTypes();
+    }
 
     void notify(const FileAdder::AddMediaFilesResult &) override { answered = true; }
     void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
     {
-        if (FileAnalyzer::ObjectPtr added = FileAnalyzer::Model::instance().find(object))
+        if (FileAnalyzer::ObjectPtr added = model().find(object))
             objects.push_back(std::move(added));
     }
     void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
@@ -430,7 +434,7 @@ QJsonObject placeTake(Context &c, const Request &r, const Capture::CaptureResult
     }
     FileAdder::Contexts contexts;
     contexts.timeline = FileAdder::TimelineContext { &timeline, track, at };
-    AddWatch watch;
+    AddWatch watch(c.app.analysis());
     PubSub::publish(
         FileAdder::AddMediaFiles({ take.path }, FileAdder::Asrc::AudioRecording, contexts));
     if (!watch.done()) {
