@@ -329,7 +329,9 @@ QString videoPiece(GraphText &g, const RenderPiece &p, const VideoFormat &f, boo
     const std::int64_t count
         = std::max<std::int64_t>(1, frames(p.at + p.length + p.tail, f) - first);
     const double rate = boost::rational_cast<double>(f.rate);
-    FedSource use { {}, p.path, false, p.stillImage };
+    FedSource use;
+    use.path = p.path;
+    use.still = p.stillImage;
     use.from = (p.at - p.lead).toSecF();
     use.until = (p.at + p.length + p.tail).toSecF();
     if (!needsOriginal(p)) {
@@ -726,9 +728,11 @@ QString audioPiece(GraphText &g, const RenderPiece &p, const AudioFormat &a)
     const double start = std::max(0.0, wanted);
     const MTime held = MTime::fromSec((start - wanted) / p.speed);
     const MTime clipStart = p.skip - p.lead + held;
-    FedSource use {
-        {}, p.path, true, false, start, p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05
-    };
+    FedSource use;
+    use.path = p.path;
+    use.audio = true;
+    use.seek = start;
+    use.end = p.sourceEnd() + p.tail.toSecF() * p.speed + 0.05;
     use.from = (p.at - p.lead).toSecF();
     use.until = (p.at + p.length + p.tail).toSecF();
     Flow flow(g);

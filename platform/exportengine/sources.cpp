@@ -73,7 +73,7 @@ public:
 
     // The frames of another graph's output.
     Source(AVFilterContext *buffer, GraphOutput *under)
-        : m_use { QLatin1String(stageSource), {}, false, false, 0, HUGE_VAL, 0, HUGE_VAL }
+        : m_use { QLatin1String(stageSource), {}, false, false, 0, HUGE_VAL, 0, HUGE_VAL, {}, false }
         , m_buffer(buffer)
         , m_under(under)
     {
