@@ -214,8 +214,9 @@ TEST_P(ExportRefuses, and_what_stood_there_is_unchanged)
     ASSERT_EQ(::lstat(QFile::encodeName(target).constData(), &after), 0);
     EXPECT_EQ(after.st_mode, before.st_mode);
     EXPECT_EQ(after.st_ino, before.st_ino);
-    if (S_ISREG(before.st_mode))
+    if (S_ISREG(before.st_mode)) {
         EXPECT_EQ(TestSupport::readFile(target), bytes);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
