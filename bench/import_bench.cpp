@@ -166,8 +166,11 @@ public:
         sink->counts.clear();
         PubSub::publish(FileAdder::AddMediaFiles(paths, FileAdder::Asrc::ImportFolders, contexts));
         done->loop.exec();
-        const bool complete
-            = project->timeline().track(0).clipCount() == static_cast<std::size_t>(paths.size())
+        // Pictures and videos go on the video track, sound files on a sound track.
+        std::size_t placed = 0;
+        for (int t = 0; t < project->timeline().trackCount(); ++t)
+            placed += project->timeline().track(t).clipCount();
+        const bool complete = placed == static_cast<std::size_t>(paths.size())
             && sink->counts["FILE_ADDED"] == paths.size()
             && sink->counts["FILE_OPENED"] == paths.size();
         return complete;
