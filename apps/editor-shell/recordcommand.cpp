@@ -586,18 +586,23 @@ int record(Context &c)
                 status = 1;
         } else if (session.interrupted) {
             c.err << '\n';
-            status = notRecorded(c, deviceUid,
+            status = notRecorded(c, QString::fromStdString(r.device),
                                  QStringLiteral("cancelled during the countdown; nothing was "
                                                 "recorded"),
                                  130);
         }
     }
     // The layer has told why on the terminal; a script hears it in the result.
-    if (status < 0)
-        status = notRecorded(c, deviceUid,
-                             device.IsNull() ? QStringLiteral("Can't find a device: ") + deviceUid
-                                             : QStringLiteral("the recording did not start"),
+    // The window may have switched the input during the countdown: name the one last chosen.
+    if (status < 0) {
+        const QString chosen = QString::fromStdString(r.device);
+        const bool missing
+            = AudIO::AudioDeviceManager::Instance().FindDeviceByUid(r.device).IsNull();
+        status = notRecorded(c, chosen,
+                             missing ? QStringLiteral("Can't find a device: ") + chosen
+                                     : QStringLiteral("the recording did not start"),
                              1, true);
+    }
     // What the take was made with is released on a later turn of the loop; give it that turn.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     player.stop();
