@@ -61,8 +61,8 @@ inline float peakOf(const AudioFileData &data, std::int64_t from, std::int64_t t
     return peak;
 }
 
-// A sine of `hz` at half scale, 16-bit WAV.
-inline void writeToneFile(const QString &path, double hz, int rate, int channels, double seconds)
+// Interleaved samples written as a 16-bit WAV.
+inline void writeWav(const QString &path, int rate, int channels, const std::vector<float> &samples)
 {
     SF_INFO info {};
     info.samplerate = rate;
@@ -71,6 +71,13 @@ inline void writeToneFile(const QString &path, double hz, int rate, int channels
     SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
     if (!file)
         throw std::runtime_error("cannot write " + path.toStdString());
+    sf_writef_float(file, samples.data(), static_cast<sf_count_t>(samples.size() / channels));
+    sf_close(file);
+}
+
+// A sine of `hz` at half scale, 16-bit WAV.
+inline void writeToneFile(const QString &path, double hz, int rate, int channels, double seconds)
+{
     const auto frames = static_cast<std::int64_t>(rate * seconds);
     std::vector<float> samples(static_cast<std::size_t>(frames) * channels);
     for (std::int64_t f = 0; f < frames; ++f) {
@@ -78,8 +85,7 @@ inline void writeToneFile(const QString &path, double hz, int rate, int channels
             samples[f * channels + c]
                 = static_cast<float>(0.5 * std::sin(2 * M_PI * hz * f / rate));
     }
-    sf_writef_float(file, samples.data(), frames);
-    sf_close(file);
+    writeWav(path, rate, channels, samples);
 }
 
 // Silence with one click (2 ms at full scale) at `clickAt` seconds, 16-bit WAV: a sound whose
@@ -87,13 +93,6 @@ inline void writeToneFile(const QString &path, double hz, int rate, int channels
 inline void
 writeClickFile(const QString &path, int rate, int channels, double seconds, double clickAt)
 {
-    SF_INFO info {};
-    info.samplerate = rate;
-    info.channels = channels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
-    if (!file)
-        throw std::runtime_error("cannot write " + path.toStdString());
     const auto frames = static_cast<std::int64_t>(rate * seconds);
     std::vector<float> samples(static_cast<std::size_t>(frames) * channels, 0.0f);
     const auto click = static_cast<std::int64_t>(rate * clickAt);
@@ -101,8 +100,7 @@ writeClickFile(const QString &path, int rate, int channels, double seconds, doub
         for (int c = 0; c < channels; ++c)
             samples[f * channels + c] = 0.9f;
     }
-    sf_writef_float(file, samples.data(), frames);
-    sf_close(file);
+    writeWav(path, rate, channels, samples);
 }
 
 // The first frame louder than half scale, in seconds from the start; -1 when there is none.

@@ -5,6 +5,7 @@
 #include "eventwait.h"
 #include "fakedialogs.h"
 #include "logcapture.h"
+#include "steppedclock.h"
 #include "tablerow.h"
 
 #include "audio/audiodevicemanager.h"
@@ -23,6 +24,8 @@
 #include <atomic>
 
 namespace {
+
+using TestSupport::SteppedClock;
 
 using namespace std::chrono_literals;
 using AudIO::AudioDeviceManager;
@@ -287,17 +290,6 @@ INSTANTIATE_TEST_SUITE_P(Capture,
                                            QualityCase { "eight", 8, 48000, 2 },
                                            QualityCase { "far_past", 40, 48000, 2 }),
                          TestSupport::tableRowName);
-
-// A clock that moves only when the test says: the playback and the take share it, so the test
-// knows to the sample where the playhead was when each sample was spoken.
-class SteppedClock final : public AudIO::IClock {
-public:
-    std::chrono::nanoseconds now() const override { return std::chrono::nanoseconds(m_ns.load()); }
-    void step(std::chrono::milliseconds by) { m_ns += std::chrono::nanoseconds(by).count(); }
-
-private:
-    std::atomic<std::int64_t> m_ns { 0 };
-};
 
 TEST(VoiceOver, the_take_lands_where_its_click_was_spoken_over_the_playing_timeline)
 {

@@ -1,6 +1,7 @@
 #include "audio/soundoutput.h"
 
 #include "eventwait.h"
+#include "steppedclock.h"
 
 #include <gtest/gtest.h>
 
@@ -10,16 +11,9 @@
 
 namespace {
 
+using TestSupport::SteppedClock;
+
 using namespace std::chrono_literals;
-
-class SteppedClock final : public AudIO::IClock {
-public:
-    std::chrono::nanoseconds now() const override { return std::chrono::nanoseconds(m_ns.load()); }
-    void step(std::chrono::milliseconds by) { m_ns += std::chrono::nanoseconds(by).count(); }
-
-private:
-    std::atomic<std::int64_t> m_ns { 0 };
-};
 
 // A machine without sound plays in the same time as one with: the null output takes each 10 ms
 // block only when the chronometer is within its lead of the block's end.
