@@ -17,12 +17,6 @@
 
 namespace Vantel::Tracking {
 
-using Sqlite::columnText;
-using Sqlite::Database;
-using Sqlite::exec;
-using Sqlite::fail;
-using Sqlite::queryInt;
-using Sqlite::Statement;
 using StoreSchema::ForeignDatabase;
 using StoreSchema::moveAside;
 using StoreSchema::openForWriting;

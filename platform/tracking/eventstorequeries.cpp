@@ -10,12 +10,6 @@
 // writer's.
 namespace Vantel::Tracking {
 
-using Sqlite::columnText;
-using Sqlite::Database;
-using Sqlite::exec;
-using Sqlite::fail;
-using Sqlite::queryInt;
-using Sqlite::Statement;
 using StoreSchema::BusyTimeoutMs;
 
 Database EventStore::Impl::openForReading() const

@@ -11,12 +11,6 @@
 // its limit, or when a full disk leaves no room for a batch.
 namespace Vantel::Tracking {
 
-using Sqlite::columnText;
-using Sqlite::Database;
-using Sqlite::exec;
-using Sqlite::fail;
-using Sqlite::queryInt;
-using Sqlite::Statement;
 using StoreSchema::nowMs;
 
 // Returns the rows left. Oldest first: by id for the count and size caps, by time for age.

@@ -14,12 +14,6 @@
 // must run where the database is (enabling, disabling).
 namespace Vantel::Tracking {
 
-using Sqlite::columnText;
-using Sqlite::Database;
-using Sqlite::exec;
-using Sqlite::fail;
-using Sqlite::queryInt;
-using Sqlite::Statement;
 using StoreSchema::RowOverhead;
 using StoreSchema::RowsPerInsert;
 

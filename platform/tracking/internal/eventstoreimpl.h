@@ -21,6 +21,14 @@
 // the dropped count (internal/droppedcountfile.cpp) and the readers (eventstorequeries.cpp).
 namespace Vantel::Tracking {
 
+// The SQLite helpers every source of the store speaks in.
+using Sqlite::columnText;
+using Sqlite::Database;
+using Sqlite::exec;
+using Sqlite::fail;
+using Sqlite::queryInt;
+using Sqlite::Statement;
+
 class EventStore::Impl {
 public:
     Impl(QString path, const Limits &limits);
