@@ -3,6 +3,7 @@
 // timeline or the collection, what failed and why, and the result.
 
 #include "importcommand.h"
+#include "analysiswait.h"
 #include "exitsignals.h"
 #include "outputguard.h"
 
@@ -10,7 +11,6 @@
 #include "projectactions.h"
 
 #include "FileAnalyzer/model.h"
-#include "FileAnalyzer/view.h"
 #include "Messages/command.h"
 #include "Messages/fileadder.h"
 #include "Messages/packageinstall.h"
@@ -162,10 +162,10 @@ class ImportWatch
                                 ::Command::OpenProject,
                                 ::Command::InstallPackageRequest,
                                 Project::FileAddRequest>
-    , public FileAnalyzer::View {
+    , public AnalysisWait {
 public:
     ImportWatch(FileAnalyzer::Model &analysis, Project::Object &project)
-        : View(analysis)
+        : AnalysisWait(analysis)
         , project(project)
     {
         subscribeAllTypes();
@@ -180,29 +180,12 @@ public:
         collectionAdded += static_cast<int>(project.userFiles().add(m.files));
         collectionOffered += static_cast<int>(m.files.size());
     }
-    void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
-    {
-        if (FileAnalyzer::ObjectPtr added = model().find(object))
-            objects.push_back(std::move(added));
-    }
-    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
-    {
-        ++removed;
-        if (loop && removed >= static_cast<int>(objects.size()))
-            loop->quit();
-    }
-
-    bool allRemoved() const { return removed >= static_cast<int>(objects.size()); }
-
     Project::Object &project;
     std::vector<FileAdder::AddMediaFilesResult> results;
     QString projectToOpen;
     QStringList packages;
     int collectionAdded = 0;
     int collectionOffered = 0;
-    std::vector<FileAnalyzer::ObjectPtr> objects;
-    int removed = 0;
-    QEventLoop *loop = nullptr;
 };
 
 QString codecName(const QString &codecId)

@@ -2,6 +2,7 @@
 // and Ctrl+C to stop and keep what was said. Also lists the inputs and saves a take that an
 // earlier run left behind.
 
+#include "analysiswait.h"
 #include "exitsignals.h"
 #include "levelmeter.h"
 #include "outputguard.h"
@@ -12,7 +13,6 @@
 #include "Application/application.h"
 #include "CaptureController/iaudiocapture.h"
 #include "FileAnalyzer/model.h"
-#include "FileAnalyzer/view.h"
 #include "Messages/fileadder.h"
 #include "Statistics/istatistics.h"
 #include "Statistics/workspacestatistics.h"
@@ -389,32 +389,18 @@ int freeAudioTrack(const Timeline::Model &timeline, MTime from, MTime to)
 // Waits for one add request to be analysed and placed.
 class AddWatch
     : public PubSub::Subscriber<FileAdder::AddMediaFilesResult>
-    , public FileAnalyzer::View {
+    , public AnalysisWait {
 public:
     explicit AddWatch(FileAnalyzer::Model &analysis)
-        : View(analysis)
+        : AnalysisWait(analysis)
     {
         subscribeAllTypes();
     }
 
     void notify(const FileAdder::AddMediaFilesResult &) override { answered = true; }
-    void fileAnalyzerAddRequested(FileAnalyzer::Object *object) override
-    {
-        if (FileAnalyzer::ObjectPtr added = model().find(object))
-            objects.push_back(std::move(added));
-    }
-    void fileAnalyzerRemoveRequested(FileAnalyzer::Object *) override
-    {
-        ++removed;
-        if (loop && done())
-            loop->quit();
-    }
-    bool done() const { return answered && removed >= static_cast<int>(objects.size()); }
+    bool finished() const override { return answered && allRemoved(); }
 
     bool answered = false;
-    std::vector<FileAnalyzer::ObjectPtr> objects;
-    int removed = 0;
-    QEventLoop *loop = nullptr;
 };
 
 // The take onto the project's timeline where it was spoken, through the add request as the
@@ -437,7 +423,7 @@ QJsonObject placeTake(Context &c, const Request &r, const Capture::CaptureResult
     AddWatch watch(c.app.analysis());
     PubSub::publish(
         FileAdder::AddMediaFiles({ take.path }, FileAdder::Asrc::AudioRecording, contexts));
-    if (!watch.done()) {
+    if (!watch.finished()) {
         QEventLoop loop;
         watch.loop = &loop;
         loop.exec();
